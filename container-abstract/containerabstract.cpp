@@ -1,0 +1,116 @@
+#include "containerabstract.h"
+
+#include "containerabstract_p.h"
+#include "texts.h"
+
+ContainerAbstract::CommonElement::CommonElement()
+    : type(0)
+{}
+
+ContainerAbstract::CommonElement::CommonElement(int elementType, const QString &elementName)
+    : type(elementType)
+    , name(elementName)
+{}
+
+ContainerAbstract::CommonElement::CommonElement(const CommonElement &other) = default;
+ContainerAbstract::CommonElement &ContainerAbstract::CommonElement::operator=(const CommonElement &other) = default;
+
+ContainerAbstract::ContainerAbstract()
+    : d(std::make_unique<ContainerAbstractPrivate>())
+{}
+
+ContainerAbstract::~ContainerAbstract() = default;
+
+int ContainerAbstract::openFile(const QString &path)
+{
+    if (!d->opener)
+        return m_file.open(path);
+    QString error;
+    std::unique_ptr<ByteSource> source = d->opener(path, &error);
+    return m_file.open(std::move(source), error);
+}
+
+void ContainerAbstract::closeFile()
+{
+    m_file.close();
+}
+
+void ContainerAbstract::beginElement(quint64 offset, quint64 size, const QString &title, qint64 index)
+{
+    d->admitNode(m_file, offset);
+    if (d->sink && Q_UNLIKELY(!d->sink->beginElement(offset, size, title, index)))
+        d->rememberSinkFailure();
+}
+
+void ContainerAbstract::endElement() noexcept
+{
+    // A parser that ends more than it began must not end the host's own nodes.
+    if (d->openNodes == 0)
+        return;
+    --d->openNodes;
+    if (d->sink && Q_UNLIKELY(!d->sink->endElement()))
+        d->rememberSinkFailure();
+}
+
+void ContainerAbstract::addField(bool flag, quint64 offset, uchar code, quint64 size, const QString &name,
+                                 const QString &value, const QString &meaning, const QString &description,
+                                 qint64 index)
+{
+    d->admitItem(m_file, offset);
+    const Field field {flag, code, offset, size, index, name, value, meaning, description};
+    if (d->sink && Q_UNLIKELY(!d->sink->addField(field)))
+        d->rememberSinkFailure();
+    if (Q_UNLIKELY(!meaning.isEmpty()) && d->recordsStreams && d->announcesVideoStream(field))
+        d->addVideoStream(*this);
+}
+
+QString ContainerAbstract::bytesToText(const QByteArray &bytes)
+{
+    return ::bytesToText(bytes);
+}
+
+int ContainerAbstract::reportFrame(uint streamIndex, quint64 frameNumber)
+{
+    const Frame frame {streamIndex, frameNumber, m_frameOffset, m_frameSize, m_frameIsKey != 0};
+    if (d->sink && Q_UNLIKELY(!d->sink->reportFrame(frame)))
+        d->rememberSinkFailure();
+    return StatusOk;
+}
+
+void ContainerAbstractPrivate::rememberSinkFailure()
+{
+    if (stop == Stop::None)
+        stop = Stop::SinkFailed;
+}
+
+bool ContainerAbstractPrivate::noticeStop(const FileDevice &file, quint64 position, Stop reason)
+{
+    if (stop == Stop::None) {
+        stopPosition = position;
+        if (cancel && cancel->load(std::memory_order_relaxed))
+            stop = Stop::Cancelled;
+        else if (file.bytesRead() > workLimit)
+            stop = Stop::Work;
+        else
+            stop = reason;
+    }
+    return stop != Stop::None;
+}
+
+void ContainerAbstractPrivate::stopRun(const FileDevice &file, quint64 offset, Stop reason)
+{
+    noticeStop(file, offset, reason);
+    throw RunStopped();
+}
+
+bool ContainerAbstractPrivate::announcesVideoStream(const Field &field) const
+{
+    return field.meaning == videoStreamMeaning && field.name == videoStreamField;
+}
+
+void ContainerAbstractPrivate::addVideoStream(ContainerAbstract &parser)
+{
+    streams.emplace_back();
+    parser.m_videoStreams.append(&streams.back());
+    parser.m_streamFrameCounters.append(0);
+}

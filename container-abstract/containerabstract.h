@@ -1,0 +1,129 @@
+#pragma once
+
+#include "containerabstract_export.h"
+#include "elementsink.h"
+#include "filedevice.h"
+#include "statuscodes.h"
+#include "videostream.h"
+
+#include <QByteArray>
+#include <QObject>
+#include <QString>
+#include <QVector>
+
+#include <memory>
+
+class ContainerAbstractPrivate;
+
+/**
+ * The base class of every container parser. A parser knows what the bytes of one container format mean; the host owns
+ * the file, the elements and the walk over the top level (ContainerRun), and calls the five virtual operations:
+ *
+ *  1. verifyContainerFormat, with the file closed;
+ *  2. with the file open in m_file: prepareParsing, then findBeginOfContainer;
+ *  3. parseElement once per top-level element, with m_position and the file on its first byte and the end of the
+ *     data as the only entry of m_levelEnds;
+ *  4. finalizeParsing.
+ *
+ * One object parses one file, driven by one thread at a time. Parsers report trouble as statuses and neither throw nor
+ * catch. beginElement and addField may throw an exception of the framework's own when the host ends the run early:
+ * whatever a parser holds has to be released by destructors.
+ */
+class CONTAINERABSTRACT_EXPORT ContainerAbstract : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// The base record of an element kind in a parser's registry.
+    class CONTAINERABSTRACT_EXPORT CommonElement
+    {
+    public:
+        CommonElement();
+        CommonElement(int type, const QString &name);
+        CommonElement(const CommonElement &other);
+        CommonElement &operator=(const CommonElement &other);
+
+        qint32 type; ///< kind, in the parser's own numbering
+        QString name; ///< short label, may be empty
+    };
+
+    ~ContainerAbstract() override;
+
+protected:
+    ContainerAbstract();
+
+    // The order of these five is part of the binary interface of plug-ins; a test guards it.
+
+    /// Opens and closes the file `path` itself: 0 when it is of this parser's format, StatusNotRecognised when it is
+    /// not, or what openFile returned.
+    virtual int verifyContainerFormat(const QString &path) = 0;
+    /// Stores the offset of the first element, in bytes from the start of the file, in `*offset`.
+    virtual int findBeginOfContainer(qint64 *offset) = 0;
+    /// Parses the element at m_position and stores in `*size` by how many bytes to advance; 0 ends the walk.
+    virtual int parseElement(quint64 *size) = 0;
+    /// Called before findBeginOfContainer.
+    virtual void prepareParsing() = 0;
+    /// Called after the last element.
+    virtual void finalizeParsing() = 0;
+
+    /// Opens `path` in m_file: StatusOk, StatusCannotOpen or StatusReadError.
+    int openFile(const QString &path);
+    void closeFile();
+
+    /**
+     * Opens a node as a child of the innermost open one.
+     *
+     * @param offset  first byte of the element, in bytes from the start of the file
+     * @param size    its length in bytes with its own header
+     * @param title   what is shown for the node; lent for the call
+     * @param index   ordinal among repeated records, or -1
+     * Throws the framework's own exception where the host ends the run; the node is then not open.
+     */
+    void beginElement(quint64 offset, quint64 size, const QString &title, qint64 index);
+    /// Closes the innermost open node. Never throws, so it may be called by the destructor of a scope object.
+    void endElement() noexcept;
+    /**
+     * Adds a leaf to the innermost open node, or at the top level when none is open.
+     *
+     * @param flag, code  kept with the leaf for the host; false and 0 where a parser has nothing to say
+     * @param offset      first byte of the field, in bytes from the start of the file
+     * @param size        width in bytes; 0 is allowed for an empty text
+     * @param name        the field's label; unparsedDataMarker for bytes that nobody interprets
+     * @param value       the raw value as text
+     * @param meaning     what the value stands for ("25 frames/second"), empty when there is nothing to add
+     * @param description a longer explanation, usually empty
+     * @param index       ordinal among repeated records, or -1
+     * The texts are lent for the call. Throws the framework's own exception where the host ends the run.
+     *
+     * A leaf "fccType" whose meaning is "Video" announces a video stream: a run then appends a zeroed record to
+     * m_videoStreams and a zero to m_streamFrameCounters.
+     */
+    void addField(bool flag, quint64 offset, uchar code, quint64 size, const QString &name, const QString &value,
+                  const QString &meaning, const QString &description, qint64 index);
+    /// See the function of that name in texts.h.
+    QString bytesToText(const QByteArray &bytes);
+    /// Hands the frame in m_frameOffset, m_frameSize and m_frameIsKey to the host; always 0.
+    int reportFrame(uint streamIndex, quint64 frameNumber);
+
+    /// The input file.
+    FileDevice m_file;
+    /// Offset of the element being parsed, in bytes from the start of the file.
+    quint64 m_position = 0;
+    /// End offsets of the enclosing lists, the innermost last; the first is the end of the data.
+    QVector<qint64> m_levelEnds;
+    /// One running frame number per video stream; sized by the host.
+    QVector<quint64> m_streamFrameCounters;
+    /// The frame about to be reported: offset of its data from the start of the file,
+    quint64 m_frameOffset = 0;
+    /// its size in bytes,
+    quint64 m_frameSize = 0;
+    /// and non-zero when it is a key frame.
+    int m_frameIsKey = 0;
+    /// One record per video stream, owned by the host; a parser writes into the last one only.
+    QVector<VideoStream *> m_videoStreams;
+
+private:
+    friend class ParserRun; // the host: drives the virtual operations and reads the state above
+    friend class ContainerAbstractPrivate;
+    const std::unique_ptr<ContainerAbstractPrivate> d;
+};

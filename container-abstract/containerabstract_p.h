@@ -1,0 +1,78 @@
+#pragma once
+
+#include "containerabstract.h"
+#include "containerrun.h"
+
+#include <QStringView>
+
+#include <atomic>
+#include <deque>
+#include <limits>
+
+/// What the framework throws through a parser to end a run. The reason stands in the parser's private state.
+struct RunStopped
+{};
+
+/// A leaf of this name and meaning is how a parser announces a video stream to the run.
+inline constexpr QStringView videoStreamField {u"fccType"};
+inline constexpr QStringView videoStreamMeaning {u"Video"};
+
+/**
+ * The host's side of one parser: where its elements go, what they are bounded by, and why the run has to stop. Without
+ * a run there is no sink and no bound: elements are counted and dropped.
+ */
+class CONTAINERABSTRACT_EXPORT ContainerAbstractPrivate
+{
+public:
+    enum class Stop { None, Items, Depth, Work, Cancelled, SinkFailed };
+
+    static ContainerAbstractPrivate &of(ContainerAbstract &parser) { return *parser.d; }
+
+    /// Counts one more node or leaf that starts at `offset`, or ends the run if it has to end here.
+    void admitItem(const FileDevice &file, quint64 offset)
+    {
+        if (Q_UNLIKELY(items >= itemLimit))
+            stopRun(file, offset, Stop::Items);
+        if (Q_UNLIKELY(mustStop(file)))
+            stopRun(file, offset, Stop::None);
+        ++items;
+    }
+    /// The same for a node, which has to find room among the open ones too.
+    void admitNode(const FileDevice &file, quint64 offset)
+    {
+        if (Q_UNLIKELY(openNodes >= depthLimit))
+            stopRun(file, offset, Stop::Depth);
+        admitItem(file, offset);
+        ++openNodes;
+    }
+    /// True when the run has to end: for a reason noted before, for one from outside, or for `reason` if it is one.
+    /// The first reason is kept, with `position` as the place.
+    bool noticeStop(const FileDevice &file, quint64 position, Stop reason = Stop::None);
+    void rememberSinkFailure();
+    bool announcesVideoStream(const Field &field) const;
+    void addVideoStream(ContainerAbstract &parser);
+
+    ElementSink *sink = nullptr;
+    const std::atomic<bool> *cancel = nullptr;
+    SourceOpener opener; // empty: files are opened by their path
+    bool recordsStreams = false;
+
+    quint64 items = 0;
+    quint64 openNodes = 0;
+    quint64 itemLimit = std::numeric_limits<quint64>::max();
+    quint64 depthLimit = std::numeric_limits<quint64>::max();
+    quint64 workLimit = std::numeric_limits<quint64>::max(); // bytes that this parser may still read
+    quint64 totalWorkLimit = std::numeric_limits<quint64>::max(); // of the whole run
+    Stop stop = Stop::None;
+    quint64 stopPosition = 0; // bytes from the start of the file
+
+    std::deque<VideoStream> streams; // a deque: the parser holds pointers to the records
+
+private:
+    bool mustStop(const FileDevice &file) const
+    {
+        return stop != Stop::None || file.bytesRead() > workLimit
+            || (cancel && cancel->load(std::memory_order_relaxed));
+    }
+    [[noreturn]] void stopRun(const FileDevice &file, quint64 offset, Stop reason);
+};

@@ -1,0 +1,250 @@
+#include "containerrun.h"
+
+#include "bytesource.h"
+#include "containerabstract.h"
+#include "containerabstract_p.h"
+
+#include <algorithm>
+#include <exception>
+
+using Stop = ContainerAbstractPrivate::Stop;
+
+namespace {
+
+/// The first status that is not zero is the document's.
+void keepFirst(int status, int *first)
+{
+    if (*first == StatusOk)
+        *first = status;
+}
+
+void explainStop(const ContainerAbstractPrivate &host, RunResult *result)
+{
+    switch (host.stop) {
+    case Stop::None:
+        return;
+    case Stop::Items:
+        result->limit = RunLimit::Items;
+        result->limitValue = host.itemLimit;
+        break;
+    case Stop::Depth:
+        result->limit = RunLimit::Depth;
+        result->limitValue = host.depthLimit;
+        break;
+    case Stop::Work:
+        result->limit = RunLimit::Work;
+        result->limitValue = host.totalWorkLimit;
+        break;
+    case Stop::Cancelled:
+        result->cancelled = true;
+        break;
+    case Stop::SinkFailed:
+        result->sinkError = host.sink->errorText();
+        break;
+    }
+    result->stopPosition = host.stopPosition;
+}
+
+} // namespace
+
+quint64 RunLimits::itemsFor(qint64 fileSize) const
+{
+    constexpr quint64 itemsOfAnyFile = 1'000'000;
+    return maxItems != defaultItems ? maxItems : std::max(itemsOfAnyFile, quint64(fileSize));
+}
+
+quint64 RunLimits::workFor(qint64 fileSize) const
+{
+    constexpr quint64 most = std::numeric_limits<quint64>::max();
+    const quint64 bytes = quint64(fileSize);
+    if (bytes != 0 && maxWorkFactor > (most - workAllowance) / bytes)
+        return most;
+    return bytes * maxWorkFactor + workAllowance;
+}
+
+/// One parser at work on one file: the host's half of the calling order.
+class ParserRun
+{
+public:
+    enum class Verdict { Recognised, NotRecognised, Ended };
+
+    ParserRun(ContainerAbstract &parser, const QString &path, RunResult *result)
+        : m_parser(parser)
+        , m_host(*parser.d)
+        , m_file(parser.m_file)
+        , m_path(path)
+        , m_result(*result)
+    {
+        m_host.recordsStreams = true;
+    }
+
+    void setOpener(const SourceOpener &opener) { m_host.opener = opener; }
+
+    void setBounds(const RunLimits &limits, qint64 fileSize, const std::atomic<bool> *cancel)
+    {
+        m_host.itemLimit = limits.itemsFor(fileSize);
+        m_host.depthLimit = limits.maxDepth;
+        m_host.totalWorkLimit = limits.workFor(fileSize);
+        // The parsers that were asked before this one have used up their part.
+        m_host.workLimit = m_host.totalWorkLimit - std::min(m_host.totalWorkLimit, m_result.bytesRead);
+        m_host.cancel = cancel;
+        m_file.setReadLimit(m_host.workLimit);
+        m_file.setStopFlag(cancel);
+    }
+
+    /// Asks the parser whether it knows the format and, if so, opens the file for the walk.
+    Verdict detect()
+    {
+        int status = StatusNotRecognised;
+        guard([&] { status = m_parser.verifyContainerFormat(m_path); });
+        if (status == StatusOk && m_host.stop == Stop::None)
+            status = m_parser.openFile(m_path);
+        if (wasStopped() || m_result.error.kind == FileError::Memory)
+            return Verdict::Ended;
+        // To the parser a read error looks like the end of the file.
+        if (status == StatusNotRecognised && m_file.hasReadError())
+            status = StatusReadError;
+        if (status == StatusOk)
+            return Verdict::Recognised;
+        if (status != StatusCannotOpen && status != StatusReadError)
+            return Verdict::NotRecognised;
+        keepFirst(status, &m_result.status);
+        if (status == StatusCannotOpen)
+            m_result.error = {FileError::Open, -1, m_file.errorText()};
+        return Verdict::Ended;
+    }
+
+    /// Walks the whole file into `sink`. Afterwards every node is ended.
+    void walk(const DocumentStart &start, ElementSink &sink)
+    {
+        m_host.sink = &sink;
+        if (!sink.beginDocument(start))
+            m_host.rememberSinkFailure();
+        guard([this] { walkTopLevel(); });
+        while (m_host.openNodes > 0)
+            m_parser.endElement();
+    }
+
+    /// Adds to the result what this parser's part of the run has shown.
+    void collect()
+    {
+        if (m_file.hasReadError() && m_result.error.kind == FileError::None)
+            m_result.error = {FileError::Read, m_file.readErrorOffset(), m_file.errorText()};
+        m_file.close();
+        m_result.items += m_host.items;
+        m_result.bytesRead += m_file.bytesRead();
+        for (const VideoStream *stream : std::as_const(m_parser.m_videoStreams))
+            m_result.videoStreams.append(*stream);
+        explainStop(m_host, &m_result);
+    }
+
+private:
+    /// Runs a part of the parser; what the framework throws, and memory that runs out, ends here.
+    template<typename Part> void guard(Part part)
+    {
+        try {
+            part();
+        } catch (const RunStopped &) {
+            // The reason stands in m_host.stop.
+        } catch (const std::exception &exception) {
+            m_result.error = {FileError::Memory, m_file.pos(), QString::fromLocal8Bit(exception.what())};
+        }
+    }
+
+    /// The run was stopped, or a read was cut short by the host: then statuses say nothing of the file.
+    bool wasStopped()
+    {
+        return m_host.stop != Stop::None
+            || (m_file.wasInterrupted() && m_host.noticeStop(m_file, quint64(m_file.pos())));
+    }
+
+    void walkTopLevel()
+    {
+        const quint64 end = quint64(m_file.size());
+        m_parser.prepareParsing();
+        qint64 begin = 0;
+        keepFirst(m_parser.findBeginOfContainer(&begin), &m_result.status);
+        m_parser.m_levelEnds = {m_file.size()};
+        m_parser.m_position = quint64(begin);
+        while (m_parser.m_position < end) {
+            if (!walkElement(end))
+                return;
+        }
+        m_parser.finalizeParsing();
+    }
+
+    /// Parses one top-level element and moves on behind it; false when the run was stopped inside.
+    bool walkElement(quint64 end)
+    {
+        m_file.seek(qint64(m_parser.m_position));
+        quint64 size = 0;
+        const int status = m_parser.parseElement(&size);
+        if (wasStopped())
+            return false;
+        if (m_file.hasReadError())
+            keepFirst(StatusReadError, &m_result.status);
+        keepFirst(status, &m_result.status);
+        const quint64 rest = end - m_parser.m_position;
+        if (size == 0)
+            m_parser.addField(false, m_parser.m_position, 0, rest, unparsedDataMarker.toString(), {}, {}, {}, -1);
+        m_parser.m_position += size == 0 ? rest : std::min(size, rest);
+        return true;
+    }
+
+    ContainerAbstract &m_parser;
+    ContainerAbstractPrivate &m_host;
+    FileDevice &m_file;
+    const QString &m_path;
+    RunResult &m_result;
+};
+
+ContainerRun::ContainerRun(const RunLimits &limits)
+    : m_limits(limits)
+{}
+
+std::unique_ptr<ByteSource> ContainerRun::openSource(const QString &path, QString *error) const
+{
+    return m_opener ? m_opener(path, error) : openFileSource(path, error);
+}
+
+RunResult ContainerRun::run(const QString &path, const QVector<ParserFactory> &parsers, ElementSink &sink)
+{
+    using Verdict = ParserRun::Verdict;
+    RunResult result;
+    DocumentStart start {path, {}, -1};
+    Verdict verdict = Verdict::NotRecognised;
+
+    QString openError;
+    if (const std::unique_ptr<ByteSource> source = openSource(path, &openError)) {
+        start.fileSize = source->size();
+    } else {
+        result.status = StatusCannotOpen;
+        result.error = {FileError::Open, -1, openError};
+        verdict = Verdict::Ended;
+    }
+
+    for (const ParserFactory &factory : parsers) {
+        if (verdict != Verdict::NotRecognised)
+            break;
+        const std::unique_ptr<ContainerAbstract> parser = factory.create();
+        if (!parser)
+            continue;
+        ParserRun step(*parser, path, &result);
+        step.setOpener(m_opener);
+        step.setBounds(m_limits, start.fileSize, &m_cancel);
+        verdict = step.detect();
+        if (verdict == Verdict::Recognised) {
+            start.container = factory.containerName;
+            step.walk(start, sink);
+        }
+        step.collect();
+    }
+
+    if (verdict == Verdict::NotRecognised)
+        result.status = StatusNotRecognised;
+    const bool begun = verdict == Verdict::Recognised || sink.beginDocument(start);
+    const bool ended = sink.endDocument(result);
+    if (!begun || !ended)
+        result.sinkError = sink.errorText();
+    return result;
+}

@@ -1,0 +1,18 @@
+#include "elementsink.h"
+
+ElementSink::~ElementSink() = default;
+
+bool ElementSink::beginDocument(const DocumentStart &)
+{
+    return true;
+}
+
+bool ElementSink::endDocument(const RunResult &)
+{
+    return true;
+}
+
+QString ElementSink::errorText() const
+{
+    return {};
+}

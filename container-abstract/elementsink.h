@@ -1,0 +1,65 @@
+#pragma once
+
+#include "containerabstract_export.h"
+#include "runresult.h"
+#include "videostream.h"
+
+#include <QString>
+#include <QStringView>
+
+/// The name of a leaf that covers bytes which no parser interprets. It is a mark, never shown to people.
+inline constexpr QStringView unparsedDataMarker {u"d771bd4e-a2e6-46e3-ad1c-1aafa1b60c87"};
+
+/// One leaf on its way from a parser to a sink. The texts are lent for the call.
+struct Field
+{
+    bool flag; ///< host-defined; parsers pass false so far
+    uchar code; ///< host-defined; parsers pass 0 so far
+    quint64 offset; ///< first byte, from the start of the file
+    quint64 size; ///< width in bytes; 0 is legal
+    qint64 index; ///< ordinal among repeated records, or -1
+    QStringView name;
+    QStringView value; ///< the raw value as text
+    QStringView meaning; ///< what the value stands for; empty when there is nothing to add
+    QStringView description; ///< a longer explanation; usually empty
+
+    bool isUnparsedData() const { return name == unparsedDataMarker; }
+};
+
+/**
+ * Where a walk's nodes, leaves and frames go. Everything downstream of a parser implements it.
+ *
+ * Calls come in this order: beginDocument; any number of beginElement, addField, endElement (strictly nested) and
+ * reportFrame; endDocument. Leaves may come with no node open: they stand at the top level.
+ *
+ * Every text is lent for the call and may live in a plug-in that is unloaded later: a sink that keeps a text copies
+ * its characters.
+ *
+ * A sink returns true when it took the call. False says that it can take no more (disk full, out of memory): the run
+ * then ends soon. The call counts all the same, so endElement still comes once for every beginElement, and then
+ * endDocument. Sinks do not throw.
+ */
+class CONTAINERABSTRACT_EXPORT ElementSink
+{
+public:
+    ElementSink() = default;
+    ElementSink(const ElementSink &) = delete;
+    ElementSink &operator=(const ElementSink &) = delete;
+    virtual ~ElementSink();
+
+    /// The file is open, or could not be opened, or no parser accepts it; `start` says which.
+    virtual bool beginDocument(const DocumentStart &start);
+    /// Opens a node inside the innermost open one. `index` is its ordinal among like siblings, or -1.
+    virtual bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) = 0;
+    /// Adds a leaf to the innermost open node.
+    virtual bool addField(const Field &field) = 0;
+    /// Closes the innermost open node.
+    virtual bool endElement() = 0;
+    /// A video frame that an index lists. It belongs to the document, not to the open node.
+    virtual bool reportFrame(const Frame &frame) = 0;
+    /// The walk is over; `result` is complete but for a failure of this very call.
+    virtual bool endDocument(const RunResult &result);
+
+    /// Why a call returned false, in words for the user; null before that.
+    virtual QString errorText() const;
+};

@@ -1,0 +1,352 @@
+#include "elementtree.h"
+
+#include "elementtree_p.h"
+
+#include <algorithm>
+#include <exception>
+
+namespace {
+
+constexpr ElementTree::Item rootItem = 0;
+
+/// Shares no characters with `text`, which may live in a plug-in.
+QString ownCopy(const QString &text)
+{
+    return text.isNull() ? QString() : QString(text.constData(), text.size());
+}
+
+} // namespace
+
+ElementTree::ElementTree(quint64 maxBytes) : d(new Private(maxBytes)) { }
+
+ElementTree::~ElementTree() = default;
+
+bool ElementTree::beginDocument(const DocumentStart &start)
+{
+    try {
+        if (d->itemCount > 0 || !d->frames.isEmpty() || d->finished)
+            d = std::make_unique<Private>(d->maxBytes);
+        d->document = {ownCopy(start.file), ownCopy(start.container), start.fileSize};
+    } catch (const std::exception &) {
+        d->fail();
+    }
+    return d->errorText.isNull();
+}
+
+bool ElementTree::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
+{
+    if (!d->add(ItemKind::Node, {false, 0, offset, size, index, title, {}, {}, {}})) {
+        ++d->refusedNodes;
+        return false;
+    }
+    d->openLastItem();
+    return true;
+}
+
+bool ElementTree::addField(const Field &field)
+{
+    return d->add(ItemKind::EmptyValue, field);
+}
+
+bool ElementTree::endElement()
+{
+    if (d->refusedNodes > 0)
+        --d->refusedNodes;
+    else if (d->openNodes > 0)
+        d->closeNode();
+    return d->errorText.isNull();
+}
+
+bool ElementTree::reportFrame(const Frame &frame)
+{
+    if (d->finished || !d->errorText.isNull())
+        return false;
+    try {
+        d->frames.append(frame);
+    } catch (const std::exception &) {
+        d->fail();
+    }
+    return d->errorText.isNull();
+}
+
+bool ElementTree::endDocument(const RunResult &result)
+{
+    if (!d->finished)
+        d->finish();
+    d->result = result;
+    return d->errorText.isNull();
+}
+
+QString ElementTree::errorText() const
+{
+    return d->errorText;
+}
+
+const DocumentStart &ElementTree::document() const
+{
+    return d->document;
+}
+
+const RunResult &ElementTree::result() const
+{
+    return d->result;
+}
+
+const FrameList &ElementTree::frames() const
+{
+    return d->frames;
+}
+
+ElementTree::Item ElementTree::root() const
+{
+    return rootItem;
+}
+
+ElementTree::Item ElementTree::parent(Item item) const
+{
+    return item == rootItem ? rootItem : d->parentOf(item);
+}
+
+quint32 ElementTree::row(Item item) const
+{
+    return item == rootItem ? 0 : d->rowOf(item);
+}
+
+quint32 ElementTree::childCount(Item item) const
+{
+    return d->childCount(d->record(item));
+}
+
+ElementTree::Item ElementTree::child(Item item, quint32 row) const
+{
+    return d->record(item).content() + 1 + row * ItemRecord::wordCount;
+}
+
+quint64 ElementTree::itemCount() const
+{
+    return d->finished ? d->itemCount : 0;
+}
+
+bool ElementTree::isNode(Item item) const
+{
+    return d->record(item).isNode();
+}
+
+bool ElementTree::isUnparsedData(Item item) const
+{
+    Private::TextBuffer buffer;
+    const ItemRecord record = d->record(item);
+    return !record.isNode() && d->nameOf(record, &buffer) == unparsedDataMarker;
+}
+
+quint64 ElementTree::offset(Item item) const
+{
+    return d->offsetOf(d->record(item));
+}
+
+quint64 ElementTree::size(Item item) const
+{
+    return item == rootItem ? quint64(std::max<qint64>(d->document.fileSize, 0)) : d->sizeOf(d->record(item));
+}
+
+qint64 ElementTree::index(Item item) const
+{
+    return d->indexOf(item, d->record(item));
+}
+
+QString ElementTree::name(Item item) const
+{
+    Private::TextBuffer buffer;
+    return d->nameOf(d->record(item), &buffer).toString();
+}
+
+QString ElementTree::value(Item item) const
+{
+    Private::TextBuffer buffer;
+    return d->valueOf(d->record(item), &buffer).toString();
+}
+
+QString ElementTree::meaning(Item item) const
+{
+    Private::TextBuffer buffer;
+    return d->meaningOf(d->record(item), &buffer).toString();
+}
+
+QString ElementTree::description(Item item) const
+{
+    Private::TextBuffer buffer;
+    return d->descriptionOf(d->record(item), &buffer).toString();
+}
+
+bool ElementTree::flag(Item item) const
+{
+    return d->flagOf(d->record(item));
+}
+
+uchar ElementTree::code(Item item) const
+{
+    return d->codeOf(d->record(item));
+}
+
+bool ElementTree::replay(ElementSink &sink) const
+{
+    Private::FieldBuffers buffers;
+    bool taken = sink.beginDocument(d->document);
+    Item node = rootItem;
+    quint32 row = 0;
+    // No recursion: from the last child the way goes on through the node's own row.
+    for (;;) {
+        if (taken && row < childCount(node)) {
+            const Item item = child(node, row);
+            const Field field = d->fieldOf(item, &buffers);
+            if (isNode(item)) {
+                taken = sink.beginElement(field.offset, field.size, field.name, field.index);
+                node = item;
+                row = 0;
+            } else {
+                taken = sink.addField(field);
+                ++row;
+            }
+        } else if (node != rootItem) {
+            taken = sink.endElement() && taken;
+            row = d->rowOf(node) + 1;
+            node = d->parentOf(node);
+        } else {
+            break;
+        }
+    }
+    for (quint64 i = 0; taken && i < d->frames.size(); ++i)
+        taken = sink.reportFrame(d->frames.at(i));
+    return sink.endDocument(d->result) && taken;
+}
+
+ItemRecord ElementTree::Private::record(Item item) const
+{
+    if (item == rootItem)
+        return ItemRecord::make(ItemKind::Node, 0, 0, 0, rootChildren);
+    return {items[item], items[item + 1]};
+}
+
+quint32 ElementTree::Private::childCount(const ItemRecord &record) const
+{
+    return record.isNode() && record.content() != 0 ? quint32(items[record.content()]) : 0;
+}
+
+Field ElementTree::Private::fieldOf(Item item, FieldBuffers *buffers) const
+{
+    const ItemRecord of = record(item);
+    return {flagOf(of),
+            codeOf(of),
+            offsetOf(of),
+            sizeOf(of),
+            indexOf(item, of),
+            nameOf(of, &buffers->name),
+            valueOf(of, &buffers->value),
+            meaningOf(of, &buffers->meaning),
+            descriptionOf(of, &buffers->description)};
+}
+
+QStringView ElementTree::Private::nameOf(const ItemRecord &record, TextBuffer *buffer) const
+{
+    const quint64 position = record.isWide() ? quint32(wideWord(record, WideNameAndValue)) : 0;
+    return position != 0 ? textAt(position, buffer) : QStringView(labelOf(record).name);
+}
+
+QStringView ElementTree::Private::valueOf(const ItemRecord &record, TextBuffer *buffer) const
+{
+    const quint32 content = record.content();
+    char16_t *const begin = buffer->characters;
+    char16_t *const end = std::end(buffer->characters);
+    switch (record.kind()) {
+    case ItemKind::Node:
+    case ItemKind::WideNode:
+    case ItemKind::EmptyValue:
+        return {};
+    case ItemKind::WideLeaf:
+        return textAt(wideWord(record, WideNameAndValue) >> 32, buffer);
+    case ItemKind::TextValue:
+        return textAt(content, buffer);
+    case ItemKind::DecimalValue: {
+        char16_t *digit = end;
+        quint32 rest = content;
+        do {
+            *--digit = char16_t(u'0' + rest % 10);
+            rest /= 10;
+        } while (rest != 0);
+        return {digit, end - digit};
+    }
+    case ItemKind::Latin1Value1:
+    case ItemKind::Latin1Value2:
+    case ItemKind::Latin1Value3:
+    case ItemKind::Latin1Value4:
+        break;
+    }
+    const int length = int(record.kind()) - int(ItemKind::Latin1Value1) + 1;
+    for (int i = 0; i < length; ++i)
+        begin[i] = char16_t(content >> 8 * i & 0xFF);
+    return {begin, length};
+}
+
+QStringView ElementTree::Private::meaningOf(const ItemRecord &record, TextBuffer *buffer) const
+{
+    return record.isWide() ? textAt(quint32(wideWord(record, WideMeaningAndDescription)), buffer)
+                           : QStringView(labelOf(record).meaning);
+}
+
+QStringView ElementTree::Private::descriptionOf(const ItemRecord &record, TextBuffer *buffer) const
+{
+    return record.isWide() ? textAt(wideWord(record, WideMeaningAndDescription) >> 32, buffer)
+                           : QStringView(labelOf(record).description);
+}
+
+quint64 ElementTree::Private::offsetOf(const ItemRecord &record) const
+{
+    return record.isWide() ? wideWord(record, WideOffset) : record.offset();
+}
+
+quint64 ElementTree::Private::sizeOf(const ItemRecord &record) const
+{
+    return record.isWide() ? wideWord(record, WideSize) : record.size();
+}
+
+qint64 ElementTree::Private::indexOf(Item item, const ItemRecord &record) const
+{
+    if (record.isWide())
+        return qint64(wideWord(record, WideIndex));
+    const Label &label = labelOf(record);
+    return label.hasIndex ? qint64(rowOf(item) - label.rowMinusIndex) : -1;
+}
+
+bool ElementTree::Private::flagOf(const ItemRecord &record) const
+{
+    return record.isWide() ? wideWord(record, WideFlagAndCode) >> 32 != 0 : labelOf(record).flag;
+}
+
+uchar ElementTree::Private::codeOf(const ItemRecord &record) const
+{
+    return record.isWide() ? uchar(wideWord(record, WideFlagAndCode)) : labelOf(record).code;
+}
+
+/// The text that keepText() put at `position`.
+QStringView ElementTree::Private::textAt(quint64 position, TextBuffer *buffer) const
+{
+    if (position == 0)
+        return {};
+    quint32 at = quint32(position);
+    quint64 word = side[at];
+    const int bits = word & 1 ? 16 : 8;
+    const char16_t mask = word & 1 ? 0xFFFF : 0xFF;
+    const quint32 length = quint32(word) >> 1;
+    buffer->text.resize(int(length));
+    char16_t *out = reinterpret_cast<char16_t *>(buffer->text.data());
+    int used = 32;
+    for (quint32 i = 0; i < length; ++i) {
+        if (used == 64) {
+            word = side[++at];
+            used = 0;
+        }
+        *out++ = char16_t(word >> used) & mask;
+        used += bits;
+    }
+    return buffer->text;
+}

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "containerabstract_export.h"
+#include "elementsink.h"
+#include "framelist.h"
+
+#include <QString>
+#include <QVector>
+
+#include <memory>
+
+/**
+ * Keeps everything that a run hands over, compactly, for random access: nodes, leaves and frames, with all texts
+ * copied, so that the tree outlives the plug-in that filled it.
+ *
+ * Items appear when endDocument is called (which ends nodes that are still open); before that the tree is empty. It
+ * then does not change any more and may be read from several threads; the next beginDocument empties it. Items are
+ * addressed by handles. Parent, row, number of children and n-th child of an item are found in constant time. Needs
+ * about 18 bytes per item, texts and child index included, in typical files, and never more than that at a time.
+ *
+ * When memory or the bound ends, calls return false and drop what they bring; what came before stays readable.
+ */
+class CONTAINERABSTRACT_EXPORT ElementTree : public ElementSink
+{
+public:
+    /// A node or leaf of the tree; root() is the document itself.
+    using Item = quint32;
+
+    static constexpr quint64 unbounded = ~quint64(0);
+
+    /// Items and their texts take at most `maxBytes`; the frames are not counted.
+    explicit ElementTree(quint64 maxBytes = unbounded);
+    ~ElementTree() override;
+
+    bool beginDocument(const DocumentStart &start) override;
+    bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override;
+    bool addField(const Field &field) override;
+    bool endElement() override;
+    bool reportFrame(const Frame &frame) override;
+    bool endDocument(const RunResult &result) override;
+    QString errorText() const override;
+
+    const DocumentStart &document() const;
+    const RunResult &result() const;
+    const FrameList &frames() const;
+
+    Item root() const; ///< as long as the file, without a name
+    Item parent(Item item) const; ///< the root's parent is the root
+    quint32 row(Item item) const; ///< position among the parent's children, from 0
+    quint32 childCount(Item item) const;
+    Item child(Item item, quint32 row) const; ///< `row` is below childCount(item)
+    quint64 itemCount() const; ///< nodes and leaves, the root not counted
+
+    bool isNode(Item item) const;
+    bool isUnparsedData(Item item) const;
+    quint64 offset(Item item) const; ///< bytes from the start of the file
+    quint64 size(Item item) const; ///< bytes
+    qint64 index(Item item) const; ///< ordinal among repeated records, or -1
+    QString name(Item item) const; ///< a node's title, a leaf's name
+    QString value(Item item) const; ///< of a leaf; empty for a node
+    QString meaning(Item item) const;
+    QString description(Item item) const;
+    bool flag(Item item) const;
+    uchar code(Item item) const;
+
+    /// Hands the whole document to `sink`, as the run that filled the tree did (frames last); false when it failed.
+    bool replay(ElementSink &sink) const;
+
+private:
+    class Private;
+    std::unique_ptr<Private> d;
+};

@@ -1,0 +1,206 @@
+#include "elementtree_p.h"
+
+#include <algorithm>
+#include <exception>
+#include <limits>
+#include <new>
+
+namespace {
+
+constexpr quint64 max32 = std::numeric_limits<quint32>::max();
+
+/// The number that `text` prints, if it is what printing that number gives and the number is below 2^32.
+bool isDecimal(QStringView text, quint32 *number)
+{
+    constexpr int mostDigits = 10;
+    const char16_t *const digits = text.utf16();
+    if (text.size() > mostDigits || (digits[0] == u'0' && text.size() > 1))
+        return false;
+    quint64 sum = 0;
+    for (int i = 0; i < int(text.size()); ++i) {
+        const quint32 digit = quint32(digits[i]) - u'0';
+        if (digit > 9)
+            return false;
+        sum = sum * 10 + digit;
+    }
+    *number = quint32(sum);
+    return sum <= max32;
+}
+
+bool isLatin1(QStringView text)
+{
+    return std::all_of(text.utf16(), text.utf16() + text.size(), [](char16_t unit) { return unit <= 0xFF; });
+}
+
+quint64 withContent(quint64 secondWord, quint32 content)
+{
+    return quint32(secondWord) | quint64(content) << 32;
+}
+
+} // namespace
+
+ElementTree::Private::Private(quint64 bound) : maxBytes(bound), pool(bound) { }
+
+void ElementTree::Private::provide(quint64 chunks)
+{
+    for (WordStore *store : {&items, &pending, &side})
+        store->expectChunks(pool.total() - pool.free() + chunks);
+    pool.provide(chunks);
+    if (items.size() == 0) {
+        labels.intern({false, 0, 0, 0, -1, {}, {}, {}, {}}, 0);
+        side.resize(1);
+        items.resize(1);
+    }
+}
+
+inline ItemRecord ElementTree::Private::packLeaf(const Field &field, quint32 label)
+{
+    const QStringView value = field.value;
+    ItemKind kind = ItemKind::TextValue;
+    quint32 content = 0;
+    if (value.isEmpty()) {
+        kind = ItemKind::EmptyValue;
+    } else if (isDecimal(value, &content)) {
+        kind = ItemKind::DecimalValue;
+    } else if (value.size() <= 4 && isLatin1(value)) {
+        kind = ItemKind(quint32(ItemKind::Latin1Value1) + quint32(value.size()) - 1);
+        content = 0;
+        for (int i = 0; i < int(value.size()); ++i)
+            content |= quint32(value.utf16()[i]) << 8 * i;
+    } else {
+        content = keepText(value);
+    }
+    return ItemRecord::make(kind, label, field.offset, field.size, content);
+}
+
+/// A node comes as a field that has its title for a name.
+bool ElementTree::Private::add(ItemKind kind, const Field &field)
+{
+    if (Q_UNLIKELY(finished || !errorText.isNull()))
+        return false;
+    try {
+        provideFor(0);
+        quint64 rowMinusIndex = 0;
+        if (field.index != -1)
+            rowMinusIndex = (pending.size() - firstChild) / ItemRecord::wordCount - quint64(field.index);
+        const quint32 label = labels.intern(field, rowMinusIndex);
+        if (Q_UNLIKELY(label == LabelTable::full || field.offset > ItemRecord::maxOffset || field.size > max32))
+            push(makeWide(kind == ItemKind::Node ? ItemKind::WideNode : ItemKind::WideLeaf, field));
+        else if (kind == ItemKind::Node)
+            push(ItemRecord::make(kind, label, field.offset, field.size, 0));
+        else
+            push(packLeaf(field, label));
+    } catch (const std::exception &) {
+        fail();
+        return false;
+    }
+    ++itemCount;
+    return true;
+}
+
+ItemRecord ElementTree::Private::makeWide(ItemKind kind, const Field &field)
+{
+    // The name is one of few even where the rest is not: the label keeps it, unless there is no room for names either.
+    const quint32 label = labels.intern({false, 0, 0, 0, -1, field.name, {}, {}, {}}, 0);
+    const quint32 name = label == LabelTable::full ? keepText(field.name) : 0;
+    const quint32 value = keepText(field.value);
+    const quint32 meaning = keepText(field.meaning);
+    const quint32 description = keepText(field.description);
+
+    provideFor(WideWordCount);
+    const quint32 position = side.size();
+    side.resize(position + WideWordCount);
+    *side.write(position + WideOffset) = field.offset;
+    *side.write(position + WideSize) = field.size;
+    *side.write(position + WideIndex) = quint64(field.index);
+    *side.write(position + WideFlagAndCode) = quint64(field.flag) << 32 | field.code;
+    *side.write(position + WideNameAndValue) = name | quint64(value) << 32;
+    *side.write(position + WideMeaningAndDescription) = meaning | quint64(description) << 32;
+    return ItemRecord::make(kind, label == LabelTable::full ? 0 : label, 0, position, 0);
+}
+
+/// Copies a text to the side and returns where; 0 for an empty one. From the low end: one bit that says whether a
+/// character takes one byte or two, 31 bits of length, the characters.
+quint32 ElementTree::Private::keepText(QStringView text)
+{
+    if (text.isEmpty())
+        return 0;
+    if (quint64(text.size()) > max32 / 2)
+        throw std::bad_alloc();
+    const bool isNarrow = isLatin1(text);
+    const int bits = isNarrow ? 8 : 16;
+    const quint64 words = (32 + quint64(text.size()) * quint64(bits) + 63) / 64;
+    provideFor(words);
+
+    const quint32 position = side.size();
+    side.resize(position + quint32(words));
+    quint32 at = position;
+    quint64 word = quint64(text.size()) << 1 | quint64(!isNarrow);
+    int filled = 32;
+    for (const char16_t *unit = text.utf16(); unit != text.utf16() + text.size(); ++unit) {
+        word |= quint64(*unit) << filled;
+        filled += bits;
+        if (filled == 64) {
+            *side.write(at++) = word;
+            word = 0;
+            filled = 0;
+        }
+    }
+    if (filled > 0)
+        *side.write(at) = word;
+    return position;
+}
+
+void ElementTree::Private::openLastItem() noexcept
+{
+    quint64 *const second = pending.write(pending.size() - 1);
+    *second = withContent(*second, firstChild);
+    firstChild = pending.size();
+    ++openNodes;
+}
+
+void ElementTree::Private::closeNode() noexcept
+{
+    const quint32 first = firstChild;
+    const quint32 children = moveChildren(first);
+    quint64 *const second = pending.write(first - 1);
+    firstChild = quint32(*second >> 32);
+    *second = withContent(*second, children);
+    --openNodes;
+}
+
+/// Moves the records from `first` on to their final place and returns the position of their header, 0 if there are
+/// none.
+quint32 ElementTree::Private::moveChildren(quint32 first) noexcept
+{
+    const quint32 words = pending.size() - first;
+    if (words == 0)
+        return 0;
+    const quint32 header = items.size();
+    items.resize(header + 1 + words);
+    *items.write(header) = words / ItemRecord::wordCount;
+    for (quint32 i = 0; i < words; i += ItemRecord::wordCount) {
+        const ItemRecord record = pendingRecord(first + i);
+        if (record.isNode() && record.content() != 0) {
+            quint64 *const childHeader = items.write(record.content());
+            *childHeader = withContent(*childHeader, header + 1 + i);
+        }
+    }
+    items.moveTail(&pending, header + 1);
+    items.mark(header);
+    return header;
+}
+
+void ElementTree::Private::finish() noexcept
+{
+    while (openNodes > 0)
+        closeNode();
+    rootChildren = moveChildren(0);
+    finished = true;
+}
+
+void ElementTree::Private::fail()
+{
+    errorText = pool.isAtBound() ? QStringLiteral("the element tree is full")
+                                 : QStringLiteral("not enough memory for the element tree");
+}

@@ -1,0 +1,112 @@
+#pragma once
+
+#include "bytesource.h"
+#include "containerabstract_export.h"
+#include "statuscodes.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <atomic>
+#include <cstring>
+#include <limits>
+#include <memory>
+
+/**
+ * The input of a parser: positioned reads over a file or over memory, through one read-ahead window.
+ *
+ * seek() is an assignment and a read inside the window a copy, both inline, so a parser may jump about byte by byte.
+ * A read that starts elsewhere fills the window anew: 4 KiB after a jump, more while reading goes on forwards.
+ * A read error looks like the end of the file to the parser; the first one is remembered for the host.
+ * Not thread-safe, except that the stop flag may be set from anywhere.
+ */
+class CONTAINERABSTRACT_EXPORT FileDevice
+{
+public:
+    FileDevice();
+    ~FileDevice();
+    FileDevice(const FileDevice &) = delete;
+    FileDevice &operator=(const FileDevice &) = delete;
+
+    /// Opens the regular file `path`, positioned at 0: StatusOk or StatusCannotOpen (errorText() says why). Whatever
+    /// was open is closed, its error forgotten; byte counts, read limit and stop flag stay.
+    int open(const QString &path);
+    /// Opens `source`; null means that it could not be opened, for the reason `error`.
+    int open(std::unique_ptr<ByteSource> source, const QString &error = {});
+    /// Closes the input. The remembered read error and the count of bytes stay for the host to ask.
+    void close();
+    bool isOpen() const { return m_source != nullptr; }
+
+    /// Length in bytes when it was opened; 0 when closed.
+    qint64 size() const { return m_size; }
+    qint64 pos() const { return m_position; }
+    /// Moves to `position`, also beyond the end. A negative one is refused: false, and the position stays.
+    bool seek(qint64 position)
+    {
+        if (Q_UNLIKELY(position < 0))
+            return false;
+        m_position = position;
+        return true;
+    }
+    /// Reads up to `maxSize` bytes into `data` and moves on by the count that came; fewer mean that the file ended.
+    /// Never negative: 0 also for a negative `maxSize` and for a closed device.
+    qint64 read(char *data, qint64 maxSize)
+    {
+        // Unsigned on purpose: a position before the window is a huge distance, and a size of 0 or less is a huge size.
+        const quint64 at = quint64(m_position) - quint64(m_windowBegin);
+        if (Q_LIKELY(at <= m_windowSize && quint64(maxSize) - 1 < m_windowSize - at)) {
+            std::memcpy(data, m_window + at, size_t(maxSize));
+            m_position += maxSize;
+            m_bytesRead += quint64(maxSize);
+            return maxSize;
+        }
+        return readOutsideWindow(data, maxSize);
+    }
+    /// The same into a new array, never larger than what the file can still give, and never 2 GiB or more.
+    QByteArray read(qint64 maxSize);
+
+    /// Bytes that read() has handed out since the device was made.
+    quint64 bytesRead() const { return m_bytesRead; }
+    /// Bytes taken from the source, as a rule from the operating system; none where the source is memory.
+    quint64 bytesFetched() const { return m_bytesFetched; }
+    bool hasReadError() const { return m_readErrorOffset >= 0; }
+    /// Where the first read error came, in bytes from the start; -1 when there was none.
+    qint64 readErrorOffset() const { return m_readErrorOffset; }
+    /// The first error in words: why the file could not be opened, or why it could not be read.
+    QString errorText() const { return m_errorText; }
+
+    /// From now on, once bytesRead() exceeds `bytes`, reads that leave the window come back empty.
+    void setReadLimit(quint64 bytes) { m_readLimit = bytes; }
+    /// While `*flag` is true, reads that leave the window come back empty. The flag outlives the device's use.
+    void setStopFlag(const std::atomic<bool> *flag) { m_stop = flag; }
+    /// Since the file was opened a read came back empty, or short, because of the limit or the flag.
+    bool wasInterrupted() const { return m_interrupted; }
+
+private:
+    friend class FileScan; // the same inline paths for tight loops
+
+    qint64 readOutsideWindow(char *data, qint64 maxSize);
+    void chooseFillSize();
+    bool fillWindow(qint64 wanted);
+    qint64 fetch(char *data, qint64 size, qint64 wanted);
+    void dropWindow();
+    bool isStopped();
+    void rememberReadError(qint64 offset);
+
+    const char *m_window = ""; // never null; bytes m_windowBegin .. m_windowBegin + m_windowSize of the source
+    qint64 m_windowBegin = 0;
+    quint64 m_windowSize = 0;
+    qint64 m_position = 0;
+    quint64 m_bytesRead = 0;
+
+    std::unique_ptr<ByteSource> m_source;
+    std::unique_ptr<char[]> m_buffer;
+    qint64 m_fillSize = 0; // bytes that the latest fill asked for; 0 before the first
+    qint64 m_size = 0;
+    quint64 m_bytesFetched = 0;
+    quint64 m_readLimit = std::numeric_limits<quint64>::max();
+    const std::atomic<bool> *m_stop = nullptr;
+    bool m_interrupted = false;
+    qint64 m_readErrorOffset = -1;
+    QString m_errorText;
+};

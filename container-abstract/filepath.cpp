@@ -1,0 +1,91 @@
+#include "filepath.h"
+
+#include "utf8_p.h"
+
+#include <QChar>
+
+namespace {
+
+constexpr char32_t replacementCharacter = 0xFFFD;
+
+/// Byte 0x80 is U+DC80, byte 0xFF is U+DCFF.
+constexpr char16_t escapeBase = 0xDC00;
+
+constexpr bool isEscapedByte(char16_t unit)
+{
+    return unit >= escapeBase + 0x80 && unit <= escapeBase + 0xFF;
+}
+
+void appendUtf8(QByteArray *bytes, char32_t codePoint)
+{
+    const auto put = [bytes](char32_t byte) { bytes->append(static_cast<char>(static_cast<uchar>(byte))); };
+    if (codePoint < 0x80) {
+        put(codePoint);
+    } else if (codePoint < 0x800) {
+        put(0xC0 | (codePoint >> 6));
+        put(0x80 | (codePoint & 0x3F));
+    } else if (codePoint < 0x10000) {
+        put(0xE0 | (codePoint >> 12));
+        put(0x80 | ((codePoint >> 6) & 0x3F));
+        put(0x80 | (codePoint & 0x3F));
+    } else {
+        put(0xF0 | (codePoint >> 18));
+        put(0x80 | ((codePoint >> 12) & 0x3F));
+        put(0x80 | ((codePoint >> 6) & 0x3F));
+        put(0x80 | (codePoint & 0x3F));
+    }
+}
+
+/// UTF-8 of `path`, in which escaped bytes are the bytes themselves or U+FFFD; other lone surrogates are U+FFFD.
+QByteArray encode(const QString &path, bool restoreBytes)
+{
+    QByteArray bytes;
+    bytes.reserve(path.size());
+    const QChar *const end = path.constData() + path.size();
+    for (const QChar *at = path.constData(); at < end; ++at) {
+        if (at->isHighSurrogate() && end - at > 1 && at[1].isLowSurrogate()) {
+            appendUtf8(&bytes, QChar::surrogateToUcs4(at[0], at[1]));
+            ++at;
+        } else if (restoreBytes && isEscapedByte(at->unicode())) {
+            bytes.append(static_cast<char>(static_cast<uchar>(at->unicode() - escapeBase)));
+        } else {
+            appendUtf8(&bytes, at->isSurrogate() ? replacementCharacter : at->unicode());
+        }
+    }
+    return bytes;
+}
+
+} // namespace
+
+QString pathFromBytes(const QByteArray &bytes)
+{
+    QString path;
+    path.reserve(bytes.size());
+    const char *const end = bytes.constData() + bytes.size();
+    for (const char *at = bytes.constData(); at < end;) {
+        const Utf8Sequence sequence = decodeUtf8(at, end - at);
+        if (sequence.length == 0) {
+            path += QChar(static_cast<char16_t>(escapeBase + static_cast<uchar>(*at)));
+            ++at;
+            continue;
+        }
+        if (QChar::requiresSurrogates(sequence.codePoint)) {
+            path += QChar(QChar::highSurrogate(sequence.codePoint));
+            path += QChar(QChar::lowSurrogate(sequence.codePoint));
+        } else {
+            path += QChar(static_cast<char16_t>(sequence.codePoint));
+        }
+        at += sequence.length;
+    }
+    return path;
+}
+
+QByteArray pathToBytes(const QString &path)
+{
+    return encode(path, true);
+}
+
+QByteArray pathForDisplay(const QString &path)
+{
+    return encode(path, false);
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "containerabstract_export.h"
+#include "elementsink.h"
+
+#include <QString>
+
+#include <memory>
+
+class QIODevice;
+
+/**
+ * Prints one JSON document per run, followed by a line feed, while the file is walked. docs/json-output.md describes
+ * the document. Memory: one output buffer, 32 bytes per open node, and 12 bytes per reported frame, because
+ * frames are printed last. One object can print many documents, one after the other.
+ */
+class CONTAINERABSTRACT_EXPORT JsonWriter : public ElementSink
+{
+public:
+    enum class Layout { Line, Indented };
+
+    /// `output` is open for writing and outlives the writer; it is not owned.
+    explicit JsonWriter(QIODevice &output, Layout layout = Layout::Line);
+    ~JsonWriter() override;
+
+    bool beginDocument(const DocumentStart &start) override;
+    bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override;
+    bool addField(const Field &field) override;
+    bool endElement() override;
+    bool reportFrame(const Frame &frame) override;
+    bool endDocument(const RunResult &result) override;
+    QString errorText() const override;
+
+private:
+    class Private;
+    const std::unique_ptr<Private> d;
+};

@@ -1,0 +1,82 @@
+#include "outputbuffer.h"
+
+#include <QFileDevice>
+#include <QIODevice>
+
+#include <new>
+
+OutputBuffer::OutputBuffer(QIODevice &device) : m_device(device) { }
+
+void OutputBuffer::append(std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const std::string_view piece = bytes.substr(0, capacity);
+        std::memcpy(reserve(std::ptrdiff_t(piece.size())), piece.data(), piece.size());
+        m_at += piece.size();
+        bytes.remove_prefix(piece.size());
+    }
+}
+
+void OutputBuffer::fill(char byte, std::ptrdiff_t count)
+{
+    while (count > 0) {
+        const std::ptrdiff_t piece = std::min(count, capacity);
+        std::memset(reserve(piece), byte, size_t(piece));
+        m_at += piece;
+        count -= piece;
+    }
+}
+
+bool OutputBuffer::flush()
+{
+    drain();
+    if (!m_failed) {
+        if (QFileDevice *const file = qobject_cast<QFileDevice *>(&m_device); file && !file->flush())
+            fail(file->errorString());
+    }
+    return !m_failed;
+}
+
+void OutputBuffer::drain()
+{
+    const char *from = m_bytes;
+    while (!m_failed && from != m_at) {
+        try {
+            const qint64 written = m_device.write(from, m_at - from);
+            if (written > 0)
+                from += written;
+            else
+                fail(m_device.errorString());
+        } catch (const std::bad_alloc &) { // a device in memory
+            fail(QStringLiteral("not enough memory for the output"));
+        }
+    }
+    m_at = m_bytes;
+}
+
+void OutputBuffer::fail(const QString &reason)
+{
+    m_failed = true;
+    m_errorText = reason.isEmpty() ? QStringLiteral("the output takes no more data") : reason;
+}
+
+char *OutputBuffer::encode(char32_t character, char *out)
+{
+    const auto tail = [character](int shift) { return char(0x80 | ((character >> shift) & 0x3F)); };
+    if (character < 0x80) {
+        *out++ = char(character);
+    } else if (character < 0x800) {
+        *out++ = char(0xC0 | (character >> 6));
+        *out++ = tail(0);
+    } else if (character < 0x10000) {
+        *out++ = char(0xE0 | (character >> 12));
+        *out++ = tail(6);
+        *out++ = tail(0);
+    } else {
+        *out++ = char(0xF0 | (character >> 18));
+        *out++ = tail(12);
+        *out++ = tail(6);
+        *out++ = tail(0);
+    }
+    return out;
+}

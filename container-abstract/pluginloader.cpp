@@ -1,0 +1,189 @@
+#include "pluginloader.h"
+
+#include "containerabstract.h"
+#include "filepath.h"
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// What a plug-in exports, with C linkage.
+using ContainerNameFunction = QString (*)();
+using SupportedExtensionsFunction = QStringList (*)();
+using CreateParserFunction = ContainerAbstract *(*)();
+
+struct LibraryCloser
+{
+    void operator()(void *handle) const { dlclose(handle); }
+};
+using Library = std::unique_ptr<void, LibraryCloser>;
+
+struct Plugin
+{
+    std::string fileName; // the order of plug-ins
+    Library library;
+    PluginInfo info;
+    CreateParserFunction create = nullptr;
+};
+
+/// "libquenlofar-container-NAME.so", also with a version behind it.
+bool isPluginFileName(const std::string &name)
+{
+    static const std::string prefix = "libquenlofar-container-";
+    return name.compare(0, prefix.size(), prefix) == 0 && name.find(".so", prefix.size()) != std::string::npos;
+}
+
+QString textOf(const std::string &bytes)
+{
+    return pathFromBytes(QByteArray(bytes.data(), int(bytes.size())));
+}
+
+/// The dynamic linker's latest complaint, without the file name that it often begins with.
+QString linkerError(const std::string &path)
+{
+    const char *const error = dlerror();
+    std::string text = error ? error : "unknown error";
+    const std::string prefix = path + ": ";
+    if (text.compare(0, prefix.size(), prefix) == 0)
+        text.erase(0, prefix.size());
+    return textOf(text);
+}
+
+/// The characters of `text` in memory of their own: a literal of a plug-in goes when the plug-in is unloaded.
+QString ownCopy(const QString &text)
+{
+    return QString(text.constData(), text.size());
+}
+
+template <typename Function> Function lookUp(void *library, const char *name)
+{
+    return reinterpret_cast<Function>(dlsym(library, name));
+}
+
+} // namespace
+
+class PluginLoader::Private
+{
+public:
+    void search(const std::string &directory);
+    void load(const std::string &path, const std::string &fileName);
+    void warn(const std::string &path, const QString &reason);
+
+    std::vector<Plugin> plugins; // by file name
+    std::set<std::string> seenNames; // file names that were met, usable or not
+    QStringList warnings;
+};
+
+PluginLoader::PluginLoader() : d(std::make_unique<Private>()) { }
+
+PluginLoader::~PluginLoader() = default;
+
+void PluginLoader::addDirectory(const QString &directory)
+{
+    const QByteArray bytes = pathToBytes(directory);
+    d->search(std::string(bytes.constData(), size_t(bytes.size())));
+}
+
+void PluginLoader::Private::search(const std::string &directory)
+{
+    std::error_code error;
+    std::vector<std::string> names;
+    // The end of the listing and a failure look alike; `error` tells them apart.
+    for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error)) {
+        std::error_code unknownKind;
+        const std::string name = entry->path().filename().string();
+        if (isPluginFileName(name) && entry->is_regular_file(unknownKind))
+            names.push_back(name);
+    }
+    if (error && error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory)
+        warn(directory, textOf(error.message()));
+
+    std::sort(names.begin(), names.end());
+    for (const std::string &name : names) {
+        // Even a plug-in that is not usable hides those behind it: what runs is never a surprise.
+        if (seenNames.insert(name).second)
+            load((fs::path(directory) / name).string(), name);
+    }
+}
+
+void PluginLoader::Private::load(const std::string &path, const std::string &fileName)
+{
+    Plugin plugin;
+    plugin.fileName = fileName;
+    // Everything is resolved now: a missing symbol shows here, not in the middle of a file.
+    plugin.library.reset(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
+    if (!plugin.library) {
+        warn(path, linkerError(path));
+        return;
+    }
+
+    // One library under several names ("....so" beside "....so.1") gives one handle.
+    for (const Plugin &other : plugins) {
+        if (other.library == plugin.library)
+            return;
+    }
+
+    const auto name = lookUp<ContainerNameFunction>(plugin.library.get(), "containerName");
+    const auto extensions = lookUp<SupportedExtensionsFunction>(plugin.library.get(), "supportedExtensions");
+    plugin.create = lookUp<CreateParserFunction>(plugin.library.get(), "createParser");
+    if (!name || !extensions || !plugin.create) {
+        const char *const missing = !name ? "containerName" : !extensions ? "supportedExtensions" : "createParser";
+        warn(path, QStringLiteral("it does not export %1").arg(QLatin1String(missing)));
+        return;
+    }
+
+    plugin.info.containerName = ownCopy(name());
+    const QStringList lentExtensions = extensions();
+    for (const QString &extension : lentExtensions)
+        plugin.info.extensions.append(ownCopy(extension));
+    plugin.info.file = textOf(path);
+
+    const auto behind = std::upper_bound(plugins.begin(), plugins.end(), plugin.fileName,
+                                         [](const std::string &a, const Plugin &b) { return a < b.fileName; });
+    plugins.insert(behind, std::move(plugin));
+}
+
+void PluginLoader::Private::warn(const std::string &path, const QString &reason)
+{
+    warnings.append(QStringLiteral("%1 cannot be used: %2").arg(textOf(path), reason));
+}
+
+QVector<PluginInfo> PluginLoader::plugins() const
+{
+    QVector<PluginInfo> result;
+    for (const Plugin &plugin : d->plugins)
+        result.append(plugin.info);
+    return result;
+}
+
+QStringList PluginLoader::warnings() const
+{
+    return d->warnings;
+}
+
+QVector<ParserFactory> PluginLoader::parsersFor(const QString &path) const
+{
+    const QString fileName = path.mid(path.lastIndexOf(QLatin1Char('/')) + 1);
+    const auto dot = fileName.lastIndexOf(QLatin1Char('.'));
+    const QString extension = dot < 0 ? QString() : fileName.mid(dot + 1);
+
+    QVector<ParserFactory> claiming;
+    QVector<ParserFactory> others;
+    for (const Plugin &plugin : d->plugins) {
+        const CreateParserFunction create = plugin.create;
+        const ParserFactory factory{plugin.info.containerName, plugin.info.extensions, plugin.info.file,
+                                    [create] { return std::unique_ptr<ContainerAbstract>(create()); }};
+        const bool claims = dot >= 0 && plugin.info.extensions.contains(extension, Qt::CaseInsensitive);
+        (claims ? claiming : others).append(factory);
+    }
+    return claiming + others;
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "containerabstract_export.h"
+#include "containerrun.h"
+
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+#include <memory>
+
+/// A parser plug-in that was found and answers.
+struct PluginInfo
+{
+    QString containerName;
+    QStringList extensions;
+    QString file;
+};
+
+/**
+ * Finds and loads parser plug-ins: shared libraries whose file name begins with "libquenlofar-container-" and that
+ * export containerName, supportedExtensions and createParser.
+ *
+ * Directories are searched in the order in which they are added; of equal file names the first counts. A plug-in that
+ * cannot be loaded or lacks an export is left out and said in warnings(). Libraries are unloaded when the loader goes:
+ * parsers that it created have to be gone before.
+ */
+class CONTAINERABSTRACT_EXPORT PluginLoader
+{
+public:
+    PluginLoader();
+    ~PluginLoader();
+    PluginLoader(const PluginLoader &) = delete;
+    PluginLoader &operator=(const PluginLoader &) = delete;
+
+    /// Loads every plug-in of `directory` (see pathFromBytes). One that is not there is passed over in silence.
+    void addDirectory(const QString &directory);
+
+    /// The loaded plug-ins, by file name.
+    QVector<PluginInfo> plugins() const;
+    /// What was found but could not be used, one sentence each.
+    QStringList warnings() const;
+    /// The parsers to try for `path`: those that claim its extension first, then all others, each by file name.
+    QVector<ParserFactory> parsersFor(const QString &path) const;
+
+private:
+    class Private;
+    const std::unique_ptr<Private> d;
+};

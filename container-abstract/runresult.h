@@ -1,0 +1,48 @@
+#pragma once
+
+#include "videostream.h"
+
+#include <QString>
+#include <QVector>
+
+/// What is known of a file before its first element is walked.
+struct DocumentStart
+{
+    QString file; ///< the path as the user gave it
+    QString container; ///< the name of the container format; null when no parser accepts the file
+    qint64 fileSize = -1; ///< bytes; -1 when the file cannot be opened
+};
+
+/// Which of the host's bounds ended a run early.
+enum class RunLimit { None, Items, Depth, Work };
+
+/// Trouble that is not the file's contents.
+struct FileError
+{
+    enum Kind { None, Open, Read, Memory };
+    Kind kind = None;
+    qint64 offset = -1; ///< byte at which reading failed; -1 when there is none to name
+    QString message; ///< the operating system's own words
+};
+
+/// Everything that a run knows beyond what it handed to the sink.
+struct RunResult
+{
+    int status = 0; ///< the first non-zero status of the walk, see Status
+    QVector<VideoStream> videoStreams; ///< in the order in which their headers stand in the file
+    FileError error;
+    RunLimit limit = RunLimit::None; ///< the bound that ended the run, if one did
+    quint64 limitValue = 0; ///< its value: items, open nodes or bytes
+    quint64 stopPosition = 0; ///< where in the file a limit or a cancel ended the run, in bytes
+    bool cancelled = false; ///< the run was cut short by ContainerRun::cancel
+    QString sinkError; ///< why the sink could not take more; null when it took everything
+    quint64 items = 0; ///< nodes and leaves that were added
+    quint64 bytesRead = 0; ///< bytes handed to parsers, detection included
+
+    /// True when the whole file was walked and nothing was wrong with it.
+    bool isClean() const
+    {
+        return status == 0 && error.kind == FileError::None && limit == RunLimit::None && !cancelled
+            && sinkError.isNull();
+    }
+};

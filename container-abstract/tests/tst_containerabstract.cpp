@@ -1,0 +1,178 @@
+#include "containerabstract_p.h"
+#include "recordingsink.h"
+#include "scriptedparser.h"
+
+#include <QTest>
+
+#include <cstring>
+
+namespace {
+
+/// Reaches the protected virtual operations as the host does.
+class Order : public ScriptedParser
+{
+public:
+    /// Where the operation stands in the table of virtual operations (Itanium C++ ABI: 1 + offset of the entry).
+    template<typename Operation> static int slot(Operation operation)
+    {
+        std::ptrdiff_t entry = 0;
+        std::memcpy(&entry, &operation, sizeof entry);
+        return int((entry - 1) / std::ptrdiff_t(sizeof(void *)));
+    }
+    static QList<int> slotsOfParser()
+    {
+        return {slot(&Order::verifyContainerFormat), slot(&Order::findBeginOfContainer), slot(&Order::parseElement),
+                slot(&Order::prepareParsing), slot(&Order::finalizeParsing)};
+    }
+};
+
+struct Host
+{
+    RecordingSink sink;
+    ScriptedParser parser;
+    Host() { ContainerAbstractPrivate::of(parser).sink = &sink; }
+};
+
+} // namespace
+
+class TestContainerAbstract : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void virtualOperationsStandInTheirOrder()
+    {
+        // Eleven operations of QObject, of which the destructor takes two places, come first.
+        QCOMPARE(Order::slotsOfParser(), (QList<int> {12, 13, 14, 15, 16}));
+    }
+
+    void hasItsOwnMetaObject()
+    {
+        const ScriptedParser parser;
+        QCOMPARE(QByteArray(parser.metaObject()->className()), QByteArray("ContainerAbstract"));
+    }
+
+    void initialState()
+    {
+        const ScriptedParser parser;
+        QVERIFY(!parser.m_file.isOpen());
+        QCOMPARE(parser.m_position, quint64(0));
+        QVERIFY(parser.m_levelEnds.isEmpty());
+        QVERIFY(parser.m_streamFrameCounters.isEmpty());
+        QVERIFY(parser.m_videoStreams.isEmpty());
+        QCOMPARE(parser.m_frameOffset, quint64(0));
+        QCOMPARE(parser.m_frameSize, quint64(0));
+        QCOMPARE(parser.m_frameIsKey, 0);
+    }
+
+    void commonElementIsEmptyByDefault()
+    {
+        const ContainerAbstract::CommonElement element;
+        QCOMPARE(element.type, 0);
+        QVERIFY(element.name.isEmpty());
+    }
+
+    void commonElementCopies()
+    {
+        const ContainerAbstract::CommonElement element(7, QStringLiteral("a list"));
+        const ContainerAbstract::CommonElement copy(element);
+        QCOMPARE(copy.type, 7);
+        QCOMPARE(copy.name, QStringLiteral("a list"));
+        ContainerAbstract::CommonElement assigned;
+        assigned = copy;
+        QCOMPARE(assigned.type, 7);
+        QCOMPARE(assigned.name, QStringLiteral("a list"));
+    }
+
+    void operationsGoStraightToTheSink()
+    {
+        Host host;
+        host.parser.beginElement(100, 56, QStringLiteral("node"), 3);
+        host.parser.addField(true, 108, 9, 4, QStringLiteral("name"), QStringLiteral("value"),
+                             QStringLiteral("meaning"), QStringLiteral("description"), 5);
+        host.parser.endElement();
+        QCOMPARE(host.sink.lines,
+                 (QStringList {QStringLiteral("node#3 100+56"),
+                               QStringLiteral("  name 108+4 value [meaning] {description} flag 1 code 9 index 5")}));
+        QCOMPARE(host.sink.depth, 0);
+    }
+
+    void aFieldOfNoBytesIsLegal()
+    {
+        Host host;
+        host.parser.addLeaf(7, 0, QStringLiteral("text"));
+        QCOMPARE(host.sink.lines, QStringList {QStringLiteral("text 7+0")});
+    }
+
+    void aFieldMayStandAtTheTopLevel()
+    {
+        Host host;
+        host.parser.addLeaf(0, 8, unparsedDataMarker.toString());
+        QCOMPARE(host.sink.lines, QStringList {QStringLiteral("unparsed 0+8")});
+    }
+
+    void endingMoreThanWasBegunEndsNothing()
+    {
+        Host host;
+        host.parser.endElement();
+        QCOMPARE(host.sink.ended, 0);
+    }
+
+    void reportedFrameTakesTheMembers()
+    {
+        Host host;
+        host.parser.m_frameOffset = 5012;
+        host.parser.m_frameSize = 1000;
+        host.parser.m_frameIsKey = 16;
+        QCOMPARE(host.parser.reportFrame(1, 42), 0);
+        host.parser.m_frameIsKey = 0;
+        QCOMPARE(host.parser.reportFrame(1, 43), 0);
+        QCOMPARE(host.sink.lines, (QStringList {QStringLiteral("frame 1/42 5012+1000 key"),
+                                                QStringLiteral("frame 1/43 5012+1000")}));
+    }
+
+    void bytesBecomeText()
+    {
+        Host host;
+        QCOMPARE(host.parser.bytesToText("Caf\xE9"), QStringLiteral("Caf\u00E9"));
+    }
+
+    void withoutARunVideoStreamsAreTheCallersOwn()
+    {
+        Host host;
+        host.parser.addLeaf(0, 4, QStringLiteral("fccType"), QStringLiteral("vids"), QStringLiteral("Video"));
+        QVERIFY(host.parser.m_videoStreams.isEmpty());
+        QVERIFY(host.parser.m_streamFrameCounters.isEmpty());
+    }
+
+    void withoutASinkElementsAreDropped()
+    {
+        ScriptedParser parser;
+        parser.beginElement(0, 8, QStringLiteral("node"), -1);
+        parser.addLeaf(0, 8, QStringLiteral("field"));
+        parser.endElement();
+        QCOMPARE(parser.reportFrame(0, 0), 0);
+        QCOMPARE(ContainerAbstractPrivate::of(parser).items, quint64(2));
+    }
+
+    void openFilePassesTheStatusOn()
+    {
+        ScriptedParser parser;
+        QCOMPARE(parser.openFile(QStringLiteral("/nowhere/at/all.avi")), int(StatusCannotOpen));
+        QVERIFY(!parser.m_file.errorText().isEmpty());
+        QCOMPARE(parser.openFile(QStringLiteral("/")), int(StatusCannotOpen));
+    }
+
+    void closeFileCloses()
+    {
+        ScriptedParser parser;
+        ContainerAbstractPrivate::of(parser).opener = memoryOpener("0123456789");
+        QCOMPARE(parser.openFile({}), int(StatusOk));
+        QCOMPARE(parser.m_file.size(), qint64(10));
+        parser.closeFile();
+        QVERIFY(!parser.m_file.isOpen());
+    }
+};
+
+QTEST_APPLESS_MAIN(TestContainerAbstract)
+#include "tst_containerabstract.moc"

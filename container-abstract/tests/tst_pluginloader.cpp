@@ -1,0 +1,339 @@
+#include "pluginloader.h"
+
+#include "containerabstract.h"
+#include "filepath.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <dlfcn.h>
+#include <sys/stat.h>
+
+namespace {
+
+const QString goodPlugin = QStringLiteral(QUENLOFAR_GOOD_PLUGIN);
+const QString incompletePlugin = QStringLiteral(QUENLOFAR_INCOMPLETE_PLUGIN);
+
+QString pluginFile(const char *name)
+{
+    return QStringLiteral("libquenlofar-container-%1.so").arg(QLatin1String(name));
+}
+
+bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+QStringList filesOf(const QVector<ParserFactory> &factories)
+{
+    QStringList names;
+    for (const ParserFactory &factory : factories)
+        names.append(factory.file.mid(factory.file.lastIndexOf(QLatin1Char('/')) + 1));
+    return names;
+}
+
+bool isLoaded(const QString &file)
+{
+    void *const handle = dlopen(QFile::encodeName(file).constData(), RTLD_LAZY | RTLD_NOLOAD);
+    if (handle)
+        dlclose(handle);
+    return handle != nullptr;
+}
+
+} // namespace
+
+class TestPluginLoader : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void loadsAPlugin();
+    void takesOnlyFilesNamedLikePlugins_data();
+    void takesOnlyFilesNamedLikePlugins();
+    void leavesOutWhatCannotBeUsed_data();
+    void leavesOutWhatCannotBeUsed();
+    void badPluginDoesNotHideOthers();
+    void firstOfEqualFileNamesCounts();
+    void badPluginHidesLaterOneOfItsName();
+    void oneLibraryUnderTwoNamesCountsOnce();
+    void missingDirectoryIsSilent_data();
+    void missingDirectoryIsSilent();
+    void directoryNameMayBeAnyBytes();
+    void ordersByFileNameAcrossDirectories();
+    void claimingParsersComeFirst_data();
+    void claimingParsersComeFirst();
+    void textsOutliveTheLoader();
+    void destructorUnloads();
+
+private:
+    QString path(const QString &name) const { return m_directory->filePath(name); }
+    void install(const QString &source, const QString &name) { QVERIFY(QFile::copy(source, path(name))); }
+
+    std::unique_ptr<QTemporaryDir> m_directory;
+};
+
+void TestPluginLoader::init()
+{
+    m_directory = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_directory->isValid());
+}
+
+void TestPluginLoader::cleanup()
+{
+    m_directory.reset();
+}
+
+void TestPluginLoader::loadsAPlugin()
+{
+    install(goodPlugin, pluginFile("good"));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+
+    QCOMPARE(loader.warnings(), QStringList());
+    QCOMPARE(loader.plugins().size(), 1);
+    QCOMPARE(loader.plugins().first().containerName, QStringLiteral("Dummy"));
+    QCOMPARE(loader.plugins().first().extensions, QStringList({QStringLiteral("dmy"), QStringLiteral("DuM")}));
+    QCOMPARE(loader.plugins().first().file, path(pluginFile("good")));
+
+    const QVector<ParserFactory> factories = loader.parsersFor(QStringLiteral("film.avi"));
+    QCOMPARE(factories.size(), 1);
+    QCOMPARE(factories.first().containerName, QStringLiteral("Dummy"));
+    QVERIFY(factories.first().create() != nullptr);
+}
+
+void TestPluginLoader::takesOnlyFilesNamedLikePlugins_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<int>("count");
+    QTest::newRow("a plain library name") << "libquenlofar-container-x.so" << 1;
+    QTest::newRow("a version behind it") << "libquenlofar-container-x.so.1.2" << 1;
+    QTest::newRow("another prefix is passed over") << "libother-container-x.so" << 0;
+    QTest::newRow("the prefix has to be at the beginning") << "old-libquenlofar-container-x.so" << 0;
+    QTest::newRow("no .so, no plug-in") << "libquenlofar-container-x.txt" << 0;
+    QTest::newRow("case counts") << "libQuenlofar-container-x.so" << 0;
+}
+
+void TestPluginLoader::takesOnlyFilesNamedLikePlugins()
+{
+    QFETCH(QString, name);
+    QFETCH(int, count);
+    install(goodPlugin, name);
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    QCOMPARE(int(loader.plugins().size()), count);
+    QCOMPARE(loader.warnings(), QStringList());
+}
+
+void TestPluginLoader::leavesOutWhatCannotBeUsed_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<int>("warningCount");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("an export is missing") << "incomplete" << 1 << "it does not export createParser";
+    QTest::newRow("a text file is no library") << "text" << 1 << "file too short";
+    QTest::newRow("an empty file is no library") << "empty" << 1 << "file too short";
+    QTest::newRow("a link to a plug-in is one") << "link" << 0 << "";
+    QTest::newRow("a directory is passed over") << "directory" << 0 << "";
+    QTest::newRow("a link to nothing is passed over") << "dangling" << 0 << "";
+    QTest::newRow("a pipe is passed over, not waited for") << "pipe" << 0 << "";
+}
+
+void TestPluginLoader::leavesOutWhatCannotBeUsed()
+{
+    QFETCH(QString, kind);
+    QFETCH(int, warningCount);
+    QFETCH(QString, reason);
+    const QString file = path(pluginFile("x"));
+    if (kind == QLatin1String("incomplete"))
+        QVERIFY(QFile::copy(incompletePlugin, file));
+    else if (kind == QLatin1String("text"))
+        QVERIFY(writeFile(file, "This is no library.\n"));
+    else if (kind == QLatin1String("empty"))
+        QVERIFY(writeFile(file, {}));
+    else if (kind == QLatin1String("link"))
+        QVERIFY(QFile::link(goodPlugin, file));
+    else if (kind == QLatin1String("directory"))
+        QVERIFY(QDir().mkdir(file));
+    else if (kind == QLatin1String("dangling"))
+        QVERIFY(QFile::link(path(QStringLiteral("nothing")), file));
+    else
+        QCOMPARE(mkfifo(QFile::encodeName(file).constData(), 0600), 0);
+
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    QCOMPARE(int(loader.plugins().size()), kind == QLatin1String("link") ? 1 : 0);
+    QCOMPARE(int(loader.warnings().size()), warningCount);
+    if (warningCount > 0) {
+        const QString warning = loader.warnings().first();
+        QVERIFY2(warning.startsWith(file + QStringLiteral(" cannot be used: ")), qPrintable(warning));
+        QVERIFY2(warning.contains(reason), qPrintable(warning));
+        QCOMPARE(int(warning.count(file)), 1);
+    }
+}
+
+void TestPluginLoader::badPluginDoesNotHideOthers()
+{
+    QVERIFY(writeFile(path(pluginFile("a")), "no library"));
+    install(incompletePlugin, pluginFile("b"));
+    install(goodPlugin, pluginFile("c"));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    QCOMPARE(int(loader.plugins().size()), 1);
+    QCOMPARE(loader.plugins().first().file, path(pluginFile("c")));
+    QCOMPARE(int(loader.warnings().size()), 2);
+}
+
+void TestPluginLoader::firstOfEqualFileNamesCounts()
+{
+    QVERIFY(QDir(m_directory->path()).mkdir(QStringLiteral("one")));
+    QVERIFY(QDir(m_directory->path()).mkdir(QStringLiteral("two")));
+    const QString inOne = path(QStringLiteral("one/") + pluginFile("same"));
+    const QString inTwo = path(QStringLiteral("two/") + pluginFile("same"));
+    QVERIFY(QFile::copy(goodPlugin, inOne));
+    QVERIFY(QFile::copy(goodPlugin, inTwo));
+
+    PluginLoader loader;
+    loader.addDirectory(path(QStringLiteral("two")));
+    loader.addDirectory(path(QStringLiteral("one")));
+    QCOMPARE(int(loader.plugins().size()), 1);
+    QCOMPARE(loader.plugins().first().file, inTwo);
+    QCOMPARE(loader.warnings(), QStringList());
+}
+
+void TestPluginLoader::badPluginHidesLaterOneOfItsName()
+{
+    QVERIFY(QDir(m_directory->path()).mkdir(QStringLiteral("bad")));
+    QVERIFY(writeFile(path(QStringLiteral("bad/") + pluginFile("same")), "no library"));
+    install(goodPlugin, pluginFile("same"));
+
+    PluginLoader loader;
+    loader.addDirectory(path(QStringLiteral("bad")));
+    loader.addDirectory(m_directory->path());
+    QCOMPARE(int(loader.plugins().size()), 0);
+    QCOMPARE(int(loader.warnings().size()), 1);
+}
+
+void TestPluginLoader::oneLibraryUnderTwoNamesCountsOnce()
+{
+    install(goodPlugin, QStringLiteral("libquenlofar-container-x.so.1"));
+    QVERIFY(QFile::link(QStringLiteral("libquenlofar-container-x.so.1"), path(pluginFile("x"))));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    QCOMPARE(int(loader.plugins().size()), 1);
+    QCOMPARE(loader.plugins().first().file, path(pluginFile("x")));
+}
+
+void TestPluginLoader::missingDirectoryIsSilent_data()
+{
+    QTest::addColumn<QString>("directory");
+    QTest::newRow("not there") << "/nowhere/at/all";
+    QTest::newRow("below a file") << goodPlugin + QStringLiteral("/x");
+    QTest::newRow("a file") << goodPlugin;
+    QTest::newRow("an empty name") << "";
+}
+
+void TestPluginLoader::missingDirectoryIsSilent()
+{
+    QFETCH(QString, directory);
+    PluginLoader loader;
+    loader.addDirectory(directory);
+    QCOMPARE(int(loader.plugins().size()), 0);
+    QCOMPARE(loader.warnings(), QStringList());
+}
+
+void TestPluginLoader::directoryNameMayBeAnyBytes()
+{
+    const QByteArray bytes = QFile::encodeName(m_directory->path()) + "/\xff-plugins";
+    QCOMPARE(mkdir(bytes.constData(), 0700), 0);
+    // Made elsewhere and moved in by its bytes: Qt's file classes cannot spell this name.
+    install(goodPlugin, QStringLiteral("moved"));
+    const QByteArray source = QFile::encodeName(path(QStringLiteral("moved")));
+    const QByteArray target = bytes + "/libquenlofar-container-x.so";
+    QCOMPARE(rename(source.constData(), target.constData()), 0);
+
+    {
+        PluginLoader loader;
+        loader.addDirectory(pathFromBytes(bytes));
+        QCOMPARE(int(loader.plugins().size()), 1);
+        QCOMPARE(pathToBytes(loader.plugins().first().file), target);
+    }
+    QCOMPARE(unlink(target.constData()), 0);
+    QCOMPARE(rmdir(bytes.constData()), 0);
+}
+
+void TestPluginLoader::ordersByFileNameAcrossDirectories()
+{
+    QVERIFY(QDir(m_directory->path()).mkdir(QStringLiteral("late")));
+    install(goodPlugin, pluginFile("c"));
+    install(goodPlugin, pluginFile("a"));
+    QVERIFY(QFile::copy(goodPlugin, path(QStringLiteral("late/") + pluginFile("b"))));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    loader.addDirectory(path(QStringLiteral("late")));
+    QCOMPARE(filesOf(loader.parsersFor({})), QStringList({pluginFile("a"), pluginFile("b"), pluginFile("c")}));
+}
+
+void TestPluginLoader::claimingParsersComeFirst_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<bool>("claimed");
+    QTest::newRow("the extension") << "film.dmy" << true;
+    QTest::newRow("case does not count in the file name") << "film.DMY" << true;
+    QTest::newRow("nor in the plug-in") << "film.dum" << true;
+    QTest::newRow("only the last extension") << "film.dmy.bak" << false;
+    QTest::newRow("another extension") << "film.avi" << false;
+    QTest::newRow("no extension") << "dmy" << false;
+    QTest::newRow("a dot in a directory is none") << "/some.dmy/film" << false;
+    QTest::newRow("an empty extension") << "film." << false;
+}
+
+void TestPluginLoader::claimingParsersComeFirst()
+{
+    QFETCH(QString, file);
+    QFETCH(bool, claimed);
+    // The other plug-in claims nothing that these rows ask for and comes first by name.
+    QVERIFY(QFile::copy(QStringLiteral(QUENLOFAR_OTHER_PLUGIN), path(pluginFile("a"))));
+    install(goodPlugin, pluginFile("b"));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    const QStringList expected =
+        claimed ? QStringList({pluginFile("b"), pluginFile("a")}) : QStringList({pluginFile("a"), pluginFile("b")});
+    QCOMPARE(filesOf(loader.parsersFor(file)), expected);
+}
+
+void TestPluginLoader::textsOutliveTheLoader()
+{
+    install(goodPlugin, pluginFile("good"));
+    PluginInfo info;
+    ParserFactory factory;
+    {
+        PluginLoader loader;
+        loader.addDirectory(m_directory->path());
+        QCOMPARE(int(loader.plugins().size()), 1);
+        info = loader.plugins().first();
+        factory = loader.parsersFor({}).first();
+    }
+    QCOMPARE(info.containerName, QStringLiteral("Dummy"));
+    QCOMPARE(info.extensions.join(QLatin1Char(' ')), QStringLiteral("dmy DuM"));
+    QCOMPARE(factory.containerName, QStringLiteral("Dummy"));
+}
+
+void TestPluginLoader::destructorUnloads()
+{
+    install(goodPlugin, pluginFile("good"));
+    {
+        PluginLoader loader;
+        loader.addDirectory(m_directory->path());
+        QVERIFY(isLoaded(path(pluginFile("good"))));
+    }
+    QVERIFY(!isLoaded(path(pluginFile("good"))));
+}
+
+QTEST_APPLESS_MAIN(TestPluginLoader)
+#include "tst_pluginloader.moc"
