@@ -1,0 +1,97 @@
+#include "chunkids.h"
+
+#include "chunktable.h"
+
+namespace {
+
+constexpr quint32 pair(char first, char second)
+{
+    return quint32(static_cast<unsigned char>(first)) | quint32(static_cast<unsigned char>(second)) << 8;
+}
+
+constexpr quint32 dataPairs[] = {pair('d', 'b'), pair('d', 'c'), pair('p', 'c'), pair('w', 'b')};
+constexpr quint32 indexPair = pair('i', 'x');
+
+// Everything that QString::toInt may accept in one of two places: digits, signs, white space, and the text's end.
+constexpr char numberCharacters[] = "0123456789abcdefABCDEF+- \t\n\v\f\r\x85\xA0";
+
+/// Latin-1 text of two bytes, ending early at the first zero byte.
+QString pairText(quint32 bytes)
+{
+    const char text[] = {char(bytes & 0xFF), char(bytes >> 8), '\0'};
+    return QString::fromLatin1(text);
+}
+
+} // namespace
+
+QString ChunkId::text() const
+{
+    const char bytes[] = {char(byte(0)), char(byte(1)), char(byte(2)), char(byte(3)), '\0'};
+    return QString::fromLatin1(bytes);
+}
+
+const ChunkIdTable &ChunkIdTable::instance()
+{
+    static const ChunkIdTable table;
+    return table;
+}
+
+ChunkIdTable::ChunkIdTable()
+{
+    // QString::toInt itself decides what is a number: signs and white space count as it counts them.
+    for (const char first : numberCharacters) {
+        for (const char second : numberCharacters) {
+            const quint32 bytes = pair(first, second);
+            bool isNumber = false;
+            pairText(bytes).toInt(&isNumber, 16);
+            m_hexadecimal[bytes] = isNumber;
+            pairText(bytes).toInt(&isNumber, 10);
+            m_decimal[bytes] = isNumber;
+        }
+    }
+
+    // Texts of four characters: the last two decide first.
+    m_lastPairs = m_decimal; // "ix" and a number
+    for (const quint32 last : dataPairs)
+        m_lastPairs[last] = true;
+    m_lastPairs[indexPair] = true;
+    for (int row = 0; row < rowCount; ++row) {
+        m_rowIds[row] = ChunkId::fromBytes(ChunkRow::rows[row].id);
+        m_lastPairs[m_rowIds[row].word() >> 16] = true;
+    }
+    // Shorter texts end in a zero byte; findCandidate takes them apart.
+    for (quint32 byte = 0; byte < 256; ++byte) {
+        m_lastPairs[byte] = true; // the fourth byte is zero
+        m_lastPairs[byte << 8] = true; // the third one is
+    }
+}
+
+int ChunkIdTable::findCandidate(ChunkId id) const
+{
+    const quint32 word = id.word();
+    // The first two and the last two characters of the text, which overlap when a zero byte ends it early.
+    quint32 first = word & 0xFFFF;
+    quint32 last = word >> 16;
+    if (id.byte(0) == 0)
+        return unknown;
+    if (id.byte(1) == 0)
+        last = first = id.byte(0);
+    else if (id.byte(2) == 0)
+        last = first;
+    else if (id.byte(3) == 0)
+        last = id.byte(1) | id.byte(2) << 8;
+
+    for (const quint32 dataPair : dataPairs) {
+        if (last == dataPair)
+            return m_hexadecimal[first] ? streamChunk : unknown;
+    }
+    if (last == indexPair)
+        return m_decimal[first] ? streamChunk : unknown;
+    if (first == indexPair)
+        return m_decimal[last] ? streamChunk : unknown;
+    for (int row = 0; row < rowCount; ++row) {
+        if (m_rowIds[row] == id)
+            return row;
+    }
+    return unknown;
+}

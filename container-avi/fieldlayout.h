@@ -1,0 +1,117 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringView>
+#include <QtEndian>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+
+/// How the bytes of a field are read and shown; the width in bytes follows from it.
+enum class FieldKind : quint8 {
+    U8,
+    U16,
+    I16,
+    U32,
+    I32,
+    U64,
+    FourCC, ///< four Latin-1 characters, ending early at the first zero byte
+    Words3, ///< three 32-bit words, "1 2 3"
+    Words4,
+};
+
+constexpr int widthOf(FieldKind kind)
+{
+    switch (kind) {
+    case FieldKind::U8:
+        return 1;
+    case FieldKind::U16:
+    case FieldKind::I16:
+        return 2;
+    case FieldKind::U64:
+        return 8;
+    case FieldKind::Words3:
+        return 12;
+    case FieldKind::Words4:
+        return 16;
+    case FieldKind::U32:
+    case FieldKind::I32:
+    case FieldKind::FourCC:
+        break;
+    }
+    return 4;
+}
+
+/// Bytes of one record, little-endian. Bytes past its end read as zero, so no field can overrun.
+class RecordView
+{
+public:
+    RecordView(const void *bytes, size_t size)
+        : m_bytes(static_cast<const char *>(bytes))
+        , m_size(size)
+    {}
+
+    size_t size() const { return m_size; }
+    template<typename Number> Number read(size_t at) const
+    {
+        char bytes[sizeof(Number)] = {};
+        if (at < m_size)
+            std::memcpy(bytes, m_bytes + at, std::min(sizeof bytes, m_size - at));
+        return qFromLittleEndian<Number>(bytes);
+    }
+    /// Four characters as Latin-1, ending early at the first zero byte.
+    QString fourCC(size_t at) const;
+
+private:
+    const char *m_bytes;
+    size_t m_size;
+};
+
+/// One row of a record's layout. `meaning` sees the whole record and nothing else.
+struct FieldRow
+{
+    QStringView name; // the structure's own member name
+    int offset; // bytes from the start of the record
+    FieldKind kind;
+    QString (*meaning)(const RecordView &) = nullptr;
+    QStringView description = {};
+    int valueOffset = -1; // where the value is read, if not at `offset`
+};
+
+/// True when the rows cover the bytes from `from` to `to` in their order, without a gap or an overlap.
+template<size_t Count> constexpr bool tiles(const FieldRow (&rows)[Count], int from, int to)
+{
+    int at = from;
+    for (const FieldRow &row : rows) {
+        if (row.offset != at)
+            return false;
+        at += widthOf(row.kind);
+    }
+    return at == to;
+}
+
+/// One bit, or group of bits of which any counts, and its name.
+struct FlagName
+{
+    quint32 mask;
+    QStringView name;
+};
+
+/// The names of the rows of which a bit is set in `flags`, in table order, joined by `separator`.
+template<size_t Count> QString flagNames(quint32 flags, const FlagName (&rows)[Count], QStringView separator)
+{
+    QString names;
+    for (const FlagName &row : rows) {
+        if ((flags & row.mask) == 0)
+            continue;
+        if (!names.isEmpty())
+            names.append(separator.toString());
+        names.append(row.name.toString());
+    }
+    return names;
+}
+
+/// The text that FieldKind gives to the bytes at `at` of `record`.
+QString fieldText(const RecordView &record, size_t at, FieldKind kind);

@@ -1,0 +1,188 @@
+#pragma once
+
+#include "bytesource.h"
+#include "checkingsink.h"
+#include "containerabstract_p.h"
+#include "containeravi.h"
+#include "containerrun.h"
+#include "elementtree.h"
+#include "jsontext.h"
+#include "jsonwriter.h"
+#include "outputs.h"
+#include "require.h"
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <limits>
+#include <memory>
+
+/// How a source in memory misbehaves; as it is made it does not.
+struct SourceFaults
+{
+    static constexpr qint64 never = std::numeric_limits<qint64>::max();
+
+    bool isPlainMemory = true; ///< gives its memory away, so that nothing else here is ever asked
+    qint64 mostAtOnce = never; ///< a read gives no more than this
+    qint64 damagedFrom = never; ///< reading these bytes fails,
+    qint64 damagedTo = never; ///< up to this one
+    qint64 endsAt = never; ///< the file has shrunk to this length since it was opened
+};
+
+/// Bytes in memory behind a source that behaves like a file, good or bad.
+class FaultyMemory final : public ByteSource
+{
+public:
+    /// `bytes` is shared as QByteArray does.
+    FaultyMemory(const QByteArray &bytes, const SourceFaults &faults) : m_bytes(bytes), m_faults(faults) { }
+
+    qint64 size() const override { return m_bytes.size(); }
+    qint64 readAt(qint64 position, char *data, qint64 maxSize) override
+    {
+        const qint64 end = std::min<qint64>(m_bytes.size(), m_faults.endsAt);
+        qint64 count = std::min({maxSize, m_faults.mostAtOnce, end - position});
+        if (position < 0 || count <= 0)
+            return 0;
+        if (position < m_faults.damagedTo && m_faults.damagedFrom - position < count) {
+            if (position >= m_faults.damagedFrom)
+                return -1;
+            count = m_faults.damagedFrom - position;
+        }
+        std::memcpy(data, m_bytes.constData() + position, size_t(count));
+        return count;
+    }
+    QString errorText() const override { return QStringLiteral("Input/output error"); }
+
+private:
+    const QByteArray m_bytes;
+    const SourceFaults m_faults;
+};
+
+inline std::unique_ptr<ByteSource> sourceOf(const QByteArray &bytes, const SourceFaults &faults)
+{
+    if (faults.isPlainMemory)
+        return memorySource(bytes);
+    return std::make_unique<FaultyMemory>(bytes, faults);
+}
+
+/// The AVI parser, looked over the shoulder: it leaves everything where it found it, whatever the bytes say.
+class CheckedParser final : public ContainerAVI
+{
+public:
+    /// The parser may read `workLimit` bytes, if the run allows so many.
+    explicit CheckedParser(quint64 workLimit) : m_workLimit(workLimit) { }
+    ~CheckedParser() override
+    {
+        require(m_levelEnds.size() <= 1, "the ends of lists are taken back also when the walk is unwound");
+    }
+
+protected:
+    int verifyContainerFormat(const QString &path) override
+    {
+        const int status = ContainerAVI::verifyContainerFormat(path);
+        require(!m_file.isOpen(), "the file is closed after detection");
+        return status;
+    }
+
+    void prepareParsing() override
+    {
+        ContainerAbstractPrivate &host = ContainerAbstractPrivate::of(*this);
+        if (m_workLimit < host.workLimit) {
+            host.workLimit = host.totalWorkLimit = m_workLimit + m_file.bytesRead();
+            m_file.setReadLimit(host.workLimit);
+        }
+        ContainerAVI::prepareParsing();
+    }
+
+    int parseElement(quint64 *size) override
+    {
+        const quint64 position = m_position;
+        const auto depth = m_levelEnds.size();
+        const qint64 levelEnd = m_levelEnds.last();
+        const quint64 openNodes = ContainerAbstractPrivate::of(*this).openNodes;
+        require(depth >= 1, "the end of the data is known");
+        require(m_file.pos() == qint64(position), "the file stands where the element begins");
+
+        const int status = ContainerAVI::parseElement(size);
+
+        require(m_position == position, "the position is back at the element's beginning");
+        require(m_levelEnds.size() == depth && m_levelEnds.last() == levelEnd, "the ends of lists are as before");
+        require(ContainerAbstractPrivate::of(*this).openNodes == openNodes, "every node is ended by who began it");
+        require(*size == 0 || *size >= 8, "an element has a header");
+        require(*size != 0 || status == StatusEndOfFile, "only the end of the file takes no bytes");
+        require(*size == 0 || m_file.pos() == qint64(position), "the file is back at the element's beginning");
+        return status;
+    }
+
+    void finalizeParsing() override
+    {
+        require(m_levelEnds.size() == 1 && m_levelEnds.last() == m_file.size(), "all lists have ended");
+        require(m_position == quint64(m_file.size()), "the walk ends where the file does");
+        require(ContainerAbstractPrivate::of(*this).openNodes == 0, "all nodes have ended");
+        ContainerAVI::finalizeParsing();
+    }
+
+private:
+    const quint64 m_workLimit;
+};
+
+struct RunSettings
+{
+    RunLimits limits;
+    quint64 workLimit = std::numeric_limits<quint64>::max(); ///< bytes read, after detection
+    SourceFaults faults;
+    quint64 failAt = 0; ///< call of the sink, from 1, from which on it takes no more; 0 is never
+    quint64 cancelAt = 0; ///< call of the sink, from 1, during which the run is cancelled; 0 is never
+    bool parsesJson = true; ///< reads the document that was printed again
+};
+
+struct CheckedResult
+{
+    RunResult result;
+    QByteArray json;
+    double seconds = 0; ///< of this thread, for the run alone
+};
+
+inline double threadSeconds()
+{
+    std::timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return double(time.tv_sec) + double(time.tv_nsec) / 1e9;
+}
+
+/// Walks `bytes` with every promise of parser, run and sinks looked after, printing while it walks and from a tree.
+inline CheckedResult checkedRun(const QByteArray &bytes, const RunSettings &settings)
+{
+    BoundedOutput output;
+    JsonWriter writer(output);
+    ElementTree tree;
+    CheckingSink sink{&writer, &tree};
+    ContainerRun run(settings.limits);
+    sink.itemLimit = settings.limits.itemsFor(bytes.size());
+    sink.depthLimit = settings.limits.maxDepth;
+    sink.failAt = settings.failAt;
+    sink.cancelAt = settings.cancelAt;
+    sink.cancel = [&run] { run.cancel(); };
+    run.setOpener([&](const QString &, QString *) { return sourceOf(bytes, settings.faults); });
+    const QVector<ParserFactory> parsers{{QStringLiteral("AVI"), {}, {}, [&settings] {
+                                              return std::unique_ptr<ContainerAbstract>(
+                                                  new CheckedParser(settings.workLimit));
+                                          }}};
+
+    CheckedResult checked;
+    const double begin = threadSeconds();
+    checked.result = run.run(QStringLiteral("memory.avi"), parsers, sink);
+    checked.seconds = threadSeconds() - begin;
+    checked.json = output.bytes();
+
+    BoundedOutput replayed;
+    JsonWriter replayWriter(replayed);
+    require(tree.replay(replayWriter), "a tree can be printed");
+    require(replayed.bytes() == checked.json, "a document is printed alike from a tree and while it is walked");
+    if (settings.parsesJson) {
+        JsonDocument document;
+        parseJson(checked.json, &document);
+        require(jsonMember(document, u"status").GetInt() == checked.result.status, "the document has its status");
+    }
+    return checked;
+}

@@ -1,0 +1,310 @@
+#include "containeravi.h"
+#include "filescan.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr quint32 chunkHeaderSize = 8; // id and size
+constexpr quint32 listHeaderSize = 12; // and the form type
+constexpr ChunkId moviForm {0x69766F6D};
+constexpr quint32 shownBytes = 127; // how much of a text or of unknown data is shown
+
+// Shared, so that a leaf's name costs nothing.
+const QString idName = QStringLiteral("id");
+const QString sizeName = QStringLiteral("size");
+const QString typeName = QStringLiteral("type");
+const QString valueName = QStringLiteral("value");
+
+/// Blank, digits, letters and "_": what four bytes have to be made of to be an id at all.
+constexpr std::array<bool, 256> makeIdCharacters()
+{
+    std::array<bool, 256> valid {};
+    for (unsigned c = 0; c < valid.size(); ++c) {
+        valid[c] = c == ' ' || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || c == '_' || (c >= 'a' && c <= 'z');
+    }
+    return valid;
+}
+
+constexpr std::array<bool, 256> idCharacters = makeIdCharacters();
+
+bool isWellFormed(ChunkId id)
+{
+    // Not "&&": in garbage each of four branches would be a guess.
+    return idCharacters[id.byte(0)] & idCharacters[id.byte(1)] & idCharacters[id.byte(2)] & idCharacters[id.byte(3)];
+}
+
+/// Reads an id; where fewer than four bytes came, the others are zero and the result is false.
+bool scanId(FileScan &file, ChunkId *id)
+{
+    quint32 word = 0;
+    const bool complete = file.read(&word);
+    *id = ChunkId(qFromLittleEndian(word));
+    return complete;
+}
+
+enum class LookAhead { Nothing, KnownId, EndOfFile };
+
+/// Asks of every four bytes from `first` to `last` whether they are a known id, and where the first one is.
+LookAhead findKnownId(FileScan &file, const ChunkIdTable &ids, quint64 first, quint64 last, quint64 *found)
+{
+    for (quint64 at = first; at <= last; ++at) {
+        ChunkId id;
+        file.seek(qint64(at));
+        if (!scanId(file, &id))
+            return LookAhead::EndOfFile;
+        if (ids.find(id) != ChunkIdTable::unknown) {
+            *found = at;
+            return LookAhead::KnownId;
+        }
+    }
+    return LookAhead::Nothing;
+}
+
+/// A list's end on the stack of ends, for as long as one of its children is parsed.
+class LevelScope
+{
+public:
+    LevelScope(QVector<qint64> &ends, quint64 end)
+        : m_ends(ends)
+    {
+        m_ends.append(qint64(end));
+    }
+    ~LevelScope() { m_ends.removeLast(); }
+    Q_DISABLE_COPY(LevelScope)
+
+private:
+    QVector<qint64> &m_ends;
+};
+
+} // namespace
+
+int ContainerAVI::parseElement(quint64 *size)
+{
+    const quint64 start = m_position;
+    *size = 0;
+    ChunkStart chunk {};
+    int status = StatusOk;
+    // No chunk header fits into the last 8 bytes of the enclosing list.
+    switch (findChunk(m_levelEnds.last() - qint64(chunkHeaderSize), &chunk)) {
+    case Found::EndOfFile:
+        return StatusEndOfFile;
+    case Found::TailOfList:
+        // Kept: the leaf claims 8 bytes even where fewer remain; the walk goes on behind what it claims.
+        *size = chunk.skipped + chunkHeaderSize;
+        addUnparsed(start, *size);
+        break;
+    case Found::UnknownChunk:
+        // Kept: the size of an unknown chunk is not padded, unlike that of a known one: nothing says that its writer
+        // pads, and the next chunk is found again either way.
+        *size = quint64(chunk.size) + chunk.skipped + chunkHeaderSize;
+        addSkipped(start, chunk.skipped);
+        showUnknownChunk(chunk);
+        break;
+    case Found::KnownChunk:
+        addSkipped(start, chunk.skipped);
+        status = showKnownChunk(chunk, size);
+        break;
+    }
+    m_file.seek(qint64(start));
+    m_position = start;
+    return status;
+}
+
+bool ContainerAVI::readId(ChunkId *id)
+{
+    char bytes[4] = {};
+    const bool complete = m_file.read(bytes, sizeof bytes) == qint64(sizeof bytes);
+    *id = ChunkId::fromBytes(bytes);
+    return complete;
+}
+
+bool ContainerAVI::readSize(quint32 *size)
+{
+    char bytes[4];
+    const bool complete = m_file.read(bytes, sizeof bytes) == qint64(sizeof bytes);
+    *size = complete ? qFromLittleEndian<quint32>(bytes) : 0;
+    return complete;
+}
+
+/// Looks for the next chunk at m_position and behind it; skips garbage byte by byte.
+ContainerAVI::Found ContainerAVI::findChunk(qint64 levelEnd, ChunkStart *chunk)
+{
+    FileScan file(m_file);
+    quint64 position = m_position;
+    quint64 skipped = 0;
+    Found result = Found::TailOfList;
+    while (qint64(position) < levelEnd) {
+        if (!scanId(file, &chunk->id)) {
+            result = Found::EndOfFile;
+            break;
+        }
+        if (isWellFormed(chunk->id)) {
+            const int row = m_ids.find(chunk->id);
+            if (row != ChunkIdTable::unknown) {
+                chunk->entry = row == ChunkIdTable::streamChunk ? nullptr : m_elementsByRow[row];
+                result = Found::KnownChunk;
+                break;
+            }
+            quint32 size = 0;
+            file.seek(qint64(position + 4));
+            if (!file.read(&size)) {
+                result = Found::EndOfFile;
+                break;
+            }
+            size = qFromLittleEndian(size);
+            // Kept: the size is compared with the place where the list ends, not with the room that is left in it. A
+            // size that leads out of the list still has its data searched for known ids.
+            if (size != 0 && qint64(size) <= levelEnd) {
+                quint64 found = 0;
+                const LookAhead ahead
+                    = findKnownId(file, m_ids, position + chunkHeaderSize, position + size + 4, &found);
+                if (ahead == LookAhead::KnownId) {
+                    // Kept: one byte before the known id, and without a seek: the next id is read behind the known
+                    // one, usually is its size, fails the test and makes the walk step onto the known id.
+                    skipped += found - 1 - position;
+                    position = found - 1;
+                    continue;
+                }
+                chunk->size = size;
+                result = ahead == LookAhead::Nothing ? Found::UnknownChunk : Found::EndOfFile;
+                break;
+            }
+        }
+        ++position;
+        ++skipped;
+        file.seek(qint64(position));
+    }
+    chunk->position = position;
+    chunk->skipped = skipped;
+    return result;
+}
+
+/// The leaf over what was skipped in front of a chunk, if anything was.
+void ContainerAVI::addSkipped(quint64 start, quint64 skipped)
+{
+    if (skipped > 0)
+        addUnparsed(start, skipped);
+}
+
+/// The id as text; lent until the next text is made.
+const QString &ContainerAVI::idText(ChunkId id)
+{
+    char bytes[4];
+    qToLittleEndian(id.word(), bytes);
+    return m_valueText.latin1(bytes, sizeof bytes);
+}
+
+/// "LIST(hdrl)"; lent until the next text is made.
+const QString &ContainerAVI::listTitle(ChunkId id, ChunkId form)
+{
+    char title[4 + 1 + 4 + 1];
+    char *end = title;
+    qToLittleEndian(id.word(), end);
+    end += 4;
+    *end++ = '(';
+    for (int i = 0; i < 4 && form.byte(i) != 0; ++i)
+        *end++ = char(form.byte(i));
+    *end++ = ')';
+    return m_titleText.latin1(title, int(end - title));
+}
+
+/// Opens the node of a chunk or list and adds its header's leaves. `shown` is the size to show.
+void ContainerAVI::beginChunk(const ChunkStart &chunk, quint32 shown, const QString &title)
+{
+    // The sum is meant to wrap: a size is a 32-bit number, the header's 8 bytes included.
+    beginElement(chunk.position, shown + chunkHeaderSize, title, -1);
+    addLeaf(chunk.position, 4, idName, idText(chunk.id));
+    addLeaf(chunk.position + 4, 4, sizeName, m_valueText.decimal(quint64(shown)));
+}
+
+void ContainerAVI::showUnknownChunk(const ChunkStart &chunk)
+{
+    beginChunk(chunk, chunk.size, idText(chunk.id));
+    m_file.seek(qint64(chunk.position + chunkHeaderSize));
+    parseUnknownObject(chunk.position + chunkHeaderSize, chunk.size); // data that is not there is not shown
+    endElement();
+}
+
+int ContainerAVI::showKnownChunk(const ChunkStart &chunk, quint64 *size)
+{
+    quint32 stored = 0;
+    m_file.seek(qint64(chunk.position + 4));
+    const int readStatus = readSize(&stored) ? StatusOk : StatusEndOfFile;
+    const quint32 padded = stored + (stored & 1); // 0xFFFFFFFF becomes 0
+    *size = quint64(padded) + chunk.skipped + chunkHeaderSize;
+    if (chunk.entry && chunk.entry->type == TypeList)
+        return showList(chunk, padded);
+    return showPlainChunk(chunk, padded, readStatus);
+}
+
+int ContainerAVI::showPlainChunk(const ChunkStart &chunk, quint32 padded, int readStatus)
+{
+    const quint64 data = chunk.position + chunkHeaderSize;
+    int status = readStatus;
+    beginChunk(chunk, padded, idText(chunk.id));
+    if (chunk.entry && chunk.entry->handler) {
+        m_file.seek(qint64(data));
+        status = (this->*chunk.entry->handler)(data, padded);
+    } else {
+        addLeaf(data, padded, valueName, {});
+    }
+    endElement();
+    return status;
+}
+
+int ContainerAVI::showList(const ChunkStart &chunk, quint32 padded)
+{
+    const quint64 end = chunk.position + chunkHeaderSize + padded;
+    quint64 child = chunk.position + listHeaderSize;
+    int status = beginList(chunk, padded);
+    // The list's status is that of its last child, or of its form type when it has none.
+    for (quint64 childSize = 0; child < end; child += childSize) {
+        const LevelScope level(m_levelEnds, end);
+        m_position = child;
+        m_file.seek(qint64(child));
+        status = parseElement(&childSize);
+        if (childSize == 0)
+            break; // the file ended here: no progress is possible
+    }
+    endElement();
+    return status;
+}
+
+/// Opens a list's node: StatusOk, or StatusEndOfFile when its form type is cut off, which is then shown as empty.
+int ContainerAVI::beginList(const ChunkStart &chunk, quint32 padded)
+{
+    ChunkId form;
+    m_file.seek(qint64(chunk.position + chunkHeaderSize));
+    const bool complete = readId(&form);
+    if (!complete)
+        form = ChunkId();
+    beginChunk(chunk, padded, listTitle(chunk.id, form));
+    addLeaf(chunk.position + chunkHeaderSize, 4, typeName, idText(form));
+    if (form == moviForm)
+        m_moviOffset = chunk.position + chunkHeaderSize;
+    return complete ? StatusOk : StatusEndOfFile;
+}
+
+int ContainerAVI::parseUnknownObject(quint64 offset, quint32 size)
+{
+    return addText(offset, size);
+}
+
+int ContainerAVI::parseListINFO(quint64 offset, quint32 size)
+{
+    return addText(offset, size);
+}
+
+/// One leaf "value" over the whole data, which shows its first bytes. Nothing, where there is nothing to show.
+int ContainerAVI::addText(quint64 offset, quint32 size)
+{
+    const quint32 shown = std::min(size, shownBytes);
+    const QByteArray bytes = m_file.read(qint64(shown));
+    // Kept: no data counts as data that ended too early.
+    if (bytes.isEmpty() || bytes.size() != int(shown))
+        return StatusEndOfFile;
+    addLeaf(offset, size, valueName, bytesToText(bytes));
+    return StatusOk;
+}
