@@ -1,0 +1,30 @@
+#include "messages.h"
+
+#include "filepath.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+void printMessage(const QString &text)
+{
+    QString line = QStringLiteral("quenlofar: ") + text;
+    // A file name must not steer the terminal or break the line.
+    for (QChar &character : line) {
+        if (character.category() == QChar::Other_Control)
+            character = QLatin1Char('?');
+    }
+    const QByteArray bytes = pathForDisplay(line) + '\n';
+    for (qint64 written = 0; written < bytes.size();) {
+        const ssize_t count = ::write(STDERR_FILENO, bytes.constData() + written, size_t(bytes.size() - written));
+        if (count < 0 && errno != EINTR)
+            return; // there is nowhere left to complain
+        written += count > 0 ? count : 0;
+    }
+}
+
+QString systemErrorText(int errorNumber)
+{
+    return QString::fromStdString(std::generic_category().message(errorNumber));
+}

@@ -1,0 +1,114 @@
+"""What the end-to-end tests share: the program, files made for one test, and small AVI files."""
+
+import json
+import os
+import pathlib
+import shutil
+import signal
+import struct
+import subprocess
+import tempfile
+import unittest
+
+PROGRAM = os.environ["QUENLOFAR_PROGRAM"]
+PLUGIN = pathlib.Path(os.environ["QUENLOFAR_PLUGIN"])
+SAMPLES = pathlib.Path(os.environ["QUENLOFAR_SAMPLES"])
+DOCS = pathlib.Path(os.environ["QUENLOFAR_DOCS"])
+# Sanitizers are slow and take memory: bounds in time and space are looser there.
+SANITIZED = bool(os.environ.get("QUENLOFAR_SANITIZED"))
+
+GOLDENS = sorted((SAMPLES / "golden").glob("*.avi"))
+
+
+def environment(**changes):
+    """The environment of the program: that of the tests, without places for plug-ins."""
+    result = {key: value for key, value in os.environ.items() if key != "QUENLOFAR_PLUGIN_PATH"}
+    result.update(changes)
+    return result
+
+
+def run(*arguments, program=PROGRAM, env=None, timeout=120, **more):
+    """Runs the program; the result holds returncode, stdout and stderr as bytes."""
+    more.setdefault("stdin", subprocess.DEVNULL)
+    more.setdefault("stdout", subprocess.PIPE)
+    more.setdefault("stderr", subprocess.PIPE)
+    return subprocess.run([program, *arguments], env=environment(**(env or {})), timeout=timeout, **more)
+
+
+def documents(output):
+    """The JSON documents of `output`, one per line."""
+    return [json.loads(line, parse_constant=reject) for line in output.decode("utf-8").splitlines()]
+
+
+def reject(constant):
+    raise ValueError(f"{constant} is no JSON")
+
+
+def difference(expected, actual, where="document"):
+    """Where `actual` differs from `expected`, or None. Keys that only `actual` has do not count."""
+    if isinstance(expected, dict) and isinstance(actual, dict):
+        for key, value in expected.items():
+            if key not in actual:
+                return f"{where}: no key {key}"
+            found = difference(value, actual[key], f"{where}.{key}")
+            if found:
+                return found
+        return None
+    if isinstance(expected, list) and isinstance(actual, list):
+        for number, (one, other) in enumerate(zip(expected, actual)):
+            found = difference(one, other, f"{where}[{number}]")
+            if found:
+                return found
+        return None if len(expected) == len(actual) else f"{where}: {len(actual)} entries instead of {len(expected)}"
+    # In Python true equals 1; in JSON it does not.
+    if isinstance(expected, bool) != isinstance(actual, bool) or expected != actual:
+        return f"{where}: {actual!r} instead of {expected!r}"
+    return None
+
+
+def chunk(name, data=b""):
+    return name + struct.pack("<I", len(data)) + data + b"\0" * (len(data) % 2)
+
+
+def riff_list(form, children, name=b"LIST", size=None):
+    body = form + children
+    return name + struct.pack("<I", len(body) if size is None else size) + body
+
+
+def film(chunks):
+    """An AVI file whose "movi" list holds `chunks` empty video chunks."""
+    return riff_list(b"AVI ", riff_list(b"movi", chunk(b"00dc") * chunks), b"RIFF") + b"\0" * 200
+
+
+def default_interrupt():
+    """For a child: a shell's background jobs start with SIGINT ignored, and the program respects that."""
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+
+
+class Case(unittest.TestCase):
+    """A test with a directory of its own."""
+
+    def setUp(self):
+        self.directory = pathlib.Path(tempfile.mkdtemp(prefix="quenlofar-test-"))
+        self.addCleanup(shutil.rmtree, self.directory, ignore_errors=True)
+
+    def path(self, name, data=None):
+        """The path of `name`, as bytes; with `data`, a new file."""
+        result = os.path.join(os.fsencode(self.directory), os.fsencode(name))
+        if data is not None:
+            with open(result, "wb") as file:
+                file.write(data)
+        return result
+
+    def sample(self, name="ffmpeg-mpeg4-mp3vbr-info-utf8"):
+        return os.fsencode(SAMPLES / "golden" / f"{name}.avi")
+
+    def assertEnds(self, result, status, *messages):
+        """The exit status is `status`, and standard error has one line per message that holds it; no other line."""
+        errors = result.stderr.decode("utf-8")
+        self.assertEqual(result.returncode, status, errors)
+        lines = errors.splitlines()
+        self.assertEqual(len(lines), len(messages), errors)
+        for line, message in zip(lines, messages):
+            self.assertTrue(line.startswith("quenlofar: "), line)
+            self.assertIn(message, line)

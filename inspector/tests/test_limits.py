@@ -1,0 +1,96 @@
+"""The bounds of a run: each ends it cleanly, says so, and can be moved by its option."""
+
+import json
+import os
+import unittest
+
+import jsonschema
+
+from support import DOCS, Case, documents, film, riff_list, run
+
+SCHEMA = json.loads((DOCS / "json-output.schema.json").read_text())
+
+
+def nested(levels):
+    """An AVI file of `levels` lists inside each other, the outermost being RIFF."""
+    total = 12 * levels
+    data = bytearray()
+    for level in range(levels):
+        name, form = (b"RIFF", b"AVI ") if level == 0 else (b"LIST", b"strl")
+        data += riff_list(form, b"", name, size=total - 12 * level - 8)
+    return bytes(data)
+
+
+def count(items):
+    """Nodes and leaves, without recursion: some of these trees are deeper than Python likes."""
+    total, pending = 0, [items]
+    while pending:
+        for item in pending.pop():
+            total += 1
+            pending.append(item.get("items", []))
+    return total
+
+
+class Limits(Case):
+    def document(self, result):
+        found = documents(result.stdout)
+        self.assertEqual(len(found), 1)
+        return found[0]
+
+    def test_items(self):
+        result = run("tree", "--format", "json", "--max-items", "100", self.sample())
+        self.assertEnds(result, 1, f"{self.sample().decode()}: stopped at byte ")
+        self.assertIn(b"more than 100 elements and fields; --max-items raises this limit", result.stderr)
+        document = self.document(result)
+        self.assertEqual((document["limit"], document["status"]), ("items", 0))
+        self.assertEqual(count(document["elements"]), 100)
+        jsonschema.Draft202012Validator(SCHEMA).validate(document)
+
+    def test_items_that_are_enough(self):
+        whole = self.document(run("tree", "--format", "json", self.sample()))
+        items = count(whole["elements"])
+        self.assertEnds(run("tree", "--max-items", str(items), self.sample()), 0)
+        self.assertEnds(run("tree", "--max-items", str(items - 1), self.sample()), 1, "--max-items")
+
+    def test_text_is_limited_too(self):
+        result = run("tree", "--max-items", "5", self.sample())
+        self.assertEnds(result, 1, "--max-items raises this limit")
+        self.assertNotEqual(result.stdout, b"")
+
+    def test_a_limit_concerns_one_file_alone(self):
+        small = self.path("small", film(1))
+        result = run("tree", "--format", "json", "--max-items", "50", small, self.sample(), small)
+        self.assertEnds(result, 1, "--max-items")
+        self.assertEqual([document.get("limit") for document in documents(result.stdout)], [None, "items", None])
+
+    def test_depth(self):
+        path = self.path("deep", nested(1200))
+        result = run("tree", "--format", "json", path)
+        self.assertEnds(result, 1, "stopped at byte 12000: more than 1000 elements stand inside each other; "
+                                   "--max-depth raises this limit")
+        self.assertIn(b'"limit":"depth"', result.stdout)
+        self.assertEnds(run("tree", "--max-depth", "7", path), 1, "stopped at byte 84: more than 7 elements")
+
+    def test_deeper_on_request(self):
+        for levels in (1001, 20000):
+            with self.subTest(levels=levels):
+                result = run("tree", "--format", "json", "--max-depth", str(levels), self.path("deep", nested(levels)))
+                self.assertEnds(result, 0)
+                self.assertEqual(result.stdout.count(b'"node":'), levels)
+                self.assertNotIn(b'"limit"', result.stdout)
+
+    def test_work(self):
+        # Garbage is searched byte by byte, four bytes at a time.
+        path = self.path("garbage", film(1))
+        os.truncate(path, 40 * 1024 * 1024)
+        result = run("tree", "--format", "json", "--max-work", "1", path)
+        self.assertEnds(result, 1, f"more than {(40 + 64) * 1024 * 1024} bytes had to be read; "
+                                   "--max-work raises this limit")
+        document = self.document(result)
+        self.assertEqual((document["limit"], document["container"]), ("work", "AVI"))
+        jsonschema.Draft202012Validator(SCHEMA).validate(document)
+        self.assertEnds(run("tree", "--max-work", "8", path), 0)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,173 @@
+"""Standard output that is closed, full, or that nobody reads any more; and SIGINT."""
+
+import fcntl
+import json
+import os
+import signal
+import struct
+import subprocess
+import termios
+import threading
+import time
+import unittest
+
+from support import PROGRAM, Case, default_interrupt, documents, environment, film, run
+
+# Far more output than a pipe and the program's buffers hold.
+MANY = 20000
+
+
+class Output(Case):
+    def test_closed(self):
+        for command in (f"{PROGRAM} --help", f"{PROGRAM} --version", f"{PROGRAM} plugins",
+                        f"{PROGRAM} tree '{self.sample().decode()}'",
+                        f"{PROGRAM} tree --format json '{self.sample().decode()}'"):
+            with self.subTest(command=command):
+                result = run("-c", f"{command} >&-", program="sh")
+                self.assertEnds(result, 2, "standard output cannot be written: it is closed")
+
+    def test_full(self):
+        for arguments in (["--help"], ["--version"], ["plugins"], ["tree", self.sample()],
+                          ["tree", "--format", "json", self.sample()], ["tree", self.path("film", film(MANY))]):
+            with self.subTest(arguments=arguments), open("/dev/full", "wb") as full:
+                self.assertEnds(run(*arguments, stdout=full), 2,
+                                "standard output cannot be written: No space left on device")
+
+    def test_not_writable(self):
+        with open("/dev/null", "rb") as nothing:
+            self.assertEnds(run("plugins", stdout=nothing), 2, "standard output cannot be written: Bad file descriptor")
+
+    def test_failure_keeps_the_messages_of_files(self):
+        missing = self.path("missing")
+        with open("/dev/full", "wb") as full:
+            self.assertEnds(run("tree", missing, stdout=full), 2, "cannot be opened", "standard output cannot")
+
+    def test_closed_input_and_errors(self):
+        # Whatever is closed, no file gets its number: with standard error closed the messages must not go into a file.
+        for closing in ("<&-", "2>&-", "<&- 2>&-"):
+            with self.subTest(closing=closing):
+                result = run("-c", f"{PROGRAM} tree --format json '{self.sample().decode()}' {closing}", program="sh")
+                self.assertEqual(result.returncode, 0)
+                self.assertEqual(documents(result.stdout)[0]["status"], 0)
+        self.assertEqual(run("-c", f"{PROGRAM} tree /nowhere 2>&-", program="sh").returncode, 2)
+
+    def test_reader_gone(self):
+        path = self.path("film", film(MANY))
+        for more in ([], ["--format", "json"]):
+            with self.subTest(more=more):
+                process = subprocess.Popen([PROGRAM, "tree", *more, path], env=environment(),
+                                           stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                self.assertNotEqual(process.stdout.read(10), b"")
+                process.stdout.close()
+                self.assertEqual(process.stderr.read(), b"")
+                process.stderr.close()
+                self.assertEqual(process.wait(60), 141)
+
+    def test_reader_gone_before_the_start(self):
+        reader, writer = os.pipe()
+        os.close(reader)
+        for arguments in (["--help"], ["plugins"], ["tree", self.sample()], ["tree", self.path("missing")]):
+            with self.subTest(arguments=arguments):
+                self.assertEqual(run(*arguments, stdout=writer).returncode, 141)
+        os.close(writer)
+
+    def test_slow_reader_of_a_non_blocking_pipe(self):
+        path = self.path("film", film(MANY))
+        expected = run("tree", "--format", "json", path).stdout
+        reader, writer = os.pipe()
+        fcntl.fcntl(writer, fcntl.F_SETFL, fcntl.fcntl(writer, fcntl.F_GETFL) | os.O_NONBLOCK)
+        process = subprocess.Popen([PROGRAM, "tree", "--format", "json", path], env=environment(), stdout=writer)
+        os.close(writer)
+        time.sleep(0.2)  # the pipe is full now
+        with os.fdopen(reader, "rb") as output:
+            self.assertTrue(output.read() == expected)
+        self.assertEqual(process.wait(60), 0)
+
+
+class Interrupt(Case):
+    def start(self, *arguments, prepare=default_interrupt):
+        process = subprocess.Popen([PROGRAM, *arguments], env=environment(), stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, preexec_fn=prepare)
+        self.addCleanup(process.stderr.close)
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.kill)
+        return process
+
+    def finish(self, process, begun):
+        """The rest of the output behind `begun`, the messages and the exit status."""
+        errors = []
+        reading = threading.Thread(target=lambda: errors.append(process.stderr.read()))
+        reading.start()
+        output = begun + process.stdout.read()
+        reading.join()
+        return output, errors[0].decode(), process.wait(60)
+
+    def wait_until_full(self, pipe):
+        """Waits until the program has filled the pipe, so that it hangs in a write."""
+        before, now = -1, 0
+        while now == 0 or now != before:
+            time.sleep(0.2)
+            before, now = now, struct.unpack("i", fcntl.ioctl(pipe, termios.FIONREAD, b"\0" * 4))[0]
+
+    def test_output_is_complete(self):
+        path = self.path("film", film(MANY))
+        for layout in ([], ["--pretty"]):
+            with self.subTest(layout=layout):
+                # The program waits for its reader in the middle of the first file.
+                process = self.start("tree", "--format", "json", *layout, path, path)
+                begun = process.stdout.read(1)
+                process.send_signal(signal.SIGINT)
+                output, errors, status = self.finish(process, begun)
+                self.assertEqual(status, 130, errors)
+                self.assertRegex(errors, r"^quenlofar: .*/film: interrupted at byte \d+\n$")
+                document = json.loads(output)  # one document: the second file was not started
+                self.assertEqual((document["cancelled"], document["status"]), (True, 0))
+                movi = document["elements"][0]["items"][3]
+                self.assertEqual(movi["node"], "LIST(movi)")
+                self.assertLess(len(movi["items"]), MANY)
+                self.assertGreater(len(movi["items"]), 10)
+
+    def test_text(self):
+        path = self.path("film", film(MANY))
+        process = self.start("tree", path)
+        begun = process.stdout.read(1)
+        process.send_signal(signal.SIGINT)
+        output, errors, status = self.finish(process, begun)
+        self.assertEqual(status, 130, errors)
+        self.assertEqual(output[-1:], b"\n")
+
+    def test_inside_garbage(self):
+        # Nothing is printed for hours of zero bytes: the signal is noticed all the same.
+        path = self.path("film", film(1))
+        os.truncate(path, 1 << 40)
+        process = self.start("tree", "--format", "json", path)
+        time.sleep(0.5)
+        begin = time.monotonic()
+        process.send_signal(signal.SIGINT)
+        output, errors, status = self.finish(process, b"")
+        self.assertLess(time.monotonic() - begin, 10)
+        self.assertEqual(status, 130, errors)
+        self.assertIs(json.loads(output)["cancelled"], True)
+
+    def test_second_one_ends_at_once(self):
+        process = self.start("tree", self.path("film", film(MANY)))
+        self.wait_until_full(process.stdout)
+        process.send_signal(signal.SIGINT)
+        deadline = time.monotonic() + 60
+        while process.poll() is None and time.monotonic() < deadline:
+            time.sleep(0.05)
+            process.send_signal(signal.SIGINT)
+        self.assertEqual(process.returncode, -signal.SIGINT)
+
+    def test_stays_ignored_where_it_was(self):
+        process = self.start("tree", "--format", "json", self.path("film", film(MANY)),
+                             prepare=lambda: signal.signal(signal.SIGINT, signal.SIG_IGN))
+        begun = process.stdout.read(1)
+        process.send_signal(signal.SIGINT)
+        output, errors, status = self.finish(process, begun)
+        self.assertEqual((status, errors), (0, ""))
+        self.assertNotIn("cancelled", json.loads(output))
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,123 @@
+"""Where plug-ins are looked for, which one counts, and what is said of those that cannot be used."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import unittest
+
+from support import PLUGIN, PROGRAM, Case, run
+
+
+class Plugins(Case):
+    def setUp(self):
+        super().setUp()
+        # Moved away from its build tree, the program has no place of its own with a plug-in in it.
+        self.program = self.directory / "moved" / "bin" / "quenlofar"
+        self.program.parent.mkdir(parents=True)
+        shutil.copy(PROGRAM, self.program)
+
+    def place(self, name, plugin=PLUGIN, file_name=PLUGIN.name):
+        """A directory `name` with a plug-in: a copy of `plugin`, or a text file."""
+        directory = self.directory / name
+        directory.mkdir(parents=True, exist_ok=True)
+        if plugin:
+            shutil.copy(plugin, directory / file_name)
+        else:
+            (directory / file_name).write_text("no library\n")
+        return directory
+
+    def assertUses(self, result, *directories):
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual([pathlib.Path(line.split("\t")[2]).parent for line in result.stdout.decode().splitlines()],
+                         list(directories))
+
+    def test_line_per_plugin(self):
+        result = run("plugins")
+        self.assertEnds(result, 0)
+        name, extensions, file = result.stdout.decode().rstrip("\n").split("\t")
+        self.assertEqual((name, extensions), ("AVI", "avi"))
+        self.assertTrue(os.path.samefile(file, PLUGIN))
+
+    def test_none_is_an_error(self):
+        for arguments in [["plugins"], ["tree", self.sample()]]:
+            with self.subTest(arguments=arguments):
+                result = run(*arguments, program=self.program)
+                self.assertEnds(result, 2, "no usable parser plug-in")
+                self.assertIn(os.fsencode(self.directory / "moved"), result.stderr)
+                self.assertEqual(result.stdout, b"")
+
+    def test_named_directory(self):
+        one = self.place("one")
+        self.assertUses(run("plugins", "--plugin-dir", one, program=self.program), one)
+        self.assertEnds(run("tree", self.sample(), "--plugin-dir", one, program=self.program), 0)
+
+    def test_environment(self):
+        one, two = self.place("one"), self.place("two")
+        for value, expected in [(f"{one}", one), (f"{one}:{two}", one), (f"{two}:{one}", two),
+                                (f"/nowhere::{two}:", two)]:
+            with self.subTest(value=value):
+                self.assertUses(run("plugins", program=self.program, env={"QUENLOFAR_PLUGIN_PATH": value}), expected)
+
+    def test_relative_to_the_program(self):
+        self.assertUses(run("plugins"), PLUGIN.parent.parent / "bin" / ".." / "plugins")
+        beside = self.place("moved/plugins")
+        for program in (self.program, self.directory / "link"):
+            with self.subTest(program=program):
+                if program != self.program:
+                    program.symlink_to(self.program)
+                result = run("plugins", program=program)
+                self.assertEnds(result, 0)
+                self.assertTrue(os.path.samefile(result.stdout.decode().split("\t")[2].strip(), beside / PLUGIN.name))
+
+    def test_order_of_places(self):
+        named, listed, own = self.place("named"), self.place("listed"), self.place("moved/plugins")
+        environment = {"QUENLOFAR_PLUGIN_PATH": str(listed)}
+        bin_directory = self.program.parent
+        self.assertUses(run("plugins", "--plugin-dir", named, program=self.program, env=environment), named)
+        self.assertUses(run("plugins", program=self.program, env=environment), listed)
+        self.assertUses(run("plugins", program=self.program), bin_directory / ".." / own.name)
+
+    def test_all_places_count(self):
+        one = self.place("one", file_name="libquenlofar-container-b.so")
+        two = self.place("two", file_name="libquenlofar-container-a.so")
+        result = run("plugins", "--plugin-dir", one, program=self.program, env={"QUENLOFAR_PLUGIN_PATH": str(two)})
+        self.assertUses(result, two, one)
+
+    def test_unusable_one_is_said_and_passed_over(self):
+        bad = self.place("bad", plugin=None, file_name="libquenlofar-container-bad.so")
+        for arguments in [["plugins"], ["tree", self.sample()]]:
+            with self.subTest(arguments=arguments):
+                result = run(*arguments, "--plugin-dir", bad)
+                self.assertEnds(result, 0, "libquenlofar-container-bad.so cannot be used: ")
+                self.assertNotEqual(result.stdout, b"")
+
+    def test_only_unusable_ones(self):
+        bad = self.place("bad", plugin=None)
+        self.assertEnds(run("plugins", "--plugin-dir", bad, program=self.program), 2,
+                        "cannot be used: ", "no usable parser plug-in")
+
+    def test_named_directory_that_is_not_there(self):
+        self.assertEnds(run("plugins", "--plugin-dir", "/nowhere"), 0, "--plugin-dir /nowhere: there is no such")
+
+    def test_file_name_says_nothing_of_the_contents(self):
+        with open(self.sample(), "rb") as sample:
+            film = self.path("film.mkv", sample.read())
+        self.assertEnds(run("tree", film), 0)
+
+    def test_installation_may_be_moved(self):
+        installed, moved = self.directory / "installed", self.directory / "somewhere" / "else"
+        subprocess.run([os.environ["QUENLOFAR_CMAKE"], "--install", os.environ["QUENLOFAR_BUILD"],
+                        "--prefix", installed], check=True, stdout=subprocess.DEVNULL)
+        moved.parent.mkdir()
+        installed.rename(moved)
+        program = moved / "bin" / "quenlofar"
+        result = run("plugins", program=program)
+        self.assertEnds(result, 0)
+        plugin = os.path.realpath(result.stdout.decode().rstrip("\n").split("\t")[2])
+        self.assertTrue(plugin.startswith(os.path.realpath(moved)), plugin)
+        self.assertEqual(run("tree", self.sample(), program=program).stdout, run("tree", self.sample()).stdout)
+
+
+if __name__ == "__main__":
+    unittest.main()
