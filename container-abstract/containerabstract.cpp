@@ -3,21 +3,17 @@
 #include "containerabstract_p.h"
 #include "texts.h"
 
-ContainerAbstract::CommonElement::CommonElement()
-    : type(0)
-{}
+ContainerAbstract::CommonElement::CommonElement() : type(0) { }
 
 ContainerAbstract::CommonElement::CommonElement(int elementType, const QString &elementName)
-    : type(elementType)
-    , name(elementName)
-{}
+    : type(elementType), name(elementName)
+{
+}
 
 ContainerAbstract::CommonElement::CommonElement(const CommonElement &other) = default;
 ContainerAbstract::CommonElement &ContainerAbstract::CommonElement::operator=(const CommonElement &other) = default;
 
-ContainerAbstract::ContainerAbstract()
-    : d(std::make_unique<ContainerAbstractPrivate>())
-{}
+ContainerAbstract::ContainerAbstract() : d(std::make_unique<ContainerAbstractPrivate>()) { }
 
 ContainerAbstract::~ContainerAbstract() = default;
 
@@ -53,11 +49,10 @@ void ContainerAbstract::endElement() noexcept
 }
 
 void ContainerAbstract::addField(bool flag, quint64 offset, uchar code, quint64 size, const QString &name,
-                                 const QString &value, const QString &meaning, const QString &description,
-                                 qint64 index)
+                                 const QString &value, const QString &meaning, const QString &description, qint64 index)
 {
     d->admitItem(m_file, offset);
-    const Field field {flag, code, offset, size, index, name, value, meaning, description};
+    const Field field{flag, code, offset, size, index, name, value, meaning, description};
     if (d->sink && Q_UNLIKELY(!d->sink->addField(field)))
         d->rememberSinkFailure();
     if (Q_UNLIKELY(!meaning.isEmpty()) && d->recordsStreams && d->announcesVideoStream(field))
@@ -71,7 +66,7 @@ QString ContainerAbstract::bytesToText(const QByteArray &bytes)
 
 int ContainerAbstract::reportFrame(uint streamIndex, quint64 frameNumber)
 {
-    const Frame frame {streamIndex, frameNumber, m_frameOffset, m_frameSize, m_frameIsKey != 0};
+    const Frame frame{streamIndex, frameNumber, m_frameOffset, m_frameSize, m_frameIsKey != 0};
     if (d->sink && Q_UNLIKELY(!d->sink->reportFrame(frame)))
         d->rememberSinkFailure();
     return StatusOk;

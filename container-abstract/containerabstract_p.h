@@ -11,11 +11,12 @@
 
 /// What the framework throws through a parser to end a run. The reason stands in the parser's private state.
 struct RunStopped
-{};
+{
+};
 
 /// A leaf of this name and meaning is how a parser announces a video stream to the run.
-inline constexpr QStringView videoStreamField {u"fccType"};
-inline constexpr QStringView videoStreamMeaning {u"Video"};
+inline constexpr QStringView videoStreamField{u"fccType"};
+inline constexpr QStringView videoStreamMeaning{u"Video"};
 
 /**
  * The host's side of one parser: where its elements go, what they are bounded by, and why the run has to stop. Without

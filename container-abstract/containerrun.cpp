@@ -69,11 +69,7 @@ public:
     enum class Verdict { Recognised, NotRecognised, Ended };
 
     ParserRun(ContainerAbstract &parser, const QString &path, RunResult *result)
-        : m_parser(parser)
-        , m_host(*parser.d)
-        , m_file(parser.m_file)
-        , m_path(path)
-        , m_result(*result)
+        : m_parser(parser), m_host(*parser.d), m_file(parser.m_file), m_path(path), m_result(*result)
     {
         m_host.recordsStreams = true;
     }
@@ -140,7 +136,7 @@ public:
 
 private:
     /// Runs a part of the parser; what the framework throws, and memory that runs out, ends here.
-    template<typename Part> void guard(Part part)
+    template <typename Part> void guard(Part part)
     {
         try {
             part();
@@ -198,9 +194,7 @@ private:
     RunResult &m_result;
 };
 
-ContainerRun::ContainerRun(const RunLimits &limits)
-    : m_limits(limits)
-{}
+ContainerRun::ContainerRun(const RunLimits &limits) : m_limits(limits) { }
 
 std::unique_ptr<ByteSource> ContainerRun::openSource(const QString &path, QString *error) const
 {
@@ -211,7 +205,7 @@ RunResult ContainerRun::run(const QString &path, const QVector<ParserFactory> &p
 {
     using Verdict = ParserRun::Verdict;
     RunResult result;
-    DocumentStart start {path, {}, -1};
+    DocumentStart start{path, {}, -1};
     Verdict verdict = Verdict::NotRecognised;
 
     QString openError;

@@ -70,5 +70,5 @@ private:
 
     RunLimits m_limits;
     SourceOpener m_opener;
-    std::atomic<bool> m_cancel {false};
+    std::atomic<bool> m_cancel{false};
 };

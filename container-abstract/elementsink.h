@@ -8,7 +8,7 @@
 #include <QStringView>
 
 /// The name of a leaf that covers bytes which no parser interprets. It is a mark, never shown to people.
-inline constexpr QStringView unparsedDataMarker {u"d771bd4e-a2e6-46e3-ad1c-1aafa1b60c87"};
+inline constexpr QStringView unparsedDataMarker{u"d771bd4e-a2e6-46e3-ad1c-1aafa1b60c87"};
 
 /// One leaf on its way from a parser to a sink. The texts are lent for the call.
 struct Field

@@ -22,7 +22,8 @@ quint64 ends(QStringView text)
 size_t hashOf(const Field &field, quint64 rowMinusIndex)
 {
     const std::hash<std::u16string_view> hashText;
-    size_t hash = size_t(rowMinusIndex) * 4 + size_t(field.index != -1) * 2 + size_t(field.flag) + size_t(field.code) * 31;
+    size_t hash =
+        size_t(rowMinusIndex) * 4 + size_t(field.index != -1) * 2 + size_t(field.flag) + size_t(field.code) * 31;
     for (const QStringView text : {field.name, field.meaning, field.description})
         hash = hash * 0x9E3779B97F4A7C15U + hashText({text.utf16(), size_t(text.size())});
     return hash;

@@ -5,7 +5,8 @@
 
 #include <QStringView>
 
-/// One chunk id that the parser knows by name. To support a further chunk, add a row and, where it needs one, a handler.
+/// One chunk id that the parser knows by name. To support a further chunk, add a row and, where it needs one, a
+/// handler.
 struct ChunkRow
 {
     char id[5]; // four characters; a trailing blank counts

@@ -2,26 +2,19 @@
 
 #include "chunktable.h"
 
-ContainerAVI::ElementAVI::ElementAVI()
-    : handler(nullptr)
-{}
+ContainerAVI::ElementAVI::ElementAVI() : handler(nullptr) { }
 
 ContainerAVI::ElementAVI::ElementAVI(int elementType, Handler elementHandler, const QString &elementName,
                                      const QString &elementDescription)
-    : CommonElement(elementType, elementName)
-    , handler(elementHandler)
-    , description(elementDescription)
-{}
+    : CommonElement(elementType, elementName), handler(elementHandler), description(elementDescription)
+{
+}
 
 ContainerAVI::ElementAVI::ElementAVI(const ElementAVI &other) = default;
 ContainerAVI::ElementAVI &ContainerAVI::ElementAVI::operator=(const ElementAVI &other) = default;
 ContainerAVI::ElementAVI::~ElementAVI() = default;
 
-ContainerAVI::ContainerAVI()
-    : m_streamType(NoStream)
-    , m_videoStreamCount(0)
-    , m_timeBase(1.0)
-    , m_moviOffset(0)
+ContainerAVI::ContainerAVI() : m_streamType(NoStream), m_videoStreamCount(0), m_timeBase(1.0), m_moviOffset(0)
 {
     m_elements.reserve(ChunkIdTable::rowCount);
     for (int i = 0; i < ChunkIdTable::rowCount; ++i) {

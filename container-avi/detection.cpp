@@ -46,7 +46,7 @@ int ContainerAVI::verifyContainerFormat(const QString &path)
     {
         ContainerAVI *parser;
         ~Closer() { parser->closeFile(); }
-    } const closer {this};
+    } const closer{this};
 
     const qint64 fileSize = m_file.size();
     m_file.seek(0);
@@ -72,6 +72,6 @@ int ContainerAVI::findBeginOfContainer(qint64 *offset)
     return StatusOk;
 }
 
-void ContainerAVI::prepareParsing() {}
+void ContainerAVI::prepareParsing() { }
 
-void ContainerAVI::finalizeParsing() {}
+void ContainerAVI::finalizeParsing() { }

@@ -48,13 +48,10 @@ constexpr int widthOf(FieldKind kind)
 class RecordView
 {
 public:
-    RecordView(const void *bytes, size_t size)
-        : m_bytes(static_cast<const char *>(bytes))
-        , m_size(size)
-    {}
+    RecordView(const void *bytes, size_t size) : m_bytes(static_cast<const char *>(bytes)), m_size(size) { }
 
     size_t size() const { return m_size; }
-    template<typename Number> Number read(size_t at) const
+    template <typename Number> Number read(size_t at) const
     {
         char bytes[sizeof(Number)] = {};
         if (at < m_size)
@@ -81,7 +78,7 @@ struct FieldRow
 };
 
 /// True when the rows cover the bytes from `from` to `to` in their order, without a gap or an overlap.
-template<size_t Count> constexpr bool tiles(const FieldRow (&rows)[Count], int from, int to)
+template <size_t Count> constexpr bool tiles(const FieldRow (&rows)[Count], int from, int to)
 {
     int at = from;
     for (const FieldRow &row : rows) {
@@ -100,7 +97,7 @@ struct FlagName
 };
 
 /// The names of the rows of which a bit is set in `flags`, in table order, joined by `separator`.
-template<size_t Count> QString flagNames(quint32 flags, const FlagName (&rows)[Count], QStringView separator)
+template <size_t Count> QString flagNames(quint32 flags, const FlagName (&rows)[Count], QStringView separator)
 {
     QString names;
     for (const FlagName &row : rows) {

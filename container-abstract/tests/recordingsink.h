@@ -6,11 +6,15 @@
 #include <QStringList>
 
 /**
- * Writes every call down as a line of text, two blanks deeper inside each node:
- *   node         "LIST(hdrl) 12+192", with an index "idx1_entry#3 5000+16"
- *   leaf         "dwFlags 44+4 272 [AVIF_HASINDEX | AVIF_ISINTERLEAVED] {description}"
- *   unparsed     "unparsed 88+12"
- *   frame        "frame 0/3 5012+1000 key"
+ * Writes down what it is given, one line per call, two blanks further in inside a node:
+ *
+ *     name offset+size value [meaning] (description)     a leaf; parts that are empty are left out
+ *     unparsed offset+size                               a leaf of bytes that nobody interprets
+ *     title offset+size #index {                         a node; "#index" is left out for -1
+ *     }
+ *     frame stream/number offset+size key                a reported frame
+ *
+ * A leaf whose flag, code or index is not false, 0 and -1 gets " flag 1 code 9 index 5" after it.
  */
 class RecordingSink : public ElementSink
 {
@@ -20,11 +24,12 @@ public:
     RunResult result;
     int documentsBegun = 0;
     int documentsEnded = 0;
-    int depth = 0;
-    int ended = 0; // endElement calls
-    /// From this call on (counted from 1 over begin, field, end, frame) the sink takes no more; 0 is never.
-    int failAt = 0;
-    int calls = 0;
+    int nodesEnded = 0;
+    int calls = 0; // of beginElement, addField, endElement and reportFrame
+    int failAt = 0; // the call, counted from 1, from which on the sink takes no more; 0 is never
+
+    /// Nodes that are open.
+    int depth() const { return m_depth; }
 
     bool beginDocument(const DocumentStart &start) override
     {
@@ -34,21 +39,22 @@ public:
     }
     bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override
     {
-        const QString ordinal = index >= 0 ? QStringLiteral("#%1").arg(index) : QString();
-        add(title.toString() + ordinal + place(offset, size));
-        ++depth;
+        QString line = place(title, offset, size);
+        if (index != -1)
+            line += QStringLiteral(" #%1").arg(index);
+        add(line + QStringLiteral(" {"));
+        ++m_depth;
         return takes();
     }
     bool addField(const Field &field) override
     {
-        QString line = field.isUnparsedData() ? QStringLiteral("unparsed") : field.name.toString();
-        line += place(field.offset, field.size);
+        QString line = place(field.isUnparsedData() ? QStringView(u"unparsed") : field.name, field.offset, field.size);
         if (!field.value.isEmpty())
             line += QLatin1Char(' ') + field.value.toString();
         if (!field.meaning.isEmpty())
             line += QStringLiteral(" [") + field.meaning.toString() + QLatin1Char(']');
         if (!field.description.isEmpty())
-            line += QStringLiteral(" {") + field.description.toString() + QLatin1Char('}');
+            line += QStringLiteral(" (") + field.description.toString() + QLatin1Char(')');
         if (field.flag || field.code != 0 || field.index != -1)
             line += QStringLiteral(" flag %1 code %2 index %3").arg(int(field.flag)).arg(field.code).arg(field.index);
         add(line);
@@ -56,13 +62,14 @@ public:
     }
     bool endElement() override
     {
-        --depth;
-        ++ended;
+        --m_depth;
+        ++nodesEnded;
+        add(QStringLiteral("}"));
         return takes();
     }
     bool reportFrame(const Frame &frame) override
     {
-        add(QStringLiteral("frame %1/%2").arg(frame.stream).arg(frame.number) + place(frame.offset, frame.size)
+        add(place(QStringLiteral("frame %1/%2").arg(frame.stream).arg(frame.number), frame.offset, frame.size)
             + (frame.key ? QStringLiteral(" key") : QString()));
         return takes();
     }
@@ -75,11 +82,16 @@ public:
     QString errorText() const override { return QStringLiteral("the sink is full"); }
 
 private:
-    static QString place(quint64 offset, quint64 size) { return QStringLiteral(" %1+%2").arg(offset).arg(size); }
-    void add(const QString &line) { lines.append(QString(2 * depth, QLatin1Char(' ')) + line); }
+    static QString place(QStringView name, quint64 offset, quint64 size)
+    {
+        return name.toString() + QStringLiteral(" %1+%2").arg(offset).arg(size);
+    }
+    void add(const QString &line) { lines.append(QString(2 * m_depth, QLatin1Char(' ')) + line); }
     bool takes()
     {
         ++calls;
         return failAt == 0 || calls < failAt;
     }
+
+    int m_depth = 0;
 };

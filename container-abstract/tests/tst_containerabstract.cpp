@@ -13,7 +13,7 @@ class Order : public ScriptedParser
 {
 public:
     /// Where the operation stands in the table of virtual operations (Itanium C++ ABI: 1 + offset of the entry).
-    template<typename Operation> static int slot(Operation operation)
+    template <typename Operation> static int slot(Operation operation)
     {
         std::ptrdiff_t entry = 0;
         std::memcpy(&entry, &operation, sizeof entry);
@@ -43,7 +43,7 @@ private Q_SLOTS:
     void virtualOperationsStandInTheirOrder()
     {
         // Eleven operations of QObject, of which the destructor takes two places, come first.
-        QCOMPARE(Order::slotsOfParser(), (QList<int> {12, 13, 14, 15, 16}));
+        QCOMPARE(Order::slotsOfParser(), (QList<int>{12, 13, 14, 15, 16}));
     }
 
     void hasItsOwnMetaObject()
@@ -92,30 +92,31 @@ private Q_SLOTS:
                              QStringLiteral("meaning"), QStringLiteral("description"), 5);
         host.parser.endElement();
         QCOMPARE(host.sink.lines,
-                 (QStringList {QStringLiteral("node#3 100+56"),
-                               QStringLiteral("  name 108+4 value [meaning] {description} flag 1 code 9 index 5")}));
-        QCOMPARE(host.sink.depth, 0);
+                 (QStringList{QStringLiteral("node 100+56 #3 {"),
+                              QStringLiteral("  name 108+4 value [meaning] (description) flag 1 code 9 index 5"),
+                              QStringLiteral("}")}));
+        QCOMPARE(host.sink.depth(), 0);
     }
 
     void aFieldOfNoBytesIsLegal()
     {
         Host host;
         host.parser.addLeaf(7, 0, QStringLiteral("text"));
-        QCOMPARE(host.sink.lines, QStringList {QStringLiteral("text 7+0")});
+        QCOMPARE(host.sink.lines, QStringList{QStringLiteral("text 7+0")});
     }
 
     void aFieldMayStandAtTheTopLevel()
     {
         Host host;
         host.parser.addLeaf(0, 8, unparsedDataMarker.toString());
-        QCOMPARE(host.sink.lines, QStringList {QStringLiteral("unparsed 0+8")});
+        QCOMPARE(host.sink.lines, QStringList{QStringLiteral("unparsed 0+8")});
     }
 
     void endingMoreThanWasBegunEndsNothing()
     {
         Host host;
         host.parser.endElement();
-        QCOMPARE(host.sink.ended, 0);
+        QCOMPARE(host.sink.nodesEnded, 0);
     }
 
     void reportedFrameTakesTheMembers()
@@ -127,8 +128,8 @@ private Q_SLOTS:
         QCOMPARE(host.parser.reportFrame(1, 42), 0);
         host.parser.m_frameIsKey = 0;
         QCOMPARE(host.parser.reportFrame(1, 43), 0);
-        QCOMPARE(host.sink.lines, (QStringList {QStringLiteral("frame 1/42 5012+1000 key"),
-                                                QStringLiteral("frame 1/43 5012+1000")}));
+        QCOMPARE(host.sink.lines,
+                 (QStringList{QStringLiteral("frame 1/42 5012+1000 key"), QStringLiteral("frame 1/43 5012+1000")}));
     }
 
     void bytesBecomeText()

@@ -16,10 +16,7 @@ const QString path = QStringLiteral("clip.avi");
 class DamagedSource : public ByteSource
 {
 public:
-    DamagedSource(qint64 size, qint64 badFrom)
-        : m_size(size)
-        , m_badFrom(badFrom)
-    {}
+    DamagedSource(qint64 size, qint64 badFrom) : m_size(size), m_badFrom(badFrom) { }
     qint64 size() const override { return m_size; }
     qint64 readAt(qint64 position, char *data, qint64 maxSize) override
     {
@@ -58,7 +55,7 @@ RunResult runOver(const QByteArray &bytes, const std::function<void(ScriptedPars
 
 void verifyBalanced(const RecordingSink &sink)
 {
-    QCOMPARE(sink.depth, 0);
+    QCOMPARE(sink.depth(), 0);
     QCOMPARE(sink.documentsBegun, 1);
     QCOMPARE(sink.documentsEnded, 1);
 }
@@ -74,25 +71,31 @@ private Q_SLOTS:
     {
         QStringList calls;
         RecordingSink sink;
-        const RunResult result = runOver("0123456789", [&](ScriptedParser &parser) {
-            parser.called = [&](const char *operation) { calls.append(QLatin1String(operation)); };
-            parser.verify = [&](ScriptedParser &self, const QString &given) {
-                calls.append(self.m_file.isOpen() ? QStringLiteral("open") : QStringLiteral("closed"));
-                calls.append(given);
-                return 0;
-            };
-            parser.parse = [&](ScriptedParser &self, quint64 *size) {
-                calls.append(QStringLiteral("at %1 %2 ends %3").arg(self.m_position).arg(self.m_file.pos())
-                                 .arg(self.m_levelEnds.size() == 1 ? self.m_levelEnds.first() : -1));
-                *size = 5;
-                return 0;
-            };
-        }, sink);
-        QCOMPARE(calls, (QStringList {QStringLiteral("verifyContainerFormat"), QStringLiteral("closed"), path,
-                                      QStringLiteral("prepareParsing"), QStringLiteral("findBeginOfContainer"),
-                                      QStringLiteral("parseElement"), QStringLiteral("at 0 0 ends 10"),
-                                      QStringLiteral("parseElement"), QStringLiteral("at 5 5 ends 10"),
-                                      QStringLiteral("finalizeParsing")}));
+        const RunResult result = runOver(
+            "0123456789",
+            [&](ScriptedParser &parser) {
+                parser.called = [&](const char *operation) { calls.append(QLatin1String(operation)); };
+                parser.verify = [&](ScriptedParser &self, const QString &given) {
+                    calls.append(self.m_file.isOpen() ? QStringLiteral("open") : QStringLiteral("closed"));
+                    calls.append(given);
+                    return 0;
+                };
+                parser.parse = [&](ScriptedParser &self, quint64 *size) {
+                    calls.append(QStringLiteral("at %1 %2 ends %3")
+                                     .arg(self.m_position)
+                                     .arg(self.m_file.pos())
+                                     .arg(self.m_levelEnds.size() == 1 ? self.m_levelEnds.first() : -1));
+                    *size = 5;
+                    return 0;
+                };
+            },
+            sink);
+        QCOMPARE(calls,
+                 (QStringList{QStringLiteral("verifyContainerFormat"), QStringLiteral("closed"), path,
+                              QStringLiteral("prepareParsing"), QStringLiteral("findBeginOfContainer"),
+                              QStringLiteral("parseElement"), QStringLiteral("at 0 0 ends 10"),
+                              QStringLiteral("parseElement"), QStringLiteral("at 5 5 ends 10"),
+                              QStringLiteral("finalizeParsing")}));
         QVERIFY(result.isClean());
         QCOMPARE(sink.document.container, QStringLiteral("TEST"));
         QCOMPARE(sink.document.file, path);
@@ -104,13 +107,16 @@ private Q_SLOTS:
     {
         int element = 0;
         RecordingSink sink;
-        const RunResult result = runOver("0123", [&](ScriptedParser &parser) {
-            parser.parse = [&](ScriptedParser &, quint64 *size) {
-                *size = 1;
-                constexpr int statuses[] = {0, 4, 5, 0};
-                return statuses[element++];
-            };
-        }, sink);
+        const RunResult result = runOver(
+            "0123",
+            [&](ScriptedParser &parser) {
+                parser.parse = [&](ScriptedParser &, quint64 *size) {
+                    *size = 1;
+                    constexpr int statuses[] = {0, 4, 5, 0};
+                    return statuses[element++];
+                };
+            },
+            sink);
         QCOMPARE(element, 4);
         QCOMPARE(result.status, 4);
     }
@@ -118,13 +124,16 @@ private Q_SLOTS:
     void noProgressEndsTheWalkWithTheRestUnparsed()
     {
         RecordingSink sink;
-        const RunResult result = runOver("0123456789", [](ScriptedParser &parser) {
-            parser.parse = [](ScriptedParser &self, quint64 *size) {
-                *size = self.m_position == 0 ? 4 : 0;
-                return self.m_position == 0 ? 0 : 5;
-            };
-        }, sink);
-        QCOMPARE(sink.lines, QStringList {QStringLiteral("unparsed 4+6")});
+        const RunResult result = runOver(
+            "0123456789",
+            [](ScriptedParser &parser) {
+                parser.parse = [](ScriptedParser &self, quint64 *size) {
+                    *size = self.m_position == 0 ? 4 : 0;
+                    return self.m_position == 0 ? 0 : 5;
+                };
+            },
+            sink);
+        QCOMPARE(sink.lines, QStringList{QStringLiteral("unparsed 4+6")});
         QCOMPARE(result.status, 5);
         QCOMPARE(result.items, quint64(1));
     }
@@ -132,34 +141,40 @@ private Q_SLOTS:
     void anElementBeyondTheEndEndsTheWalk()
     {
         RecordingSink sink;
-        runOver("0123", [](ScriptedParser &parser) {
-            parser.parse = [](ScriptedParser &, quint64 *size) {
-                *size = std::numeric_limits<quint64>::max();
-                return 0;
-            };
-        }, sink);
+        runOver(
+            "0123",
+            [](ScriptedParser &parser) {
+                parser.parse = [](ScriptedParser &, quint64 *size) {
+                    *size = std::numeric_limits<quint64>::max();
+                    return 0;
+                };
+            },
+            sink);
         QVERIFY(sink.lines.isEmpty());
     }
 
     void videoStreamIsAnnouncedByItsLeaf()
     {
         RecordingSink sink;
-        const RunResult result = runOver("0", [](ScriptedParser &parser) {
-            parser.parse = [](ScriptedParser &self, quint64 *size) {
-                self.addLeaf(0, 4, QStringLiteral("fccType"), QStringLiteral("auds"), QStringLiteral("Audio"));
-                self.addLeaf(0, 4, QStringLiteral("other"), QStringLiteral("vids"), QStringLiteral("Video"));
-                if (!self.m_videoStreams.isEmpty())
-                    return 100;
-                self.addLeaf(0, 4, QStringLiteral("fccType"), QStringLiteral("vids"), QStringLiteral("Video"));
-                if (self.m_videoStreams.size() != 1 || self.m_streamFrameCounters != QVector<quint64> {0})
-                    return 101;
-                self.m_videoStreams.last()->width = 64;
-                self.addLeaf(0, 4, QStringLiteral("fccType"), QStringLiteral("vids"), QStringLiteral("Video"));
-                self.m_videoStreams.last()->frameRate = 25.0;
-                *size = 1;
-                return 0;
-            };
-        }, sink);
+        const RunResult result = runOver(
+            "0",
+            [](ScriptedParser &parser) {
+                parser.parse = [](ScriptedParser &self, quint64 *size) {
+                    self.addLeaf(0, 4, QStringLiteral("fccType"), QStringLiteral("auds"), QStringLiteral("Audio"));
+                    self.addLeaf(0, 4, QStringLiteral("other"), QStringLiteral("vids"), QStringLiteral("Video"));
+                    if (!self.m_videoStreams.isEmpty())
+                        return 100;
+                    self.addLeaf(0, 4, QStringLiteral("fccType"), QStringLiteral("vids"), QStringLiteral("Video"));
+                    if (self.m_videoStreams.size() != 1 || self.m_streamFrameCounters != QVector<quint64>{0})
+                        return 101;
+                    self.m_videoStreams.last()->width = 64;
+                    self.addLeaf(0, 4, QStringLiteral("fccType"), QStringLiteral("vids"), QStringLiteral("Video"));
+                    self.m_videoStreams.last()->frameRate = 25.0;
+                    *size = 1;
+                    return 0;
+                };
+            },
+            sink);
         QCOMPARE(result.status, 0);
         QCOMPARE(result.videoStreams.size(), 2);
         QCOMPARE(result.videoStreams[0].width, quint32(64));
@@ -179,10 +194,12 @@ private Q_SLOTS:
                 parseInSteps(parser, 1);
             };
         };
-        run.run(path, {scriptedFactory(QStringLiteral("A"), verdict(StatusNotRecognised)),
-                       scriptedFactory(QStringLiteral("B"), verdict(42)),
-                       scriptedFactory(QStringLiteral("C"), verdict(StatusOk)),
-                       scriptedFactory(QStringLiteral("D"), verdict(StatusOk))}, sink);
+        run.run(path,
+                {scriptedFactory(QStringLiteral("A"), verdict(StatusNotRecognised)),
+                 scriptedFactory(QStringLiteral("B"), verdict(42)),
+                 scriptedFactory(QStringLiteral("C"), verdict(StatusOk)),
+                 scriptedFactory(QStringLiteral("D"), verdict(StatusOk))},
+                sink);
         QCOMPARE(sink.document.container, QStringLiteral("C"));
         verifyBalanced(sink);
     }
@@ -190,9 +207,12 @@ private Q_SLOTS:
     void aFileThatNobodyAcceptsHasADocument()
     {
         RecordingSink sink;
-        const RunResult result = runOver("012", [](ScriptedParser &parser) {
-            parser.verify = [](ScriptedParser &, const QString &) { return int(StatusNotRecognised); };
-        }, sink);
+        const RunResult result = runOver(
+            "012",
+            [](ScriptedParser &parser) {
+                parser.verify = [](ScriptedParser &, const QString &) { return int(StatusNotRecognised); };
+            },
+            sink);
         QCOMPARE(result.status, int(StatusNotRecognised));
         QVERIFY(sink.document.container.isNull());
         QCOMPARE(sink.document.fileSize, qint64(3));
@@ -223,13 +243,17 @@ private Q_SLOTS:
         RecordingSink sink;
         ContainerRun run;
         run.setOpener([](const QString &, QString *) { return std::make_unique<DamagedSource>(100'000, 50'000); });
-        const RunResult result = run.run(path, {scriptedFactory(QStringLiteral("TEST"), [](ScriptedParser &parser) {
-            parser.parse = [](ScriptedParser &self, quint64 *size) {
-                char bytes[1000];
-                *size = sizeof bytes;
-                return self.m_file.read(bytes, sizeof bytes) == qint64(sizeof bytes) ? 0 : 5;
-            };
-        })}, sink);
+        const RunResult result = run.run(
+            path,
+            {scriptedFactory(QStringLiteral("TEST"),
+                             [](ScriptedParser &parser) {
+                                 parser.parse = [](ScriptedParser &self, quint64 *size) {
+                                     char bytes[1000];
+                                     *size = sizeof bytes;
+                                     return self.m_file.read(bytes, sizeof bytes) == qint64(sizeof bytes) ? 0 : 5;
+                                 };
+                             })},
+            sink);
         QCOMPARE(result.status, int(StatusReadError));
         QCOMPARE(result.error.kind, FileError::Read);
         QCOMPARE(result.error.offset, qint64(50'000));
@@ -242,15 +266,20 @@ private Q_SLOTS:
         RecordingSink sink;
         ContainerRun run;
         run.setOpener([](const QString &, QString *) { return std::make_unique<DamagedSource>(100'000, 10); });
-        const RunResult result = run.run(path, {scriptedFactory(QStringLiteral("TEST"), [](ScriptedParser &parser) {
-            parser.verify = [](ScriptedParser &self, const QString &given) {
-                self.openFile(given);
-                char bytes[12];
-                const bool complete = self.m_file.read(bytes, sizeof bytes) == qint64(sizeof bytes);
-                self.closeFile();
-                return int(complete ? StatusOk : StatusNotRecognised);
-            };
-        })}, sink);
+        const RunResult result =
+            run.run(path,
+                    {scriptedFactory(QStringLiteral("TEST"),
+                                     [](ScriptedParser &parser) {
+                                         parser.verify = [](ScriptedParser &self, const QString &given) {
+                                             self.openFile(given);
+                                             char bytes[12];
+                                             const bool complete =
+                                                 self.m_file.read(bytes, sizeof bytes) == qint64(sizeof bytes);
+                                             self.closeFile();
+                                             return int(complete ? StatusOk : StatusNotRecognised);
+                                         };
+                                     })},
+                    sink);
         QCOMPARE(result.status, int(StatusReadError));
         QCOMPARE(result.error.kind, FileError::Read);
         QCOMPARE(result.error.offset, qint64(10));
@@ -260,12 +289,15 @@ private Q_SLOTS:
     void memoryThatRunsOutIsReported()
     {
         RecordingSink sink;
-        const RunResult result = runOver("0", [](ScriptedParser &parser) {
-            parser.parse = [](ScriptedParser &self, quint64 *) -> int {
-                self.beginElement(0, 1, QStringLiteral("node"), -1);
-                throw std::bad_alloc();
-            };
-        }, sink);
+        const RunResult result = runOver(
+            "0",
+            [](ScriptedParser &parser) {
+                parser.parse = [](ScriptedParser &self, quint64 *) -> int {
+                    self.beginElement(0, 1, QStringLiteral("node"), -1);
+                    throw std::bad_alloc();
+                };
+            },
+            sink);
         QCOMPARE(result.error.kind, FileError::Memory);
         verifyBalanced(sink);
     }
@@ -286,11 +318,12 @@ private Q_SLOTS:
         RecordingSink sink;
         RunLimits limits;
         limits.maxItems = 5;
-        const RunResult result = runOver("0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink,
-                                         limits);
+        const RunResult result = runOver(
+            "0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink, limits);
         QCOMPARE(sink.lines,
-                 (QStringList {QStringLiteral("part 0+1"), QStringLiteral("  bytes 0+1"), QStringLiteral("part 1+1"),
-                               QStringLiteral("  bytes 1+1"), QStringLiteral("part 2+1")}));
+                 (QStringList{QStringLiteral("part 0+1 {"), QStringLiteral("  bytes 0+1"), QStringLiteral("}"),
+                              QStringLiteral("part 1+1 {"), QStringLiteral("  bytes 1+1"), QStringLiteral("}"),
+                              QStringLiteral("part 2+1 {"), QStringLiteral("}")}));
         QCOMPARE(result.limit, RunLimit::Items);
         QCOMPARE(result.limitValue, quint64(5));
         QCOMPARE(result.stopPosition, quint64(2));
@@ -304,7 +337,9 @@ private Q_SLOTS:
         RecordingSink sink;
         RunLimits limits;
         limits.maxItems = 2;
-        QVERIFY(runOver("0", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink, limits).isClean());
+        QVERIFY(runOver(
+                    "0", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink, limits)
+                    .isClean());
     }
 
     void exactlyTheAllowedDepthIsOpened()
@@ -312,14 +347,17 @@ private Q_SLOTS:
         RecordingSink sink;
         RunLimits limits;
         limits.maxDepth = 3;
-        const RunResult result = runOver("0", [](ScriptedParser &parser) {
-            parser.parse = [](ScriptedParser &self, quint64 *) -> int {
-                for (quint64 i = 0;; ++i)
-                    self.beginElement(i, 8, QStringLiteral("node"), -1);
-            };
-        }, sink, limits);
-        QCOMPARE(sink.lines.size(), 3);
-        QCOMPARE(sink.ended, 3);
+        const RunResult result = runOver(
+            "0",
+            [](ScriptedParser &parser) {
+                parser.parse = [](ScriptedParser &self, quint64 *) -> int {
+                    for (quint64 i = 0;; ++i)
+                        self.beginElement(i, 8, QStringLiteral("node"), -1);
+                };
+            },
+            sink, limits);
+        QCOMPARE(sink.lines.size(), 6);
+        QCOMPARE(sink.nodesEnded, 3);
         QCOMPARE(result.limit, RunLimit::Depth);
         QCOMPARE(result.limitValue, quint64(3));
         QCOMPARE(result.stopPosition, quint64(3));
@@ -331,7 +369,9 @@ private Q_SLOTS:
         RecordingSink sink;
         RunLimits limits;
         limits.maxDepth = 1;
-        QVERIFY(runOver("0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink, limits).isClean());
+        QVERIFY(runOver(
+                    "0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink, limits)
+                    .isClean());
     }
 
     void readingTooMuchEndsTheRun()
@@ -340,15 +380,18 @@ private Q_SLOTS:
         RunLimits limits;
         limits.maxWorkFactor = 1;
         const QByteArray bytes(1024 * 1024, 'x');
-        const RunResult result = runOver(bytes, [](ScriptedParser &parser) {
-            parser.parse = [](ScriptedParser &self, quint64 *) -> int {
-                for (quint64 i = 0;; ++i) {
-                    self.m_file.seek(0);
-                    self.m_file.read(1024 * 1024);
-                    self.addLeaf(i, 1, QStringLiteral("again"));
-                }
-            };
-        }, sink, limits);
+        const RunResult result = runOver(
+            bytes,
+            [](ScriptedParser &parser) {
+                parser.parse = [](ScriptedParser &self, quint64 *) -> int {
+                    for (quint64 i = 0;; ++i) {
+                        self.m_file.seek(0);
+                        self.m_file.read(1024 * 1024);
+                        self.addLeaf(i, 1, QStringLiteral("again"));
+                    }
+                };
+            },
+            sink, limits);
         QCOMPARE(result.limit, RunLimit::Work);
         QCOMPARE(result.limitValue, quint64(65 * 1024 * 1024));
         QCOMPARE(sink.lines.size(), 65);
@@ -359,7 +402,7 @@ private Q_SLOTS:
     void workSpentInDetectionCounts()
     {
         RecordingSink sink;
-        ContainerRun run(RunLimits {RunLimits::defaultItems, 1000, 0});
+        ContainerRun run(RunLimits{RunLimits::defaultItems, 1000, 0});
         run.setOpener(memoryOpener(QByteArray(1024 * 1024, 'x')));
         int asked = 0;
         const auto reader = [&asked](ScriptedParser &parser) {
@@ -377,9 +420,11 @@ private Q_SLOTS:
                 return int(StatusNotRecognised);
             };
         };
-        const RunResult result = run.run(path, {scriptedFactory(QStringLiteral("A"), reader),
-                                                scriptedFactory(QStringLiteral("B"), reader),
-                                                scriptedFactory(QStringLiteral("C"), reader)}, sink);
+        const RunResult result =
+            run.run(path,
+                    {scriptedFactory(QStringLiteral("A"), reader), scriptedFactory(QStringLiteral("B"), reader),
+                     scriptedFactory(QStringLiteral("C"), reader)},
+                    sink);
         QCOMPARE(asked, 2);
         QCOMPARE(result.limit, RunLimit::Work);
         QCOMPARE(result.status, 0);
@@ -392,18 +437,22 @@ private Q_SLOTS:
         RecordingSink sink;
         ContainerRun run;
         run.setOpener(memoryOpener("0123456789"));
-        const RunResult result = run.run(path, {scriptedFactory(QStringLiteral("TEST"), [&](ScriptedParser &parser) {
-            parser.parse = [&](ScriptedParser &self, quint64 *) -> int {
-                self.beginElement(0, 8, QStringLiteral("node"), -1);
-                std::thread([&run] { run.cancel(); }).join();
-                self.addLeaf(4, 1, QStringLiteral("never"));
-                return 0;
-            };
-        })}, sink);
+        const RunResult result =
+            run.run(path,
+                    {scriptedFactory(QStringLiteral("TEST"),
+                                     [&](ScriptedParser &parser) {
+                                         parser.parse = [&](ScriptedParser &self, quint64 *) -> int {
+                                             self.beginElement(0, 8, QStringLiteral("node"), -1);
+                                             std::thread([&run] { run.cancel(); }).join();
+                                             self.addLeaf(4, 1, QStringLiteral("never"));
+                                             return 0;
+                                         };
+                                     })},
+                    sink);
         QVERIFY(result.cancelled);
         QCOMPARE(result.stopPosition, quint64(4));
         QCOMPARE(result.status, 0);
-        QCOMPARE(sink.lines, QStringList {QStringLiteral("node 0+8")});
+        QCOMPARE(sink.lines, (QStringList{QStringLiteral("node 0+8 {"), QStringLiteral("}")}));
         verifyBalanced(sink);
     }
 
@@ -412,13 +461,17 @@ private Q_SLOTS:
         RecordingSink sink;
         ContainerRun run;
         run.setOpener([](const QString &, QString *) { return std::make_unique<DamagedSource>(100'000, 100'000); });
-        const RunResult result = run.run(path, {scriptedFactory(QStringLiteral("TEST"), [&](ScriptedParser &parser) {
-            parser.parse = [&](ScriptedParser &self, quint64 *) -> int {
-                run.cancel();
-                char byte = 0;
-                return self.m_file.read(&byte, 1) == 1 ? 0 : 5;
-            };
-        })}, sink);
+        const RunResult result =
+            run.run(path,
+                    {scriptedFactory(QStringLiteral("TEST"),
+                                     [&](ScriptedParser &parser) {
+                                         parser.parse = [&](ScriptedParser &self, quint64 *) -> int {
+                                             run.cancel();
+                                             char byte = 0;
+                                             return self.m_file.read(&byte, 1) == 1 ? 0 : 5;
+                                         };
+                                     })},
+                    sink);
         QVERIFY(result.cancelled);
         QCOMPARE(result.status, 0);
         QVERIFY(sink.lines.isEmpty());
@@ -430,13 +483,16 @@ private Q_SLOTS:
         RecordingSink sink;
         ContainerRun run;
         run.setOpener(memoryOpener("0"));
-        const RunResult result = run.run(path, {scriptedFactory(QStringLiteral("TEST"), [&](ScriptedParser &parser) {
-            parser.parse = [&](ScriptedParser &, quint64 *size) {
-                run.cancel();
-                *size = 1;
-                return 0;
-            };
-        })}, sink);
+        const RunResult result = run.run(path,
+                                         {scriptedFactory(QStringLiteral("TEST"),
+                                                          [&](ScriptedParser &parser) {
+                                                              parser.parse = [&](ScriptedParser &, quint64 *size) {
+                                                                  run.cancel();
+                                                                  *size = 1;
+                                                                  return 0;
+                                                              };
+                                                          })},
+                                         sink);
         QVERIFY(!result.cancelled);
     }
 
@@ -456,8 +512,8 @@ private Q_SLOTS:
         QFETCH(int, calls);
         RecordingSink sink;
         sink.failAt = failAt;
-        const RunResult result
-            = runOver("0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink);
+        const RunResult result = runOver(
+            "0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink);
         QCOMPARE(result.sinkError, QStringLiteral("the sink is full"));
         QCOMPARE(sink.calls, calls);
         QVERIFY(!result.isClean());
@@ -468,14 +524,17 @@ private Q_SLOTS:
     {
         RecordingSink sink;
         sink.failAt = 1;
-        const RunResult result = runOver("0123456789", [](ScriptedParser &parser) {
-            parser.parse = [](ScriptedParser &self, quint64 *size) {
-                self.reportFrame(0, 0);
-                self.addLeaf(0, 1, QStringLiteral("never"));
-                *size = 1;
-                return 0;
-            };
-        }, sink);
+        const RunResult result = runOver(
+            "0123456789",
+            [](ScriptedParser &parser) {
+                parser.parse = [](ScriptedParser &self, quint64 *size) {
+                    self.reportFrame(0, 0);
+                    self.addLeaf(0, 1, QStringLiteral("never"));
+                    *size = 1;
+                    return 0;
+                };
+            },
+            sink);
         QCOMPARE(result.sinkError, QStringLiteral("the sink is full"));
         QCOMPARE(sink.calls, 1);
     }
@@ -483,14 +542,17 @@ private Q_SLOTS:
     void nodesThatAParserLeavesOpenAreEnded()
     {
         RecordingSink sink;
-        runOver("0", [](ScriptedParser &parser) {
-            parser.parse = [](ScriptedParser &self, quint64 *size) {
-                self.beginElement(0, 1, QStringLiteral("left open"), -1);
-                *size = 1;
-                return 0;
-            };
-        }, sink);
-        QCOMPARE(sink.ended, 1);
+        runOver(
+            "0",
+            [](ScriptedParser &parser) {
+                parser.parse = [](ScriptedParser &self, quint64 *size) {
+                    self.beginElement(0, 1, QStringLiteral("left open"), -1);
+                    *size = 1;
+                    return 0;
+                };
+            },
+            sink);
+        QCOMPARE(sink.nodesEnded, 1);
         verifyBalanced(sink);
     }
 };

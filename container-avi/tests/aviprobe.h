@@ -3,74 +3,11 @@
 #include "bytesource.h"
 #include "containerabstract_p.h"
 #include "containeravi.h"
-#include "elementsink.h"
+#include "recordingsink.h"
 
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
-
-/**
- * Writes down what it is given, one line per call, two blanks further in inside a node:
- *
- *     name offset+size value [meaning] (description)     a leaf; parts that are empty are left out
- *     unparsed offset+size                               a leaf of bytes that nobody interprets
- *     title offset+size #index {                         a node; "#index" is left out for -1
- *     }
- *     frame stream/number offset+size key                a reported frame
- *
- * A leaf whose flag, code or index is not false, 0 and -1 gets " !" after it.
- */
-class RecordingSink : public ElementSink
-{
-public:
-    bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override
-    {
-        QString line = place(title, offset, size);
-        if (index != -1)
-            line += QStringLiteral(" #%1").arg(index);
-        add(line + QStringLiteral(" {"));
-        ++m_depth;
-        return true;
-    }
-    bool addField(const Field &field) override
-    {
-        QString line = place(field.isUnparsedData() ? QStringView(u"unparsed") : field.name, field.offset, field.size);
-        if (!field.value.isEmpty())
-            line += QLatin1Char(' ') + field.value.toString();
-        if (!field.meaning.isEmpty())
-            line += QStringLiteral(" [") + field.meaning.toString() + QLatin1Char(']');
-        if (!field.description.isEmpty())
-            line += QStringLiteral(" (") + field.description.toString() + QLatin1Char(')');
-        if (field.flag || field.code != 0 || field.index != -1)
-            line += QStringLiteral(" !");
-        add(line);
-        return true;
-    }
-    bool endElement() override
-    {
-        --m_depth;
-        add(QStringLiteral("}"));
-        return true;
-    }
-    bool reportFrame(const Frame &frame) override
-    {
-        add(place(QStringLiteral("frame %1/%2").arg(frame.stream).arg(frame.number), frame.offset, frame.size)
-            + (frame.key ? QStringLiteral(" key") : QString()));
-        return true;
-    }
-
-    int depth() const { return m_depth; }
-    QStringList lines;
-
-private:
-    static QString place(QStringView name, quint64 offset, quint64 size)
-    {
-        return name.toString() + QStringLiteral(" %1+%2").arg(offset).arg(size);
-    }
-    void add(const QString &line) { lines.append(QString(2 * m_depth, QLatin1Char(' ')) + line); }
-
-    int m_depth = 0;
-};
 
 /**
  * An AVI parser over bytes in memory, outside of any run: single handlers can be called, and its state can be looked at

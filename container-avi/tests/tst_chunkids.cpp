@@ -25,7 +25,7 @@ class TestChunkIds : public QObject
 {
     Q_OBJECT
 
-    AviProbe m_probe {QByteArray()};
+    AviProbe m_probe{QByteArray()};
     const ChunkIdTable &m_table = ChunkIdTable::instance();
     qint64 m_compared = 0;
 

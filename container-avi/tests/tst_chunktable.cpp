@@ -10,7 +10,7 @@ class TestChunkTable : public QObject
 {
     Q_OBJECT
 
-    AviProbe m_probe {QByteArray()};
+    AviProbe m_probe{QByteArray()};
 
 private Q_SLOTS:
     void everyRow_data()
@@ -72,7 +72,9 @@ private Q_SLOTS:
 
     void handlers()
     {
-        const auto handlerOf = [&](const char *id) { return m_probe.elements().value(QString::fromLatin1(id))->handler; };
+        const auto handlerOf = [&](const char *id) {
+            return m_probe.elements().value(QString::fromLatin1(id))->handler;
+        };
         QVERIFY(handlerOf("RIFF") == nullptr);
         QVERIFY(handlerOf("LIST") == nullptr);
         for (const char *id : {"JUNK", "PAD ", "strd", "strn"})

@@ -12,7 +12,7 @@ class TestContainerAVI : public QObject
 private Q_SLOTS:
     void initialState()
     {
-        AviProbe probe {QByteArray()};
+        AviProbe probe{QByteArray()};
         QCOMPARE(probe.streamType(), quint32(0));
         QCOMPARE(probe.videoStreamCount(), quint32(0));
         QCOMPARE(probe.timeBase(), 1.0);
@@ -25,13 +25,13 @@ private Q_SLOTS:
 
     void addsNoMetaObjectOfItsOwn()
     {
-        const AviProbe probe {QByteArray()};
+        const AviProbe probe{QByteArray()};
         QCOMPARE(QByteArray(probe.metaObject()->className()), QByteArray("ContainerAbstract"));
     }
 
     void parsingBeginsAtTheFirstByte()
     {
-        AviProbe probe {QByteArray()};
+        AviProbe probe{QByteArray()};
         probe.prepareParsing();
         qint64 begin = 99;
         QCOMPARE(probe.findBeginOfContainer(&begin), 0);
@@ -95,7 +95,7 @@ private Q_SLOTS:
             probe.m_position += size;
             probe.m_file.seek(qint64(probe.m_position));
         }
-        QCOMPARE(probe.videoStreamNumbers(), (QVector<quint32> {0, 1}));
+        QCOMPARE(probe.videoStreamNumbers(), (QVector<quint32>{0, 1}));
         QCOMPARE(probe.videoStreamCount(), quint32(2));
         QCOMPARE(probe.streamType(), quint32(1));
         QCOMPARE(probe.timeBase(), 30000.0 / 1001.0);

@@ -20,10 +20,7 @@ QByteArray fileWithHeader(int size, int position, const QByteArray &form, const 
 class CountingSource : public ByteSource
 {
 public:
-    CountingSource(const QByteArray &bytes, qint64 *lastByte)
-        : m_bytes(bytes)
-        , m_lastByte(lastByte)
-    {}
+    CountingSource(const QByteArray &bytes, qint64 *lastByte) : m_bytes(bytes), m_lastByte(lastByte) { }
     qint64 size() const override { return m_bytes.size(); }
     qint64 readAt(qint64 position, char *data, qint64 maxSize) override
     {
@@ -46,9 +43,8 @@ class TestDetection : public QObject
 
     static int verify(const QByteArray &file)
     {
-        AviProbe probe {QByteArray()};
-        ContainerAbstractPrivate::of(probe).opener
-            = [file](const QString &, QString *) { return memorySource(file); };
+        AviProbe probe{QByteArray()};
+        ContainerAbstractPrivate::of(probe).opener = [file](const QString &, QString *) { return memorySource(file); };
         const int status = probe.verifyContainerFormat(QStringLiteral("any"));
         [&] { QVERIFY2(!probe.m_file.isOpen(), "the file is left open"); }();
         return status;
@@ -81,8 +77,7 @@ private Q_SLOTS:
         QTest::newRow("not found at the end of the first block") << fileWithHeader(blockSize * 2, 6132, "AVI ") << no;
         QTest::newRow("found at the start of the second block") << fileWithHeader(blockSize * 2, 6144, "AVI ") << yes;
         QTest::newRow("found at byte 499 of the second block") << fileWithHeader(blockSize * 2, 6643, "AVI ") << yes;
-        QTest::newRow("not found at byte 500 of the second block")
-            << fileWithHeader(blockSize * 2, 6644, "AVI ") << no;
+        QTest::newRow("not found at byte 500 of the second block") << fileWithHeader(blockSize * 2, 6644, "AVI ") << no;
         QTest::newRow("a second block that is not whole is not read")
             << fileWithHeader(blockSize * 2 - 1, 6144, "AVI ") << no;
         QTest::newRow("the second of two whole blocks is read, the rest is not")
@@ -90,8 +85,7 @@ private Q_SLOTS:
         QTest::newRow("a file below one block is scanned to its own twelfth")
             << fileWithHeader(1200, 87, "AVI ") << yes;
         QTest::newRow("and not beyond") << fileWithHeader(1200, 88, "AVI ") << no;
-        QTest::newRow("a form of bytes that upper-case to more characters")
-            << fileWithHeader(200, 0, "AV\xDF ") << no;
+        QTest::newRow("a form of bytes that upper-case to more characters") << fileWithHeader(200, 0, "AV\xDF ") << no;
         QTest::newRow("a size of bytes that upper-case to more characters")
             << fileWithHeader(200, 0, "AVI ").replace(4, 4, "\xDF\xDF\xDF\xDF") << yes;
     }
@@ -105,7 +99,7 @@ private Q_SLOTS:
     void theTailBehindTheLastWholeBlockIsNeverRead()
     {
         qint64 lastByte = 0;
-        AviProbe probe {QByteArray()};
+        AviProbe probe{QByteArray()};
         ContainerAbstractPrivate::of(probe).opener = [&](const QString &, QString *) {
             return std::make_unique<CountingSource>(QByteArray(blockSize * 10 + 6143, 'x'), &lastByte);
         };
@@ -120,16 +114,17 @@ private Q_SLOTS:
             qint64 size() const override { return blockSize * 2; }
             qint64 readAt(qint64, char *, qint64) override { return 0; }
         };
-        AviProbe probe {QByteArray()};
-        ContainerAbstractPrivate::of(probe).opener
-            = [](const QString &, QString *) { return std::make_unique<Shrunk>(); };
+        AviProbe probe{QByteArray()};
+        ContainerAbstractPrivate::of(probe).opener = [](const QString &, QString *) {
+            return std::make_unique<Shrunk>();
+        };
         QCOMPARE(probe.verifyContainerFormat({}), int(StatusNotRecognised));
         QVERIFY(!probe.m_file.isOpen());
     }
 
     void aFailureToOpenIsPassedOn()
     {
-        AviProbe probe {QByteArray()};
+        AviProbe probe{QByteArray()};
         QCOMPARE(probe.verifyContainerFormat(QStringLiteral("/nowhere/clip.avi")), int(StatusCannotOpen));
     }
 };

@@ -19,8 +19,9 @@ const QString goldenDirectory = QStringLiteral(QUENLOFAR_SAMPLES_DIR "/golden");
 
 QVector<ParserFactory> aviParser()
 {
-    return {{QStringLiteral("AVI"), {QStringLiteral("avi")}, {},
-             [] { return std::unique_ptr<ContainerAbstract>(new ContainerAVI); }}};
+    return {{QStringLiteral("AVI"), {QStringLiteral("avi")}, {}, [] {
+                 return std::unique_ptr<ContainerAbstract>(new ContainerAVI);
+             }}};
 }
 
 QByteArray readAll(const QString &path)
@@ -46,8 +47,8 @@ QString difference(const QJsonValue &actual, const QJsonValue &expected, const Q
     if (expected.isObject()) {
         const QJsonObject object = expected.toObject();
         for (auto it = object.begin(); it != object.end(); ++it) {
-            const QString below = difference(actual.toObject().value(it.key()), it.value(),
-                                             where + QLatin1Char('/') + it.key());
+            const QString below =
+                difference(actual.toObject().value(it.key()), it.value(), where + QLatin1Char('/') + it.key());
             if (!below.isEmpty())
                 return below;
         }
@@ -87,8 +88,9 @@ private Q_SLOTS:
     void document()
     {
         QFETCH(QString, path);
-        QJsonObject expected
-            = QJsonDocument::fromJson(readAll(QString(path).replace(QLatin1String(".avi"), QLatin1String(".json")))).object();
+        QJsonObject expected =
+            QJsonDocument::fromJson(readAll(QString(path).replace(QLatin1String(".avi"), QLatin1String(".json"))))
+                .object();
         QVERIFY(!expected.isEmpty());
         expected.remove(QStringLiteral("file"));
         QJsonParseError error;

@@ -115,7 +115,7 @@ void onStackOf(size_t stack, std::function<void()> work)
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     QCOMPARE(pthread_attr_setstacksize(&attributes, stack), 0);
-    pthread_t thread {};
+    pthread_t thread{};
     const auto start = [](void *function) -> void * {
         (*static_cast<std::function<void()> *>(function))();
         return nullptr;

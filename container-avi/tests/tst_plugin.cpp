@@ -26,7 +26,7 @@ struct Library
     ~Library() { dlclose(handle); }
     Q_DISABLE_COPY(Library)
 
-    template<typename Function> Function resolve(const char *name) const
+    template <typename Function> Function resolve(const char *name) const
     {
         return reinterpret_cast<Function>(dlsym(handle, name));
     }
@@ -44,17 +44,16 @@ private Q_SLOTS:
         const Library library;
         QVERIFY2(library.handle, dlerror());
         QCOMPARE(library.resolve<QString (*)()>("containerName")(), QStringLiteral("AVI"));
-        QCOMPARE(library.resolve<QStringList (*)()>("supportedExtensions")(), QStringList {QStringLiteral("avi")});
-        const std::unique_ptr<ContainerAbstract> parser(
-            library.resolve<ContainerAbstract *(*)()>("createParser")());
+        QCOMPARE(library.resolve<QStringList (*)()>("supportedExtensions")(), QStringList{QStringLiteral("avi")});
+        const std::unique_ptr<ContainerAbstract> parser(library.resolve<ContainerAbstract *(*)()>("createParser")());
         QVERIFY(parser != nullptr);
     }
 
     void exportsItsFunctionsAndItsClassAlone()
     {
         QProcess nm;
-        nm.start(QStringLiteral("nm"), {QStringLiteral("-D"), QStringLiteral("-C"), QStringLiteral("--defined-only"),
-                                        pluginFile});
+        nm.start(QStringLiteral("nm"),
+                 {QStringLiteral("-D"), QStringLiteral("-C"), QStringLiteral("--defined-only"), pluginFile});
         QVERIFY(nm.waitForFinished());
         QCOMPARE(nm.exitCode(), 0);
         QSet<QString> functions;
@@ -70,15 +69,16 @@ private Q_SLOTS:
         }
         functions.remove(QStringLiteral("_init"));
         functions.remove(QStringLiteral("_fini"));
-        QCOMPARE(functions, (QSet<QString> {QStringLiteral("containerName"), QStringLiteral("supportedExtensions"),
-                                            QStringLiteral("createParser")}));
+        QCOMPARE(functions,
+                 (QSet<QString>{QStringLiteral("containerName"), QStringLiteral("supportedExtensions"),
+                                QStringLiteral("createParser")}));
         const QString all = lines.join(QLatin1Char('\n'));
-        for (const char *operation : {"getID(QString*)", "getSize(unsigned int*)", "parseChunkAVIH(", "parseChunkDMLH(",
-                                      "parseChunkVPRP(", "parseChunkSTRH(", "parseChunkSTRF(", "parseChunkSTRF_video(",
-                                      "parseChunkSTRF_audio(", "parseChunkIDX1(", "parseChunkINDX(", "parseListINFO(",
-                                      "parseUnknownObject(", "searchID(", "getCodecID(void const*, unsigned int)",
-                                      "getCodecID(void const*, QString const&)", "parseElement(",
-                                      "verifyContainerFormat(", "ElementAVI::ElementAVI("})
+        for (const char *operation :
+             {"getID(QString*)", "getSize(unsigned int*)", "parseChunkAVIH(", "parseChunkDMLH(", "parseChunkVPRP(",
+              "parseChunkSTRH(", "parseChunkSTRF(", "parseChunkSTRF_video(", "parseChunkSTRF_audio(", "parseChunkIDX1(",
+              "parseChunkINDX(", "parseListINFO(", "parseUnknownObject(", "searchID(",
+              "getCodecID(void const*, unsigned int)", "getCodecID(void const*, QString const&)", "parseElement(",
+              "verifyContainerFormat(", "ElementAVI::ElementAVI("})
             QVERIFY2(all.contains(QStringLiteral("ContainerAVI::") + QLatin1String(operation)), operation);
     }
 

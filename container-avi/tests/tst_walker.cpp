@@ -54,9 +54,8 @@ private Q_SLOTS:
         QTest::addColumn<quint64>("size");
         QTest::addColumn<int>("status");
         const auto row = [](const char *rule, const QByteArray &file, std::initializer_list<const char *> expected,
-                            quint64 size, int status = 0) {
-            QTest::newRow(rule) << file << lines(expected) << size << status;
-        };
+                            quint64 size,
+                            int status = 0) { QTest::newRow(rule) << file << lines(expected) << size << status; };
 
         row("an odd size is shown padded", chunk("IARL", fiveBytes) + zeros(8),
             {"IARL 0+14 {", "  id 0+4 IARL", "  size 4+4 6", "  value 8+6", "}"}, 14);
@@ -109,8 +108,8 @@ private Q_SLOTS:
         row("a larger one makes garbage of the id", chunk("abcd", QByteArray(17, '\1')).declaredSize(19),
             {"unparsed 0+26"}, 26);
         row("the size is compared with the level's end, not with the room left",
-            zeros(16) + chunk("abcd", "wxyz").declaredSize(20) + zeros(8),
-            {}, 0, 5); // the look-ahead meets the end of the file
+            zeros(16) + chunk("abcd", "wxyz").declaredSize(20) + zeros(8), {}, 0,
+            5); // the look-ahead meets the end of the file
         row("the look-ahead steps onto a known id inside an unknown chunk",
             chunk("abcd", "1234" + chunk("IARL", "56").bytes()) + zeros(8),
             {"unparsed 0+12", "IARL 12+10 {", "  id 12+4 IARL", "  size 16+4 2", "  value 20+2", "}"}, 22);
@@ -120,25 +119,24 @@ private Q_SLOTS:
         row("the look-ahead ends with the last four bytes of the data",
             chunk("abcd", "123456IARL") + QByteArray("\4\0\0\0", 4) + zeros(12),
             {"unparsed 0+14", "IARL 14+12 {", "  id 14+4 IARL", "  size 18+4 4", "  value 22+4", "}"}, 26);
-        row("and does not see an id that ends behind them",
-            chunk("abcd", "1234567IAR") + QByteArray("L") + zeros(12),
+        row("and does not see an id that ends behind them", chunk("abcd", "1234567IAR") + QByteArray("L") + zeros(12),
             {"abcd 0+18 {", "  id 0+4 abcd", "  size 4+4 10", "  value 8+10 1234567IAR", "}"}, 18);
         // Behind the known id stands another one: it is taken for the id of a chunk one byte before the first.
-        row("the id behind the found one counts, one byte before it",
-            chunk("abcd", "12IARLIART56") + zeros(8),
+        row("the id behind the found one counts, one byte before it", chunk("abcd", "12IARLIART56") + zeros(8),
             {"unparsed 0+9", "IART 9+1380010324 {", "  id 9+4 IART", "  size 13+4 1380010316"}, 0, -1);
         row("the look-ahead finds a data chunk's id", chunk("abcd", QByteArray("ab00dc\2\0\0\0xy", 12)) + zeros(8),
             {"unparsed 0+10", "00dc 10+10 {", "  id 10+4 00dc", "  size 14+4 2", "  value 18+2", "}"}, 20);
 
         row("a list of no children", list("INFO", {}) + zeros(8),
             {"LIST(INFO) 0+12 {", "  id 0+4 LIST", "  size 4+4 4", "  type 8+4 INFO", "}"}, 12);
-        row("a list of children",
-            list("INFO", {chunk("IARL", "12"), chunk("00dc", "")}) + zeros(8),
+        row("a list of children", list("INFO", {chunk("IARL", "12"), chunk("00dc", "")}) + zeros(8),
             {"LIST(INFO) 0+30 {", "  id 0+4 LIST", "  size 4+4 22", "  type 8+4 INFO", "  IARL 12+10 {",
-             "    id 12+4 IARL", "    size 16+4 2", "    value 20+2", "  }", "  unparsed 22+8", "}"}, 30);
+             "    id 12+4 IARL", "    size 16+4 2", "    value 20+2", "  }", "  unparsed 22+8", "}"},
+            30);
         row("RIFF is a list too", list("AVI ", {chunk("IARL", "12345678")}, "RIFF") + zeros(8),
             {"RIFF(AVI ) 0+28 {", "  id 0+4 RIFF", "  size 4+4 20", "  type 8+4 AVI ", "  IARL 12+16 {",
-             "    id 12+4 IARL", "    size 16+4 8", "    value 20+8", "  }", "}"}, 28);
+             "    id 12+4 IARL", "    size 16+4 8", "    value 20+8", "  }", "}"},
+            28);
         row("a form type ends at its first zero byte", list("a\0bc", {}) + zeros(8),
             {"LIST(a) 0+12 {", "  id 0+4 LIST", "  size 4+4 4", "  type 8+4 a", "}"}, 12);
         row("a form type is Latin-1 and not altered", list("\xE9\n\"z", {}) + zeros(8),
@@ -150,7 +148,8 @@ private Q_SLOTS:
         row("a list beyond the end of the file ends where a child makes no progress",
             list("INFO", {chunk("IARL", "12")}).declaredSize(200),
             {"LIST(INFO) 0+208 {", "  id 0+4 LIST", "  size 4+4 200", "  type 8+4 INFO", "  IARL 12+10 {",
-             "    id 12+4 IARL", "    size 16+4 2", "    value 20+2", "  }", "}"}, 208, 5);
+             "    id 12+4 IARL", "    size 16+4 2", "    value 20+2", "  }", "}"},
+            208, 5);
 
         row("a text of an INFO list", chunk("IART", "Example\0") + zeros(8),
             {"IART 0+16 {", "  id 0+4 IART", "  size 4+4 8", "  value 8+8 Example", "}"}, 16);
@@ -190,7 +189,7 @@ private Q_SLOTS:
     {
         AviProbe probe(QByteArray(300, 'a') + zeros(8));
         QCOMPARE(probe.call(AviProbe::unknownObject, 300), 0);
-        QCOMPARE(probe.lines(), QStringList {QStringLiteral("value 0+300 ") + QString(127, QLatin1Char('a'))});
+        QCOMPARE(probe.lines(), QStringList{QStringLiteral("value 0+300 ") + QString(127, QLatin1Char('a'))});
     }
 
     void unknownDataThatIsShorterThanItsSize()
@@ -310,13 +309,14 @@ private Q_SLOTS:
 
     void everythingIsPutBack()
     {
-        const QByteArray file = list("AVI ",
-                                     {list("hdrl", {chunk("avih", build::MainHeader()), chunk("abcd", "wxyz12345"),
-                                                    list("strl", {chunk("strh", StreamHeader("vids")),
-                                                                  chunk("strf", VideoFormat()), "\1\2\3"})}),
-                                      list("movi", {chunk("00dc", fiveBytes), list("rec ", {chunk("01wb", "")})}),
-                                      chunk("idx1", indexEntry("00dc", 16, 4, 5)), chunk("IART", "")},
-                                     "RIFF");
+        const QByteArray file =
+            list("AVI ",
+                 {list("hdrl",
+                       {chunk("avih", build::MainHeader()), chunk("abcd", "wxyz12345"),
+                        list("strl", {chunk("strh", StreamHeader("vids")), chunk("strf", VideoFormat()), "\1\2\3"})}),
+                  list("movi", {chunk("00dc", fiveBytes), list("rec ", {chunk("01wb", "")})}),
+                  chunk("idx1", indexEntry("00dc", 16, 4, 5)), chunk("IART", "")},
+                 "RIFF");
         TidyProbe probe(file);
         quint64 size = 0;
         static_cast<AviProbe &>(probe).parseElement(&size);
