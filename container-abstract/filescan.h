@@ -2,19 +2,17 @@
 
 #include "filedevice.h"
 
+#include <QtEndian>
+
 /**
- * The seek() and read() of a FileDevice for loops that look at every byte. For the life of the scan it holds the
- * device's position, window and count of bytes, so that a compiler can keep them in registers; the device itself must
- * not be used meanwhile, and is up to date again when the scan is gone.
+ * The seek() and read() of a FileDevice for loops that look at a 32-bit word at every byte. For the life of the scan it
+ * holds the device's position, window and count of bytes, so that a compiler can keep them in registers; the device
+ * itself must not be used meanwhile, and is up to date again when the scan is gone.
  */
 class FileScan
 {
 public:
-    explicit FileScan(FileDevice &file)
-        : m_file(file)
-    {
-        load();
-    }
+    explicit FileScan(FileDevice &file) : m_file(file) { load(); }
     ~FileScan() { store(); }
     FileScan(const FileScan &) = delete;
     FileScan &operator=(const FileScan &) = delete;
@@ -27,31 +25,45 @@ public:
         m_position = position;
         return true;
     }
-    /// Reads a whole `Value` and moves on behind it. Where fewer bytes came they are kept, the others are zero, and the
+    /// Reads a little-endian word and moves on behind it. Where fewer than four bytes came the others are zero, and the
     /// result is false.
-    template<typename Value> bool read(Value *value)
+    bool read(quint32 *word) { return readInWindow(quint64(m_position), word) || readThroughDevice(word); }
+    /// The same at `position`: seek() and read() in one.
+    bool readAt(quint64 position, quint32 *word)
     {
-        const quint64 at = quint64(m_position) - quint64(m_windowBegin);
-        if (Q_LIKELY(at <= m_windowSize && sizeof(Value) <= m_windowSize - at)) {
-            std::memcpy(value, m_window + at, sizeof(Value));
-            m_position += qint64(sizeof(Value));
-            m_bytesRead += sizeof(Value);
+        if (Q_LIKELY(readInWindow(position, word)))
             return true;
-        }
-        store();
-        char bytes[sizeof(Value)] = {};
-        const bool complete = m_file.read(bytes, qint64(sizeof(Value))) == qint64(sizeof(Value));
-        std::memcpy(value, bytes, sizeof(Value));
-        load();
-        return complete;
+        seek(qint64(position));
+        return readThroughDevice(word);
     }
 
 private:
+    bool readInWindow(quint64 position, quint32 *word)
+    {
+        // Unsigned on purpose: a position before the window, and one that no seek accepts, is a huge distance.
+        const quint64 at = position - quint64(m_windowBegin);
+        if (Q_UNLIKELY(at >= m_wordsInWindow))
+            return false;
+        *word = qFromLittleEndian<quint32>(m_window + at);
+        m_position = qint64(position + sizeof *word);
+        m_bytesRead += sizeof *word;
+        return true;
+    }
+    bool readThroughDevice(quint32 *word)
+    {
+        store();
+        char bytes[sizeof *word] = {};
+        const bool complete = m_file.read(bytes, qint64(sizeof bytes)) == qint64(sizeof bytes);
+        *word = qFromLittleEndian<quint32>(bytes);
+        load();
+        return complete;
+    }
     void load()
     {
         m_window = m_file.m_window;
         m_windowBegin = m_file.m_windowBegin;
-        m_windowSize = m_file.m_windowSize;
+        const quint64 size = m_file.m_windowSize;
+        m_wordsInWindow = size < sizeof(quint32) ? 0 : size - sizeof(quint32) + 1;
         m_position = m_file.m_position;
         m_bytesRead = m_file.m_bytesRead;
     }
@@ -64,7 +76,7 @@ private:
     FileDevice &m_file;
     const char *m_window;
     qint64 m_windowBegin;
-    quint64 m_windowSize;
+    quint64 m_wordsInWindow; // places at which a whole word begins
     qint64 m_position;
     quint64 m_bytesRead;
 };

@@ -51,7 +51,8 @@ ChunkIdTable::ChunkIdTable()
     }
 
     // Texts of four characters: the last two decide first.
-    m_lastPairs = m_decimal; // "ix" and a number
+    for (quint32 bytes = 0; bytes < m_decimal.size(); ++bytes)
+        m_lastPairs[bytes] = m_decimal[bytes]; // "ix" and a number
     for (const quint32 last : dataPairs)
         m_lastPairs[last] = true;
     m_lastPairs[indexPair] = true;

@@ -3,6 +3,7 @@
 #include <QString>
 #include <QtEndian>
 
+#include <array>
 #include <bitset>
 #include <cstring>
 
@@ -11,9 +12,7 @@ class ChunkId
 {
 public:
     constexpr ChunkId() = default;
-    explicit constexpr ChunkId(quint32 word)
-        : m_word(word)
-    {}
+    explicit constexpr ChunkId(quint32 word) : m_word(word) { }
     static ChunkId fromBytes(const char *bytes) { return ChunkId(qFromLittleEndian<quint32>(bytes)); }
 
     constexpr quint32 word() const { return m_word; }
@@ -47,7 +46,7 @@ private:
     ChunkIdTable();
     int findCandidate(ChunkId id) const;
 
-    std::bitset<65536> m_lastPairs; // last two bytes, the third one lowest, of an id that can be known
+    std::array<bool, 65536> m_lastPairs{}; // last two bytes, the third one lowest, of an id that can be known
     std::bitset<65536> m_hexadecimal; // two bytes, first one lowest, whose text QString::toInt reads in base 16
     std::bitset<65536> m_decimal; // and in base 10
     ChunkId m_rowIds[rowCount];

@@ -16,27 +16,27 @@ constexpr quint32 compressorFlags = 0x0FFF0000;
 
 // Kept: the names run together, unlike those of the main header's flags. Every name starts with "AVIIF_", so they can
 // still be told apart, and trees of the same file stay comparable across versions.
-constexpr QStringView indexFlagTexts[] = {
+const QString indexFlagTexts[] = {
     {},
-    u"AVIIF_LIST",
-    u"AVIIF_KEYFRAME",
-    u"AVIIF_LISTAVIIF_KEYFRAME",
-    u"AVIIF_NOTIME",
-    u"AVIIF_LISTAVIIF_NOTIME",
-    u"AVIIF_KEYFRAMEAVIIF_NOTIME",
-    u"AVIIF_LISTAVIIF_KEYFRAMEAVIIF_NOTIME",
-    u"AVIIF_COMPUSE",
-    u"AVIIF_LISTAVIIF_COMPUSE",
-    u"AVIIF_KEYFRAMEAVIIF_COMPUSE",
-    u"AVIIF_LISTAVIIF_KEYFRAMEAVIIF_COMPUSE",
-    u"AVIIF_NOTIMEAVIIF_COMPUSE",
-    u"AVIIF_LISTAVIIF_NOTIMEAVIIF_COMPUSE",
-    u"AVIIF_KEYFRAMEAVIIF_NOTIMEAVIIF_COMPUSE",
-    u"AVIIF_LISTAVIIF_KEYFRAMEAVIIF_NOTIMEAVIIF_COMPUSE",
+    QStringLiteral("AVIIF_LIST"),
+    QStringLiteral("AVIIF_KEYFRAME"),
+    QStringLiteral("AVIIF_LISTAVIIF_KEYFRAME"),
+    QStringLiteral("AVIIF_NOTIME"),
+    QStringLiteral("AVIIF_LISTAVIIF_NOTIME"),
+    QStringLiteral("AVIIF_KEYFRAMEAVIIF_NOTIME"),
+    QStringLiteral("AVIIF_LISTAVIIF_KEYFRAMEAVIIF_NOTIME"),
+    QStringLiteral("AVIIF_COMPUSE"),
+    QStringLiteral("AVIIF_LISTAVIIF_COMPUSE"),
+    QStringLiteral("AVIIF_KEYFRAMEAVIIF_COMPUSE"),
+    QStringLiteral("AVIIF_LISTAVIIF_KEYFRAMEAVIIF_COMPUSE"),
+    QStringLiteral("AVIIF_NOTIMEAVIIF_COMPUSE"),
+    QStringLiteral("AVIIF_LISTAVIIF_NOTIMEAVIIF_COMPUSE"),
+    QStringLiteral("AVIIF_KEYFRAMEAVIIF_NOTIMEAVIIF_COMPUSE"),
+    QStringLiteral("AVIIF_LISTAVIIF_KEYFRAMEAVIIF_NOTIMEAVIIF_COMPUSE"),
 };
 
 /// A key frame is named for video chunks only: every chunk of other streams can be started at.
-QStringView indexFlagsText(quint32 flags, bool isVideo)
+const QString &indexFlagsText(quint32 flags, bool isVideo)
 {
     const unsigned list = (flags & listFlag) != 0 ? 1 : 0;
     const unsigned keyFrame = isVideo && (flags & keyFrameFlag) != 0 ? 2 : 0;
@@ -118,24 +118,24 @@ int ContainerAVI::parseChunkIDX1(quint64 offset, quint32 size)
     quint64 position = offset;
     quint32 rest = size;
     char bytes[entrySize] = {}; // past the end of the file an entry shows what the last read left
-    const RecordView entry(bytes, sizeof bytes);
     for (quint32 number = 0; number < entries && status == StatusOk; ++number) {
         m_file.seek(qint64(position));
         m_file.read(bytes, sizeof bytes);
-        const quint32 flags = entry.read<quint32>(4);
+        const IndexEntry entry{qFromLittleEndian<quint32>(bytes + 4), qFromLittleEndian<quint32>(bytes + 8),
+                               qFromLittleEndian<quint32>(bytes + 12)};
         const bool isVideo = isVideoChunk(bytes);
 
         beginElement(position, entrySize, title, number);
         addLeaf(position, 4, idName, m_valueText.latin1(bytes, 4), none, none);
-        addLeaf(position + 4, 4, flagsName, m_valueText.decimal(quint64(flags)),
-                m_meaningText.borrow(indexFlagsText(flags, isVideo)), none);
-        addLeaf(position + 8, 4, offsetName, m_valueText.decimal(quint64(entry.read<quint32>(8))), none, none);
-        addLeaf(position + 12, 4, sizeName, m_valueText.decimal(quint64(entry.read<quint32>(12))), none, none);
+        addLeaf(position + 4, 4, flagsName, m_valueText.decimal(quint64(entry.flags)),
+                indexFlagsText(entry.flags, isVideo), none);
+        addLeaf(position + 8, 4, offsetName, m_valueText.decimal(quint64(entry.offset)), none, none);
+        addLeaf(position + 12, 4, sizeName, m_valueText.decimal(quint64(entry.size)), none, none);
         endElement();
         position += entrySize;
         rest -= entrySize;
 
-        if (isVideo && entry.read<quint32>(12) != 0)
+        if (isVideo && entry.size != 0)
             status = reportIndexedFrame(bytes, entry);
     }
     if (rest > 0)
@@ -144,7 +144,7 @@ int ContainerAVI::parseChunkIDX1(quint64 offset, quint32 size)
     return status;
 }
 
-int ContainerAVI::reportIndexedFrame(const char *streamDigits, const RecordView &entry)
+int ContainerAVI::reportIndexedFrame(const char *streamDigits, const IndexEntry &entry)
 {
     int number = 0;
     if (!readStreamNumber(streamDigits, &number))
@@ -155,14 +155,14 @@ int ContainerAVI::reportIndexedFrame(const char *streamDigits, const RecordView 
     if (stream < 0)
         return StatusUnknownStream;
 
-    m_frameSize = entry.read<quint32>(12);
-    m_frameOffset = m_moviOffset + entry.read<quint32>(8) + 8;
-    m_frameIsKey = int(entry.read<quint32>(4) & keyFrameFlag);
+    m_frameSize = entry.size;
+    m_frameOffset = m_moviOffset + entry.offset + 8;
+    m_frameIsKey = int(entry.flags & keyFrameFlag);
     // A host that counts nothing gets every frame as number 0.
-    const bool isCounted = stream < m_streamFrameCounters.size();
-    reportFrame(uint(stream), isCounted ? m_streamFrameCounters.at(stream) : 0);
-    if (isCounted)
-        ++m_streamFrameCounters[stream];
+    quint64 notCounted = 0;
+    quint64 &counter = stream < m_streamFrameCounters.size() ? m_streamFrameCounters[stream] : notCounted;
+    reportFrame(uint(stream), counter);
+    ++counter;
     return StatusOk;
 }
 

@@ -115,11 +115,20 @@ private:
         quint32 size; ///< as stored; only where an unknown chunk was found
         const ElementAVI *entry; ///< null for an unknown, a stream data and a stream index chunk
     };
+    /// What an entry of the legacy index says of a chunk.
+    struct IndexEntry
+    {
+        quint32 flags;
+        quint32 offset;
+        quint32 size;
+    };
     enum class Found { KnownChunk, UnknownChunk, TailOfList, EndOfFile };
 
     bool readId(ChunkId *id);
     bool readSize(quint32 *size);
     Found findChunk(qint64 levelEnd, ChunkStart *chunk);
+    Found findId(qint64 levelEnd, ChunkStart *chunk);
+    Found findKnownIdInside(const ChunkStart &chunk, quint64 *known);
     const QString &idText(ChunkId id);
     const QString &listTitle(ChunkId id, ChunkId form);
     void beginChunk(const ChunkStart &chunk, quint32 shown, const QString &title);
@@ -133,16 +142,15 @@ private:
 
     // Parts of the handlers. `offset` is where their own record starts, in bytes from the start of the file.
     int parseExtraFormatData(quint64 offset, quint16 formatTag, quint16 size);
-    int reportIndexedFrame(const char *streamDigits, const RecordView &entry);
+    int reportIndexedFrame(const char *streamDigits, const IndexEntry &entry);
     void addSuperIndexEntry(quint64 offset, const RecordView &entry);
     void addStandardIndexEntry(quint64 offset, const RecordView &entry, quint64 baseOffset);
 
     /// Adds one leaf with the arguments that are the same for every field of this parser.
-    void addLeaf(quint64 offset, quint64 size, const QString &name, const QString &value,
-                 const QString &meaning = {}, const QString &description = {});
+    void addLeaf(quint64 offset, quint64 size, const QString &name, const QString &value, const QString &meaning = {},
+                 const QString &description = {});
     /// Adds the leaves of a record that starts at `offset` of the file.
-    template<size_t Count>
-    void addRecord(quint64 offset, const RecordView &record, const FieldRow (&rows)[Count])
+    template <size_t Count> void addRecord(quint64 offset, const RecordView &record, const FieldRow (&rows)[Count])
     {
         addRows(offset, record, rows, rows + Count);
     }
@@ -153,7 +161,7 @@ private:
     void addUnparsedTail(quint64 offset, quint32 size, quint32 parsed);
 
     // What the handlers leave for one another.
-    MainHeader m_mainHeader {};
+    MainHeader m_mainHeader{};
     QHash<QString, ElementAVI *> m_elements; // owned; filled by the constructor
     quint32 m_streamType; // of the latest stream header, see StreamType
     quint32 m_videoStreamCount;

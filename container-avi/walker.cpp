@@ -8,7 +8,7 @@ namespace {
 
 constexpr quint32 chunkHeaderSize = 8; // id and size
 constexpr quint32 listHeaderSize = 12; // and the form type
-constexpr ChunkId moviForm {0x69766F6D};
+constexpr ChunkId moviForm{0x69766F6D};
 constexpr quint32 shownBytes = 127; // how much of a text or of unknown data is shown
 
 // Shared, so that a leaf's name costs nothing.
@@ -18,59 +18,29 @@ const QString typeName = QStringLiteral("type");
 const QString valueName = QStringLiteral("value");
 
 /// Blank, digits, letters and "_": what four bytes have to be made of to be an id at all.
-constexpr std::array<bool, 256> makeIdCharacters()
+constexpr std::array<quint8, 256> makeIdCharacters()
 {
-    std::array<bool, 256> valid {};
+    std::array<quint8, 256> valid{};
     for (unsigned c = 0; c < valid.size(); ++c) {
         valid[c] = c == ' ' || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || c == '_' || (c >= 'a' && c <= 'z');
     }
     return valid;
 }
 
-constexpr std::array<bool, 256> idCharacters = makeIdCharacters();
+constexpr std::array<quint8, 256> idCharacters = makeIdCharacters();
 
 bool isWellFormed(ChunkId id)
 {
     // Not "&&": in garbage each of four branches would be a guess.
-    return idCharacters[id.byte(0)] & idCharacters[id.byte(1)] & idCharacters[id.byte(2)] & idCharacters[id.byte(3)];
-}
-
-/// Reads an id; where fewer than four bytes came, the others are zero and the result is false.
-bool scanId(FileScan &file, ChunkId *id)
-{
-    quint32 word = 0;
-    const bool complete = file.read(&word);
-    *id = ChunkId(qFromLittleEndian(word));
-    return complete;
-}
-
-enum class LookAhead { Nothing, KnownId, EndOfFile };
-
-/// Asks of every four bytes from `first` to `last` whether they are a known id, and where the first one is.
-LookAhead findKnownId(FileScan &file, const ChunkIdTable &ids, quint64 first, quint64 last, quint64 *found)
-{
-    for (quint64 at = first; at <= last; ++at) {
-        ChunkId id;
-        file.seek(qint64(at));
-        if (!scanId(file, &id))
-            return LookAhead::EndOfFile;
-        if (ids.find(id) != ChunkIdTable::unknown) {
-            *found = at;
-            return LookAhead::KnownId;
-        }
-    }
-    return LookAhead::Nothing;
+    return (idCharacters[id.byte(0)] & idCharacters[id.byte(1)] & idCharacters[id.byte(2)] & idCharacters[id.byte(3)])
+        != 0;
 }
 
 /// A list's end on the stack of ends, for as long as one of its children is parsed.
 class LevelScope
 {
 public:
-    LevelScope(QVector<qint64> &ends, quint64 end)
-        : m_ends(ends)
-    {
-        m_ends.append(qint64(end));
-    }
+    LevelScope(QVector<qint64> &ends, quint64 end) : m_ends(ends) { m_ends.append(qint64(end)); }
     ~LevelScope() { m_ends.removeLast(); }
     Q_DISABLE_COPY(LevelScope)
 
@@ -84,7 +54,7 @@ int ContainerAVI::parseElement(quint64 *size)
 {
     const quint64 start = m_position;
     *size = 0;
-    ChunkStart chunk {};
+    ChunkStart chunk{};
     int status = StatusOk;
     // No chunk header fits into the last 8 bytes of the enclosing list.
     switch (findChunk(m_levelEnds.last() - qint64(chunkHeaderSize), &chunk)) {
@@ -128,57 +98,75 @@ bool ContainerAVI::readSize(quint32 *size)
     return complete;
 }
 
-/// Looks for the next chunk at m_position and behind it; skips garbage byte by byte.
+/// Looks for the next chunk at m_position and behind it.
 ContainerAVI::Found ContainerAVI::findChunk(qint64 levelEnd, ChunkStart *chunk)
 {
-    FileScan file(m_file);
-    quint64 position = m_position;
-    quint64 skipped = 0;
-    Found result = Found::TailOfList;
-    while (qint64(position) < levelEnd) {
-        if (!scanId(file, &chunk->id)) {
-            result = Found::EndOfFile;
+    const quint64 start = m_position;
+    chunk->position = start;
+    Found found = findId(levelEnd, chunk);
+    while (found == Found::UnknownChunk) {
+        quint64 known = 0;
+        found = findKnownIdInside(*chunk, &known);
+        if (found != Found::KnownChunk)
             break;
-        }
-        if (isWellFormed(chunk->id)) {
-            const int row = m_ids.find(chunk->id);
-            if (row != ChunkIdTable::unknown) {
-                chunk->entry = row == ChunkIdTable::streamChunk ? nullptr : m_elementsByRow[row];
-                result = Found::KnownChunk;
-                break;
-            }
-            quint32 size = 0;
-            file.seek(qint64(position + 4));
-            if (!file.read(&size)) {
-                result = Found::EndOfFile;
-                break;
-            }
-            size = qFromLittleEndian(size);
-            // Kept: the size is compared with the place where the list ends, not with the room that is left in it. A
-            // size that leads out of the list still has its data searched for known ids.
-            if (size != 0 && qint64(size) <= levelEnd) {
-                quint64 found = 0;
-                const LookAhead ahead
-                    = findKnownId(file, m_ids, position + chunkHeaderSize, position + size + 4, &found);
-                if (ahead == LookAhead::KnownId) {
-                    // Kept: one byte before the known id, and without a seek: the next id is read behind the known
-                    // one, usually is its size, fails the test and makes the walk step onto the known id.
-                    skipped += found - 1 - position;
-                    position = found - 1;
-                    continue;
-                }
-                chunk->size = size;
-                result = ahead == LookAhead::Nothing ? Found::UnknownChunk : Found::EndOfFile;
-                break;
-            }
-        }
-        ++position;
-        ++skipped;
-        file.seek(qint64(position));
+        // Kept: one byte before the known id, and without a seek: the next id is read behind the known one, usually is
+        // its size, fails the test and makes the walk step onto the known id.
+        chunk->position = known - 1;
+        found = findId(levelEnd, chunk);
     }
-    chunk->position = position;
-    chunk->skipped = skipped;
-    return result;
+    chunk->skipped = chunk->position - start;
+    return found;
+}
+
+/// Looks for the id of a chunk at `chunk->position` and behind it, byte by byte; an unknown one needs a size too. The
+/// first id is read where the file stands.
+ContainerAVI::Found ContainerAVI::findId(qint64 levelEnd, ChunkStart *chunk)
+{
+    FileScan file(m_file);
+    for (quint64 position = chunk->position;; file.seek(qint64(++position))) {
+        chunk->position = position;
+        if (qint64(position) >= levelEnd)
+            return Found::TailOfList;
+        quint32 id = 0;
+        if (!file.read(&id))
+            return Found::EndOfFile;
+        if (!isWellFormed(ChunkId(id)))
+            continue;
+        chunk->id = ChunkId(id);
+        const int row = m_ids.find(chunk->id);
+        if (row != ChunkIdTable::unknown) {
+            chunk->entry = row == ChunkIdTable::streamChunk ? nullptr : m_elementsByRow[row];
+            return Found::KnownChunk;
+        }
+        quint32 size = 0;
+        if (!file.readAt(position + 4, &size))
+            return Found::EndOfFile;
+        // Kept: the size is compared with the place where the list ends, not with the room that is left in it. A size
+        // that leads out of the list still has its data searched for known ids.
+        if (size != 0 && qint64(size) <= levelEnd) {
+            chunk->size = size;
+            return Found::UnknownChunk;
+        }
+    }
+}
+
+/// Asks of every four bytes inside an unknown chunk's data whether they are a known id: KnownChunk and where the first
+/// one is, UnknownChunk when there is none, EndOfFile when the data is not all there.
+ContainerAVI::Found ContainerAVI::findKnownIdInside(const ChunkStart &chunk, quint64 *known)
+{
+    FileScan file(m_file);
+    const ChunkIdTable &ids = m_ids;
+    const quint64 last = chunk.position + chunk.size + 4;
+    for (quint64 at = chunk.position + chunkHeaderSize; at <= last; ++at) {
+        quint32 id = 0;
+        if (!file.readAt(at, &id))
+            return Found::EndOfFile;
+        if (ids.find(ChunkId(id)) != ChunkIdTable::unknown) {
+            *known = at;
+            return Found::KnownChunk;
+        }
+    }
+    return Found::UnknownChunk;
 }
 
 /// The leaf over what was skipped in front of a chunk, if anything was.
