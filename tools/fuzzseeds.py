@@ -112,6 +112,7 @@ def run_inputs():
     yield "garbage-between-chunks", avi(b"\1\2\3", header, b"\xff" * 37, movi, b"abcd" + u32(8) + b"LISTmovi", b"\0" * 11) + PLAIN
     yield "known-id-inside-unknown-chunk", avi(b"abcd" + u32(60) + b"x" * 21 + movi) + PLAIN
     yield "known-id-next-to-known-id", avi(b"abcd" + u32(40) + b"idx1LISTRIFF" + b"x" * 40) + PLAIN
+    yield "unknown-chunk-behind-the-end", avi(header) + b"abcd" + u32(100) + b"x" * 50 + PLAIN
     yield "unknown-chunk-of-2-bytes", avi(b"abcd" + u32(2) + b"xx" + b"efgh" + u32(3) + b"yyy" + movi) + PLAIN
     yield "dmlh-of-0-bytes", avi(list_of(b"odml", chunk(b"dmlh", b""), chunk(b"dmlh", u32(5) + b"\0" * 244))) + PLAIN
     yield "audio-formats", avi(audio_format(1, b""), audio_format(0x50, b"\2" * 22), audio_format(0xFFFE, b"\3" * 22),

@@ -12,7 +12,7 @@
 namespace {
 
 /// Enough to fill the output buffer.
-constexpr size_t mostCalls = 1000;
+constexpr size_t mostCalls = 300;
 
 /// `text` with U+FFFD for every surrogate without its other half: UTF-8 cannot say those.
 QString withoutLoneSurrogates(const QString &text)

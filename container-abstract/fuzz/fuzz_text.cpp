@@ -34,7 +34,7 @@ bool holdsControls(const QString &text)
 bool isUtf8(const QByteArray &bytes)
 {
     const QByteArray marked = "x" + bytes;
-    return QString::fromUtf8(marked).toUtf8() == marked;
+    return QString::fromUtf8(marked.constData(), marked.size()).toUtf8() == marked;
 }
 
 bool isPrintableAscii(const QByteArray &bytes)

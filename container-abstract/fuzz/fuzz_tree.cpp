@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr size_t mostCalls = 1000;
+constexpr size_t mostCalls = 300;
 /// Enough to fill the table of labels and a few of the tree's chunks. Takes long, so few inputs may make so many.
 constexpr size_t mostCallsOfLongScript = 24'000;
 constexpr quint16 longScriptMask = 0x7F;

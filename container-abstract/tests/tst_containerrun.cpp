@@ -238,6 +238,42 @@ private Q_SLOTS:
         verifyBalanced(sink);
     }
 
+    void aFileThatIsGoneWhenItsWalkBeginsCannotBeOpened()
+    {
+        RecordingSink sink;
+        ContainerRun run;
+        int opened = 0;
+        run.setOpener([&opened](const QString &, QString *error) {
+            if (++opened == 1)
+                return memorySource("0123");
+            *error = QStringLiteral("it was taken away");
+            return std::unique_ptr<ByteSource>();
+        });
+        const RunResult result =
+            run.run(path, {scriptedFactory(QStringLiteral("TEST"), [](ScriptedParser &) {})}, sink);
+        QCOMPARE(opened, 2);
+        QCOMPARE(result.status, int(StatusCannotOpen));
+        QCOMPARE(int(result.error.kind), int(FileError::Open));
+        QCOMPARE(result.error.offset, qint64(-1));
+        QCOMPARE(result.error.message, QStringLiteral("it was taken away"));
+        QVERIFY(sink.document.container.isNull());
+        QVERIFY(sink.lines.isEmpty());
+        verifyBalanced(sink);
+    }
+
+    void aFactoryThatMakesNoParserIsPassedOver()
+    {
+        RecordingSink sink;
+        ContainerRun run;
+        run.setOpener(memoryOpener("0"));
+        const ParserFactory none{QStringLiteral("NONE"), {}, {}, [] { return std::unique_ptr<ContainerAbstract>(); }};
+        run.run(path,
+                {none, scriptedFactory(QStringLiteral("B"), [](ScriptedParser &parser) { parseInSteps(parser, 1); })},
+                sink);
+        QCOMPARE(sink.document.container, QStringLiteral("B"));
+        verifyBalanced(sink);
+    }
+
     void readErrorDuringTheWalkIsToldFromTheEnd()
     {
         RecordingSink sink;
@@ -518,6 +554,46 @@ private Q_SLOTS:
         QCOMPARE(sink.calls, calls);
         QVERIFY(!result.isClean());
         verifyBalanced(sink);
+    }
+
+    void aSinkThatFailsAtTheBeginningGetsNoElement()
+    {
+        class ClosedSink : public RecordingSink
+        {
+        public:
+            bool beginDocument(const DocumentStart &start) override
+            {
+                RecordingSink::beginDocument(start);
+                return false;
+            }
+        } sink;
+        const RunResult result = runOver(
+            "0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink);
+        QCOMPARE(result.sinkError, QStringLiteral("the sink is full"));
+        QCOMPARE(sink.calls, 0);
+        verifyBalanced(sink);
+    }
+
+    void aSinkMayLeaveTheDocumentToItself()
+    {
+        class Counter : public ElementSink
+        {
+        public:
+            int nodes = 0;
+            bool beginElement(quint64, quint64, QStringView, qint64) override
+            {
+                ++nodes;
+                return true;
+            }
+            bool addField(const Field &) override { return true; }
+            bool endElement() override { return true; }
+            bool reportFrame(const Frame &) override { return true; }
+        } sink;
+        const RunResult result = runOver(
+            "0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink);
+        QCOMPARE(sink.nodes, 10);
+        QVERIFY(result.isClean());
+        QVERIFY(sink.errorText().isNull());
     }
 
     void aSinkThatFailsAtAFrameEndsTheRun()

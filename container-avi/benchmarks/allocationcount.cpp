@@ -4,9 +4,17 @@
 #include <cerrno>
 #include <cstddef>
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define HAS_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
+#define HAS_SANITIZER
+#endif
+#endif
+
 namespace {
 
-std::atomic<uint64_t> allocations {0};
+std::atomic<uint64_t> allocations{0};
 
 } // namespace
 
@@ -15,7 +23,7 @@ uint64_t allocationCount()
     return allocations.load(std::memory_order_relaxed);
 }
 
-#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if defined(__GLIBC__) && !defined(HAS_SANITIZER)
 
 bool countsAllocations()
 {

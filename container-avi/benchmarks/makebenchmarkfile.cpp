@@ -51,9 +51,7 @@ private:
 class BenchmarkFile
 {
 public:
-    explicit BenchmarkFile(const std::string &path)
-        : m_out(path, std::ios::binary)
-    {}
+    explicit BenchmarkFile(const std::string &path) : m_out(path, std::ios::binary) { }
 
     void put(const void *bytes, size_t size) { m_out.write(static_cast<const char *>(bytes), std::streamsize(size)); }
     void put(const std::vector<char> &bytes) { put(bytes.data(), bytes.size()); }
@@ -341,8 +339,9 @@ const Kind kinds[] = {
 
 int usage()
 {
-    std::fprintf(stderr, "usage: make-benchmark-file KIND SIZE FILE\n\n"
-                         "Writes FILE, and FILE.expected: items, bytes and frames of a run over it.\n\n");
+    std::fprintf(stderr,
+                 "usage: make-benchmark-file KIND SIZE FILE\n\n"
+                 "Writes FILE, and FILE.expected: items, bytes and frames of a run over it.\n\n");
     for (const Kind &kind : kinds)
         std::fprintf(stderr, "  %-16s %s\n", kind.name, kind.description);
     return 2;

@@ -23,8 +23,7 @@ struct Run
 {
     double seconds = 0;
     double firstByte = 0; ///< seconds from the start to the first byte of output
-    double user = 0;
-    double system = 0;
+    double cpu = 0; ///< seconds of processor time, the system's part included
     double peakBytes = 0;
     double readBytes = 0; ///< taken from files by system calls, libraries included
     double outputBytes = 0;
@@ -94,8 +93,7 @@ Run runOnce(const std::vector<char *> &command, bool reads)
     rusage usage = {};
     if (::wait4(child, &run.status, 0, &usage) != child)
         fail("wait4");
-    run.user = seconds(usage.ru_utime);
-    run.system = seconds(usage.ru_stime);
+    run.cpu = seconds(usage.ru_utime) + seconds(usage.ru_stime);
     run.peakBytes = double(usage.ru_maxrss) * 1024;
     return run;
 }
@@ -111,12 +109,13 @@ double median(const std::vector<Run> &runs, double Run::*member)
     return *middle;
 }
 
-double spread(const std::vector<Run> &runs)
+/// Half the distance between the quartiles, as a part of the median.
+double spread(const std::vector<Run> &runs, double Run::*member)
 {
     std::vector<double> values;
     values.reserve(runs.size());
     for (const Run &run : runs)
-        values.push_back(run.seconds);
+        values.push_back(run.*member);
     std::sort(values.begin(), values.end());
     const size_t last = values.size() - 1;
     return (values[(3 * last + 2) / 4] - values[(last + 2) / 4]) / 2 / values[values.size() / 2];
@@ -124,8 +123,11 @@ double spread(const std::vector<Run> &runs)
 
 int usage()
 {
-    std::fprintf(stderr, "usage: time-programs [--runs N] [--read] PROGRAM [ARGUMENT...] [:: PROGRAM [ARGUMENT...]]...\n"
-                         "Output goes to /dev/null; with --read it is read, and the first byte timed.\n");
+    std::fprintf(stderr,
+                 "usage: time-programs [OPTION...] PROGRAM [ARGUMENT...] [:: PROGRAM [ARGUMENT...]]...\n"
+                 "  --runs N       how often each is run (5), in turn\n"
+                 "  --read         read the output and time its first byte; else it goes to /dev/null\n"
+                 "  --no-warm-up   count the first run too; else it only gets the files into the cache\n");
     return 2;
 }
 
@@ -135,10 +137,13 @@ int main(int argc, char **argv)
 {
     int runs = 5;
     bool reads = false;
+    bool warmsUp = true;
     int at = 1;
     for (; at < argc && std::strncmp(argv[at], "--", 2) == 0; ++at) {
         if (std::strcmp(argv[at], "--read") == 0)
             reads = true;
+        else if (std::strcmp(argv[at], "--no-warm-up") == 0)
+            warmsUp = false;
         else if (std::strcmp(argv[at], "--runs") == 0 && at + 1 < argc)
             runs = std::atoi(argv[++at]);
         else
@@ -158,21 +163,21 @@ int main(int argc, char **argv)
     }
 
     std::vector<std::vector<Run>> results(commands.size());
-    for (int run = 0; run <= runs; ++run) {
+    for (int run = warmsUp ? -1 : 0; run < runs; ++run) {
         for (size_t i = 0; i < commands.size(); ++i) {
             const Run result = runOnce(commands[i], reads);
-            if (run > 0) // the first one gets files into the cache
+            if (run >= 0)
                 results[i].push_back(result);
         }
     }
     for (size_t i = 0; i < commands.size(); ++i) {
         const std::vector<Run> &all = results[i];
         const int status = all.front().status;
-        std::printf("program=%s seconds=%.6f spread=%.4f first_byte=%.6f user=%.6f system=%.6f peak=%.0f"
+        std::printf("program=%s seconds=%.6f spread=%.4f first_byte=%.6f cpu=%.6f cpu_spread=%.4f peak=%.0f"
                     " read=%.0f output=%.0f exit=%d\n",
-                    commands[i][0], median(all, &Run::seconds), spread(all), median(all, &Run::firstByte),
-                    median(all, &Run::user), median(all, &Run::system), median(all, &Run::peakBytes),
-                    median(all, &Run::readBytes), median(all, &Run::outputBytes),
+                    commands[i][0], median(all, &Run::seconds), spread(all, &Run::seconds),
+                    median(all, &Run::firstByte), median(all, &Run::cpu), spread(all, &Run::cpu),
+                    median(all, &Run::peakBytes), median(all, &Run::readBytes), median(all, &Run::outputBytes),
                     WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
     }
     return 0;

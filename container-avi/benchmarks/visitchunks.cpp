@@ -19,10 +19,7 @@ constexpr uint64_t pieceSize = 64 * 1024;
 class Visitor
 {
 public:
-    Visitor(int descriptor, ChunkFloor *found)
-        : m_descriptor(descriptor)
-        , m_found(*found)
-    {}
+    Visitor(int descriptor, ChunkFloor *found) : m_descriptor(descriptor), m_found(*found) { }
 
     void visit(uint64_t begin, uint64_t end)
     {
@@ -57,7 +54,7 @@ private:
 
     const int m_descriptor;
     ChunkFloor &m_found;
-    const std::unique_ptr<char[]> m_piece {new char[pieceSize]};
+    const std::unique_ptr<char[]> m_piece{new char[pieceSize]};
 };
 
 } // namespace

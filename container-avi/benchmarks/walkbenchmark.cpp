@@ -51,11 +51,7 @@ public:
 class WatchingSink final : public ElementSink
 {
 public:
-    WatchingSink(ElementSink &next, quint64 from, quint64 to)
-        : m_next(next)
-        , m_from(from)
-        , m_to(to)
-    {}
+    WatchingSink(ElementSink &next, quint64 from, quint64 to) : m_next(next), m_from(from), m_to(to) { }
 
     bool beginDocument(const DocumentStart &start) override { return m_next.beginDocument(start); }
     bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override
@@ -155,10 +151,7 @@ class Bench
 {
 public:
     Bench(const char *path, int runs, double leastSeconds, bool hasFloor)
-        : m_path(path)
-        , m_runs(runs)
-        , m_leastSeconds(leastSeconds)
-        , m_hasFloor(hasFloor)
+        : m_path(path), m_runs(runs), m_leastSeconds(leastSeconds), m_hasFloor(hasFloor)
     {
         m_plugins.addDirectory(QStringLiteral(QUENLOFAR_PLUGIN_DIR));
         m_parsers = m_plugins.parsersFor(pathFromBytes(m_path));
@@ -198,10 +191,7 @@ public:
     }
 
 private:
-    RunResult run(ElementSink &sink) const
-    {
-        return ContainerRun().run(pathFromBytes(m_path), m_parsers, sink);
-    }
+    RunResult run(ElementSink &sink) const { return ContainerRun().run(pathFromBytes(m_path), m_parsers, sink); }
 
     static void note(const RunResult &result, Measurement *measurement)
     {
@@ -211,7 +201,7 @@ private:
     }
 
     /// Calls `use` with the sink of that name.
-    template<typename Use> static void withSink(const std::string &name, Measurement *measurement, const Use &use)
+    template <typename Use> static void withSink(const std::string &name, Measurement *measurement, const Use &use)
     {
         if (name == "count") {
             CountingSink sink;
@@ -278,15 +268,16 @@ private:
         int64_t peak = 0;
         for (const Measurement &sample : samples)
             peak = std::max(peak, sample.peakBytes);
-        std::printf("file=%s size=%" PRIu64 " sink=%s seconds=%.6f spread=%.4f cpu=%.6f", m_path,
+        std::printf("file=%s size=%" PRIu64 " sink=%s seconds=%.6f spread=%.4f cpu=%.6f cpu_spread=%.4f", m_path,
                     uint64_t(file.tellg()), sink.c_str(), median(all(samples, wallSeconds)),
-                    relativeSpread(all(samples, wallSeconds)), median(all(samples, cpuSeconds)));
+                    relativeSpread(all(samples, wallSeconds)), median(all(samples, cpuSeconds)),
+                    relativeSpread(all(samples, cpuSeconds)));
         if (m_hasFloor) {
-            std::printf(" floor=%.6f floor_cpu=%.6f ratio=%.4f ratio_spread=%.4f cpu_ratio=%.4f",
-                        median(all(floors, wallSeconds)), median(all(floors, cpuSeconds)),
-                        median(ratios(samples, floors, wallSeconds)),
-                        relativeSpread(ratios(samples, floors, wallSeconds)),
-                        median(ratios(samples, floors, cpuSeconds)));
+            const std::vector<double> wallRatios = ratios(samples, floors, wallSeconds);
+            const std::vector<double> cpuRatios = ratios(samples, floors, cpuSeconds);
+            std::printf(" ratio=%.4f ratio_spread=%.4f cpu_ratio=%.4f cpu_ratio_spread=%.4f floor=%.6f",
+                        median(wallRatios), relativeSpread(wallRatios), median(cpuRatios), relativeSpread(cpuRatios),
+                        median(all(floors, wallSeconds)));
         }
         std::printf(" items=%" PRIu64 " bytes=%" PRIu64 " frames=%" PRIu64 " output=%" PRIu64 " peak=%" PRId64
                     " status=%d",
@@ -328,8 +319,9 @@ private:
 
 int usage()
 {
-    std::fprintf(stderr, "usage: walk-benchmark [--runs N] [--least-seconds S] [floor,]SINK[,SINK...] FILE...\n"
-                         "sinks: count, tree, json; after \"floor\" each is compared with the floor\n");
+    std::fprintf(stderr,
+                 "usage: walk-benchmark [--runs N] [--least-seconds S] [floor,]SINK[,SINK...] FILE...\n"
+                 "sinks: count, tree, json; after \"floor\" each is compared with the floor\n");
     return 2;
 }
 

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -204,6 +205,8 @@ public:
                 return;
             if (isChosen(number))
                 tryVariant(number);
+            if (number % (m_total / 10 + 1) == 0 && number != 0)
+                std::fprintf(stderr, "%d %%\n", int(std::round(100.0 * double(number) / double(m_total))));
         }
     }
 

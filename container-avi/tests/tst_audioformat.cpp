@@ -37,6 +37,7 @@ private Q_SLOTS:
     void extraData();
     void mpegValuesAreDisplaced();
     void mpegValuesPastTheExtraDataAreZero();
+    void everyMemberIsUnsigned();
     void subFormat_data();
     void subFormat();
     void shortReadsAreZeroFilled_data();
@@ -213,6 +214,38 @@ void TestAudioFormat::mpegValuesPastTheExtraDataAreZero()
                  QStringLiteral("dwPTSLow 32+4 0"),
                  QStringLiteral("dwPTSHigh 36+4 0"),
              }));
+}
+
+void TestAudioFormat::everyMemberIsUnsigned()
+{
+    AviProbe header(QByteArray(16, '\xFF'));
+    QCOMPARE(header.call(AviProbe::strfAudio, 16), 0);
+    QCOMPARE(header.lines(),
+             (QStringList{
+                 QStringLiteral("wFormatTag 0+2 65535"),
+                 QStringLiteral("nChannels 2+2 65535"),
+                 QStringLiteral("nSamplesPerSec 4+4 4294967295"),
+                 QStringLiteral("nAvgBytesPerSec 8+4 4294967295"),
+                 QStringLiteral("nBlockAlign 12+2 65535"),
+                 QStringLiteral("wBitsPerSample 14+2 65535"),
+             }));
+    AviProbe mpeg(WaveFormat(0x50).extra(QByteArray(36, '\xFF')));
+    QCOMPARE(mpeg.call(AviProbe::strfAudio, 54), 0);
+    QCOMPARE(mpeg.lines().mid(7),
+             (QStringList{
+                 QStringLiteral("fwHeadLayer 18+2 65535"),
+                 QStringLiteral("dwHeadBitrate 20+4 4294967295"),
+                 QStringLiteral("fwHeadMode 24+2 65535"),
+                 QStringLiteral("fwHeadModeExt 26+2 65535"),
+                 QStringLiteral("wHeadEmphasis 28+2 65535"),
+                 QStringLiteral("fwHeadFlags 30+2 65535"),
+                 QStringLiteral("dwPTSLow 32+4 4294967295"),
+                 QStringLiteral("dwPTSHigh 36+4 4294967295"),
+             }));
+    AviProbe extensible(WaveFormat(0xFFFE).extra(QByteArray(22, '\xFF')));
+    QCOMPARE(extensible.call(AviProbe::strfAudio, 40), 0);
+    QCOMPARE(extensible.lines().at(7), QStringLiteral("wValidBitsPerSample,wSamplesPerBlock,wReserved 18+2 65535"));
+    QCOMPARE(extensible.lines().at(8), QStringLiteral("dwChannelMask 20+4 4294967295"));
 }
 
 void TestAudioFormat::subFormat_data()

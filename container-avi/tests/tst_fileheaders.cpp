@@ -11,6 +11,7 @@ class TestFileHeaders : public QObject
 
 private Q_SLOTS:
     void showsMainHeader();
+    void mainHeaderIsUnsigned();
     void mainHeaderMeanings_data();
     void mainHeaderMeanings();
     void mainHeaderSizes_data();
@@ -53,6 +54,27 @@ void TestFileHeaders::showsMainHeader()
                  QStringLiteral("dwWidth 132+4 320"),
                  QStringLiteral("dwHeight 136+4 240"),
                  QStringLiteral("dwReserved 140+16 7 8 9 4000000000"),
+             }));
+}
+
+void TestFileHeaders::mainHeaderIsUnsigned()
+{
+    AviProbe parser(QByteArray(56, '\xFF'));
+    QCOMPARE(parser.call(AviProbe::avih, 56), 0);
+    QStringList lines = parser.lines();
+    lines.removeAt(3); // the names of its flags have rows of their own
+    QCOMPARE(lines,
+             (QStringList{
+                 QStringLiteral("dwMicroSecPerFrame 0+4 4294967295 [0.000232831 frames/second]"),
+                 QStringLiteral("dwMaxBytesPerSec 4+4 4294967295"),
+                 QStringLiteral("dwPaddingGranularity 8+4 4294967295"),
+                 QStringLiteral("dwTotalFrames 16+4 4294967295"),
+                 QStringLiteral("dwInitialFrames 20+4 4294967295"),
+                 QStringLiteral("dwStreams 24+4 4294967295"),
+                 QStringLiteral("dwSuggestedBufferSize 28+4 4294967295"),
+                 QStringLiteral("dwWidth 32+4 4294967295"),
+                 QStringLiteral("dwHeight 36+4 4294967295"),
+                 QStringLiteral("dwReserved 40+16 4294967295 4294967295 4294967295 4294967295"),
              }));
 }
 

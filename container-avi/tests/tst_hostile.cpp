@@ -15,6 +15,8 @@
 
 using namespace build;
 
+Q_DECLARE_METATYPE(RunLimit)
+
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__)

@@ -13,6 +13,7 @@ class TestStreams : public QObject
 
 private Q_SLOTS:
     void showsStreamHeader();
+    void signsOfStreamHeader();
     void streamHeaderMeanings_data();
     void streamHeaderMeanings();
     void streamHeaderSizes_data();
@@ -30,6 +31,7 @@ private Q_SLOTS:
     void formatByStreamType_data();
     void formatByStreamType();
     void showsVideoFormat();
+    void signsOfVideoFormat();
     void videoFormatSizes_data();
     void videoFormatSizes();
     void videoRecord_data();
@@ -86,6 +88,34 @@ void TestStreams::showsStreamHeader()
     QCOMPARE(parser.videoStreamNumbers(), (QVector<quint32>{4}));
     QCOMPARE(parser.videoStreamCount(), 5u);
     QCOMPARE(record.frameRate, 30000.0 / 1001.0);
+}
+
+void TestStreams::signsOfStreamHeader()
+{
+    AviProbe parser(QByteArray(56, '\xFF')); // only the rectangle is signed
+    QCOMPARE(parser.call(AviProbe::strh, 56), 0);
+    QCOMPARE(parser.lines(),
+             (QStringList{
+                 QStringLiteral("fccType 0+4 \u00ff\u00ff\u00ff\u00ff"),
+                 QStringLiteral("fccHandler 4+4 \u00ff\u00ff\u00ff\u00ff"),
+                 QStringLiteral("dwFlags 8+4 4294967295 [AVISF_VIDEO_PALCHANGES]"),
+                 QStringLiteral("wPriority 12+2 65535"),
+                 QStringLiteral("wLanguage 14+2 65535"),
+                 QStringLiteral("dwInitialFrames 16+4 4294967295"),
+                 QStringLiteral("dwScale 20+4 4294967295"),
+                 QStringLiteral("dwRate 24+4 4294967295"),
+                 QStringLiteral("dwStart 28+4 4294967295 [1193046:28:15.000]"),
+                 QStringLiteral("dwLength 32+4 4294967295 [1193046:28:15.000]"),
+                 QStringLiteral("dwSuggestedBufferSize 36+4 4294967295"),
+                 QStringLiteral("dwQuality 40+4 4294967295 [Default level]"),
+                 QStringLiteral("dwSampleSize 44+4 4294967295"),
+                 QStringLiteral("rcFrame 48+8 {"),
+                 QStringLiteral("  left 48+2 -1"),
+                 QStringLiteral("  top 50+2 -1"),
+                 QStringLiteral("  right 52+2 -1"),
+                 QStringLiteral("  bottom 54+2 -1"),
+                 QStringLiteral("}"),
+             }));
 }
 
 void TestStreams::streamHeaderMeanings_data()
@@ -162,6 +192,7 @@ void TestStreams::streamHeaderSizes_data()
     QTest::addColumn<QString>("last");
 
     QTest::newRow("exactly as long as the header: no unparsed bytes") << 56u << 19 << QStringLiteral("}");
+    QTest::newRow("longer by one byte: it is unparsed") << 57u << 20 << QStringLiteral("unparsed 56+1");
     QTest::newRow("longer: the rest is unparsed") << 64u << 20 << QStringLiteral("unparsed 56+8");
     QTest::newRow("shorter: all fields and the rectangle all the same") << 48u << 19 << QStringLiteral("}");
     QTest::newRow("empty: the same") << 0u << 19 << QStringLiteral("}");
@@ -387,6 +418,26 @@ void TestStreams::showsVideoFormat()
     QCOMPARE(record.frameRate, 1.5);
 }
 
+void TestStreams::signsOfVideoFormat()
+{
+    AviProbe parser(QByteArray(40, '\xFF')); // the picture's sides and resolutions are signed
+    QCOMPARE(parser.call(AviProbe::strfVideo, 40), 0);
+    QCOMPARE(parser.lines(),
+             (QStringList{
+                 QStringLiteral("biSize 0+4 4294967295"),
+                 QStringLiteral("biWidth 4+4 -1 (Width of image (in pixels).)"),
+                 QStringLiteral("biHeight 8+4 -1 (Height of image (in pixels).)"),
+                 QStringLiteral("biPlanes 12+2 65535"),
+                 QStringLiteral("biBitCount 14+2 65535 (Color depth of image (in bits).)"),
+                 QStringLiteral("biCompression 16+4 \u00ff\u00ff\u00ff\u00ff"),
+                 QStringLiteral("biSizeImage 20+4 4294967295"),
+                 QStringLiteral("biXPelsPerMeter 24+4 -1"),
+                 QStringLiteral("biYPelsPerMeter 28+4 -1"),
+                 QStringLiteral("biClrUsed 32+4 4294967295"),
+                 QStringLiteral("biClrImportant 36+4 4294967295"),
+             }));
+}
+
 void TestStreams::videoFormatSizes_data()
 {
     QTest::addColumn<quint32>("size");
@@ -395,6 +446,7 @@ void TestStreams::videoFormatSizes_data()
 
     const QString important = QStringLiteral("biClrImportant 36+4 7");
     QTest::newRow("exactly as long as the header: no unparsed bytes") << 40u << 11 << important;
+    QTest::newRow("longer by one byte: it is unparsed") << 41u << 12 << QStringLiteral("unparsed 40+1");
     QTest::newRow("a palette of 256 entries is unparsed") << 1064u << 12 << QStringLiteral("unparsed 40+1024");
     QTest::newRow("shorter: all fields all the same") << 20u << 11 << important;
     QTest::newRow("empty: the same") << 0u << 11 << important;

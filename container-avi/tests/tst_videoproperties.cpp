@@ -11,6 +11,7 @@ class TestVideoProperties : public QObject
 
 private Q_SLOTS:
     void showsHeaderAndFields();
+    void everyMemberIsUnsigned();
     void aspectRatio_data();
     void aspectRatio();
     void followsTheCount_data();
@@ -66,6 +67,34 @@ void TestVideoProperties::showsHeaderAndFields()
     QCOMPARE(parser.m_file.pos(), qint64(20));
 }
 
+void TestVideoProperties::everyMemberIsUnsigned()
+{
+    AviProbe parser(QByteArray(32, '\xFF') + u32(1) + QByteArray(32, '\xFF'));
+    QCOMPARE(parser.call(AviProbe::vprp, 68), 0);
+    QCOMPARE(parser.lines(),
+             (QStringList{
+                 QStringLiteral("VideoFormatToken 0+4 4294967295"),
+                 QStringLiteral("VideoStandard 4+4 4294967295"),
+                 QStringLiteral("dwVerticalRefreshRate 8+4 4294967295"),
+                 QStringLiteral("dwHTotalInT 12+4 4294967295"),
+                 QStringLiteral("dwVTotalInLines 16+4 4294967295"),
+                 QStringLiteral("dwFrameAspectRatio 20+4 4294967295 [65535:65535]"),
+                 QStringLiteral("dwFrameWidthInPixels 24+4 4294967295"),
+                 QStringLiteral("dwFrameHeightInLines 28+4 4294967295"),
+                 QStringLiteral("nbFieldsPerFrame 32+4 1"),
+                 QStringLiteral("FieldFrameInfo 36+32 #0 {"),
+                 QStringLiteral("  CompressedBMHeight 36+4 4294967295"),
+                 QStringLiteral("  CompressedBMWidth 40+4 4294967295"),
+                 QStringLiteral("  ValidBMHeight 44+4 4294967295"),
+                 QStringLiteral("  ValidBMWidth 48+4 4294967295"),
+                 QStringLiteral("  ValidBMXOffset 52+4 4294967295"),
+                 QStringLiteral("  ValidBMYOffset 56+4 4294967295"),
+                 QStringLiteral("  VideoXOffsetInT 60+4 4294967295"),
+                 QStringLiteral("  VideoYValidStartLine 64+4 4294967295"),
+                 QStringLiteral("}"),
+             }));
+}
+
 void TestVideoProperties::aspectRatio_data()
 {
     QTest::addColumn<quint32>("ratio");
@@ -96,6 +125,7 @@ void TestVideoProperties::followsTheCount_data()
     const QString second = QStringLiteral("FieldFrameInfo 68+32 #1 {");
     const QString third = QStringLiteral("FieldFrameInfo 100+32 #2 {");
     QTest::newRow("no field, nothing left") << 0u << 36u << QStringList{};
+    QTest::newRow("no field, one byte left") << 0u << 37u << QStringList{QStringLiteral("unparsed 36+1")};
     QTest::newRow("no field, four bytes left") << 0u << 40u << QStringList{QStringLiteral("unparsed 36+4")};
     QTest::newRow("one field, nothing left") << 1u << 68u << QStringList{first};
     QTest::newRow("one field, two bytes left") << 1u << 70u << QStringList{first, QStringLiteral("unparsed 68+2")};

@@ -100,6 +100,10 @@ private Q_SLOTS:
             {"unparsed 0+2", "abcd 2+12 {", "  id 2+4 abcd", "  size 6+4 4", "  value 10+4 wxyz", "}"}, 14);
         row("a FourCC of an unknown DV frame", chunk("00__", "wxyz") + zeros(8),
             {"00__ 0+12 {", "  id 0+4 00__", "  size 4+4 4", "  value 8+4 wxyz", "}"}, 12);
+        row("the first and the last digit and capital letter are characters of ids", chunk("09AZ", "wxyz") + zeros(8),
+            {"09AZ 0+12 {", "  id 0+4 09AZ", "  size 4+4 4", "  value 8+4 wxyz", "}"}, 12);
+        row("the first and the last small letter, underscore and blank are, too", chunk("az_ ", "wxyz") + zeros(8),
+            {"az_  0+12 {", "  id 0+4 az_ ", "  size 4+4 4", "  value 8+4 wxyz", "}"}, 12);
         row("zzdc has no stream number", chunk("zzdc", "wxyz") + zeros(8),
             {"zzdc 0+12 {", "  id 0+4 zzdc", "  size 4+4 4", "  value 8+4 wxyz", "}"}, 12);
         // 26 bytes: no chunk starts behind byte 18, and the size is compared with 18 itself.
@@ -183,6 +187,29 @@ private Q_SLOTS:
         QCOMPARE(result, status);
         QCOMPARE(probe.m_position, quint64(0));
         QCOMPARE(probe.openNodes(), 0);
+    }
+
+    void otherCharactersMakeNoId_data()
+    {
+        QTest::addColumn<char>("character");
+        QTest::addColumn<int>("place");
+        for (const char character : {'!', '/', ':', '@', '[', '^', '`', '{', '\x1F', '\xE1'}) {
+            for (int place = 0; place < 4; ++place)
+                QTest::addRow("byte %d in place %d", static_cast<unsigned char>(character), place)
+                    << character << place;
+        }
+    }
+    void otherCharactersMakeNoId()
+    {
+        QFETCH(char, character);
+        QFETCH(int, place);
+        QByteArray id = "abcd";
+        id[place] = character;
+        AviProbe probe(chunk(id.constData(), "wxyz") + zeros(8));
+        quint64 size = 0;
+        QCOMPARE(probe.parseElement(&size), 0);
+        QCOMPARE(probe.lines(), lines({"unparsed 0+20"}));
+        QCOMPARE(size, quint64(20));
     }
 
     void unknownDataIsShownByItsFirst127Bytes()
@@ -305,6 +332,19 @@ private Q_SLOTS:
             QCOMPARE(probe.openNodes(), 0);
             QCOMPARE(probe.m_position, position);
         }
+    }
+
+    void garbageAtAPositionThatNoFileHas()
+    {
+        // No byte stands there: the device refuses to go on from there, and the walk ends with the file.
+        AviProbe probe(QByteArray(40, '\1'));
+        probe.m_position = quint64(0x8000000000000000);
+        probe.m_levelEnds = {std::numeric_limits<qint64>::max()};
+        quint64 size = 77;
+        QCOMPARE(probe.parseElement(&size), 5);
+        QCOMPARE(size, quint64(0));
+        QVERIFY(probe.lines().isEmpty());
+        QCOMPARE(probe.m_position, quint64(0x8000000000000000));
     }
 
     void everythingIsPutBack()
