@@ -1,5 +1,6 @@
 # shellcheck shell=bash
-# Which Debian packages are needed for what, and how they get onto the machine. Read by ./dev and .ci/run.
+# What ./dev, .ci/run and the tools share: which Debian packages are needed for what and how they get onto the machine,
+# and how a preset is built. The caller has set source_dir.
 
 packages_to_build=(build-essential cmake ninja-build qt6-base-dev rapidjson-dev libcli11-dev)
 packages_to_test=(python3 python3-jsonschema)
@@ -35,4 +36,37 @@ need_packages() {
             && "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
                 apt-get install -y -qq --no-install-recommends "${missing[@]}"
     } >&2 </dev/null
+}
+
+# Calls "$@" with its output in the file $1; shows it only if that fails, so that nothing mixes with a program's output.
+quietly() {
+    local -r log=$1
+    shift
+    if ! "$@" >"$log" 2>&1 </dev/null; then
+        grep -v '^\[[0-9]*/[0-9]*\] [^F]' "$log" | tail -n 60 >&2 || true
+        echo "$(basename "$0"): this failed: $*" >&2
+        echo "$(basename "$0"): its whole output is in $log" >&2
+        return 1
+    fi
+}
+
+# Configures build/PRESET where that was not done since the presets changed; ninja itself notices changed CMake files.
+configure_preset() {
+    local -r preset=$1 preset_dir="$source_dir/build/$1"
+    mkdir -p "$preset_dir"
+    if [ "$preset_dir/build.ninja" -nt "$source_dir/CMakePresets.json" ]; then
+        return 0
+    fi
+    if command -v ccache >/dev/null; then
+        export CMAKE_CXX_COMPILER_LAUNCHER=ccache
+    fi
+    quietly "$preset_dir/configure.log" cmake -S "$source_dir" --preset "$preset"
+}
+
+# build_preset PRESET [TARGET...]
+build_preset() {
+    local -r preset=$1
+    shift
+    configure_preset "$preset" \
+        && quietly "$source_dir/build/$preset/build.log" cmake --build "$source_dir/build/$preset" ${1:+--target "$@"}
 }
