@@ -1,5 +1,8 @@
 #include "lenttext.h"
 
+#include <QtAlgorithms>
+#include <QtEndian>
+
 namespace {
 
 /// "00", "01" .. "99": two digits per division.
@@ -84,6 +87,14 @@ const QString &LentText::decimal(qint64 number)
 
 const QString &LentText::latin1(const char *bytes, int size)
 {
+    if (size == 4) {
+        // Ids come by the million: four bytes are widened at once.
+        const quint32 word = qFromLittleEndian<quint32>(bytes);
+        for (int i = 0; i < 4; ++i)
+            m_characters[i] = char16_t(word >> (8 * i) & 0xFF);
+        const quint32 zeros = (word - 0x01010101) & ~word & 0x80808080; // the lowest bit set is right
+        return firstCharacters(Q_LIKELY(zeros == 0) ? 4 : int(qCountTrailingZeroBits(zeros)) / 8);
+    }
     int count = 0;
     while (count < size && count < capacity && bytes[count] != '\0') {
         m_characters[count] = char16_t(static_cast<unsigned char>(bytes[count]));

@@ -65,12 +65,6 @@ int ContainerAVI::searchID(const QString &id, ElementAVI *entry)
     return known ? StatusOk : StatusUnknownId;
 }
 
-void ContainerAVI::addLeaf(quint64 offset, quint64 size, const QString &name, const QString &value,
-                           const QString &meaning, const QString &description)
-{
-    addField(false, offset, 0, size, name, value, meaning, description, -1);
-}
-
 void ContainerAVI::addRows(quint64 offset, const RecordView &record, const FieldRow *row, const FieldRow *end)
 {
     for (; row != end; ++row) {

@@ -131,7 +131,7 @@ private:
     Found findKnownIdInside(const ChunkStart &chunk, quint64 *known);
     const QString &idText(ChunkId id);
     const QString &listTitle(ChunkId id, ChunkId form);
-    void beginChunk(const ChunkStart &chunk, quint32 shown, const QString &title);
+    void beginChunk(const ChunkStart &chunk, quint32 shown, const QString *title = nullptr);
     void showUnknownChunk(const ChunkStart &chunk);
     int showKnownChunk(const ChunkStart &chunk, quint64 *size);
     int showPlainChunk(const ChunkStart &chunk, quint32 padded, int readStatus);
@@ -148,7 +148,10 @@ private:
 
     /// Adds one leaf with the arguments that are the same for every field of this parser.
     void addLeaf(quint64 offset, quint64 size, const QString &name, const QString &value, const QString &meaning = {},
-                 const QString &description = {});
+                 const QString &description = {})
+    {
+        addField(false, offset, 0, size, name, value, meaning, description, -1);
+    }
     /// Adds the leaves of a record that starts at `offset` of the file.
     template <size_t Count> void addRecord(quint64 offset, const RecordView &record, const FieldRow (&rows)[Count])
     {

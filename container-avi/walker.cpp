@@ -198,18 +198,20 @@ const QString &ContainerAVI::listTitle(ChunkId id, ChunkId form)
     return m_titleText.latin1(title, int(end - title));
 }
 
-/// Opens the node of a chunk or list and adds its header's leaves. `shown` is the size to show.
-void ContainerAVI::beginChunk(const ChunkStart &chunk, quint32 shown, const QString &title)
+/// Opens the node of a chunk or list and adds its header's leaves. `shown` is the size to show; without a title of its
+/// own the node is called by its id.
+void ContainerAVI::beginChunk(const ChunkStart &chunk, quint32 shown, const QString *title)
 {
+    const QString &id = idText(chunk.id);
     // The sum is meant to wrap: a size is a 32-bit number, the header's 8 bytes included.
-    beginElement(chunk.position, shown + chunkHeaderSize, title, -1);
-    addLeaf(chunk.position, 4, idName, idText(chunk.id));
+    beginElement(chunk.position, shown + chunkHeaderSize, title ? *title : id, -1);
+    addLeaf(chunk.position, 4, idName, id);
     addLeaf(chunk.position + 4, 4, sizeName, m_valueText.decimal(quint64(shown)));
 }
 
 void ContainerAVI::showUnknownChunk(const ChunkStart &chunk)
 {
-    beginChunk(chunk, chunk.size, idText(chunk.id));
+    beginChunk(chunk, chunk.size);
     m_file.seek(qint64(chunk.position + chunkHeaderSize));
     parseUnknownObject(chunk.position + chunkHeaderSize, chunk.size); // data that is not there is not shown
     endElement();
@@ -231,7 +233,7 @@ int ContainerAVI::showPlainChunk(const ChunkStart &chunk, quint32 padded, int re
 {
     const quint64 data = chunk.position + chunkHeaderSize;
     int status = readStatus;
-    beginChunk(chunk, padded, idText(chunk.id));
+    beginChunk(chunk, padded);
     if (chunk.entry && chunk.entry->handler) {
         m_file.seek(qint64(data));
         status = (this->*chunk.entry->handler)(data, padded);
@@ -268,7 +270,7 @@ int ContainerAVI::beginList(const ChunkStart &chunk, quint32 padded)
     const bool complete = readId(&form);
     if (!complete)
         form = ChunkId();
-    beginChunk(chunk, padded, listTitle(chunk.id, form));
+    beginChunk(chunk, padded, &listTitle(chunk.id, form));
     addLeaf(chunk.position + chunkHeaderSize, 4, typeName, idText(form));
     if (form == moviForm)
         m_moviOffset = chunk.position + chunkHeaderSize;

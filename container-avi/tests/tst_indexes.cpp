@@ -37,6 +37,7 @@ private Q_SLOTS:
     void unknownIndexTypeIsShownTwice();
     void indexTypeDecidesTheHeader_data();
     void indexTypeDecidesTheHeader();
+    void headerIsUnsigned();
     void shortOpenDmlIndexIsZeroFilled();
 };
 
@@ -563,6 +564,17 @@ void TestIndexes::indexTypeDecidesTheHeader()
     AviProbe parser(IndexHeader(quint8(type), 0, 0).reserved(1, 2, 3));
     QCOMPARE(parser.call(AviProbe::indx, 24), 0);
     QCOMPARE(parser.lines().mid(5), expected);
+}
+
+void TestIndexes::headerIsUnsigned()
+{
+    for (const char *kind : {"\xFF\xFF\xFF\0", "\xFF\xFF\xFF\1"}) {
+        AviProbe parser(QByteArray(kind, 4) + QByteArray(20, '\xFF'));
+        QCOMPARE(parser.call(AviProbe::indx, 24), 0);
+        QCOMPARE(parser.lines().at(0), QStringLiteral("wLongsPerEntry 0+2 65535"));
+        QCOMPARE(parser.lines().at(3), QStringLiteral("nEntriesInUse 4+4 4294967295"));
+        QVERIFY(parser.lines().last().endsWith(QStringLiteral(" 4294967295"))); // a reserved word
+    }
 }
 
 void TestIndexes::shortOpenDmlIndexIsZeroFilled()
