@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 // Runs programs in turn, again and again, and prints for each the medians of what they cost: one line of "name=value".
+// Fails when one of them does.
 // Plain C++: what this process holds in memory would count as the programs' own.
 
 namespace {
@@ -170,9 +171,11 @@ int main(int argc, char **argv)
                 results[i].push_back(result);
         }
     }
+    bool succeeded = true;
     for (size_t i = 0; i < commands.size(); ++i) {
         const std::vector<Run> &all = results[i];
-        const int status = all.front().status;
+        const int status = all.back().status;
+        succeeded = succeeded && std::all_of(all.begin(), all.end(), [](const Run &run) { return run.status == 0; });
         std::printf("program=%s seconds=%.6f spread=%.4f first_byte=%.6f cpu=%.6f cpu_spread=%.4f peak=%.0f"
                     " read=%.0f output=%.0f exit=%d\n",
                     commands[i][0], median(all, &Run::seconds), spread(all, &Run::seconds),
@@ -180,5 +183,5 @@ int main(int argc, char **argv)
                     median(all, &Run::peakBytes), median(all, &Run::readBytes), median(all, &Run::outputBytes),
                     WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
     }
-    return 0;
+    return succeeded ? 0 : 1;
 }
