@@ -76,6 +76,8 @@ public:
 
     void setOpener(const SourceOpener &opener) { m_host.opener = opener; }
 
+    void setProgress(std::atomic<qint64> *position) { m_file.setProgress(position); }
+
     void setBounds(const RunLimits &limits, qint64 fileSize, const std::atomic<bool> *cancel)
     {
         m_host.itemLimit = limits.itemsFor(fileSize);
@@ -225,7 +227,8 @@ RunResult ContainerRun::run(const QString &path, const QVector<ParserFactory> &p
             continue;
         ParserRun step(*parser, path, &result);
         step.setOpener(m_opener);
-        step.setBounds(m_limits, start.fileSize, &m_cancel);
+        step.setBounds(m_limits, start.fileSize, m_cancel);
+        step.setProgress(m_progress);
         verdict = step.detect();
         if (verdict == Verdict::Recognised) {
             start.container = factory.containerName;

@@ -55,6 +55,8 @@ class CONTAINERABSTRACT_EXPORT ContainerRun
 {
 public:
     explicit ContainerRun(const RunLimits &limits = {});
+    ContainerRun(const ContainerRun &) = delete;
+    ContainerRun &operator=(const ContainerRun &) = delete;
 
     /// Reads files through `opener` instead of from the disk: tests and viewers walk memory this way.
     void setOpener(SourceOpener opener) { m_opener = std::move(opener); }
@@ -63,12 +65,19 @@ public:
     RunResult run(const QString &path, const QVector<ParserFactory> &parsers, ElementSink &sink);
 
     /// Ends the current run, and every later one, at the next element. Callable from any thread and signal handler.
-    void cancel() noexcept { m_cancel.store(true, std::memory_order_relaxed); }
+    void cancel() noexcept { m_cancel->store(true, std::memory_order_relaxed); }
+    /// From now on `flag` is what cancels: several runs that share one are cancelled together. It outlives the runs.
+    void shareCancelFlag(std::atomic<bool> &flag) noexcept { m_cancel = &flag; }
+    /// While a file is walked, `*position` follows where it is being read, in bytes from its start; forwards as a rule,
+    /// with jumps. Null (the default) for nobody who looks. It outlives the runs.
+    void setProgress(std::atomic<qint64> *position) noexcept { m_progress = position; }
 
 private:
     std::unique_ptr<ByteSource> openSource(const QString &path, QString *error) const;
 
     RunLimits m_limits;
     SourceOpener m_opener;
-    std::atomic<bool> m_cancel{false};
+    std::atomic<bool> m_ownCancel{false};
+    std::atomic<bool> *m_cancel = &m_ownCancel;
+    std::atomic<qint64> *m_progress = nullptr;
 };

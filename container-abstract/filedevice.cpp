@@ -154,6 +154,8 @@ qint64 FileDevice::fetch(char *data, qint64 size, qint64 wanted)
         return 0;
     }
     m_bytesFetched += quint64(count);
+    if (m_progress)
+        m_progress->store(m_position, std::memory_order_relaxed);
     return count;
 }
 

@@ -79,6 +79,9 @@ public:
     void setReadLimit(quint64 bytes) { m_readLimit = bytes; }
     /// While `*flag` is true, reads that leave the window come back empty. The flag outlives the device's use.
     void setStopFlag(const std::atomic<bool> *flag) { m_stop = flag; }
+    /// From now on `*position` is where the window was filled last, for somebody on another thread. It outlives the
+    /// use.
+    void setProgress(std::atomic<qint64> *position) { m_progress = position; }
     /// Since the file was opened a read came back empty, or short, because of the limit or the flag.
     bool wasInterrupted() const { return m_interrupted; }
 
@@ -106,6 +109,7 @@ private:
     quint64 m_bytesFetched = 0;
     quint64 m_readLimit = std::numeric_limits<quint64>::max();
     const std::atomic<bool> *m_stop = nullptr;
+    std::atomic<qint64> *m_progress = nullptr;
     bool m_interrupted = false;
     qint64 m_readErrorOffset = -1;
     QString m_errorText;

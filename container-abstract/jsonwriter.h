@@ -1,7 +1,8 @@
 #pragma once
 
 #include "containerabstract_export.h"
-#include "elementsink.h"
+#include "jsonlayout.h"
+#include "treewriter.h"
 
 #include <QString>
 
@@ -14,13 +15,14 @@ class QIODevice;
  * the document. Memory: one output buffer, 32 bytes per open node, and 12 bytes per reported frame, because
  * frames are printed last. One object can print many documents, one after the other.
  */
-class CONTAINERABSTRACT_EXPORT JsonWriter : public ElementSink
+class CONTAINERABSTRACT_EXPORT JsonWriter : public TreeWriter
 {
 public:
-    enum class Layout { Line, Indented };
+    using Layout = JsonLayout;
+    enum class Frames { Shown, LeftOut };
 
     /// `output` is open for writing and outlives the writer; it is not owned.
-    explicit JsonWriter(QIODevice &output, Layout layout = Layout::Line);
+    explicit JsonWriter(QIODevice &output, Layout layout = Layout::Line, Frames frames = Frames::Shown);
     ~JsonWriter() override;
 
     bool beginDocument(const DocumentStart &start) override;
@@ -30,6 +32,8 @@ public:
     bool reportFrame(const Frame &frame) override;
     bool endDocument(const RunResult &result) override;
     QString errorText() const override;
+    void setNotes(const ItemNotes &notes) override;
+    bool addOmission(quint64 count) override;
 
 private:
     class Private;

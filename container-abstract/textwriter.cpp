@@ -1,5 +1,6 @@
 #include "textwriter.h"
 
+#include "displaytext.h"
 #include "outputbuffer.h"
 #include "statuscodes.h"
 
@@ -10,38 +11,41 @@
 namespace {
 
 constexpr int leastColumnWidth = 6;
+constexpr int unitColumnWidth = 10; // "1023 bytes"
 // Deeper nodes are printed as far right as these: a file can nest deeper than a line is worth.
 constexpr quint64 deepestIndentation = 60;
 
-/// True for what must not reach a terminal or would mislead a reader: control characters, line separators and marks
-/// that turn the direction of writing. The backslash begins their replacements.
-bool needsEscape(char16_t unit)
-{
-    if (unit < 0x7F)
-        return unit < 0x20 || unit == u'\\';
-    return unit <= 0x9F || unit == 0x061C || unit == 0x200E || unit == 0x200F || (unit >= 0x2028 && unit <= 0x202E)
-        || (unit >= 0x2066 && unit <= 0x2069);
-}
-
-int digitsOf(quint64 number)
+int digitsOf(quint64 number, quint64 base = 10)
 {
     int digits = 1;
-    for (; number >= 10; number /= 10)
+    for (; number >= base; number /= base)
         ++digits;
     return digits;
 }
+
+// What is printed in which colour, as ECMA-48 sequences.
+constexpr std::string_view plain = "\033[0m";
+constexpr std::string_view placeColour = "\033[2m"; // faint
+constexpr std::string_view nodeColour = "\033[1m"; // bold
+constexpr std::string_view nameColour = "\033[36m";
+constexpr std::string_view meaningColour = "\033[32m";
+constexpr std::string_view remarkColour = "\033[33m";
+constexpr std::string_view troubleColour = "\033[31m";
 
 } // namespace
 
 class TextWriter::Private
 {
 public:
-    explicit Private(QIODevice &device) : output(device) { }
+    Private(QIODevice &device, const TextStyle &textStyle) : output(device), style(textStyle) { }
 
     bool works() const { return isOpen && !output.failed(); }
     void startLine(quint64 offset, quint64 size);
     void startLine();
-    void indent() { output.fill(' ', std::ptrdiff_t(2 + 2 * std::min(depth, deepestIndentation))); }
+    void indent();
+    void printName(QStringView name, std::string_view colour);
+    void printContents(const Field &field);
+    void endItem();
     void printHeading();
     void printStart(const DocumentStart &start);
     void printVideoStream(int ordinal, const VideoStream &stream);
@@ -53,17 +57,26 @@ public:
     Private &text(QStringView text);
     Private &counted(quint64 count, std::string_view unit);
     Private &column(quint64 value);
+    Private &offset(quint64 value);
+    Private &offsetColumn(quint64 value);
+    Private &sizeColumn(quint64 value);
+    Private &colour(std::string_view sequence) { return style.colour ? raw(sequence) : *this; }
+    Private &clipped(QStringView text);
 
     OutputBuffer output;
+    const TextStyle style;
+    ItemNotes notes; // of the next item
+    std::ptrdiff_t room = 0; // characters that the line has left, where its width is limited
     quint64 depth = 0; // open nodes
     quint64 frames = 0;
-    int columnWidth = leastColumnWidth;
+    int columnWidth = leastColumnWidth; // of offsets
+    int sizeWidth = leastColumnWidth;
     bool isOpen = false;
     bool hasHeading = false;
     bool isFirstDocument = true;
 };
 
-TextWriter::TextWriter(QIODevice &output) : d(new Private(output)) { }
+TextWriter::TextWriter(QIODevice &output, const TextStyle &style) : d(new Private(output, style)) { }
 
 TextWriter::~TextWriter() = default;
 
@@ -75,7 +88,11 @@ bool TextWriter::beginDocument(const DocumentStart &start)
     d->isOpen = true;
     d->hasHeading = false;
     d->depth = d->frames = 0;
-    d->columnWidth = std::max(leastColumnWidth, digitsOf(quint64(std::max<qint64>(start.fileSize, 0))));
+    const quint64 largest = quint64(std::max<qint64>(start.fileSize, 0));
+    // "0x" stands in front of hexadecimal digits.
+    const int offsetDigits = d->style.hexOffsets ? 2 + digitsOf(largest, 16) : digitsOf(largest);
+    d->columnWidth = std::max(leastColumnWidth, offsetDigits);
+    d->sizeWidth = d->style.sizes == SizeUnits::Bytes ? std::max(leastColumnWidth, digitsOf(largest)) : unitColumnWidth;
     d->printStart(start);
     return d->works();
 }
@@ -84,10 +101,10 @@ bool TextWriter::beginElement(quint64 offset, quint64 size, QStringView title, q
 {
     if (d->works()) {
         d->startLine(offset, size);
-        d->text(title);
+        d->printName(title, nodeColour);
         if (index >= 0)
             d->raw(" [").number(quint64(index)).raw("]");
-        d->raw("\n");
+        d->endItem();
     }
     ++d->depth;
     return d->works();
@@ -98,23 +115,45 @@ bool TextWriter::addField(const Field &field)
     if (!d->works())
         return false;
     d->startLine(field.offset, field.size);
-    if (field.isUnparsedData()) {
-        d->counted(field.size, "byte").raw(" that no parser interprets\n");
-        return d->works();
-    }
-    d->text(field.name);
-    if (!field.value.isEmpty())
-        d->raw(" = ").text(field.value);
-    else if (field.meaning.isEmpty() && field.size > 0)
-        d->raw("  (").counted(field.size, "byte").raw(" of data)");
-    else if (field.meaning.isEmpty())
-        d->raw("  (empty)");
-    if (!field.meaning.isEmpty())
-        d->raw("  (").text(field.meaning).raw(")");
-    if (!field.description.isEmpty())
-        d->raw("  ").text(field.description);
-    d->raw("\n");
+    d->printContents(field);
+    d->endItem();
     return d->works();
+}
+
+void TextWriter::Private::printContents(const Field &field)
+{
+    if (field.isUnparsedData()) {
+        if (!notes.path.isEmpty())
+            printName({}, nameColour);
+        colour(remarkColour).raw(notes.path.isEmpty() ? "" : "  ").counted(field.size, "byte");
+        raw(" that no parser interprets").colour(plain);
+        return;
+    }
+    printName(field.name, nameColour);
+    if (!field.value.isEmpty())
+        raw(" = ").clipped(field.value);
+    else if (field.meaning.isEmpty() && field.size > 0)
+        raw("  (").counted(field.size, "byte").raw(" of data)");
+    else if (field.meaning.isEmpty())
+        raw("  (empty)");
+    if (!field.meaning.isEmpty())
+        raw("  ").colour(meaningColour).raw("(").clipped(field.meaning).raw(")").colour(plain);
+    if (!field.description.isEmpty())
+        raw("  ").clipped(field.description);
+}
+
+bool TextWriter::addOmission(quint64 count)
+{
+    if (!d->works())
+        return false;
+    d->startLine();
+    d->colour(remarkColour).raw("... ").number(count).raw(" more like these").colour(plain).raw("\n");
+    return d->works();
+}
+
+void TextWriter::setNotes(const ItemNotes &notes)
+{
+    d->notes = notes;
 }
 
 bool TextWriter::endElement()
@@ -129,9 +168,11 @@ bool TextWriter::reportFrame(const Frame &frame)
     if (!d->works())
         return false;
     ++d->frames;
+    if (!d->style.showsFrames)
+        return true;
     d->startLine();
     d->raw("frame ").number(frame.number).raw(" of video stream ").number(frame.stream).raw(": ");
-    d->counted(frame.size, "byte").raw(" at ").number(frame.offset).raw(frame.key ? ", key frame\n" : "\n");
+    d->counted(frame.size, "byte").raw(" at ").offset(frame.offset).raw(frame.key ? ", key frame\n" : "\n");
     return d->works();
 }
 
@@ -173,7 +214,7 @@ void TextWriter::Private::printStart(const DocumentStart &start)
 void TextWriter::Private::startLine(quint64 offset, quint64 size)
 {
     printHeading();
-    column(offset).raw("  ").column(size);
+    colour(placeColour).offsetColumn(offset).raw("  ").sizeColumn(size).colour(plain);
     indent();
 }
 
@@ -181,8 +222,32 @@ void TextWriter::Private::startLine(quint64 offset, quint64 size)
 void TextWriter::Private::startLine()
 {
     printHeading();
-    output.fill(' ', 2 * columnWidth + 2);
+    output.fill(' ', columnWidth + 2 + sizeWidth);
     indent();
+}
+
+/// A path says where an item stands; otherwise indentation does.
+void TextWriter::Private::indent()
+{
+    const auto width = std::ptrdiff_t(2 + (notes.path.isEmpty() ? 2 * std::min(depth, deepestIndentation) : 0));
+    output.fill(' ', width);
+    room = style.width - (columnWidth + 2 + sizeWidth + width);
+}
+
+void TextWriter::Private::printName(QStringView name, std::string_view nameColour)
+{
+    const QStringView shown = notes.path.isEmpty() ? name : notes.path;
+    colour(nameColour).text(shown).colour(plain);
+    room -= shown.size();
+}
+
+/// The bytes, where they are wanted, are what a line ends with.
+void TextWriter::Private::endItem()
+{
+    if (!notes.bytes.isEmpty())
+        raw("  ").colour(placeColour).raw("[").text(notes.bytes).raw("]").colour(plain);
+    raw("\n");
+    notes = {};
 }
 
 void TextWriter::Private::printHeading()
@@ -195,7 +260,7 @@ void TextWriter::Private::printHeading()
     raw("\n");
     output.fill(' ', columnWidth - std::ptrdiff_t(offsetTitle.size()));
     raw(offsetTitle);
-    output.fill(' ', 2 + columnWidth - std::ptrdiff_t(sizeTitle.size()));
+    output.fill(' ', 2 + sizeWidth - std::ptrdiff_t(sizeTitle.size()));
     raw(sizeTitle).raw("\n");
 }
 
@@ -223,6 +288,8 @@ void TextWriter::Private::printVideoStream(int ordinal, const VideoStream &strea
 
 void TextWriter::Private::printOutcome(const RunResult &result)
 {
+    if (result.status != StatusOk)
+        colour(troubleColour);
     raw("status ").raw(result.status < 0 ? "-" : "").number(quint64(std::abs(qint64(result.status))));
     raw(": ").text(statusText(result.status)).raw("\n");
     if (result.limit != RunLimit::None) {
@@ -265,6 +332,47 @@ TextWriter::Private &TextWriter::Private::column(quint64 value)
     return number(value);
 }
 
+TextWriter::Private &TextWriter::Private::offset(quint64 value)
+{
+    if (!style.hexOffsets)
+        return number(value);
+    constexpr int mostDigits = 16;
+    raw("0x");
+    char *const begin = output.reserve(mostDigits);
+    output.commit(std::to_chars(begin, begin + mostDigits, value, 16).ptr);
+    return *this;
+}
+
+TextWriter::Private &TextWriter::Private::offsetColumn(quint64 value)
+{
+    if (!style.hexOffsets)
+        return column(value);
+    output.fill(' ', columnWidth - 2 - digitsOf(value, 16));
+    return offset(value);
+}
+
+TextWriter::Private &TextWriter::Private::sizeColumn(quint64 value)
+{
+    if (style.sizes == SizeUnits::Bytes) {
+        output.fill(' ', sizeWidth - digitsOf(value));
+        return number(value);
+    }
+    const QString size = sizeText(value, style.sizes);
+    output.fill(' ', sizeWidth - size.size());
+    return text(size);
+}
+
+/// As much of `text` as the line has room for, but never so little that it says nothing.
+TextWriter::Private &TextWriter::Private::clipped(QStringView whole)
+{
+    constexpr std::ptrdiff_t leastShown = 16;
+    const std::ptrdiff_t most = std::max(room - 4, leastShown);
+    room -= whole.size() + 4;
+    if (style.width == 0 || whole.size() <= most)
+        return text(whole);
+    return text(whole.left(most - 1)).raw("\xE2\x80\xA6");
+}
+
 /// "1 byte", "2 bytes".
 TextWriter::Private &TextWriter::Private::counted(quint64 count, std::string_view unit)
 {
@@ -275,26 +383,7 @@ TextWriter::Private &TextWriter::Private::text(QStringView text)
 {
     const char16_t *at = text.utf16();
     const char16_t *const end = at + text.size();
-    while ((at = output.appendUntil(at, end, needsEscape)) != end) {
-        const char16_t unit = *at++;
-        switch (unit) {
-        case u'\\':
-            raw("\\\\");
-            break;
-        case u'\n':
-            raw("\\n");
-            break;
-        case u'\r':
-            raw("\\r");
-            break;
-        case u'\t':
-            raw("\\t");
-            break;
-        default:
-            raw(unit < 0x100 ? "\\x" : "\\u");
-            for (int shift = unit < 0x100 ? 4 : 12; shift >= 0; shift -= 4)
-                output.put("0123456789ABCDEF"[unit >> shift & 0xF]);
-        }
-    }
+    while ((at = output.appendUntil(at, end, needsEscape)) != end)
+        raw(CharacterEscape(*at++).text());
     return *this;
 }

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "containerabstract_export.h"
-#include "elementsink.h"
+#include "sizetext.h"
+#include "treewriter.h"
 
 #include <QString>
 
@@ -9,15 +10,25 @@
 
 class QIODevice;
 
+/// How TextWriter prints.
+struct TextStyle
+{
+    bool colour = false; ///< with the colours of ECMA-48 terminals
+    bool hexOffsets = false; ///< offsets in hexadecimal
+    SizeUnits sizes = SizeUnits::Bytes;
+    bool showsFrames = true; ///< a line for each reported frame; they are counted at the end in any case
+    int width = 0; ///< characters per line from which on long values are cut off; 0 is no limit
+};
+
 /**
  * Prints an indented outline for people while the file is walked, in constant memory. Control characters and unpaired
  * surrogates never reach the output: a terminal is not steered by what a file holds.
  */
-class CONTAINERABSTRACT_EXPORT TextWriter : public ElementSink
+class CONTAINERABSTRACT_EXPORT TextWriter : public TreeWriter
 {
 public:
     /// `output` is open for writing and outlives the writer; it is not owned.
-    explicit TextWriter(QIODevice &output);
+    explicit TextWriter(QIODevice &output, const TextStyle &style = {});
     ~TextWriter() override;
 
     bool beginDocument(const DocumentStart &start) override;
@@ -27,6 +38,8 @@ public:
     bool reportFrame(const Frame &frame) override;
     bool endDocument(const RunResult &result) override;
     QString errorText() const override;
+    void setNotes(const ItemNotes &notes) override;
+    bool addOmission(quint64 count) override;
 
 private:
     class Private;

@@ -1,9 +1,11 @@
 #pragma once
 
 class PluginLoader;
+class ProgramOutput;
 struct Options;
 
-/// `quenlofar tree`: prints the documents of all files. Returns the exit status.
-int showTrees(const Options &options, const PluginLoader &plugins);
-/// `quenlofar plugins`: one line per plug-in. Returns the exit status.
-int listPlugins(const PluginLoader &plugins);
+// One function per command. Each does what `options` asks for, prints to `output` and returns the exit status.
+
+int showTrees(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int listFrames(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int listPlugins(const PluginLoader &plugins, ProgramOutput &output);

@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <exception>
+#include <vector>
 
 namespace {
 
@@ -24,7 +25,8 @@ constexpr quint64 levelsOfMainThread = 1000;
 
 struct Call
 {
-    const std::function<void()> &work;
+    const std::function<void()> *work;
+    pthread_t thread;
     std::exception_ptr exception;
 };
 
@@ -32,7 +34,7 @@ void *callOnThread(void *argument)
 {
     Call &call = *static_cast<Call *>(argument);
     try {
-        call.work();
+        (*call.work)();
     } catch (...) {
         call.exception = std::current_exception();
     }
@@ -41,9 +43,9 @@ void *callOnThread(void *argument)
 
 } // namespace
 
-int callWithRoomFor(quint64 levels, const std::function<void()> &work)
+int callSideBySide(quint64 count, quint64 levels, const std::function<void()> &work)
 {
-    if (levels <= levelsOfMainThread) {
+    if (count == 1 && levels <= levelsOfMainThread) {
         work();
         return 0;
     }
@@ -52,15 +54,20 @@ int callWithRoomFor(quint64 levels, const std::function<void()> &work)
     int error = pthread_attr_init(&attributes);
     if (error != 0)
         return error;
-    pthread_t thread;
-    Call call{work, nullptr};
     error = pthread_attr_setstacksize(&attributes, size_t(levels * bytesPerLevel + bytesBesides));
-    if (error == 0)
-        error = pthread_create(&thread, &attributes, callOnThread, &call);
+
+    std::vector<Call> calls(count, Call{&work, {}, nullptr});
+    size_t running = 0;
+    while (error == 0 && running < calls.size()) {
+        error = pthread_create(&calls[running].thread, &attributes, callOnThread, &calls[running]);
+        running += error == 0 ? 1 : 0;
+    }
     pthread_attr_destroy(&attributes);
-    if (error == 0)
-        error = pthread_join(thread, nullptr);
-    if (call.exception)
-        std::rethrow_exception(call.exception);
-    return error;
+    for (size_t i = 0; i < running; ++i)
+        pthread_join(calls[i].thread, nullptr);
+    for (const Call &call : calls) {
+        if (call.exception)
+            std::rethrow_exception(call.exception);
+    }
+    return running > 0 ? 0 : error; // fewer than wanted do the work as well
 }

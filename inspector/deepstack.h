@@ -8,8 +8,8 @@
 inline constexpr quint64 deepestNesting = 1'000'000;
 
 /**
- * Calls `work` where elements may nest `levels` deep: here, if the stack of an ordinary process is enough for them,
- * otherwise on a thread of its own with a larger one. Returns 0 when `work` was called, or an error number; what `work`
- * throws comes out here.
+ * Calls `work` `count` times side by side, each time where elements may nest `levels` deep, and returns when all have
+ * ended. One call with few levels happens here, on an ordinary stack; all others on threads of their own. Returns 0, or
+ * an error number when not even one thread could be started. What `work` throws comes out here, once.
  */
-int callWithRoomFor(quint64 levels, const std::function<void()> &work);
+int callSideBySide(quint64 count, quint64 levels, const std::function<void()> &work);

@@ -1,43 +1,39 @@
 #include "interrupt.h"
 
-#include "containerrun.h"
-
-#include <atomic>
 #include <csignal>
 
 namespace {
 
-std::atomic<ContainerRun *> watchedRun{nullptr};
+std::atomic<bool> stopWanted{false};
 std::atomic<bool> interrupted{false};
 
-static_assert(std::atomic<ContainerRun *>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
-              "a signal handler may not wait for a lock");
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may not wait for a lock");
 
-extern "C" void cancelWatchedRun(int)
+extern "C" void rememberInterrupt(int)
 {
     interrupted = true;
-    if (ContainerRun *const run = watchedRun)
-        run->cancel();
+    stopWanted = true;
 }
 
 } // namespace
 
-InterruptWatch::InterruptWatch(ContainerRun &run)
+InterruptWatch::InterruptWatch()
 {
-    watchedRun = &run;
     struct sigaction inherited = {};
     sigaction(SIGINT, nullptr, &inherited);
     if (inherited.sa_handler == SIG_IGN)
         return;
     struct sigaction action = {};
-    action.sa_handler = cancelWatchedRun;
+    action.sa_handler = rememberInterrupt;
     action.sa_flags = int(SA_RESETHAND); // the second one is not caught
     sigaction(SIGINT, &action, nullptr);
 }
 
-InterruptWatch::~InterruptWatch()
+InterruptWatch::~InterruptWatch() = default;
+
+std::atomic<bool> &InterruptWatch::flag() const
 {
-    watchedRun = nullptr;
+    return stopWanted;
 }
 
 bool InterruptWatch::wasInterrupted() const

@@ -1,19 +1,20 @@
 #pragma once
 
-class ContainerRun;
+#include <atomic>
 
 /**
- * While it lives, the first SIGINT cancels `run` and a second one ends the program at once. A SIGINT that was ignored
+ * While it lives, the first SIGINT sets a flag and a second one ends the program at once. A SIGINT that was ignored
  * when the program was started stays ignored. One object at a time.
  */
 class InterruptWatch
 {
 public:
-    explicit InterruptWatch(ContainerRun &run);
+    InterruptWatch();
     InterruptWatch(const InterruptWatch &) = delete;
     InterruptWatch &operator=(const InterruptWatch &) = delete;
     ~InterruptWatch();
 
-    /// A SIGINT came.
+    /// Set by the signal, or by who else wants everything to end.
+    std::atomic<bool> &flag() const;
     bool wasInterrupted() const;
 };

@@ -5,10 +5,11 @@
 #include "options.h"
 #include "pluginloader.h"
 #include "pluginplaces.h"
-#include "standardoutput.h"
+#include "programoutput.h"
 
 #include <sys/stat.h>
 
+#include <clocale>
 #include <csignal>
 #include <exception>
 
@@ -35,8 +36,9 @@ int runCommand(const Options &options)
         printMessage(QStringLiteral("try: quenlofar --help"));
         return ExitFailure;
     }
+    ProgramOutput output;
     if (!options.information.isNull())
-        return StandardOutput().print(options.information);
+        return output.print(options.information);
 
     PluginLoader plugins;
     loadPlugins(options.pluginDirectory, &plugins);
@@ -45,7 +47,18 @@ int runCommand(const Options &options)
                      + pluginPlaces(options.pluginDirectory).join(QStringLiteral(", ")));
         return ExitFailure;
     }
-    return options.command == Options::Command::Tree ? showTrees(options, plugins) : listPlugins(plugins);
+    if (!output.choose(options.output))
+        return ExitFailure;
+    switch (options.command) {
+    case Options::Command::Tree:
+        return showTrees(options, plugins, output);
+    case Options::Command::Frames:
+        return listFrames(options, plugins, output);
+    case Options::Command::Plugins:
+        return listPlugins(plugins, output);
+    default:
+        return ExitFailure;
+    }
 }
 
 } // namespace
@@ -53,6 +66,8 @@ int runCommand(const Options &options)
 int main(int argc, char **argv)
 {
     occupyStandardDescriptors();
+    // Patterns are matched character by character; numbers and messages stay the same in every locale.
+    std::setlocale(LC_CTYPE, "C.UTF-8");
     // A reader that has gone shows as an error of write().
     std::signal(SIGPIPE, SIG_IGN);
     try {

@@ -1,23 +1,81 @@
 #pragma once
 
 #include "containerrun.h"
+#include "sizetext.h"
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 #include <QVector>
+
+#include <limits>
+
+/// For what depends on whether somebody watches.
+enum class When { Auto, Always, Never };
+
+/// Which files a command is to look at.
+struct InputChoice
+{
+    QVector<QString> files; ///< named as arguments, see pathFromBytes
+    QVector<QString> directories; ///< searched with all that is in them
+    QStringList extensions; ///< of files in directories, without a dot; empty: those that plug-ins claim
+    QString list; ///< a file that lists files, "-" for standard input; null for none
+};
+
+/// Where the output goes and how it looks.
+struct OutputChoice
+{
+    QString file; ///< null for standard output
+    When color = When::Auto;
+    bool pager = false;
+    bool hexOffsets = false;
+    SizeUnits sizes = SizeUnits::Bytes;
+};
+
+/// What `tree` shows.
+struct TreeChoice
+{
+    quint64 depth = std::numeric_limits<quint64>::max(); ///< levels of items, from 1
+    QStringList only; ///< shell wildcards for titles and names; empty: everything
+    QStringList where; ///< conditions on leaves; all have to hold
+    When collapse = When::Auto;
+    bool bytes = false; ///< those of each leaf
+    bool paths = false;
+    bool frames = true;
+};
+
+/// What `frames` shows.
+struct FrameChoice
+{
+    static constexpr quint64 everyStream = std::numeric_limits<quint64>::max();
+
+    quint64 stream = everyStream;
+    quint64 first = 0; ///< frame numbers, both included
+    quint64 last = std::numeric_limits<quint64>::max();
+    bool keyOnly = false;
+};
 
 /// What the command line asks for.
 struct Options
 {
-    enum class Command { None, Tree, Plugins };
-    enum class Format { Text, Json };
+    enum class Command { None, Summary, Tree, Streams, Frames, At, Bytes, Coverage, Diff, Plugins };
+    enum class Format { Text, Json, Csv };
 
     Command command = Command::None;
     QString pluginDirectory; ///< null when none was named
-    QVector<QString> files; ///< see pathFromBytes
+    InputChoice input;
+    OutputChoice output;
     Format format = Format::Text;
     bool pretty = false;
     RunLimits limits;
+    quint64 jobs = 1; ///< files that are looked at side by side
+    When progress = When::Auto;
+    bool quiet = false; ///< standard error has only what cannot be left unsaid
+
+    TreeChoice tree;
+    FrameChoice frames;
+    QStringList places; ///< of `at` and `bytes`: offsets, ranges, element paths, as they were typed
+    bool compareOffsets = false; ///< of `diff`
 
     QByteArray information; ///< what is to be printed instead: help, or the version
     QString usageError; ///< why the command line is not understood; null when it is

@@ -1,9 +1,12 @@
 #include "report.h"
 
 #include "exitstatus.h"
-#include "messages.h"
 #include "runresult.h"
 #include "statuscodes.h"
+
+#include <QVector>
+
+#include <vector>
 
 namespace {
 
@@ -43,31 +46,99 @@ QString limitReason(const RunResult &result)
     return {};
 }
 
-} // namespace
-
-int reportResult(const QString &file, const RunResult &result, bool outputFailed)
+QString errorTrouble(FileError::Kind kind)
 {
-    int exitStatus = ExitClean;
-    const auto say = [&](const QString &reason, ExitStatus calledFor) {
-        printMessage(file + QStringLiteral(": ") + reason);
-        exitStatus = qMax(exitStatus, int(calledFor));
-    };
+    switch (kind) {
+    case FileError::None:
+        break;
+    case FileError::Open:
+        return QStringLiteral("cannot be opened");
+    case FileError::Read:
+        return QStringLiteral("reading failed");
+    case FileError::Memory:
+        return QStringLiteral("memory ran out");
+    }
+    return {};
+}
 
+/// One thing that was wrong with a file.
+struct Problem
+{
+    QString reason; ///< a sentence
+    QString trouble; ///< a few words, the same for all files with the same problem
+    ExitStatus exitStatus;
+};
+
+std::vector<Problem> problemsOf(const RunResult &result)
+{
+    std::vector<Problem> problems;
     const bool hasError = result.error.kind != FileError::None;
     if (hasError)
-        say(errorReason(result.error), ExitFailure);
+        problems.push_back({errorReason(result.error), errorTrouble(result.error.kind), ExitFailure});
+    const QString status = statusText(result.status);
     // The statuses of opening and reading only repeat the error.
     if (result.status == StatusCannotOpen || result.status == StatusReadError) {
         if (!hasError)
-            say(statusText(result.status), ExitFailure);
+            problems.push_back({status, status, ExitFailure});
     } else if (result.status != StatusOk) {
-        say(QStringLiteral("%1 (status %2)").arg(statusText(result.status)).arg(result.status), ExitFileProblem);
+        problems.push_back({QStringLiteral("%1 (status %2)").arg(status).arg(result.status), status, ExitFileProblem});
     }
     if (result.limit != RunLimit::None)
-        say(limitReason(result), ExitFileProblem);
+        problems.push_back({limitReason(result), QStringLiteral("a limit was reached"), ExitFileProblem});
     if (result.cancelled)
-        say(QStringLiteral("interrupted at byte %1").arg(result.stopPosition), ExitFileProblem);
-    if (!result.sinkError.isNull() && !outputFailed)
-        say(QStringLiteral("it cannot be printed to its end: %1").arg(result.sinkError), ExitFailure);
-    return exitStatus;
+        problems.push_back({QStringLiteral("interrupted at byte %1").arg(result.stopPosition),
+                            QStringLiteral("interrupted"), ExitFileProblem});
+    return problems;
+}
+
+} // namespace
+
+FileReport reportOf(const QString &file, const RunResult &result, bool outputFailed)
+{
+    FileReport report;
+    for (const Problem &problem : problemsOf(result)) {
+        report.messages.append(file + QStringLiteral(": ") + problem.reason);
+        report.exitStatus = qMax(report.exitStatus, int(problem.exitStatus));
+        if (report.trouble.isNull())
+            report.trouble = problem.trouble;
+    }
+    if (!result.sinkError.isNull() && !outputFailed) {
+        report.messages.append(file + QStringLiteral(": it cannot be printed to its end: ") + result.sinkError);
+        report.exitStatus = ExitFailure;
+        if (report.trouble.isNull())
+            report.trouble = QStringLiteral("cannot be printed");
+    }
+    return report;
+}
+
+QStringList reasonsOf(const RunResult &result)
+{
+    QStringList reasons;
+    for (const Problem &problem : problemsOf(result))
+        reasons.append(problem.reason);
+    return reasons;
+}
+
+QString troubleSummary(int files, const QStringList &troubles)
+{
+    if (troubles.isEmpty())
+        return {};
+    QStringList kinds;
+    QVector<int> counts;
+    for (const QString &trouble : troubles) {
+        auto kind = int(kinds.indexOf(trouble));
+        if (kind < 0) {
+            kind = int(kinds.size());
+            kinds.append(trouble);
+            counts.append(0);
+        }
+        ++counts[kind];
+    }
+    QStringList parts;
+    for (int kind = 0; kind < counts.size(); ++kind)
+        parts.append(QStringLiteral("%1 (%2)").arg(kinds[kind]).arg(counts[kind]));
+    return QStringLiteral("%1 of %2 files %3 trouble: %4")
+        .arg(troubles.size())
+        .arg(files)
+        .arg(troubles.size() == 1 ? QStringLiteral("has") : QStringLiteral("have"), parts.join(QStringLiteral(", ")));
 }

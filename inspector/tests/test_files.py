@@ -73,15 +73,17 @@ class Files(Case):
     def test_bad_files_stop_nothing(self):
         good, missing, text = self.sample(), self.path("missing"), self.path("text", b"x" * 999)
         messages = [f"{missing.decode()}: cannot be opened", f"{text.decode()}: no parser recognises the file"]
+        summary = "2 of {} files have trouble: cannot be opened (1), no parser recognises the file (1)"
         for order in ([missing, good, text, good], [missing, text, good], [good, missing, good, text]):
             with self.subTest(order=order):
                 result = run("tree", "--format", "json", *order)
-                self.assertEnds(result, 2, *messages)
+                self.assertEnds(result, 2, *messages, summary.format(len(order)))
                 found = documents(result.stdout)
                 self.assertEqual([os.fsencode(document["file"]) for document in found], order)
                 self.assertEqual([document["status"] for document in found],
                                  [{missing: 1, text: 3, good: 0}[path] for path in order])
-        self.assertEnds(run("tree", text, good), 1, messages[1])
+        self.assertEnds(run("tree", text, good), 1, messages[1],
+                        "1 of 2 files has trouble: no parser recognises the file (1)")
 
     def test_documents_do_not_depend_on_their_neighbours(self):
         good, broken = self.sample(), self.sample("spliced-truncated")
@@ -128,7 +130,7 @@ class Files(Case):
                     self.assertEqual((document["container"], document["status"]), ("AVI", 2))
                     jsonschema.Draft202012Validator(SCHEMA).validate(document)
                 message = f"{path.decode()}: reading failed at byte {found[0]['error']['offset']}: Input/output error"
-                self.assertEnds(result, 2, message, message)
+                self.assertEnds(result, 2, message, message, "2 of 2 files have trouble: reading failed (2)")
 
     @unittest.skipIf(SANITIZED, "the sanitizer's runtime has to come first")
     def test_read_error_at_once(self):

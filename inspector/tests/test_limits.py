@@ -60,7 +60,7 @@ class Limits(Case):
     def test_a_limit_concerns_one_file_alone(self):
         small = self.path("small", film(1))
         result = run("tree", "--format", "json", "--max-items", "50", small, self.sample(), small)
-        self.assertEnds(result, 1, "--max-items")
+        self.assertEnds(result, 1, "--max-items", "1 of 3 files has trouble: a limit was reached (1)")
         self.assertEqual([document.get("limit") for document in documents(result.stdout)], [None, "items", None])
 
     def test_depth(self):

@@ -12,8 +12,8 @@ class Information(Case):
             (["--help"], ["tree", "plugins", "--plugin-dir DIR", "--version", "QUENLOFAR_PLUGIN_PATH"]),
             (["-h"], ["tree", "plugins"]),
             (["tree", "--help"], ["FILE...", "--format text|json", "--pretty", "--max-items N", "--max-depth N",
-                                  "--max-work FACTOR", "--plugin-dir DIR"]),
-            (["plugins", "--help"], ["plugins", "--plugin-dir DIR"]),
+                                  "--max-work FACTOR", "--collapse", "--files-from FILE", "--jobs N"]),
+            (["plugins", "--help"], ["quenlofar plugins"]),
             (["--plugin-dir", "/nowhere", "tree", "--help"], ["FILE..."]),
         ]:
             with self.subTest(arguments=arguments):
@@ -36,7 +36,6 @@ class Usage(Case):
         sample = self.sample()
         for arguments, message in [
             ([], "subcommand is required"),
-            (["frobnicate"], "frobnicate"),
             (["tree"], "FILE is required"),
             (["tree", "--"], "FILE is required"),
             (["plugins", "extra"], "extra"),

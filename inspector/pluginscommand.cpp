@@ -2,9 +2,9 @@
 
 #include "filepath.h"
 #include "pluginloader.h"
-#include "standardoutput.h"
+#include "programoutput.h"
 
-int listPlugins(const PluginLoader &plugins)
+int listPlugins(const PluginLoader &plugins, ProgramOutput &output)
 {
     QString lines;
     const QVector<PluginInfo> all = plugins.plugins();
@@ -12,5 +12,5 @@ int listPlugins(const PluginLoader &plugins)
         lines += QStringLiteral("%1\t%2\t%3\n")
                      .arg(plugin.containerName, plugin.extensions.join(QLatin1Char(',')), plugin.file);
     }
-    return StandardOutput().print(pathForDisplay(lines));
+    return output.print(pathForDisplay(lines));
 }

@@ -1,0 +1,4 @@
+#pragma once
+
+/// A JSON document on one line, or indented for people.
+enum class JsonLayout { Line, Indented };

@@ -1,0 +1,180 @@
+#include "batch.h"
+
+#include "deepstack.h"
+#include "elementsink.h"
+#include "exitstatus.h"
+#include "filepath.h"
+#include "inputfiles.h"
+#include "interrupt.h"
+#include "messages.h"
+#include "options.h"
+#include "orderedoutput.h"
+#include "pluginloader.h"
+#include "programoutput.h"
+#include "progress.h"
+#include "report.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <optional>
+
+namespace {
+
+quint64 sizeOfFile(const QString &path)
+{
+    struct stat found = {};
+    return ::stat(pathToBytes(path).constData(), &found) == 0 && S_ISREG(found.st_mode) ? quint64(found.st_size) : 0;
+}
+
+bool wantsProgress(const Options &options)
+{
+    if (options.progress != When::Auto)
+        return options.progress == When::Always;
+    return !options.quiet && ::isatty(STDERR_FILENO) == 1;
+}
+
+class Batch
+{
+public:
+    Batch(const Options &options, const PluginLoader &plugins, ProgramOutput &output, const SinkMaker &makeSink)
+        : m_options(options), m_plugins(plugins), m_output(output), m_makeSink(makeSink),
+          m_order(output, [this](quint64, const FileReport &report) { tell(report); })
+    {
+    }
+
+    int run();
+
+private:
+    void findFiles();
+    void startMeter();
+    void work();
+    FileReport walk(quint64 ordinal, ContainerRun &run, QIODevice &place);
+    void tell(const FileReport &report);
+    void say(const QString &message);
+
+    const Options &m_options;
+    const PluginLoader &m_plugins;
+    ProgramOutput &m_output;
+    const SinkMaker &m_makeSink;
+    InterruptWatch m_watch;
+    OrderedOutput m_order;
+    std::optional<ProgressMeter> m_meter;
+
+    QVector<QString> m_files;
+    std::atomic<quint64> m_next{0};
+    std::atomic<quint64> m_workers{0};
+    int m_exitStatus = ExitClean;
+    QStringList m_troubles;
+};
+
+int Batch::run()
+{
+    findFiles();
+    const quint64 jobs = std::clamp<quint64>(quint64(m_files.size()), 1, m_options.jobs);
+    if (wantsProgress(m_options))
+        startMeter();
+    const int error = callSideBySide(jobs, m_options.limits.maxDepth, [this] { work(); });
+    m_output.setGuard({});
+    m_meter.reset();
+    if (error != 0) {
+        printMessage(QStringLiteral("no stack for --max-depth %1: %2")
+                         .arg(m_options.limits.maxDepth)
+                         .arg(systemErrorText(error)));
+        return ExitFailure;
+    }
+    if (m_files.size() > 1 && !m_troubles.isEmpty() && !m_watch.wasInterrupted())
+        printMessage(troubleSummary(int(m_files.size()), m_troubles));
+
+    const int outputStatus = m_output.finish(!m_watch.wasInterrupted());
+    if (outputStatus != ExitClean)
+        return outputStatus;
+    return m_watch.wasInterrupted() ? ExitInterrupted : m_exitStatus;
+}
+
+void Batch::findFiles()
+{
+    QStringList extensions = m_options.input.extensions;
+    if (extensions.isEmpty()) {
+        const QVector<PluginInfo> plugins = m_plugins.plugins();
+        for (const PluginInfo &plugin : plugins)
+            extensions += plugin.extensions;
+    }
+    const InputFiles found = findInputFiles(m_options.input, extensions);
+    m_files = found.files;
+    for (const QString &problem : found.problems)
+        printMessage(problem);
+    if (m_files.isEmpty() && found.problems.isEmpty())
+        printMessage(QStringLiteral("no file was found"));
+    if (m_files.isEmpty() || !found.problems.isEmpty())
+        m_exitStatus = ExitFailure;
+}
+
+void Batch::startMeter()
+{
+    quint64 bytes = 0;
+    for (const QString &file : std::as_const(m_files))
+        bytes += sizeOfFile(file);
+    m_meter.emplace(m_options.jobs, bytes, quint64(m_files.size()), m_options.output.sizes);
+    if (m_output.isTerminal()) {
+        m_output.setGuard({[this] { m_meter->hide(); }, [this](bool isLineEnded) { m_meter->mayShow(isLineEnded); }});
+    }
+}
+
+/// What each thread does: the next file, until there is none.
+void Batch::work()
+{
+    const quint64 worker = m_workers++;
+    ContainerRun run(m_options.limits);
+    run.shareCancelFlag(m_watch.flag());
+    if (m_meter)
+        run.setProgress(m_meter->position(worker));
+    for (quint64 ordinal = m_next++; ordinal < quint64(m_files.size()) && !m_watch.flag(); ordinal = m_next++) {
+        const FileReport report = walk(ordinal, run, *m_order.place(ordinal));
+        m_order.finish(ordinal, report);
+        if (m_meter)
+            m_meter->fileDone(worker, sizeOfFile(m_files[int(ordinal)]));
+    }
+}
+
+FileReport Batch::walk(quint64 ordinal, ContainerRun &run, QIODevice &place)
+{
+    const QString &file = m_files[int(ordinal)];
+    const QVector<ParserFactory> parsers = m_plugins.parsersFor(file);
+    const std::unique_ptr<ElementSink> sink = m_makeSink(place, {parsers, ordinal == 0, m_files.size() > 1});
+    const RunResult result = run.run(file, parsers, *sink);
+    // What became of the output is said once, at the end.
+    const bool outputFailed = m_output.hasFailed();
+    if (outputFailed)
+        m_watch.flag() = true;
+    return reportOf(file, result, outputFailed);
+}
+
+/// Called for one file at a time.
+void Batch::tell(const FileReport &report)
+{
+    m_exitStatus = std::max(m_exitStatus, report.exitStatus);
+    if (!report.trouble.isNull())
+        m_troubles.append(report.trouble);
+    if (m_options.quiet && report.exitStatus < ExitFailure)
+        return;
+    for (const QString &message : report.messages)
+        say(message);
+}
+
+void Batch::say(const QString &message)
+{
+    if (m_meter)
+        m_meter->hide();
+    printMessage(message);
+    if (m_meter)
+        m_meter->mayShow(true);
+}
+
+} // namespace
+
+int walkFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output, const SinkMaker &makeSink)
+{
+    return Batch(options, plugins, output, makeSink).run();
+}

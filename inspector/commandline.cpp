@@ -1,0 +1,420 @@
+#include "commandline.h"
+
+#include "deepstack.h"
+#include "options.h"
+
+#include <charconv>
+#include <functional>
+
+namespace {
+
+constexpr quint64 anyNumber = std::numeric_limits<quint64>::max();
+constexpr quint64 mostJobs = 256;
+
+/// A whole decimal number from `least` to `most`, or a usage error.
+quint64 parseNumber(const std::string &option, const std::string &text, quint64 least, quint64 most)
+{
+    quint64 number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number < least || number > most) {
+        throw CLI::ValidationError(option,
+                                   "has to be a number from " + std::to_string(least) + " to " + std::to_string(most));
+    }
+    return number;
+}
+
+void addNumber(CLI::App &command, const std::string &names, quint64 *number, quint64 least, quint64 most,
+               const std::string &type, const std::string &description)
+{
+    const std::string name = names.substr(names.rfind(',') + 1);
+    const auto store = [=](const std::string &text) { *number = parseNumber(name, text, least, most); };
+    command.add_option_function<std::string>(names, store, description)->type_name(type);
+}
+
+/// An option that takes one of a few words; `choose` gets the one that was typed.
+void addChoice(CLI::App &command, const std::string &name, const std::vector<std::string> &words,
+               const std::function<void(const std::string &)> &choose, const std::string &description)
+{
+    std::string type;
+    for (const std::string &word : words)
+        type += (type.empty() ? "" : "|") + word;
+    command.add_option_function<std::string>(name, choose, description)
+        ->check(CLI::IsMember(words).description({}))
+        ->type_name(type);
+}
+
+QStringList textsOf(const Arguments &arguments, const std::vector<std::string> &values)
+{
+    QStringList texts;
+    for (const std::string &value : values)
+        texts.append(arguments.text(value));
+    return texts;
+}
+
+/// "A..B", "A.." or "..B", both ends included.
+void parseRange(const std::string &option, const std::string &text, quint64 *first, quint64 *last)
+{
+    const size_t dots = text.find("..");
+    if (dots == std::string::npos || text.size() == 2)
+        throw CLI::ValidationError(option, "has to be a range such as 100..199, 100.. or ..199");
+    const std::string begin = text.substr(0, dots);
+    const std::string end = text.substr(dots + 2);
+    if (!begin.empty())
+        *first = parseNumber(option, begin, 0, anyNumber);
+    if (!end.empty())
+        *last = parseNumber(option, end, 0, anyNumber);
+    if (*first > *last)
+        throw CLI::ValidationError(option, "ends before it begins");
+}
+
+} // namespace
+
+CommandLine::CommandLine(const Arguments &arguments, Options &options)
+    : m_arguments(arguments), m_options(options),
+      m_app("Shows everything that stands in media files: elements, fields and bytes.", "quenlofar")
+{
+    m_app.set_version_flag("--version", "quenlofar " QUENLOFAR_VERSION, "Print the version and exit");
+    m_app
+        .add_option_function<std::string>(
+            "--plugin-dir", [this](const std::string &place) { m_options.pluginDirectory = m_arguments.text(place); },
+            "Look for parser plug-ins here first")
+        ->type_name("DIR");
+    m_app.require_subcommand(1);
+    m_app.fallthrough();
+    m_app.footer("FILE... alone is summary FILE...; quenlofar COMMAND --help says more, with examples.\n"
+                 "Exit status: 0 nothing wrong with any file; 1 some file has a problem; 2 wrong usage, no plug-in,\n"
+                 "a file that could not be read, or output that could not be written; 130 interrupted.\n"
+                 "QUENLOFAR_PLUGIN_PATH names more directories with plug-ins, separated by colons.");
+    addSummary();
+    addTree();
+    addStreams();
+    addFrames();
+    addAt();
+    addBytes();
+    addCoverage();
+    addDiff();
+    addPlugins();
+}
+
+std::vector<std::string> CommandLine::commands() const
+{
+    std::vector<std::string> names;
+    for (const CLI::App *const command : m_app.get_subcommands([](const CLI::App *) { return true; }))
+        names.push_back(command->get_name());
+    return names;
+}
+
+void CommandLine::parse()
+{
+    try {
+        std::vector<std::string> reversed = m_arguments.masked();
+        std::reverse(reversed.begin(), reversed.end()); // as CLI11 wants them
+        m_app.parse(reversed);
+    } catch (const CLI::RequiredError &) {
+        // What was given by mistake says more than what is missing because of it.
+        const std::vector<std::string> unexpected = m_app.remaining(true);
+        if (unexpected.empty())
+            throw;
+        throw CLI::ExtrasError({m_arguments.given(unexpected.front())});
+    }
+}
+
+CLI::App &CommandLine::addCommand(const std::string &name, Options::Command which, const std::string &description)
+{
+    CLI::App *const command = m_app.add_subcommand(name, description);
+    command->parse_complete_callback([this, which] { m_options.command = which; });
+    return *command;
+}
+
+void CommandLine::addSummary()
+{
+    CLI::App &command = addCommand("summary", Options::Command::Summary, "Say on one screen what each file is");
+    addManyFiles(command);
+    addFormats(command, {"text", "json"});
+    addNumbers(command);
+    addLimits(command);
+    addOutput(command);
+    addProgress(command);
+    command.footer("Examples:\n"
+                   "  quenlofar film\n"
+                   "  quenlofar summary --iec film other\n"
+                   "  quenlofar summary --format json -j 2 -r archive");
+}
+
+void CommandLine::addTree()
+{
+    CLI::App &command = addCommand("tree", Options::Command::Tree, "Print the element tree of files");
+    addManyFiles(command);
+    addFormats(command, {"text", "json"});
+    TreeChoice &tree = m_options.tree;
+    addNumber(command, "--depth", &tree.depth, 1, anyNumber, "N", "Show N levels of the tree");
+    const auto addTexts = [&](const std::string &name, QStringList *texts, const std::string &type,
+                              const std::string &description) {
+        command
+            .add_option_function<std::vector<std::string>>(
+                name, [this, texts](const std::vector<std::string> &values) { *texts += textsOf(m_arguments, values); },
+                description)
+            ->type_name(type)
+            ->expected(1)
+            ->allow_extra_args(false)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    };
+    addTexts("--only", &tree.only, "PATTERN",
+             "Show elements and fields of this name with what is in them, and what they are in; shell wildcards, "
+             "in upper or lower case; several times: any of them");
+    addTexts("--where", &tree.where, "CONDITION",
+             "Show fields for which this holds: NAME=VALUE, also != < <= > >=; NAME and VALUE may have wildcards; "
+             "several times: all of them");
+    command.add_flag_callback(
+        "--collapse", [this] { m_options.tree.collapse = When::Always; },
+        "Show long runs of like items as the first, how many, the last [in text on a terminal]");
+    command.add_flag_callback(
+        "--no-collapse", [this] { m_options.tree.collapse = When::Never; }, "Show every item");
+    command.add_flag("--hex", tree.bytes, "Show the bytes of each field, at most 16");
+    command.add_flag("--paths", tree.paths, "Show each item's path, as the bytes command takes it");
+    command.add_flag_callback(
+        "--no-frames", [this] { m_options.tree.frames = false; }, "Leave out reported frames");
+    addNumbers(command);
+    addLimits(command);
+    addOutput(command);
+    addProgress(command);
+    command.footer("Examples:\n"
+                   "  quenlofar tree --depth 3 --offsets hex film\n"
+                   "  quenlofar tree --only 'dw*' --hex film\n"
+                   "  quenlofar tree --where 'size>=4096' --paths film\n"
+                   "  quenlofar tree --format json --pretty film");
+}
+
+void CommandLine::addStreams()
+{
+    CLI::App &command = addCommand("streams", Options::Command::Streams, "List the streams of files");
+    addManyFiles(command);
+    addFormats(command, {"text", "csv", "json"});
+    addLimits(command);
+    addOutput(command);
+    addProgress(command);
+    command.footer("Examples:\n"
+                   "  quenlofar streams film\n"
+                   "  quenlofar streams --format csv film other");
+}
+
+void CommandLine::addFrames()
+{
+    CLI::App &command =
+        addCommand("frames", Options::Command::Frames, "List the video frames that the index of files reports");
+    addManyFiles(command);
+    addFormats(command, {"text", "csv", "json"});
+    FrameChoice &frames = m_options.frames;
+    addNumber(command, "--stream", &frames.stream, 0, anyNumber - 1, "N", "Only of video stream N, from 0");
+    command
+        .add_option_function<std::string>(
+            "--range", [&frames](const std::string &text) { parseRange("--range", text, &frames.first, &frames.last); },
+            "Only frames with these numbers, A and B included; A.. and ..B work too")
+        ->type_name("A..B");
+    command.add_flag("--key-only", frames.keyOnly, "Only key frames");
+    addNumbers(command);
+    addLimits(command);
+    addOutput(command);
+    addProgress(command);
+    command.footer("Examples:\n"
+                   "  quenlofar frames --key-only film\n"
+                   "  quenlofar frames --stream 0 --range 10..19 --format csv film");
+}
+
+void CommandLine::addAt()
+{
+    CLI::App &command = addCommand("at", Options::Command::At, "Show what stands at an offset of a file");
+    addFile(command, "FILE");
+    command
+        .add_option_function<std::vector<std::string>>(
+            "OFFSET",
+            [this](const std::vector<std::string> &values) { m_options.places = textsOf(m_arguments, values); },
+            "In bytes from the start: 1000, 0x3E8, or end-100")
+        ->required()
+        ->type_name("");
+    addFormats(command, {"text", "json"});
+    addLimits(command);
+    addOutput(command);
+    command.footer("Examples:\n"
+                   "  quenlofar at film 0x20\n"
+                   "  quenlofar at film 0 end-1");
+}
+
+void CommandLine::addBytes()
+{
+    CLI::App &command = addCommand("bytes", Options::Command::Bytes, "Extract the bytes of an element or of a range");
+    addFile(command, "FILE");
+    command
+        .add_option_function<std::string>(
+            "PLACE", [this](const std::string &value) { m_options.places = textsOf(m_arguments, {value}); },
+            "A path as tree --paths prints it, or OFFSET+LENGTH; hexadecimal with 0x, offsets from the end as end-100")
+        ->required()
+        ->type_name("");
+    addLimits(command);
+    addOutput(command);
+    command.footer("On a terminal the bytes are shown as a hex dump.\n"
+                   "Examples:\n"
+                   "  quenlofar bytes film 0+12 -o start.bin\n"
+                   "  quenlofar bytes film 0x20+4 | od -A d -t u4");
+}
+
+void CommandLine::addCoverage()
+{
+    CLI::App &command = addCommand("coverage", Options::Command::Coverage, "Account for every byte of files");
+    addManyFiles(command);
+    addFormats(command, {"text", "json"});
+    addNumbers(command);
+    addLimits(command);
+    addOutput(command);
+    addProgress(command);
+    command.footer("Each byte counts once, in the first that holds it: interpreted by a field, data of an element,\n"
+                   "unparsed, or in a gap that nothing covers. Overlaps are bytes that more than one field covers.\n"
+                   "Examples:\n"
+                   "  quenlofar coverage film\n"
+                   "  quenlofar coverage --format json film");
+}
+
+void CommandLine::addDiff()
+{
+    CLI::App &command = addCommand("diff", Options::Command::Diff, "Compare the elements and fields of two files");
+    addFile(command, "A");
+    addFile(command, "B");
+    command.add_flag("--offsets,!--ignore-offsets", m_options.compareOffsets,
+                     "Things at another place differ too [they do not]");
+    addFormats(command, {"text", "json"});
+    addLimits(command);
+    addOutput(command);
+    command.footer("Exit status: 0 the same, 1 different, 2 trouble.\n"
+                   "Examples:\n"
+                   "  quenlofar diff film film\n"
+                   "  quenlofar diff --offsets film other");
+}
+
+void CommandLine::addPlugins()
+{
+    CLI::App &command =
+        addCommand("plugins", Options::Command::Plugins, "List the parser plug-ins: name, extensions, file, version");
+    command.footer("Example:\n"
+                   "  quenlofar plugins");
+}
+
+void CommandLine::addManyFiles(CLI::App &command)
+{
+    InputChoice &input = m_options.input;
+    command
+        .add_option_function<std::vector<std::string>>(
+            "FILE",
+            [this](const std::vector<std::string> &values) {
+                for (const std::string &value : values)
+                    m_options.input.files.append(m_arguments.text(value));
+            },
+            "Files to look at; what follows -- is a file even if it begins with -")
+        ->type_name("");
+    command
+        .add_option_function<std::vector<std::string>>(
+            "-r,--recursive",
+            [this](const std::vector<std::string> &values) {
+                for (const std::string &value : values)
+                    m_options.input.directories.append(m_arguments.text(value));
+            },
+            "All files in this directory and below")
+        ->type_name("DIR")
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    command
+        .add_option_function<std::vector<std::string>>(
+            "--ext",
+            [this](const std::vector<std::string> &values) {
+                for (const std::string &value : values)
+                    m_options.input.extensions += m_arguments.text(value).split(QLatin1Char(','));
+            },
+            "With -r: files with these extensions, separated by commas [those of the plug-ins]")
+        ->type_name("EXT")
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    command
+        .add_option_function<std::string>(
+            "--files-from", [&input, this](const std::string &value) { input.list = m_arguments.text(value); },
+            "Files that are listed in this file, one per line or separated by zero bytes; - is standard input")
+        ->type_name("FILE");
+    addNumber(command, "-j,--jobs", &m_options.jobs, 1, mostJobs, "N", "Look at N files side by side [1]");
+    command.final_callback([&command, this] { requireFiles(command); });
+}
+
+void CommandLine::requireFiles(const CLI::App &command) const
+{
+    const InputChoice &given = m_options.input;
+    if (given.files.isEmpty() && given.directories.isEmpty() && given.list.isNull())
+        throw CLI::RequiredError(command.get_name() + ": FILE");
+}
+
+void CommandLine::addFile(CLI::App &command, const std::string &name)
+{
+    command
+        .add_option_function<std::string>(
+            name, [this](const std::string &value) { m_options.input.files.append(m_arguments.text(value)); },
+            "File to look at")
+        ->required()
+        ->type_name("");
+}
+
+void CommandLine::addFormats(CLI::App &command, const std::vector<std::string> &formats)
+{
+    const auto choose = [this](const std::string &word) {
+        m_options.format = word == "json" ? Options::Format::Json
+            : word == "csv"               ? Options::Format::Csv
+                                          : Options::Format::Text;
+    };
+    addChoice(command, "--format", formats, choose,
+              "Text for people; for programs one JSON document per line"
+                  + std::string(formats.size() > 2 ? ", or comma-separated values" : "") + " [text]");
+    command.add_flag("--pretty", m_options.pretty, "Indent JSON");
+}
+
+void CommandLine::addLimits(CLI::App &command)
+{
+    RunLimits &limits = m_options.limits;
+    addNumber(command, "--max-items", &limits.maxItems, 1, anyNumber, "N",
+              "Elements and fields per file [one million, or the file's size in bytes if that is more]");
+    addNumber(command, "--max-depth", &limits.maxDepth, 1, deepestNesting, "N", "Elements inside each other [1000]");
+    addNumber(command, "--max-work", &limits.maxWorkFactor, 1, anyNumber, "FACTOR",
+              "Bytes read per file, as a multiple of its size, beside 64 MiB [64]");
+}
+
+void CommandLine::addOutput(CLI::App &command)
+{
+    command
+        .add_option_function<std::string>(
+            "-o,--output", [this](const std::string &value) { m_options.output.file = m_arguments.text(value); },
+            "Write to this file, which appears when it is complete")
+        ->type_name("FILE");
+    const auto choose = [this](const std::string &word) {
+        m_options.output.color = word == "always" ? When::Always : word == "never" ? When::Never : When::Auto;
+    };
+    addChoice(command, "--color", {"auto", "always", "never"}, choose,
+              "Colour in text [on a terminal, unless NO_COLOR is set]");
+    command.add_flag("--pager", m_options.output.pager, "Show the output through $PAGER, if it goes to a terminal");
+    command.add_flag("--quiet,-q", m_options.quiet, "Say on standard error only what kept a file from being read");
+}
+
+void CommandLine::addNumbers(CLI::App &command)
+{
+    addChoice(
+        command, "--offsets", {"dec", "hex"},
+        [this](const std::string &word) { m_options.output.hexOffsets = word == "hex"; }, "Offsets in text [dec]");
+    command.add_flag_callback(
+        "--si", [this] { m_options.output.sizes = SizeUnits::Si; }, "Sizes in text in kB, MB, GB");
+    command.add_flag_callback(
+        "--iec", [this] { m_options.output.sizes = SizeUnits::Iec; }, "Sizes in text in KiB, MiB, GiB");
+}
+
+void CommandLine::addProgress(CLI::App &command)
+{
+    command.add_flag_callback(
+        "--progress", [this] { m_options.progress = When::Always; },
+        "Show progress on standard error [on a terminal, after half a second]");
+    command.add_flag_callback(
+        "--no-progress", [this] { m_options.progress = When::Never; }, "Show no progress");
+}

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "arguments.h"
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+
+/// The program's options and commands as CLI11 knows them. What is parsed goes to an Options.
+class CommandLine
+{
+public:
+    /// Both outlive the object.
+    CommandLine(const Arguments &arguments, Options &options);
+
+    /// The names of all commands.
+    std::vector<std::string> commands() const;
+    /// Reads the arguments; CLI11's exceptions say what else there is to do.
+    void parse();
+    /// The help of the command that was named, or of the program.
+    std::string help() const { return m_app.help(); }
+
+private:
+    CLI::App &addCommand(const std::string &name, Options::Command which, const std::string &description);
+    void addSummary();
+    void addTree();
+    void addStreams();
+    void addFrames();
+    void addAt();
+    void addBytes();
+    void addCoverage();
+    void addDiff();
+    void addPlugins();
+
+    void addManyFiles(CLI::App &command);
+    void requireFiles(const CLI::App &command) const;
+    void addFile(CLI::App &command, const std::string &name);
+    void addFormats(CLI::App &command, const std::vector<std::string> &formats);
+    void addLimits(CLI::App &command);
+    void addOutput(CLI::App &command);
+    void addNumbers(CLI::App &command);
+    void addProgress(CLI::App &command);
+
+    const Arguments &m_arguments;
+    Options &m_options;
+    CLI::App m_app;
+};

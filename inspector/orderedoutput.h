@@ -1,0 +1,54 @@
+#pragma once
+
+#include "report.h"
+
+#include <QIODevice>
+
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+
+/**
+ * Makes files that are printed side by side come out one after the other. What the first unfinished one prints goes
+ * straight on; what the others print is kept until it is their turn. Who has printed more than there is room for waits.
+ */
+class OrderedOutput
+{
+public:
+    /// Called for each file in its order, after what it printed.
+    using Reporter = std::function<void(quint64 ordinal, const FileReport &report)>;
+
+    /// `output` is written to by one thread at a time, and outlives the object.
+    OrderedOutput(QIODevice &output, Reporter reporter);
+
+    /// Where file `ordinal` is printed; every file from 0 on gets one, once. It goes before the object does.
+    std::unique_ptr<QIODevice> place(quint64 ordinal);
+    /// File `ordinal` is printed; `report` is what there is to say about it.
+    void finish(quint64 ordinal, const FileReport &report);
+
+private:
+    class Place;
+
+    static constexpr qint64 room = qint64(64) * 1024 * 1024; ///< bytes kept for all files together
+
+    struct Waiting
+    {
+        QByteArray bytes;
+        bool isFinished = false;
+        FileReport report;
+    };
+
+    bool write(quint64 ordinal, const char *data, qint64 size);
+    void flush(Waiting *waiting);
+
+    QIODevice &m_output;
+    const Reporter m_reporter;
+    std::mutex m_mutex;
+    std::condition_variable m_turnChanged;
+    quint64 m_turn = 0;
+    qint64 m_kept = 0;
+    bool m_failed = false;
+    std::map<quint64, Waiting> m_waiting;
+};

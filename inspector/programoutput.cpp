@@ -1,0 +1,191 @@
+#include "programoutput.h"
+
+#include "exitstatus.h"
+#include "filepath.h"
+#include "messages.h"
+#include "options.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+bool outputWasClosed = false;
+
+/// The permissions that a new file would get.
+mode_t ordinaryMode()
+{
+    const mode_t mask = umask(0);
+    umask(mask);
+    return mode_t(0666) & ~mask;
+}
+
+} // namespace
+
+void occupyStandardDescriptors()
+{
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) >= 0 || errno != EBADF)
+            continue;
+        if (descriptor == STDOUT_FILENO)
+            outputWasClosed = true;
+        // The lowest free number is the one that is missing.
+        if (::open("/dev/null", O_RDWR) < 0)
+            return;
+    }
+}
+
+ProgramOutput::ProgramOutput() : m_descriptor(STDOUT_FILENO), m_isTerminal(::isatty(STDOUT_FILENO) == 1)
+{
+    open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+}
+
+ProgramOutput::~ProgramOutput()
+{
+    if (!m_temporary.isEmpty())
+        ::unlink(m_temporary.constData());
+}
+
+bool ProgramOutput::choose(const OutputChoice &choice)
+{
+    if (!choice.file.isNull())
+        return openFile(choice.file);
+    return !choice.pager || !m_isTerminal || startPager();
+}
+
+bool ProgramOutput::openFile(const QString &path)
+{
+    m_target = pathToBytes(path);
+    struct stat existing = {};
+    const bool exists = ::stat(m_target.constData(), &existing) == 0;
+    m_isTerminal = false;
+    if (exists && !S_ISREG(existing.st_mode)) {
+        // A device or a pipe is written to; nothing can be put in its place.
+        m_descriptor = ::open(m_target.constData(), O_WRONLY | O_CLOEXEC);
+    } else {
+        m_temporary = m_target + ".XXXXXX";
+        m_descriptor = ::mkostemp(m_temporary.data(), O_CLOEXEC);
+    }
+    if (m_descriptor < 0) {
+        const int error = errno;
+        m_temporary.clear();
+        printMessage(QStringLiteral("%1 cannot be written: %2").arg(path, systemErrorText(error)));
+        return false;
+    }
+    if (!m_temporary.isEmpty())
+        ::fchmod(m_descriptor, exists ? existing.st_mode & mode_t(0777) : ordinaryMode());
+    return true;
+}
+
+bool ProgramOutput::startPager()
+{
+    int pipeEnds[2];
+    if (::pipe2(pipeEnds, O_CLOEXEC) != 0) {
+        printMessage(QStringLiteral("no pager: ") + systemErrorText(errno));
+        return false;
+    }
+    // less shows colours, ends by itself where one screen is enough, and leaves the text there.
+    ::setenv("LESS", "FRX", 0);
+    const QByteArray named = qgetenv("PAGER");
+    const QByteArray command = named.isEmpty() ? QByteArray("less") : named;
+    m_pager = ::fork();
+    if (m_pager == 0) {
+        ::dup2(pipeEnds[0], STDIN_FILENO);
+        ::execl("/bin/sh", "sh", "-c", command.constData(), static_cast<char *>(nullptr));
+        ::_exit(127);
+    }
+    ::close(pipeEnds[0]);
+    if (m_pager < 0) {
+        printMessage(QStringLiteral("no pager: ") + systemErrorText(errno));
+        ::close(pipeEnds[1]);
+        return false;
+    }
+    m_descriptor = pipeEnds[1];
+    return true;
+}
+
+bool ProgramOutput::isReaderGone() const
+{
+    return m_error == EPIPE;
+}
+
+int ProgramOutput::print(const QByteArray &text)
+{
+    write(text);
+    return finish();
+}
+
+int ProgramOutput::finish(bool isComplete)
+{
+    const bool isStandardOutput = m_descriptor == STDOUT_FILENO;
+    if (!hasFailed() && !(isStandardOutput && outputWasClosed) && ::close(m_descriptor) != 0 && errno != EINTR)
+        remember(errno);
+    else if (hasFailed() && !isStandardOutput)
+        ::close(m_descriptor);
+    if (m_pager > 0) {
+        while (::waitpid(m_pager, nullptr, 0) < 0 && errno == EINTR) { }
+        // Who has read enough leaves the pager early.
+        return ExitClean;
+    }
+    if (isComplete && !m_temporary.isEmpty() && !hasFailed())
+        keepFile();
+    if (isReaderGone())
+        return ExitReaderGone;
+    if (!hasFailed())
+        return ExitClean;
+    const QString place = m_target.isEmpty() ? QStringLiteral("standard output") : pathFromBytes(m_target);
+    printMessage(QStringLiteral("%1 cannot be written: %2").arg(place, errorString()));
+    return ExitFailure;
+}
+
+void ProgramOutput::keepFile()
+{
+    if (std::rename(m_temporary.constData(), m_target.constData()) == 0)
+        m_temporary.clear();
+    else
+        remember(errno);
+}
+
+qint64 ProgramOutput::readData(char *, qint64)
+{
+    return -1;
+}
+
+qint64 ProgramOutput::writeData(const char *data, qint64 size)
+{
+    if (m_guard.aboutToWrite)
+        m_guard.aboutToWrite();
+    if (m_descriptor == STDOUT_FILENO && outputWasClosed && !hasFailed()) {
+        m_error = EBADF;
+        setErrorString(QStringLiteral("it is closed"));
+    }
+    qint64 written = 0;
+    while (!hasFailed() && written < size) {
+        const ssize_t count = ::write(m_descriptor, data + written, size_t(size - written));
+        if (count >= 0) {
+            written += count;
+        } else if (errno == EAGAIN) {
+            // Somebody shares the descriptor and made it non-blocking.
+            pollfd output{m_descriptor, POLLOUT, 0};
+            ::poll(&output, 1, -1);
+        } else if (errno != EINTR) {
+            remember(errno);
+        }
+    }
+    if (m_guard.written)
+        m_guard.written(size > 0 && data[size - 1] == '\n');
+    return hasFailed() ? -1 : size;
+}
+
+void ProgramOutput::remember(int error)
+{
+    m_error = error;
+    setErrorString(systemErrorText(error));
+}

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <QByteArray>
+#include <QIODevice>
+#include <QString>
+
+#include <functional>
+
+struct OutputChoice;
+
+/**
+ * Puts the null device in the place of each of the three standard descriptors that is closed, so that no file of ours
+ * gets its number. Called before anything is opened. A standard output that was closed is remembered: writing to it
+ * is an error.
+ */
+void occupyStandardDescriptors();
+
+/// What is called around each write; both or none are set.
+struct OutputGuard
+{
+    std::function<void()> aboutToWrite;
+    std::function<void(bool isLineEnded)> written;
+};
+
+/**
+ * Where the program's output goes: standard output, a pager in front of it, or a file that appears under its name when
+ * it is complete. Unbuffered. The first error is remembered; every later write fails too.
+ */
+class ProgramOutput : public QIODevice
+{
+public:
+    ProgramOutput();
+    /// Removes what a file without finish() has left.
+    ~ProgramOutput() override;
+
+    /// Chooses another place than standard output; says on standard error why that is not possible.
+    bool choose(const OutputChoice &choice);
+
+    bool isSequential() const override { return true; }
+    /// Somebody looks at it as it comes.
+    bool isTerminal() const { return m_isTerminal; }
+    bool hasFailed() const { return m_error != 0; }
+    /// Nobody reads the output any more: a reason to end in silence.
+    bool isReaderGone() const;
+    /// From now on whoever writes something of his own to the terminal is told.
+    void setGuard(OutputGuard guard) { m_guard = std::move(guard); }
+
+    /// Writes `text`, says on standard error why that is not possible, and returns the exit status.
+    int print(const QByteArray &text);
+    /// The exit status that the output so far calls for; says why on standard error. Closes the descriptor, because
+    /// some file systems report a full disk no earlier. A file gets its name now, if `isComplete`.
+    int finish(bool isComplete = true);
+
+protected:
+    qint64 readData(char *data, qint64 maxSize) override;
+    qint64 writeData(const char *data, qint64 size) override;
+
+private:
+    bool openFile(const QString &path);
+    bool startPager();
+    void remember(int error);
+    void keepFile();
+
+    int m_descriptor;
+    bool m_isTerminal;
+    int m_error = 0; // the first errno
+    QByteArray m_target; // of a file; empty otherwise
+    QByteArray m_temporary; // what it is called until it is complete
+    pid_t m_pager = 0;
+    OutputGuard m_guard;
+};

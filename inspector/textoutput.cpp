@@ -1,0 +1,93 @@
+#include "textoutput.h"
+
+#include "displaytext.h"
+#include "filepath.h"
+#include "report.h"
+#include "runresult.h"
+#include "sizetext.h"
+
+#include <QIODevice>
+#include <QStringList>
+
+#include <algorithm>
+
+void TextOutput::line(const QString &line)
+{
+    constexpr int enough = 1 << 16;
+    m_bytes += pathForDisplay(line);
+    m_bytes += '\n';
+    if (m_bytes.size() >= enough)
+        flush();
+}
+
+void TextOutput::heading(const DocumentStart &start)
+{
+    const QString file = displayText(start.file);
+    if (start.fileSize < 0) {
+        line(file + QStringLiteral(": not opened"));
+        return;
+    }
+    const QString container =
+        start.container.isNull() ? QStringLiteral("unknown container format") : displayText(start.container);
+    line(QStringLiteral("%1: %2, %3").arg(file, container, sizeText(quint64(start.fileSize), SizeUnits::Bytes)));
+}
+
+void TextOutput::outcome(const RunResult &result)
+{
+    const QStringList reasons = reasonsOf(result);
+    for (const QString &reason : reasons)
+        line(displayText(reason));
+}
+
+bool TextOutput::flush()
+{
+    if (!m_failed && !m_bytes.isEmpty() && m_device.write(m_bytes) != m_bytes.size()) {
+        m_failed = true;
+        m_errorText = m_device.errorString();
+    }
+    m_bytes.clear();
+    return !m_failed;
+}
+
+QString csvField(const QString &text)
+{
+    const bool needsQuotes = std::any_of(text.begin(), text.end(),
+                                         [](QChar character) { return QStringView(u",\"\r\n").contains(character); });
+    if (!needsQuotes)
+        return text;
+    QString quoted = text;
+    quoted.replace(QLatin1Char('"'), QStringLiteral("\"\""));
+    return QLatin1Char('"') + quoted + QLatin1Char('"');
+}
+
+QStringList tableLines(const QVector<QStringList> &rows, const QVector<int> &numberColumns)
+{
+    QVector<int> widths;
+    for (const QStringList &row : rows) {
+        widths.resize(std::max(int(widths.size()), int(row.size())));
+        for (int column = 0; column < row.size(); ++column)
+            widths[column] = std::max(widths[column], int(row[column].size()));
+    }
+    QStringList lines;
+    for (const QStringList &row : rows) {
+        QString line;
+        for (int column = 0; column < row.size(); ++column) {
+            const bool isLast = column + 1 == row.size();
+            if (numberColumns.contains(column))
+                line += row[column].rightJustified(widths[column]);
+            else
+                line += isLast ? row[column] : row[column].leftJustified(widths[column]);
+            if (!isLast)
+                line += QStringLiteral("  ");
+        }
+        while (line.endsWith(QLatin1Char(' ')))
+            line.chop(1);
+        lines.append(line);
+    }
+    return lines;
+}
+
+QString offsetText(quint64 offset, bool isHex)
+{
+    return isHex ? QStringLiteral("0x") + QString::number(offset, 16) : QString::number(offset);
+}

@@ -1,0 +1,8 @@
+#include "wildcards.h"
+
+#include <fnmatch.h>
+
+bool matchesWildcards(const QByteArray &pattern, QStringView text)
+{
+    return ::fnmatch(pattern.constData(), text.toUtf8().constData(), FNM_CASEFOLD) == 0;
+}
