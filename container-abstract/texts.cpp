@@ -71,5 +71,5 @@ QString bytesToText(const QByteArray &bytes)
 
 QString ownCopy(const QString &text)
 {
-    return QString(text.constData(), text.size());
+    return text.isNull() ? QString() : QString(text.constData(), text.size());
 }
