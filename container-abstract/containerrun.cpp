@@ -219,9 +219,8 @@ RunResult ContainerRun::run(const QString &path, const QVector<ParserFactory> &p
         verdict = Verdict::Ended;
     }
 
-    for (const ParserFactory &factory : parsers) {
-        if (verdict != Verdict::NotRecognised)
-            break;
+    for (int ordinal = 0; ordinal < int(parsers.size()) && verdict == Verdict::NotRecognised; ++ordinal) {
+        const ParserFactory &factory = parsers.at(ordinal);
         const std::unique_ptr<ContainerAbstract> parser = factory.create();
         if (!parser)
             continue;
@@ -232,6 +231,7 @@ RunResult ContainerRun::run(const QString &path, const QVector<ParserFactory> &p
         verdict = step.detect();
         if (verdict == Verdict::Recognised) {
             start.container = factory.containerName;
+            start.parser = ordinal;
             step.walk(start, sink);
         }
         step.collect();

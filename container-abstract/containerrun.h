@@ -14,6 +14,7 @@
 
 class ByteSource;
 class ContainerAbstract;
+class ContainerDescriber;
 
 /// How to get a parser of one container format.
 struct ParserFactory
@@ -22,6 +23,8 @@ struct ParserFactory
     QStringList extensions; ///< without a dot; a hint, never a reason to leave a parser out
     QString file; ///< the plug-in's file, for messages
     std::function<std::unique_ptr<ContainerAbstract>()> create;
+    /// Empty where the plug-in has no describer; may return null like `create`.
+    std::function<std::unique_ptr<ContainerDescriber>()> createDescriber = {};
 };
 
 /// Opens what stands behind a path; on failure null, with the reason in `*error`. See openFileSource.

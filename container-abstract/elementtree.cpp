@@ -1,6 +1,7 @@
 #include "elementtree.h"
 
 #include "elementtree_p.h"
+#include "texts.h"
 
 #include <algorithm>
 #include <exception>
@@ -8,12 +9,6 @@
 namespace {
 
 constexpr ElementTree::Item rootItem = 0;
-
-/// Shares no characters with `text`, which may live in a plug-in.
-QString ownCopy(const QString &text)
-{
-    return text.isNull() ? QString() : QString(text.constData(), text.size());
-}
 
 } // namespace
 
@@ -26,7 +21,7 @@ bool ElementTree::beginDocument(const DocumentStart &start)
     try {
         if (d->itemCount > 0 || !d->frames.isEmpty() || d->finished)
             d = std::make_unique<Private>(d->maxBytes);
-        d->document = {ownCopy(start.file), ownCopy(start.container), start.fileSize};
+        d->document = {ownCopy(start.file), ownCopy(start.container), start.fileSize, start.parser};
     } catch (const std::exception &) {
         d->fail();
     }

@@ -1,7 +1,9 @@
 #include "pluginloader.h"
 
 #include "containerabstract.h"
+#include "containerdescriber.h"
 #include "filepath.h"
+#include "texts.h"
 
 #include <dlfcn.h>
 
@@ -20,6 +22,7 @@ namespace {
 using ContainerNameFunction = QString (*)();
 using SupportedExtensionsFunction = QStringList (*)();
 using CreateParserFunction = ContainerAbstract *(*)();
+using CreateDescriberFunction = ContainerDescriber *(*)(); // optional
 
 struct LibraryCloser
 {
@@ -33,6 +36,7 @@ struct Plugin
     Library library;
     PluginInfo info;
     CreateParserFunction create = nullptr;
+    CreateDescriberFunction createDescriber = nullptr; // null where it has none
 };
 
 /// "libquenlofar-container-NAME.so", also with a version behind it.
@@ -56,12 +60,6 @@ QString linkerError(const std::string &path)
     if (text.compare(0, prefix.size(), prefix) == 0)
         text.erase(0, prefix.size());
     return textOf(text);
-}
-
-/// The characters of `text` in memory of their own: a literal of a plug-in goes when the plug-in is unloaded.
-QString ownCopy(const QString &text)
-{
-    return QString(text.constData(), text.size());
 }
 
 template <typename Function> Function lookUp(void *library, const char *name)
@@ -141,6 +139,8 @@ void PluginLoader::Private::load(const std::string &path, const std::string &fil
         return;
     }
 
+    plugin.createDescriber = lookUp<CreateDescriberFunction>(plugin.library.get(), "createDescriber");
+
     plugin.info.containerName = ownCopy(name());
     const QStringList lentExtensions = extensions();
     for (const QString &extension : lentExtensions)
@@ -180,8 +180,10 @@ QVector<ParserFactory> PluginLoader::parsersFor(const QString &path) const
     QVector<ParserFactory> others;
     for (const Plugin &plugin : d->plugins) {
         const CreateParserFunction create = plugin.create;
-        const ParserFactory factory{plugin.info.containerName, plugin.info.extensions, plugin.info.file,
-                                    [create] { return std::unique_ptr<ContainerAbstract>(create()); }};
+        ParserFactory factory{plugin.info.containerName, plugin.info.extensions, plugin.info.file,
+                              [create] { return std::unique_ptr<ContainerAbstract>(create()); }};
+        if (const CreateDescriberFunction describe = plugin.createDescriber)
+            factory.createDescriber = [describe] { return std::unique_ptr<ContainerDescriber>(describe()); };
         const bool claims = dot >= 0 && plugin.info.extensions.contains(extension, Qt::CaseInsensitive);
         (claims ? claiming : others).append(factory);
     }

@@ -19,11 +19,11 @@ struct PluginInfo
 
 /**
  * Finds and loads parser plug-ins: shared libraries whose file name begins with "libquenlofar-container-" and that
- * export containerName, supportedExtensions and createParser.
+ * export containerName, supportedExtensions and createParser. An export createDescriber is optional.
  *
  * Directories are searched in the order in which they are added; of equal file names the first counts. A plug-in that
  * cannot be loaded or lacks an export is left out and said in warnings(). Libraries are unloaded when the loader goes:
- * parsers that it created have to be gone before.
+ * parsers and describers that it created have to be gone before.
  */
 class CONTAINERABSTRACT_EXPORT PluginLoader
 {

@@ -68,3 +68,8 @@ QString bytesToText(const QByteArray &bytes)
     }
     return text;
 }
+
+QString ownCopy(const QString &text)
+{
+    return text.isNull() ? QString() : QString(text.constData(), text.size());
+}

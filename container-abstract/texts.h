@@ -11,3 +11,7 @@
  * become ".". The rules stand in docs/json-output.md.
  */
 CONTAINERABSTRACT_EXPORT QString bytesToText(const QByteArray &bytes);
+
+/// The characters of `text` in memory of their own: a literal of a plug-in goes when the plug-in is unloaded. Null stays
+/// null.
+CONTAINERABSTRACT_EXPORT QString ownCopy(const QString &text);

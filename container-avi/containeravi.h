@@ -59,6 +59,9 @@ public:
         QString description;
     };
 
+    /// How many bytes of a text or of unknown data a leaf "value" shows.
+    static constexpr quint32 shownBytes = 127;
+
     /// Kinds of elements. The walker only asks whether it is a list.
     enum ElementType { TypeInfoDate = 4, TypeList = 7, TypeChunk = 8, TypeIndex = 9 };
 

@@ -1,3 +1,4 @@
+#include "avidescriber.h"
 #include "containeravi.h"
 
 #include <QStringList>
@@ -32,6 +33,12 @@ CONTAINERAVI_EXPORT QStringList supportedExtensions()
 CONTAINERAVI_EXPORT ContainerAbstract *createParser()
 {
     return new ContainerAVI;
+}
+
+/// A new describer of what such a parser shows; the caller owns it and deletes it through its base class.
+CONTAINERAVI_EXPORT ContainerDescriber *createDescriber()
+{
+    return new AviDescriber;
 }
 
 } // extern "C"

@@ -9,7 +9,6 @@ namespace {
 constexpr quint32 chunkHeaderSize = 8; // id and size
 constexpr quint32 listHeaderSize = 12; // and the form type
 constexpr ChunkId moviForm{0x69766F6D};
-constexpr quint32 shownBytes = 127; // how much of a text or of unknown data is shown
 
 // Shared, so that a leaf's name costs nothing.
 const QString idName = QStringLiteral("id");

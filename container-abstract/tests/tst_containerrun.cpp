@@ -201,6 +201,7 @@ private Q_SLOTS:
                  scriptedFactory(QStringLiteral("D"), verdict(StatusOk))},
                 sink);
         QCOMPARE(sink.document.container, QStringLiteral("C"));
+        QCOMPARE(sink.document.parser, 2);
         verifyBalanced(sink);
     }
 
@@ -215,6 +216,7 @@ private Q_SLOTS:
             sink);
         QCOMPARE(result.status, int(StatusNotRecognised));
         QVERIFY(sink.document.container.isNull());
+        QCOMPARE(sink.document.parser, -1);
         QCOMPARE(sink.document.fileSize, qint64(3));
         QVERIFY(sink.lines.isEmpty());
         verifyBalanced(sink);
@@ -235,6 +237,7 @@ private Q_SLOTS:
         QCOMPARE(result.error.message, QStringLiteral("no such file"));
         QCOMPARE(sink.document.fileSize, qint64(-1));
         QVERIFY(sink.document.container.isNull());
+        QCOMPARE(sink.document.parser, -1);
         verifyBalanced(sink);
     }
 
@@ -271,6 +274,7 @@ private Q_SLOTS:
                 {none, scriptedFactory(QStringLiteral("B"), [](ScriptedParser &parser) { parseInSteps(parser, 1); })},
                 sink);
         QCOMPARE(sink.document.container, QStringLiteral("B"));
+        QCOMPARE(sink.document.parser, 1);
         verifyBalanced(sink);
     }
 

@@ -96,7 +96,8 @@ void TestElementTreeRuns::textsOfTheDocumentAreCopied()
     QString file = QStringLiteral("file");
     QString container = QStringLiteral("AVI");
     ElementTree tree;
-    tree.beginDocument({QString::fromRawData(file.constData(), 4), QString::fromRawData(container.constData(), 3), 1});
+    tree.beginDocument(
+        {QString::fromRawData(file.constData(), 4), QString::fromRawData(container.constData(), 3), 1, 2});
     file.fill(QLatin1Char('x'));
     container.fill(QLatin1Char('x'));
     RunResult result;
@@ -105,6 +106,7 @@ void TestElementTreeRuns::textsOfTheDocumentAreCopied()
     tree.endDocument(result);
     QCOMPARE(tree.document().file, QStringLiteral("file"));
     QCOMPARE(tree.document().container, QStringLiteral("AVI"));
+    QCOMPARE(tree.document().parser, 2);
     QCOMPARE(tree.result().status, 5);
     QCOMPARE(tree.result().error.message, QStringLiteral("told"));
 }

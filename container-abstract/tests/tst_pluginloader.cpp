@@ -1,6 +1,7 @@
 #include "pluginloader.h"
 
 #include "containerabstract.h"
+#include "describingsink.h"
 #include "filepath.h"
 
 #include <QDir>
@@ -14,6 +15,7 @@
 namespace {
 
 const QString goodPlugin = QStringLiteral(QUENLOFAR_GOOD_PLUGIN);
+const QString describingPlugin = QStringLiteral(QUENLOFAR_DESCRIBING_PLUGIN);
 const QString incompletePlugin = QStringLiteral(QUENLOFAR_INCOMPLETE_PLUGIN);
 
 QString pluginFile(const char *name)
@@ -54,6 +56,8 @@ private Q_SLOTS:
     void cleanup();
 
     void loadsAPlugin();
+    void aDescriberIsOptional_data();
+    void aDescriberIsOptional();
     void takesOnlyFilesNamedLikePlugins_data();
     void takesOnlyFilesNamedLikePlugins();
     void leavesOutWhatCannotBeUsed_data();
@@ -69,6 +73,7 @@ private Q_SLOTS:
     void claimingParsersComeFirst_data();
     void claimingParsersComeFirst();
     void textsOutliveTheLoader();
+    void descriptionsOutliveTheLoader();
     void destructorUnloads();
 
 private:
@@ -105,6 +110,29 @@ void TestPluginLoader::loadsAPlugin()
     QCOMPARE(factories.size(), 1);
     QCOMPARE(factories.first().containerName, QStringLiteral("Dummy"));
     QVERIFY(factories.first().create() != nullptr);
+}
+
+void TestPluginLoader::aDescriberIsOptional_data()
+{
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<bool>("describes");
+    QTest::newRow("a plug-in without the export works") << goodPlugin << false;
+    QTest::newRow("a plug-in with it has describers too") << describingPlugin << true;
+}
+
+void TestPluginLoader::aDescriberIsOptional()
+{
+    QFETCH(QString, source);
+    QFETCH(bool, describes);
+    install(source, pluginFile("x"));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    QCOMPARE(loader.warnings(), QStringList());
+    const ParserFactory factory = loader.parsersFor({}).value(0);
+    QVERIFY(factory.create && factory.create() != nullptr);
+    QCOMPARE(bool(factory.createDescriber), describes);
+    if (describes)
+        QCOMPARE(factory.createDescriber()->rows().first().text, QStringLiteral("Dummies"));
 }
 
 void TestPluginLoader::takesOnlyFilesNamedLikePlugins_data()
@@ -322,6 +350,30 @@ void TestPluginLoader::textsOutliveTheLoader()
     QCOMPARE(info.containerName, QStringLiteral("Dummy"));
     QCOMPARE(info.extensions.join(QLatin1Char(' ')), QStringLiteral("dmy DuM"));
     QCOMPARE(factory.containerName, QStringLiteral("Dummy"));
+}
+
+void TestPluginLoader::descriptionsOutliveTheLoader()
+{
+    install(describingPlugin, pluginFile("x"));
+    QVector<DescriptionRow> rows;
+    QVector<StreamDescription> streams;
+    {
+        PluginLoader loader;
+        loader.addDirectory(m_directory->path());
+        DescribingSink sink(loader.parsersFor({}));
+        QVERIFY(sink.beginDocument({{}, {}, -1, 0}));
+        QVERIFY(sink.endDocument({}));
+        rows = sink.rows();
+        streams = sink.streams();
+    }
+    QVERIFY(!isLoaded(path(pluginFile("x"))));
+    QCOMPARE(int(rows.size()), 1);
+    QCOMPARE(rows.first().label, QStringLiteral("title"));
+    QCOMPARE(rows.first().text, QStringLiteral("Dummies"));
+    QCOMPARE(int(streams.size()), 1);
+    QCOMPARE(streams.first().name, QStringLiteral("English"));
+    QCOMPARE(streams.first().codecCode, QStringLiteral("DUMY"));
+    QCOMPARE(streams.first().codecName, QStringLiteral("Dummy codec"));
 }
 
 void TestPluginLoader::destructorUnloads()

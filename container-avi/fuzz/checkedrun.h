@@ -1,5 +1,6 @@
 #pragma once
 
+#include "avidescriber.h"
 #include "bytesource.h"
 #include "checkingsink.h"
 #include "containerabstract_p.h"
@@ -12,6 +13,7 @@
 #include "require.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <ctime>
 #include <limits>
@@ -150,13 +152,36 @@ inline double threadSeconds()
     return double(time.tv_sec) + double(time.tv_nsec) / 1e9;
 }
 
+/// What the describer answers is bounded, and its video streams are those of the run.
+inline void checkDescription(const AviDescriber &describer, const RunResult &result)
+{
+    const QVector<StreamDescription> streams = describer.streams();
+    require(quint64(streams.size()) <= AviDescriber::mostStreams, "few streams are kept");
+    int videoStreams = 0;
+    for (int i = 0; i < int(streams.size()); ++i) {
+        const StreamDescription &stream = streams.at(i);
+        require(stream.ordinal == i, "streams are counted from 0");
+        require(std::isfinite(stream.frameRate) && stream.frameRate >= 0, "a frame rate is a number");
+        require(stream.name.size() + stream.codecCode.size() + stream.codecName.size() < 1000, "texts are clipped");
+        if (stream.kind == StreamDescription::Kind::Video)
+            require(stream.videoOrdinal == videoStreams++, "video streams are counted from 0");
+        else
+            require(stream.videoOrdinal == -1, "no other stream has an ordinal among video streams");
+    }
+    if (quint64(streams.size()) < AviDescriber::mostStreams)
+        require(videoStreams == int(result.videoStreams.size()), "every video stream of the run is described");
+    for (const DescriptionRow &row : describer.rows())
+        require(!row.label.isEmpty() && !row.text.isEmpty() && row.text.size() < 1000, "rows are short texts");
+}
+
 /// Walks `bytes` with every promise of parser, run and sinks looked after, printing while it walks and from a tree.
 inline CheckedResult checkedRun(const QByteArray &bytes, const RunSettings &settings)
 {
     BoundedOutput output;
     JsonWriter writer(output);
     ElementTree tree;
-    CheckingSink sink{&writer, &tree};
+    AviDescriber describer;
+    CheckingSink sink{&writer, &tree, &describer};
     ContainerRun run(settings.limits);
     sink.itemLimit = settings.limits.itemsFor(bytes.size());
     sink.depthLimit = settings.limits.maxDepth;
@@ -174,6 +199,7 @@ inline CheckedResult checkedRun(const QByteArray &bytes, const RunSettings &sett
     checked.result = run.run(QStringLiteral("memory.avi"), parsers, sink);
     checked.seconds = threadSeconds() - begin;
     checked.json = output.bytes();
+    checkDescription(describer, checked.result);
 
     BoundedOutput replayed;
     JsonWriter replayWriter(replayed);

@@ -1,5 +1,6 @@
 #include "containerabstract.h"
 #include "containerrun.h"
+#include "describingsink.h"
 #include "elementtree.h"
 #include "pluginloader.h"
 
@@ -71,7 +72,7 @@ private Q_SLOTS:
         functions.remove(QStringLiteral("_fini"));
         QCOMPARE(functions,
                  (QSet<QString>{QStringLiteral("containerName"), QStringLiteral("supportedExtensions"),
-                                QStringLiteral("createParser")}));
+                                QStringLiteral("createParser"), QStringLiteral("createDescriber")}));
         const QString all = lines.join(QLatin1Char('\n'));
         for (const char *operation :
              {"getID(QString*)", "getSize(unsigned int*)", "parseChunkAVIH(", "parseChunkDMLH(", "parseChunkVPRP(",
@@ -80,6 +81,18 @@ private Q_SLOTS:
               "getCodecID(void const*, unsigned int)", "getCodecID(void const*, QString const&)", "parseElement(",
               "verifyContainerFormat(", "ElementAVI::ElementAVI("})
             QVERIFY2(all.contains(QStringLiteral("ContainerAVI::") + QLatin1String(operation)), operation);
+    }
+
+    void describesAFile()
+    {
+        PluginLoader loader;
+        loader.addDirectory(pluginDirectory);
+        const QVector<ParserFactory> parsers = loader.parsersFor(sample);
+        DescribingSink sink(parsers);
+        ContainerRun run;
+        QVERIFY(run.run(sample, parsers, sink).isClean());
+        QCOMPARE(int(sink.streams().size()), 2);
+        QCOMPARE(sink.rows().value(0).label, QStringLiteral("segments"));
     }
 
     void aTreeOutlivesThePlugin()

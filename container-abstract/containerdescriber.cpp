@@ -1,0 +1,37 @@
+#include "containerdescriber.h"
+
+double StreamDescription::seconds() const
+{
+    if (length < 0 || timeBaseNumerator == 0 || timeBaseDenominator == 0)
+        return -1.0;
+    return double(length) * double(timeBaseNumerator) / double(timeBaseDenominator);
+}
+
+QString StreamDescription::kindText() const
+{
+    switch (kind) {
+    case Kind::Video:
+        return QStringLiteral("video");
+    case Kind::Audio:
+        return QStringLiteral("audio");
+    case Kind::Text:
+        return QStringLiteral("subtitles");
+    case Kind::Midi:
+        return QStringLiteral("MIDI");
+    case Kind::Other:
+        break;
+    }
+    return QStringLiteral("other");
+}
+
+ContainerDescriber::~ContainerDescriber() = default;
+
+QVector<DescriptionRow> ContainerDescriber::rows() const
+{
+    return {};
+}
+
+QVector<StreamDescription> ContainerDescriber::streams() const
+{
+    return {};
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "containerabstract_export.h"
+#include "containerdescriber.h"
+#include "containerrun.h"
+
+#include <QVector>
+
+#include <memory>
+
+/**
+ * Describes each file that is walked into it, with the describer of the parser that accepts the file. Where that
+ * parser's plug-in has none it takes every call and has nothing to say.
+ *
+ * The describer is plug-in code: the sink has to be gone, or at its next document, before the plug-in is unloaded.
+ * What rows and streams return is not bound to the plug-in.
+ */
+class CONTAINERABSTRACT_EXPORT DescribingSink : public ElementSink
+{
+public:
+    /// `parsers` are those that the run gets, in the same order.
+    explicit DescribingSink(const QVector<ParserFactory> &parsers);
+    ~DescribingSink() override;
+
+    bool beginDocument(const DocumentStart &start) override;
+    bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override;
+    bool addField(const Field &field) override;
+    bool endElement() override;
+    bool reportFrame(const Frame &frame) override;
+    bool endDocument(const RunResult &result) override;
+    QString errorText() const override;
+
+    /// See ContainerDescriber; of the latest document, once it has ended.
+    QVector<DescriptionRow> rows() const;
+    QVector<StreamDescription> streams() const;
+
+private:
+    QVector<ParserFactory> m_parsers;
+    std::unique_ptr<ContainerDescriber> m_describer; // null where there is none
+};

@@ -1,0 +1,51 @@
+// A complete plug-in with the optional export. Its texts are literals, which go when it is unloaded.
+#include "containerdescriber.h"
+#include "dummyparser.h"
+
+#include <QStringList>
+
+#ifdef __clang__
+#pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
+#endif
+
+namespace {
+
+class DummyDescriber : public ContainerDescriber
+{
+public:
+    bool beginElement(quint64, quint64, QStringView, qint64) override { return true; }
+    bool addField(const Field &) override { return true; }
+    bool endElement() override { return true; }
+    bool reportFrame(const Frame &) override { return true; }
+    QVector<DescriptionRow> rows() const override { return {{QStringLiteral("title"), QStringLiteral("Dummies")}}; }
+    QVector<StreamDescription> streams() const override
+    {
+        StreamDescription stream;
+        stream.name = QStringLiteral("English");
+        stream.codecCode = QStringLiteral("DUMY");
+        stream.codecName = QStringLiteral("Dummy codec");
+        return {stream};
+    }
+};
+
+} // namespace
+
+extern "C" Q_DECL_EXPORT QString containerName()
+{
+    return QStringLiteral("Described");
+}
+
+extern "C" Q_DECL_EXPORT QStringList supportedExtensions()
+{
+    return {QStringLiteral("dsc")};
+}
+
+extern "C" Q_DECL_EXPORT ContainerAbstract *createParser()
+{
+    return new DummyParser;
+}
+
+extern "C" Q_DECL_EXPORT ContainerDescriber *createDescriber()
+{
+    return new DummyDescriber;
+}

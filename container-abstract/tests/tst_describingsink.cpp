@@ -1,0 +1,238 @@
+#include "containerabstract.h"
+#include "describingsink.h"
+#include "recordingsink.h"
+#include "scriptedparser.h"
+
+#include <QTest>
+
+#include <limits>
+
+namespace {
+
+/// Passes what it sees on to a sink of the test, and says who it is.
+class NamedDescriber : public ContainerDescriber
+{
+public:
+    NamedDescriber(const QString &name, RecordingSink &seen) : m_name(name), m_seen(seen) { }
+
+    bool beginDocument(const DocumentStart &start) override { return m_seen.beginDocument(start); }
+    bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override
+    {
+        return m_seen.beginElement(offset, size, title, index);
+    }
+    bool addField(const Field &field) override { return m_seen.addField(field); }
+    bool endElement() override { return m_seen.endElement(); }
+    bool reportFrame(const Frame &frame) override { return m_seen.reportFrame(frame); }
+    bool endDocument(const RunResult &result) override { return m_seen.endDocument(result); }
+    QString errorText() const override { return m_seen.errorText(); }
+    QVector<DescriptionRow> rows() const override { return {{QStringLiteral("describer"), m_name}}; }
+    QVector<StreamDescription> streams() const override
+    {
+        StreamDescription stream;
+        stream.ordinal = 5;
+        stream.name = m_name;
+        stream.codecCode = QStringLiteral("CODE");
+        stream.codecName = QStringLiteral("a codec");
+        return {stream};
+    }
+
+private:
+    QString m_name;
+    RecordingSink &m_seen;
+};
+
+/// A describer that leaves everything that it may leave to its base classes.
+class SilentDescriber : public ContainerDescriber
+{
+public:
+    bool beginElement(quint64, quint64, QStringView, qint64) override { return true; }
+    bool addField(const Field &) override { return true; }
+    bool endElement() override { return true; }
+    bool reportFrame(const Frame &) override { return true; }
+};
+
+/// A parser that accepts files that begin with its name; one node, one leaf, one frame.
+ParserFactory parserOf(char letter)
+{
+    return scriptedFactory(QString(QLatin1Char(letter)), [letter](ScriptedParser &parser) {
+        parser.verify = [letter](ScriptedParser &self, const QString &given) {
+            char first = 0;
+            const int status = self.openFile(given);
+            self.m_file.read(&first, 1);
+            self.closeFile();
+            return status == StatusOk && first != letter ? int(StatusNotRecognised) : status;
+        };
+        parser.parse = [](ScriptedParser &self, quint64 *size) {
+            *size = 4;
+            self.beginElement(0, 4, QStringLiteral("node"), -1);
+            self.addLeaf(1, 2, QStringLiteral("leaf"), QStringLiteral("value"));
+            self.reportFrame(0, 7);
+            self.endElement();
+            return 0;
+        };
+    });
+}
+
+RunResult walk(const QByteArray &bytes, const QVector<ParserFactory> &parsers, ElementSink &sink)
+{
+    ContainerRun run;
+    run.setOpener(memoryOpener(bytes));
+    return run.run(QStringLiteral("clip"), parsers, sink);
+}
+
+} // namespace
+
+class TestDescribingSink : public QObject
+{
+    Q_OBJECT
+
+    /// A and C have describers, B has none, D's does not come.
+    QVector<ParserFactory> parsers()
+    {
+        QVector<ParserFactory> all{parserOf('A'), parserOf('B'), parserOf('C'), parserOf('D')};
+        for (const int described : {0, 2}) {
+            const QString name = all[described].containerName;
+            all[described].createDescriber = [this, name] { return std::make_unique<NamedDescriber>(name, m_seen); };
+        }
+        all[3].createDescriber = [] { return std::unique_ptr<ContainerDescriber>(); };
+        return all;
+    }
+
+    RecordingSink m_seen;
+
+private Q_SLOTS:
+    void describesByTheParserThatAcceptsTheFile_data()
+    {
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<QString>("describer");
+        QTest::newRow("the first parser") << QByteArray("Axyz") << "A";
+        QTest::newRow("a parser without a describer") << QByteArray("Bxyz") << "";
+        QTest::newRow("a later parser") << QByteArray("Cxyz") << "C";
+        QTest::newRow("a describer that is not made") << QByteArray("Dxyz") << "";
+        QTest::newRow("a file that nobody accepts") << QByteArray("xxyz") << "";
+    }
+    void describesByTheParserThatAcceptsTheFile()
+    {
+        QFETCH(QByteArray, file);
+        QFETCH(QString, describer);
+        DescribingSink sink(parsers());
+        QVERIFY(walk(file, parsers(), sink).sinkError.isNull());
+        QCOMPARE(int(sink.rows().size()), describer.isEmpty() ? 0 : 1);
+        QCOMPARE(int(sink.streams().size()), describer.isEmpty() ? 0 : 1);
+        QVERIFY(sink.errorText().isEmpty() == describer.isEmpty());
+        if (describer.isEmpty())
+            return;
+        QCOMPARE(sink.rows().first().label, QStringLiteral("describer"));
+        QCOMPARE(sink.rows().first().text, describer);
+        const StreamDescription stream = sink.streams().first();
+        QCOMPARE(stream.ordinal, 5);
+        QCOMPARE(stream.name, describer);
+        QCOMPARE(stream.codecCode, QStringLiteral("CODE"));
+        QCOMPARE(stream.codecName, QStringLiteral("a codec"));
+    }
+
+    void aDescriberSeesTheWholeWalk()
+    {
+        RecordingSink direct;
+        walk("Axyz", parsers(), direct);
+        m_seen.lines.clear();
+        m_seen.documentsBegun = m_seen.documentsEnded = 0;
+        DescribingSink sink(parsers());
+        walk("Axyz", parsers(), sink);
+        QCOMPARE(m_seen.lines, direct.lines);
+        QCOMPARE(int(direct.lines.size()), 4);
+        QCOMPARE(m_seen.documentsBegun, 1);
+        QCOMPARE(m_seen.documentsEnded, 1);
+        QCOMPARE(m_seen.document.fileSize, qint64(4));
+        QCOMPARE(m_seen.result.items, quint64(2));
+    }
+
+    void theNextDocumentHasADescriberOfItsOwn()
+    {
+        DescribingSink sink(parsers());
+        walk("Axyz", parsers(), sink);
+        QCOMPARE(sink.rows().first().text, QStringLiteral("A"));
+        walk("Cxyz", parsers(), sink);
+        QCOMPARE(sink.rows().first().text, QStringLiteral("C"));
+        walk("nobody's", parsers(), sink);
+        QVERIFY(sink.rows().isEmpty());
+        QVERIFY(sink.streams().isEmpty());
+    }
+
+    void anOrdinalOfOtherParsersIsNoParser_data()
+    {
+        QTest::addColumn<int>("ordinal");
+        QTest::newRow("none") << -1;
+        QTest::newRow("one behind the last") << 4;
+        QTest::newRow("the least") << std::numeric_limits<int>::min();
+    }
+    void anOrdinalOfOtherParsersIsNoParser()
+    {
+        QFETCH(int, ordinal);
+        DescribingSink sink(parsers());
+        QVERIFY(sink.beginDocument({QStringLiteral("clip"), QStringLiteral("A"), 4, ordinal}));
+        QVERIFY(sink.endDocument({}));
+        QVERIFY(sink.rows().isEmpty());
+    }
+
+    void aDescriberThatFailsEndsTheRun()
+    {
+        m_seen.calls = 0;
+        m_seen.failAt = 2;
+        DescribingSink sink(parsers());
+        QCOMPARE(walk("Axyz", parsers(), sink).sinkError, QStringLiteral("the sink is full"));
+        QCOMPARE(m_seen.depth(), 0);
+        m_seen.failAt = 0;
+    }
+
+    void aDescriberMayHaveNothingToSay()
+    {
+        const SilentDescriber describer;
+        QVERIFY(describer.rows().isEmpty());
+        QVERIFY(describer.streams().isEmpty());
+    }
+
+    void secondsFollowFromLengthAndTimeBase_data()
+    {
+        QTest::addColumn<qint64>("length");
+        QTest::addColumn<quint32>("numerator");
+        QTest::addColumn<quint32>("denominator");
+        QTest::addColumn<double>("seconds");
+        QTest::newRow("25 frames a second") << qint64(250) << 1U << 25U << 10.0;
+        QTest::newRow("30000/1001 frames a second") << qint64(30000) << 1001U << 30000U << 1001.0;
+        QTest::newRow("an empty stream") << qint64(0) << 1U << 25U << 0.0;
+        QTest::newRow("no length") << qint64(-1) << 1U << 25U << -1.0;
+        QTest::newRow("no numerator") << qint64(250) << 0U << 25U << -1.0;
+        QTest::newRow("no denominator") << qint64(250) << 1U << 0U << -1.0;
+        QTest::newRow("the longest in the longest units")
+            << qint64(0xFFFFFFFF) << 0xFFFFFFFFU << 1U << 4294967295.0 * 4294967295.0;
+    }
+    void secondsFollowFromLengthAndTimeBase()
+    {
+        QFETCH(qint64, length);
+        QFETCH(quint32, numerator);
+        QFETCH(quint32, denominator);
+        QFETCH(double, seconds);
+        StreamDescription stream;
+        stream.length = length;
+        stream.timeBaseNumerator = numerator;
+        stream.timeBaseDenominator = denominator;
+        QCOMPARE(stream.seconds(), seconds);
+    }
+
+    void everyKindHasAText()
+    {
+        using Kind = StreamDescription::Kind;
+        QStringList texts;
+        for (const Kind kind : {Kind::Video, Kind::Audio, Kind::Text, Kind::Midi, Kind::Other}) {
+            StreamDescription stream;
+            stream.kind = kind;
+            texts.append(stream.kindText());
+        }
+        QCOMPARE(texts.join(QLatin1Char(' ')), QStringLiteral("video audio subtitles MIDI other"));
+        QCOMPARE(StreamDescription().kindText(), QStringLiteral("other"));
+    }
+};
+
+QTEST_APPLESS_MAIN(TestDescribingSink)
+#include "tst_describingsink.moc"
