@@ -192,7 +192,7 @@ QStringList expectedDifferences(const ElementTree &first, const ElementTree &sec
 
 } // namespace
 
-Q_DECLARE_METATYPE(Frame)
+Q_DECLARE_METATYPE(std::vector<Frame>)
 
 class TestTreeComparison : public QObject
 {
@@ -339,7 +339,7 @@ void TestTreeComparison::aVisitorMayEndTheComparison()
 {
     ElementTree a, b;
     fillFromText(a, QStringLiteral("a=1 n{ b } g"));
-    fillFromText(b, QStringLiteral("a=2 n{ b x y } z"));
+    fillFromText(b, QStringLiteral("a=2 n{ x b y } z"));
     // ~ a, + n/x, + n/y, - g, + z
     for (int last = 1; last <= 5; ++last) {
         int seen = 0;
@@ -405,10 +405,10 @@ void TestTreeComparison::manySiblings_data()
 
     constexpr quint32 never = 0xFFFFFFFF;
     QTest::newRow("in step") << 2U << 0U << never << 1U;
-    QTest::newRow("in step, many differ") << 2U << 0U << 2U << 500000U;
+    QTest::newRow("in step, many differ") << 2U << 0U << 2U << 100000U;
     QTest::newRow("one inserted") << 2U << 1U << never << 1U;
-    QTest::newRow("one inserted, many differ") << 2U << 1U << 2U << 500000U;
-    QTest::newRow("a name of its own each") << 1000000U << 500000U << 4U << 250000U;
+    QTest::newRow("one inserted, many differ") << 2U << 1U << 2U << 100000U;
+    QTest::newRow("a name of its own each") << 200000U << 100000U << 4U << 50000U;
 }
 
 void TestTreeComparison::manySiblings()
@@ -417,7 +417,7 @@ void TestTreeComparison::manySiblings()
     QFETCH(quint32, inserted);
     QFETCH(quint32, changedEvery);
     QFETCH(quint32, changed);
-    constexpr quint32 count = 1000000;
+    constexpr quint32 count = 200000;
     const auto fillMany = [&](ElementTree *tree, bool isSecond) {
         fill(*tree, [&](ElementSink &sink) {
             sink.beginElement(0, 1, u"LIST(movi)", -1);
@@ -447,8 +447,8 @@ void TestTreeComparison::manySiblings()
     });
     QCOMPARE(seen, changed);
     QCOMPARE(additions, inserted > 0 ? QStringList(QStringLiteral("LIST(movi)/inserted")) : QStringList());
-    if (changed == 500000)
-        QCOMPARE(lastPath, QStringLiteral("LIST(movi)/0[499999]"));
+    if (changed == 100000)
+        QCOMPARE(lastPath, QStringLiteral("LIST(movi)/0[99999]"));
 }
 
 void TestTreeComparison::deepNodes()
@@ -478,12 +478,12 @@ void TestTreeComparison::deepNodes()
 
 void TestTreeComparison::frames_data()
 {
-    QTest::addColumn<QVector<Frame>>("first");
-    QTest::addColumn<QVector<Frame>>("second");
+    QTest::addColumn<std::vector<Frame>>("first");
+    QTest::addColumn<std::vector<Frame>>("second");
     QTest::addColumn<QStringList>("differences");
     QTest::addColumn<QStringList>("withOffsets");
 
-    const auto row = [](const char *rule, const QVector<Frame> &first, const QVector<Frame> &second,
+    const auto row = [](const char *rule, const std::vector<Frame> &first, const std::vector<Frame> &second,
                         const QStringList &differences, const QStringList &withOffsets) {
         QTest::newRow(rule) << first << second << differences << withOffsets;
     };
@@ -505,9 +505,9 @@ void TestTreeComparison::frames_data()
 
 void TestTreeComparison::frames()
 {
-    QFETCH(QVector<Frame>, first);
-    QFETCH(QVector<Frame>, second);
-    const auto fillFrames = [](ElementTree *tree, const QVector<Frame> &frames) {
+    QFETCH(std::vector<Frame>, first);
+    QFETCH(std::vector<Frame>, second);
+    const auto fillFrames = [](ElementTree *tree, const std::vector<Frame> &frames) {
         fill(*tree, [&frames](ElementSink &sink) {
             for (const Frame &frame : frames)
                 sink.reportFrame(frame);
