@@ -215,6 +215,24 @@ bool ElementTree::replay(ElementSink &sink) const
     return sink.endDocument(d->result) && taken;
 }
 
+struct ElementTree::FieldReader::Buffers : ElementTree::Private::FieldBuffers
+{
+};
+
+ElementTree::FieldReader::FieldReader(const ElementTree &tree) : m_tree(tree), m_buffers(new Buffers) { }
+
+ElementTree::FieldReader::~FieldReader() = default;
+
+Field ElementTree::FieldReader::field(Item item)
+{
+    return m_tree.d->fieldOf(item, m_buffers.get());
+}
+
+QStringView ElementTree::FieldReader::name(Item item)
+{
+    return m_tree.d->nameOf(m_tree.d->record(item), &m_buffers->name);
+}
+
 ItemRecord ElementTree::Private::record(Item item) const
 {
     if (item == rootItem)

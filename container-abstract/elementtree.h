@@ -28,6 +28,8 @@ public:
 
     static constexpr quint64 unbounded = ~quint64(0);
 
+    class FieldReader;
+
     /// Items and their texts take at most `maxBytes`; the frames are not counted.
     explicit ElementTree(quint64 maxBytes = unbounded);
     ~ElementTree() override;
@@ -69,4 +71,22 @@ public:
 private:
     class Private;
     std::unique_ptr<Private> d;
+};
+
+/// Reads items of a finished tree without an allocation for each text. What it returns is valid until the next call on
+/// the same reader; the tree has to outlive it.
+class CONTAINERABSTRACT_EXPORT ElementTree::FieldReader
+{
+public:
+    explicit FieldReader(const ElementTree &tree);
+    ~FieldReader();
+
+    /// A node comes as a field that has its title for a name.
+    Field field(Item item);
+    QStringView name(Item item);
+
+private:
+    struct Buffers;
+    const ElementTree &m_tree;
+    std::unique_ptr<Buffers> m_buffers;
 };

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "byteranges.h"
+#include "containerabstract_export.h"
+#include "elementsink.h"
+
+#include <functional>
+#include <memory>
+
+/**
+ * Tells which bytes of a file the leaves of a walk cover, while it is walked. Nodes do not count, leaves count as far
+ * as they lie inside the file.
+ *
+ * Every byte of the file is of exactly one of the first four kinds, so their counts add up to the file's size; Overlap
+ * is counted beside them. Answers are there after endDocument. Takes 9 bytes for each place where the kind changes, up
+ * to twice as much again for leaves that come out of order, and a constant. When memory ends, calls return false and no
+ * byte is of any kind.
+ */
+class CONTAINERABSTRACT_EXPORT ByteAccounting : public ElementSink
+{
+public:
+    enum class Kind {
+        Interpreted, ///< a leaf says what it means
+        Data, ///< payload: covered by a leaf "value" without a value's text, and by no interpreted one
+        Unparsed, ///< covered by leaves of unparsed data alone
+        Gap, ///< no leaf covers it
+        Overlap, ///< more than one leaf covers it
+    };
+
+    ByteAccounting();
+    ~ByteAccounting() override;
+
+    bool beginDocument(const DocumentStart &start) override;
+    bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override;
+    bool addField(const Field &field) override;
+    bool endElement() override;
+    bool reportFrame(const Frame &frame) override;
+    bool endDocument(const RunResult &result) override;
+    QString errorText() const override;
+
+    quint64 byteCount(Kind kind) const;
+    quint64 rangeCount(Kind kind) const;
+    /// Calls `visitor` with each range of the kind, merged and ascending, until it returns false; takes no memory.
+    /// False when the visitor did.
+    bool visitRanges(Kind kind, const std::function<bool(const ByteRange &)> &visitor) const;
+    /// The same ranges as a set; may throw std::bad_alloc.
+    ByteRanges ranges(Kind kind) const;
+
+private:
+    class Private;
+    std::unique_ptr<Private> d;
+};
