@@ -291,7 +291,7 @@ void TextWriter::Private::printOutcome(const RunResult &result)
     if (result.status != StatusOk)
         colour(troubleColour);
     raw("status ").raw(result.status < 0 ? "-" : "").number(quint64(std::abs(qint64(result.status))));
-    raw(": ").text(statusText(result.status)).raw("\n");
+    raw(": ").text(statusText(result.status)).colour(plain).raw("\n");
     if (result.limit != RunLimit::None) {
         raw("stopped at byte ").number(result.stopPosition).raw(" by the limit of ");
         counted(result.limitValue,
@@ -370,7 +370,8 @@ TextWriter::Private &TextWriter::Private::clipped(QStringView whole)
     room -= whole.size() + 4;
     if (style.width == 0 || whole.size() <= most)
         return text(whole);
-    return text(whole.left(most - 1)).raw("\xE2\x80\xA6");
+    const auto kept = most - (whole[most - 2].isHighSurrogate() ? 2 : 1); // a pair stays whole
+    return text(whole.left(kept)).raw("\xE2\x80\xA6");
 }
 
 /// "1 byte", "2 bytes".
