@@ -43,7 +43,7 @@ public:
     void startLine(quint64 offset, quint64 size);
     void startLine();
     void indent();
-    void printName(QStringView name, std::string_view colour);
+    void printName(QStringView name, std::string_view sequence);
     void printContents(const Field &field);
     void endItem();
     void printHeading();
@@ -234,10 +234,10 @@ void TextWriter::Private::indent()
     room = style.width - (columnWidth + 2 + sizeWidth + width);
 }
 
-void TextWriter::Private::printName(QStringView name, std::string_view nameColour)
+void TextWriter::Private::printName(QStringView name, std::string_view sequence)
 {
     const QStringView shown = notes.path.isEmpty() ? name : notes.path;
-    colour(nameColour).text(shown).colour(plain);
+    colour(sequence).text(shown).colour(plain);
     room -= shown.size();
 }
 
