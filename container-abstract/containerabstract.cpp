@@ -74,6 +74,7 @@ int ContainerAbstract::reportFrame(uint streamIndex, quint64 frameNumber)
 
 void ContainerAbstractPrivate::rememberSinkFailure()
 {
+    sinkFailed = true;
     if (stop == Stop::None)
         stop = Stop::SinkFailed;
 }

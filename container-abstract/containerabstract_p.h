@@ -65,6 +65,7 @@ public:
     quint64 workLimit = std::numeric_limits<quint64>::max(); // bytes that this parser may still read
     quint64 totalWorkLimit = std::numeric_limits<quint64>::max(); // of the whole run
     Stop stop = Stop::None;
+    bool sinkFailed = false; // also where the run was stopped for another reason before
     quint64 stopPosition = 0; // bytes from the start of the file
 
     std::deque<VideoStream> streams; // a deque: the parser holds pointers to the records

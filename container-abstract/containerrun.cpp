@@ -20,6 +20,8 @@ void keepFirst(int status, int *first)
 
 void explainStop(const ContainerAbstractPrivate &host, RunResult *result)
 {
+    if (host.sinkFailed)
+        result->sinkError = host.sink->errorText();
     switch (host.stop) {
     case Stop::None:
         return;
@@ -39,7 +41,6 @@ void explainStop(const ContainerAbstractPrivate &host, RunResult *result)
         result->cancelled = true;
         break;
     case Stop::SinkFailed:
-        result->sinkError = host.sink->errorText();
         break;
     }
     result->stopPosition = host.stopPosition;

@@ -280,6 +280,28 @@ private Q_SLOTS:
         verifyBalanced(sink);
     }
 
+    void aSinkThatFailsWhileALimitEndsTheRunIsTold()
+    {
+        class Witness : public RecordingSink
+        {
+        public:
+            bool endDocument(const RunResult &outcome) override
+            {
+                told = outcome;
+                return RecordingSink::endDocument(outcome);
+            }
+            RunResult told;
+        } sink;
+        sink.failAt = 2; // the end of the node that is open when the limit is reached
+        RunLimits limits;
+        limits.maxItems = 1;
+        runOver(
+            "0", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink, limits);
+        QCOMPARE(sink.told.limit, RunLimit::Items);
+        QCOMPARE(sink.told.sinkError, QStringLiteral("the sink is full"));
+        verifyBalanced(sink);
+    }
+
     void aSinkThatFailsAtTheBeginningGetsNoElement()
     {
         class ClosedSink : public RecordingSink
