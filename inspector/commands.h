@@ -8,4 +8,5 @@ struct Options;
 
 int showTrees(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int listFrames(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int accountForBytes(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int listPlugins(const PluginLoader &plugins, ProgramOutput &output);
