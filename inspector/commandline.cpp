@@ -252,10 +252,12 @@ void CommandLine::addBytes()
         ->type_name("");
     addLimits(command);
     addOutput(command);
-    command.footer("On a terminal the bytes are shown as a hex dump.\n"
-                   "Examples:\n"
-                   "  quenlofar bytes film 0+12 -o start.bin\n"
-                   "  quenlofar bytes film 0x20+4 | od -A d -t u4");
+    command.footer(
+        "On a terminal the bytes are shown as a hex dump. Exit status: 1 if some of them lie behind the end of the\n"
+        "file, 2 if there is no such element. An element whose name looks like a range is NAME[0].\n"
+        "Examples:\n"
+        "  quenlofar bytes film 0+12 -o start.bin\n"
+        "  quenlofar bytes film 0x20+4 | od -A d -t u4");
 }
 
 void CommandLine::addCoverage()

@@ -8,5 +8,6 @@ struct Options;
 
 int showTrees(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int listFrames(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int extractBytes(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int accountForBytes(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int listPlugins(const PluginLoader &plugins, ProgramOutput &output);
