@@ -54,6 +54,8 @@ int runCommand(const Options &options)
         return showTrees(options, plugins, output);
     case Options::Command::Frames:
         return listFrames(options, plugins, output);
+    case Options::Command::At:
+        return showPlaces(options, plugins, output);
     case Options::Command::Bytes:
         return extractBytes(options, plugins, output);
     case Options::Command::Coverage:
