@@ -8,6 +8,7 @@
 #include "fileplace.h"
 #include "filewalker.h"
 #include "hexdump.h"
+#include "itemtext.h"
 #include "jsonprinter.h"
 #include "messages.h"
 #include "options.h"
@@ -171,18 +172,11 @@ QString PlaceText::itemText(Item item) const
     constexpr int mostCharacters = 100;
     if (m_tree.isUnparsedData(item))
         return QStringLiteral("unparsed");
-    QString text = m_tree.name(item);
-    if (m_tree.isNode(item))
-        return displayText(m_tree.index(item) < 0 ? text : text + QStringLiteral(" [%1]").arg(m_tree.index(item)));
-    const QString value = m_tree.value(item);
-    const QString meaning = m_tree.meaning(item);
-    if (!value.isEmpty())
-        text += QStringLiteral(" = ") + value;
-    if (!meaning.isEmpty())
-        text += QStringLiteral("  (") + meaning + QLatin1Char(')');
-    if (text.size() > mostCharacters)
-        text = text.left(mostCharacters - 1) + QChar(0x2026);
-    return displayText(text);
+    QString text = displayText(m_tree.name(item));
+    if (m_tree.isNode(item) && m_tree.index(item) >= 0)
+        text += QStringLiteral(" [%1]").arg(m_tree.index(item));
+    text += contentsText(m_tree, item);
+    return text.size() > mostCharacters ? text.left(mostCharacters - 1) + QChar(0x2026) : text;
 }
 
 /// The bytes of the leaf around the byte, and some on both sides of the leaf.
@@ -229,7 +223,6 @@ public:
 
 private:
     void printMembers(Item item, const Neighbours &neighbours);
-    void printItem(Item item);
     void printBytes(Item leaf);
 
     JsonPrinter m_json;
@@ -259,37 +252,16 @@ void PlaceJson::printMembers(Item item, const Neighbours &neighbours)
         m_json.key(u"path").text(elementPathText(m_tree, item));
     m_json.key(u"components").beginArray();
     for (const Item component : chainTo(m_tree, item))
-        printItem(component);
+        printItem(m_json, m_tree, component);
     m_json.endArray();
     if (neighbours.previous) {
         m_json.key(u"previous");
-        printItem(*neighbours.previous);
+        printItem(m_json, m_tree, *neighbours.previous);
     }
     if (neighbours.next) {
         m_json.key(u"next");
-        printItem(*neighbours.next);
+        printItem(m_json, m_tree, *neighbours.next);
     }
-}
-
-void PlaceJson::printItem(Item item)
-{
-    m_json.beginObject();
-    const bool isUnparsed = m_tree.isUnparsedData(item);
-    if (isUnparsed)
-        m_json.key(u"unparsed").boolean(true);
-    else
-        m_json.key(m_tree.isNode(item) ? u"node" : u"field").text(m_tree.name(item));
-    m_json.key(u"offset").number(m_tree.offset(item)).key(u"size").number(m_tree.size(item));
-    if (m_tree.index(item) >= 0 && m_tree.isNode(item))
-        m_json.key(u"index").signedNumber(m_tree.index(item));
-    if (!m_tree.isNode(item) && !isUnparsed) {
-        m_json.key(u"value").text(m_tree.value(item));
-        if (const QString meaning = m_tree.meaning(item); !meaning.isEmpty())
-            m_json.key(u"meaning").text(meaning);
-        if (const QString description = m_tree.description(item); !description.isEmpty())
-            m_json.key(u"description").text(description);
-    }
-    m_json.endObject();
 }
 
 void PlaceJson::printBytes(Item leaf)

@@ -286,10 +286,13 @@ void CommandLine::addDiff()
     addFormats(command, {"text", "json"});
     addLimits(command);
     addOutput(command);
-    command.footer("Exit status: 0 the same, 1 different, 2 trouble.\n"
-                   "Examples:\n"
-                   "  quenlofar diff film film\n"
-                   "  quenlofar diff --offsets film other");
+    command.footer(
+        "Prints - for what only A has, + for what only B has, ~ for what differs. The bytes of data and of what no\n"
+        "parser interprets are not compared.\n"
+        "Exit status: 0 the same, 1 different, 2 trouble: then nothing is compared.\n"
+        "Examples:\n"
+        "  quenlofar diff film film\n"
+        "  quenlofar diff --offsets film other");
 }
 
 void CommandLine::addPlugins()

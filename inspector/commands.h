@@ -11,4 +11,5 @@ int listFrames(const Options &options, const PluginLoader &plugins, ProgramOutpu
 int showPlaces(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int extractBytes(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int accountForBytes(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int compareFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int listPlugins(const PluginLoader &plugins, ProgramOutput &output);

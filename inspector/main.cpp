@@ -60,6 +60,8 @@ int runCommand(const Options &options)
         return extractBytes(options, plugins, output);
     case Options::Command::Coverage:
         return accountForBytes(options, plugins, output);
+    case Options::Command::Diff:
+        return compareFiles(options, plugins, output);
     case Options::Command::Plugins:
         return listPlugins(plugins, output);
     default:

@@ -6,13 +6,8 @@ import signal
 import subprocess
 import unittest
 
-from support import GOLDENS, PROGRAM, SANITIZED, Case, default_interrupt, documents, environment, film, riff_list, run
-
-
-def items(nodes):
-    for item in nodes:
-        yield item
-        yield from items(item.get("items", []))
+from support import (GOLDENS, PROGRAM, SANITIZED, Case, default_interrupt, documents, environment, film, riff_list, run,
+                     with_paths)
 
 
 def on_terminal(*arguments):
@@ -61,20 +56,22 @@ class Bytes(Case):
                 self.assertEnds(run("bytes", "--quiet", self.file, place), 1)
 
     def test_before_the_start(self):
-        self.assertEnds(run("bytes", self.file, "end-513+1"), 2, "end-513+1 begins before the file, which has 512 bytes")
+        self.assertEnds(run("bytes", self.file, "end-513+1"), 2,
+                        "end-513+1 begins before the file, which has 512 bytes")
 
     def test_what_is_no_range_is_a_path(self):
         for place in ("12", "+12", "12+", "0x+1", "1+0x", "-1+1", "1+-1", "end+1", "end-+1", " 1+1", "1+1 ",
                       "18446744073709551616+1", "1+1+1", "END-1+1"):
             with self.subTest(place=place):
-                self.assertEnds(run("bytes", self.sample(), place), 2, f"no element {place} in {self.sample().decode()}")
+                self.assertEnds(run("bytes", self.sample(), place), 2,
+                                f"no element {place} in {self.sample().decode()}")
 
     def test_every_path_of_a_tree(self):
         for path in (GOLDENS[0], self.sample("spliced-garbage"), self.sample("spliced-opendml-std-index")):
             with open(path, "rb") as file:
                 data = file.read()
             tree = documents(run("tree", "--paths", "--format", "json", path).stdout)[0]
-            some = list(items(tree["elements"]))
+            some = [item for item, _ in with_paths(tree["elements"])]
             for item in some[::max(1, len(some) // 60)] + some[-3:]:
                 with self.subTest(path=item.get("path")):
                     result = run("bytes", path, item["path"])

@@ -3,20 +3,10 @@
 import os
 import unittest
 
-from support import GOLDENS, Case, chunk, documents, film, riff_list, run
+from support import GOLDENS, Case, chunk, documents, film, riff_list, run, with_paths
 
 KINDS = ("interpreted", "data", "unparsed", "gaps")
 CLASSES = ("gaps", "unparsed", "data", "interpreted")  # each takes bytes from those before it
-
-
-def leaves(items):
-    pending = list(items)
-    while pending:
-        item = pending.pop()
-        if "items" in item:
-            pending.extend(item["items"])
-        else:
-            yield item
 
 
 def rank(leaf):
@@ -28,7 +18,9 @@ def rank(leaf):
 def accounted(tree):
     """What coverage should say of the file, byte by byte from its tree."""
     best, cover = bytearray(tree["fileSize"]), bytearray(tree["fileSize"])
-    for leaf in leaves(tree["elements"]):
+    for leaf, _ in with_paths(tree["elements"]):
+        if "items" in leaf:
+            continue
         for at in range(leaf["offset"], min(leaf["offset"] + leaf["size"], len(best))):
             best[at] = max(best[at], rank(leaf))
             cover[at] = min(cover[at] + 1, 2)
