@@ -14,10 +14,16 @@ template <size_t Size> struct PluginVersionNote
     char version[Size];
 };
 
+#if defined(__clang__)
+// AddressSanitizer would put a gap behind it, and a section of notes has none.
+#define QUENLOFAR_NOTE_ATTRIBUTES gnu::used, gnu::section(".note.quenlofar"), clang::no_sanitize("address")
+#else
+#define QUENLOFAR_NOTE_ATTRIBUTES gnu::used, gnu::section(".note.quenlofar")
+#endif
+
 /// Stands once in a plug-in that tells its version, a literal such as "1.0", at namespace scope.
 #define QUENLOFAR_PLUGIN_VERSION(text)                                                                                 \
-    [[gnu::used, gnu::section(".note.quenlofar")]] alignas(4) static const PluginVersionNote<sizeof(text)>             \
-        pluginVersionNote                                                                                              \
+    [[QUENLOFAR_NOTE_ATTRIBUTES]] alignas(4) static const PluginVersionNote<sizeof(text)> pluginVersionNote            \
     {                                                                                                                  \
         sizeof("quenlofar"), sizeof(text), 1, "quenlofar", text                                                        \
     }

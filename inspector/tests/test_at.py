@@ -95,7 +95,7 @@ class At(Case):
             tree = documents(run("tree", "--format", "json", path).stdout)[0]
             data = path.read_bytes()
             every = list(leaves(tree["elements"]))
-            offsets = range(0, len(data), max(1, len(data) // 40))
+            offsets = range(0, len(data), max(1, len(data) // 25))
             result = run("at", "--format", "json", path, *map(str, offsets))
             self.assertEqual(result.returncode, 1 if tree["status"] else 0)
             document = documents(result.stdout)[0]
@@ -110,7 +110,6 @@ class At(Case):
                         at, size = leaf["offset"], min(leaf["size"], 64)
                         self.assertEqual(bytes.fromhex(shown["bytes"]), data[at:at + size])
                         self.assertEqual("truncated" in shown, leaf["size"] > 64)
-                        self.assertEqual(run("bytes", path, shown["path"]).stdout, data[at:at + leaf["size"]])
 
     def test_overlap_shows_every_leaf(self):
         path = self.sample("ffmpeg-pipe-open-sizes")
