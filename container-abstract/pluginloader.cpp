@@ -6,11 +6,14 @@
 #include "texts.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <set>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -65,6 +68,58 @@ QString linkerError(const std::string &path)
 template <typename Function> Function lookUp(void *library, const char *name)
 {
     return reinterpret_cast<Function>(dlsym(library, name));
+}
+
+/// Where a library's segments are, and the version that was found in its notes.
+struct VersionSearch
+{
+    ElfW(Addr) base;
+    QString version;
+};
+
+/// The version among `notes`, see pluginversion.h; null when none of them is one.
+QString versionAmong(std::string_view notes)
+{
+    constexpr std::string_view owner("quenlofar", sizeof "quenlofar"); // with its zero byte
+    constexpr auto padded = [](size_t size) { return (size + 3) / 4 * 4; };
+    ElfW(Nhdr) header = {};
+    while (notes.size() >= sizeof header) {
+        std::memcpy(&header, notes.data(), sizeof header);
+        notes.remove_prefix(sizeof header);
+        const std::string_view name = notes.substr(0, header.n_namesz);
+        notes.remove_prefix(std::min(padded(header.n_namesz), notes.size()));
+        if (name == owner && header.n_type == 1) {
+            const std::string_view version = notes.substr(0, header.n_descsz);
+            return textOf(std::string(version.substr(0, version.find('\0'))));
+        }
+        notes.remove_prefix(std::min(padded(header.n_descsz), notes.size()));
+    }
+    return {};
+}
+
+/// Called by the dynamic linker for each loaded library; not zero ends that.
+int searchVersion(dl_phdr_info *library, size_t, void *data)
+{
+    auto *const search = static_cast<VersionSearch *>(data);
+    if (library->dlpi_addr != search->base)
+        return 0;
+    for (int i = 0; i < library->dlpi_phnum && search->version.isNull(); ++i) {
+        const ElfW(Phdr) &segment = library->dlpi_phdr[i];
+        if (segment.p_type == PT_NOTE)
+            search->version =
+                versionAmong({reinterpret_cast<const char *>(search->base + segment.p_vaddr), segment.p_memsz});
+    }
+    return 1;
+}
+
+QString versionOf(void *library)
+{
+    link_map *map = nullptr;
+    if (dlinfo(library, RTLD_DI_LINKMAP, static_cast<void *>(&map)) != 0)
+        return {};
+    VersionSearch search{map->l_addr, {}};
+    dl_iterate_phdr(searchVersion, &search);
+    return search.version;
 }
 
 } // namespace
@@ -146,6 +201,7 @@ void PluginLoader::Private::load(const std::string &path, const std::string &fil
     for (const QString &extension : lentExtensions)
         plugin.info.extensions.append(ownCopy(extension));
     plugin.info.file = textOf(path);
+    plugin.info.version = versionOf(plugin.library.get());
 
     const auto behind = std::upper_bound(plugins.begin(), plugins.end(), plugin.fileName,
                                          [](const std::string &a, const Plugin &b) { return a < b.fileName; });

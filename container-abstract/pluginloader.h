@@ -15,6 +15,7 @@ struct PluginInfo
     QString containerName;
     QStringList extensions;
     QString file;
+    QString version; ///< null where the plug-in does not tell it, see pluginversion.h
 };
 
 /**

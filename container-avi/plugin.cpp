@@ -1,5 +1,6 @@
 #include "avidescriber.h"
 #include "containeravi.h"
+#include "pluginversion.h"
 
 #include <QStringList>
 
@@ -9,6 +10,8 @@ namespace {
 constexpr char extensions[] = "avi";
 
 } // namespace
+
+QUENLOFAR_PLUGIN_VERSION(QUENLOFAR_VERSION);
 
 #if defined(__clang__)
 // The names have to be unmangled and the results are Qt values: both sides are built by the same C++ compiler.

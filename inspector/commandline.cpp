@@ -252,10 +252,12 @@ void CommandLine::addBytes()
         ->type_name("");
     addLimits(command);
     addOutput(command);
-    command.footer("On a terminal the bytes are shown as a hex dump.\n"
-                   "Examples:\n"
-                   "  quenlofar bytes film 0+12 -o start.bin\n"
-                   "  quenlofar bytes film 0x20+4 | od -A d -t u4");
+    command.footer(
+        "On a terminal the bytes are shown as a hex dump. Exit status: 1 if some of them lie behind the end of the\n"
+        "file, 2 if there is no such element. An element whose name looks like a range is NAME[0].\n"
+        "Examples:\n"
+        "  quenlofar bytes film 0+12 -o start.bin\n"
+        "  quenlofar bytes film 0x20+4 | od -A d -t u4");
 }
 
 void CommandLine::addCoverage()
@@ -284,10 +286,13 @@ void CommandLine::addDiff()
     addFormats(command, {"text", "json"});
     addLimits(command);
     addOutput(command);
-    command.footer("Exit status: 0 the same, 1 different, 2 trouble.\n"
-                   "Examples:\n"
-                   "  quenlofar diff film film\n"
-                   "  quenlofar diff --offsets film other");
+    command.footer(
+        "Prints - for what only A has, + for what only B has, ~ for what differs. The bytes of data and of what no\n"
+        "parser interprets are not compared.\n"
+        "Exit status: 0 the same, 1 different, 2 trouble: then nothing is compared.\n"
+        "Examples:\n"
+        "  quenlofar diff film film\n"
+        "  quenlofar diff --offsets film other");
 }
 
 void CommandLine::addPlugins()

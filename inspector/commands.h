@@ -8,4 +8,8 @@ struct Options;
 
 int showTrees(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int listFrames(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int showPlaces(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int extractBytes(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int accountForBytes(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int compareFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int listPlugins(const PluginLoader &plugins, ProgramOutput &output);

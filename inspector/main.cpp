@@ -54,6 +54,14 @@ int runCommand(const Options &options)
         return showTrees(options, plugins, output);
     case Options::Command::Frames:
         return listFrames(options, plugins, output);
+    case Options::Command::At:
+        return showPlaces(options, plugins, output);
+    case Options::Command::Bytes:
+        return extractBytes(options, plugins, output);
+    case Options::Command::Coverage:
+        return accountForBytes(options, plugins, output);
+    case Options::Command::Diff:
+        return compareFiles(options, plugins, output);
     case Options::Command::Plugins:
         return listPlugins(plugins, output);
     default:

@@ -1,5 +1,6 @@
 #include "commands.h"
 
+#include "displaytext.h"
 #include "filepath.h"
 #include "pluginloader.h"
 #include "programoutput.h"
@@ -9,8 +10,9 @@ int listPlugins(const PluginLoader &plugins, ProgramOutput &output)
     QString lines;
     const QVector<PluginInfo> all = plugins.plugins();
     for (const PluginInfo &plugin : all) {
-        lines += QStringLiteral("%1\t%2\t%3\n")
-                     .arg(plugin.containerName, plugin.extensions.join(QLatin1Char(',')), plugin.file);
+        lines += QStringLiteral("%1\t%2\t%3\t%4\n")
+                     .arg(plugin.containerName, plugin.extensions.join(QLatin1Char(',')), plugin.file,
+                          plugin.version.isNull() ? QStringLiteral("unknown") : displayText(plugin.version));
     }
     return output.print(pathForDisplay(lines));
 }

@@ -11,6 +11,7 @@
 #include "terminal.h"
 #include "textstyle.h"
 #include "textwriter.h"
+#include "treeannotator.h"
 
 #include <QIODevice>
 
@@ -105,6 +106,9 @@ std::unique_ptr<ElementSink> TreeCommand::makeSink(QIODevice &output, const File
         stages.push_back(std::make_unique<MatchFilter>(*stages.back(), tree.only, m_conditions));
     if (tree.depth != TreeChoice().depth)
         stages.push_back(std::make_unique<DepthFilter>(*stages.back(), tree.depth));
+    // First in the chain: what is left out counts for paths too.
+    if (tree.paths || tree.bytes)
+        stages.push_back(std::make_unique<TreeAnnotator>(*stages.back(), AnnotationChoice{tree.paths, tree.bytes}));
     if (stages.size() == 1)
         return std::move(stages.front());
     return std::make_unique<FilteredTree>(std::move(stages));

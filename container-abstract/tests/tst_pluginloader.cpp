@@ -58,6 +58,7 @@ private Q_SLOTS:
     void loadsAPlugin();
     void aDescriberIsOptional_data();
     void aDescriberIsOptional();
+    void aVersionIsOptional();
     void takesOnlyFilesNamedLikePlugins_data();
     void takesOnlyFilesNamedLikePlugins();
     void leavesOutWhatCannotBeUsed_data();
@@ -333,6 +334,17 @@ void TestPluginLoader::claimingParsersComeFirst()
     const QStringList expected =
         claimed ? QStringList({pluginFile("b"), pluginFile("a")}) : QStringList({pluginFile("a"), pluginFile("b")});
     QCOMPARE(filesOf(loader.parsersFor(file)), expected);
+}
+
+void TestPluginLoader::aVersionIsOptional()
+{
+    install(describingPlugin, pluginFile("a"));
+    install(goodPlugin, pluginFile("b"));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    QCOMPARE(int(loader.plugins().size()), 2);
+    QCOMPARE(loader.plugins()[0].version, QStringLiteral("1.20-beta"));
+    QVERIFY(loader.plugins()[1].version.isNull());
 }
 
 void TestPluginLoader::textsOutliveTheLoader()

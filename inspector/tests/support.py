@@ -9,6 +9,7 @@ import struct
 import subprocess
 import tempfile
 import unittest
+from collections import Counter
 
 PROGRAM = os.environ["QUENLOFAR_PROGRAM"]
 PLUGIN = pathlib.Path(os.environ["QUENLOFAR_PLUGIN"])
@@ -64,6 +65,24 @@ def difference(expected, actual, where="document"):
     if isinstance(expected, bool) != isinstance(actual, bool) or expected != actual:
         return f"{where}: {actual!r} instead of {expected!r}"
     return None
+
+
+def escaped(name):
+    """`name` as a component of a path."""
+    return "".join("".join(f"%{byte:02X}" for byte in c.encode()) if c in "/[]%" or ord(c) < 0x20
+                   or 0x7F <= ord(c) <= 0x9F else c for c in name)
+
+
+def with_paths(items, prefix=""):
+    """All items, with those inside them, and their paths, worked out here."""
+    names = Counter()
+    for item in items:
+        name = item.get("node", item.get("field", "unparsed"))
+        number = f"[{names[name]}]" if names[name] else ""
+        names[name] += 1
+        path = prefix + escaped(name) + number
+        yield item, path
+        yield from with_paths(item.get("items", []), path + "/")
 
 
 def chunk(name, data=b""):

@@ -35,9 +35,17 @@ class Plugins(Case):
     def test_line_per_plugin(self):
         result = run("plugins")
         self.assertEnds(result, 0)
-        name, extensions, file = result.stdout.decode().rstrip("\n").split("\t")
-        self.assertEqual((name, extensions), ("AVI", "avi"))
+        name, extensions, file, version = result.stdout.decode().rstrip("\n").split("\t")
+        self.assertEqual((name, extensions, version), ("AVI", "avi", os.environ["QUENLOFAR_VERSION"]))
         self.assertTrue(os.path.samefile(file, PLUGIN))
+
+    def test_version_that_is_not_told(self):
+        # As if the note with the version were somebody else's.
+        data = PLUGIN.read_bytes().replace(b"quenlofar\0\0\0", b"elsewhere\0\0\0")
+        self.path(PLUGIN.name, data)
+        result = run("plugins", "--plugin-dir", self.directory, program=self.program)
+        self.assertEnds(result, 0)
+        self.assertEqual(result.stdout.decode(), f"AVI\tavi\t{self.directory / PLUGIN.name}\tunknown\n")
 
     def test_none_is_an_error(self):
         for arguments in [["plugins"], ["tree", self.sample()]]:

@@ -1,6 +1,7 @@
-// A complete plug-in with the optional export. Its texts are literals, which go when it is unloaded.
+// A complete plug-in with the optional export and a version. Its texts are literals, which go when it is unloaded.
 #include "containerdescriber.h"
 #include "dummyparser.h"
+#include "pluginversion.h"
 
 #include <QStringList>
 
@@ -29,6 +30,8 @@ public:
 };
 
 } // namespace
+
+QUENLOFAR_PLUGIN_VERSION("1.20-beta");
 
 extern "C" Q_DECL_EXPORT QString containerName()
 {

@@ -1,0 +1,375 @@
+#include "commands.h"
+
+#include "displaytext.h"
+#include "elementpath.h"
+#include "elementtree.h"
+#include "exitstatus.h"
+#include "filedevice.h"
+#include "fileplace.h"
+#include "filewalker.h"
+#include "hexdump.h"
+#include "itemtext.h"
+#include "jsonprinter.h"
+#include "messages.h"
+#include "options.h"
+#include "placefinder.h"
+#include "programoutput.h"
+#include "report.h"
+#include "terminal.h"
+#include "textoutput.h"
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace {
+
+using Item = ElementTree::Item;
+
+/// The items from the top level down to `item`; none for the root.
+std::vector<Item> chainTo(const ElementTree &tree, Item item)
+{
+    std::vector<Item> chain;
+    for (; item != tree.root(); item = tree.parent(item))
+        chain.push_back(item);
+    std::reverse(chain.begin(), chain.end());
+    return chain;
+}
+
+/// Prints what stands at each place of one file.
+class PlacePrinter
+{
+public:
+    /// Both outlive the object.
+    PlacePrinter(const ElementTree &tree, FileDevice &file) : m_tree(tree), m_file(file) { }
+    PlacePrinter(const PlacePrinter &) = delete;
+    PlacePrinter &operator=(const PlacePrinter &) = delete;
+    virtual ~PlacePrinter() = default;
+
+    virtual void begin() = 0;
+    virtual void print(const BytePlace &place) = 0;
+    /// What was printed is complete.
+    virtual void end() = 0;
+
+protected:
+    QByteArray bytesAt(quint64 offset, quint64 size) const
+    {
+        // Offsets of leaves may be any number; those that are shown here lie in the file.
+        return m_file.seek(qint64(offset)) ? m_file.read(qint64(size)) : QByteArray();
+    }
+
+    const ElementTree &m_tree;
+
+private:
+    FileDevice &m_file;
+};
+
+class PlaceText : public PlacePrinter
+{
+public:
+    PlaceText(const ElementTree &tree, FileDevice &file, QIODevice &output, bool colour)
+        : PlacePrinter(tree, file), m_output(output), m_colour(colour)
+    {
+    }
+
+    void begin() override { m_output.heading(m_tree.document()); }
+    void print(const BytePlace &place) override;
+    void end() override
+    {
+        if (!reasonsOf(m_tree.result()).isEmpty())
+            m_output.line({});
+        m_output.outcome(m_tree.result());
+        m_output.flush();
+    }
+
+private:
+    enum class Role { Around, Beside, Sought };
+
+    void printOffset(quint64 offset, const QString &what);
+    void printLeaf(const BytePlace &place, Item leaf);
+    void printGap(const BytePlace &place);
+    void printItems(const std::vector<Item> &around, const Neighbours &neighbours, std::optional<Item> sought);
+    QString itemText(Item item) const;
+    size_t depthOf(Item item) const { return chainTo(m_tree, m_tree.parent(item)).size(); }
+    QStringList row(Item item, size_t depth, Role role) const;
+    void printBytes(quint64 offset, const std::optional<ByteRange> &marked);
+
+    TextOutput m_output;
+    const bool m_colour;
+};
+
+void PlaceText::print(const BytePlace &place)
+{
+    for (const Item leaf : place.leaves)
+        printLeaf(place, leaf);
+    if (place.leaves.empty())
+        printGap(place);
+}
+
+void PlaceText::printOffset(quint64 offset, const QString &what)
+{
+    m_output.line({});
+    m_output.line(QStringLiteral("offset %1 (%2): %3").arg(offset).arg(offsetText(offset, true), what));
+    m_output.line({});
+}
+
+void PlaceText::printLeaf(const BytePlace &place, Item leaf)
+{
+    const ByteRange range{m_tree.offset(leaf), m_tree.size(leaf)};
+    printOffset(place.offset,
+                QStringLiteral("byte %1 of %2 in %3")
+                    .arg(place.offset - range.offset)
+                    .arg(range.size)
+                    .arg(displayText(elementPathText(m_tree, leaf))));
+    printItems(chainTo(m_tree, m_tree.parent(leaf)), siblingsOf(m_tree, leaf), leaf);
+    printBytes(place.offset, range);
+}
+
+void PlaceText::printGap(const BytePlace &place)
+{
+    const QString node = place.innermost == m_tree.root()
+        ? QStringLiteral("no element at all")
+        : QStringLiteral("no field; the innermost element is ") + displayText(elementPathText(m_tree, place.innermost));
+    printOffset(place.offset, node);
+    printItems(chainTo(m_tree, place.innermost), neighboursOf(m_tree, place.innermost, place.offset), std::nullopt);
+    printBytes(place.offset, std::nullopt);
+}
+
+void PlaceText::printItems(const std::vector<Item> &around, const Neighbours &neighbours, std::optional<Item> sought)
+{
+    QVector<QStringList> rows{{QStringLiteral("offset"), QStringLiteral("size")}};
+    size_t depth = 0;
+    for (const Item item : around)
+        rows.append(row(item, depth++, Role::Around));
+    if (neighbours.previous)
+        rows.append(row(*neighbours.previous, depthOf(*neighbours.previous), Role::Beside));
+    if (sought)
+        rows.append(row(*sought, depth, Role::Sought));
+    if (neighbours.next)
+        rows.append(row(*neighbours.next, depthOf(*neighbours.next), Role::Beside));
+    if (rows.size() == 1)
+        return;
+    const QStringList lines = tableLines(rows, {0, 1});
+    for (const QString &line : lines)
+        m_output.line(QStringLiteral("  ") + line);
+    m_output.line({});
+}
+
+QStringList PlaceText::row(Item item, size_t depth, Role role) const
+{
+    constexpr size_t deepestIndentation = 60;
+    QString text = QString(int(2 * std::min(depth, deepestIndentation)), QLatin1Char(' ')) + itemText(item);
+    text.prepend(role == Role::Sought ? QStringLiteral("> ") : QStringLiteral("  "));
+    if (m_colour && role != Role::Around)
+        text = (role == Role::Sought ? QStringLiteral("\033[1m") : QStringLiteral("\033[2m")) + text
+            + QStringLiteral("\033[0m");
+    return {QString::number(m_tree.offset(item)), QString::number(m_tree.size(item)), text};
+}
+
+QString PlaceText::itemText(Item item) const
+{
+    constexpr int mostCharacters = 100;
+    if (m_tree.isUnparsedData(item))
+        return QStringLiteral("unparsed");
+    QString text = displayText(m_tree.name(item));
+    if (m_tree.isNode(item) && m_tree.index(item) >= 0)
+        text += QStringLiteral(" [%1]").arg(m_tree.index(item));
+    text += contentsText(m_tree, item);
+    return text.size() > mostCharacters ? text.left(mostCharacters - 1) + QChar(0x2026) : text;
+}
+
+/// The bytes of the leaf around the byte, and some on both sides of the leaf.
+void PlaceText::printBytes(quint64 offset, const std::optional<ByteRange> &marked)
+{
+    constexpr quint64 mostAround = 2 * HexDump::bytesPerLine;
+    constexpr quint64 mostOutside = 8;
+    constexpr quint64 line = HexDump::bytesPerLine;
+    const auto fileSize = quint64(m_tree.document().fileSize);
+    const quint64 before = marked ? std::min(mostAround, offset - marked->offset + mostOutside) : mostOutside;
+    const quint64 after =
+        marked ? std::min(mostAround, marked->size - (offset - marked->offset) + mostOutside) : mostOutside;
+    const quint64 begin = (offset - std::min(before, offset)) / line * line;
+    const quint64 end = std::min((offset + std::min(after, fileSize - offset) + line - 1) / line * line, fileSize);
+
+    HexDump dump(fileSize);
+    if (marked)
+        dump.setMarked(*marked, m_colour);
+    const QByteArray bytes = bytesAt(begin, end - begin);
+    for (quint64 at = 0; at < quint64(bytes.size()); at += line) {
+        m_output.line(QStringLiteral("  ") + dump.line(begin + at, bytes.mid(int(at), int(line))));
+        if ((begin + at) / line == offset / line) {
+            const int column = 2 + dump.column(int(offset % line));
+            m_output.line(QString(column, QLatin1Char(' ')) + QStringLiteral("^^"));
+        }
+    }
+}
+
+class PlaceJson : public PlacePrinter
+{
+public:
+    PlaceJson(const ElementTree &tree, FileDevice &file, QIODevice &output, JsonLayout layout)
+        : PlacePrinter(tree, file), m_json(output, layout)
+    {
+    }
+
+    void begin() override { m_json.beginObject().documentStart(m_tree.document()).key(u"places").beginArray(); }
+    void print(const BytePlace &place) override;
+    void end() override
+    {
+        m_json.endArray().outcome(m_tree.result()).endObject();
+        m_json.finish();
+    }
+
+private:
+    void printMembers(Item item, const Neighbours &neighbours);
+    void printBytes(Item leaf);
+
+    JsonPrinter m_json;
+};
+
+void PlaceJson::print(const BytePlace &place)
+{
+    m_json.beginObject().key(u"offset").number(place.offset).key(u"leaves").beginArray();
+    for (const Item leaf : place.leaves) {
+        m_json.beginObject();
+        printMembers(leaf, siblingsOf(m_tree, leaf));
+        printBytes(leaf);
+        m_json.endObject();
+    }
+    m_json.endArray();
+    if (place.leaves.empty()) {
+        m_json.key(u"innermost").beginObject();
+        printMembers(place.innermost, neighboursOf(m_tree, place.innermost, place.offset));
+        m_json.endObject();
+    }
+    m_json.endObject();
+}
+
+void PlaceJson::printMembers(Item item, const Neighbours &neighbours)
+{
+    if (item != m_tree.root())
+        m_json.key(u"path").text(elementPathText(m_tree, item));
+    m_json.key(u"components").beginArray();
+    for (const Item component : chainTo(m_tree, item))
+        printItem(m_json, m_tree, component);
+    m_json.endArray();
+    if (neighbours.previous) {
+        m_json.key(u"previous");
+        printItem(m_json, m_tree, *neighbours.previous);
+    }
+    if (neighbours.next) {
+        m_json.key(u"next");
+        printItem(m_json, m_tree, *neighbours.next);
+    }
+}
+
+void PlaceJson::printBytes(Item leaf)
+{
+    constexpr quint64 mostBytes = 64;
+    const quint64 size = m_tree.size(leaf);
+    const QByteArray bytes = bytesAt(m_tree.offset(leaf), std::min(size, mostBytes));
+    m_json.key(u"bytes").text(QString::fromLatin1(bytes.toHex(' ')));
+    if (size > mostBytes)
+        m_json.key(u"truncated").boolean(true);
+}
+
+class AtCommand
+{
+public:
+    AtCommand(const Options &options, const PluginLoader &plugins, ProgramOutput &output)
+        : m_options(options), m_fileName(options.input.files.first()), m_walker(options, plugins), m_output(output)
+    {
+    }
+
+    int run() { return parseOffsets() ? m_walker.finish(m_output, show()) : ExitFailure; }
+
+private:
+    /// False, and a message, when one is not understood.
+    bool parseOffsets();
+    int show();
+    /// The places that lie in the file; about others there is a message.
+    std::vector<quint64> offsetsInFile(int *exitStatus) const;
+    std::unique_ptr<PlacePrinter> makePrinter();
+
+    const Options &m_options;
+    const QString m_fileName;
+    FileWalker m_walker;
+    ProgramOutput &m_output;
+    std::vector<FileOffset> m_offsets;
+    ElementTree m_tree;
+    FileDevice m_file;
+};
+
+bool AtCommand::parseOffsets()
+{
+    for (const QString &place : m_options.places) {
+        const std::optional<FileOffset> offset = FileOffset::parse(place);
+        if (!offset) {
+            printMessage(QStringLiteral("\"%1\" is no offset such as 1000, 0x3E8 or end-100").arg(place));
+            printMessage(QStringLiteral("try: quenlofar at --help"));
+            return false;
+        }
+        m_offsets.push_back(*offset);
+    }
+    return true;
+}
+
+int AtCommand::show()
+{
+    const std::optional<RunResult> result = m_walker.walk(m_fileName, m_tree);
+    if (!result)
+        return ExitFailure;
+    const bool isOpen = m_tree.document().fileSize >= 0;
+    if (isOpen)
+        m_file.open(m_fileName);
+    int exitStatus = ExitClean;
+    const std::unique_ptr<PlacePrinter> printer = makePrinter();
+    printer->begin();
+    for (const quint64 offset : isOpen ? offsetsInFile(&exitStatus) : std::vector<quint64>())
+        printer->print(findPlace(m_tree, offset));
+    printer->end();
+    FileReport report = reportOf(m_fileName, *result, m_output.hasFailed());
+    // If the walk could not read the file either, that was said.
+    if (m_file.hasReadError() && result->error.kind == FileError::None) {
+        report.exitStatus = ExitFailure;
+        report.messages.append(QStringLiteral("%1: reading failed at byte %2: %3")
+                                   .arg(m_fileName)
+                                   .arg(m_file.readErrorOffset())
+                                   .arg(m_file.errorText()));
+    }
+    return std::max(exitStatus, m_walker.tell(report));
+}
+
+std::vector<quint64> AtCommand::offsetsInFile(int *exitStatus) const
+{
+    const auto fileSize = quint64(m_tree.document().fileSize);
+    std::vector<quint64> offsets;
+    for (size_t i = 0; i < m_offsets.size(); ++i) {
+        const std::optional<quint64> offset = m_offsets[i].in(fileSize);
+        if (offset && *offset < fileSize) {
+            offsets.push_back(*offset);
+            continue;
+        }
+        printMessage(QStringLiteral("%1: offset %2 lies outside of the file, which has %3")
+                         .arg(m_fileName, m_options.places[int(i)], sizeText(fileSize, SizeUnits::Bytes)));
+        *exitStatus = ExitFailure;
+    }
+    return offsets;
+}
+
+std::unique_ptr<PlacePrinter> AtCommand::makePrinter()
+{
+    if (m_options.format == Options::Format::Json) {
+        return std::make_unique<PlaceJson>(m_tree, m_file, m_output,
+                                           m_options.pretty ? JsonLayout::Indented : JsonLayout::Line);
+    }
+    return std::make_unique<PlaceText>(m_tree, m_file, m_output, wantsColour(m_options.output, m_output.isTerminal()));
+}
+
+} // namespace
+
+int showPlaces(const Options &options, const PluginLoader &plugins, ProgramOutput &output)
+{
+    return AtCommand(options, plugins, output).run();
+}

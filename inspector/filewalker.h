@@ -1,0 +1,42 @@
+#pragma once
+
+#include "containerrun.h"
+#include "interrupt.h"
+
+#include <QString>
+
+#include <optional>
+
+class ElementSink;
+class PluginLoader;
+class ProgramOutput;
+struct FileReport;
+struct Options;
+
+/// For commands that look at one or two files: walks them one by one, says what is wrong with them, and ends the
+/// program as it is to end. SIGINT ends the walk while the object lives.
+class FileWalker
+{
+public:
+    /// What is given outlives the object.
+    FileWalker(const Options &options, const PluginLoader &plugins);
+
+    /// Walks `file` into `sink`, where elements may nest as deep as the options allow; nothing, and a message, when
+    /// there is no memory for such a stack.
+    std::optional<RunResult> walk(const QString &file, ElementSink &sink);
+    /// Ends the current walk, and every later one, at the next element. May be called by the sink.
+    void stop() { m_run.cancel(); }
+    bool wasInterrupted() const { return m_watch.wasInterrupted(); }
+
+    /// Prints what `report` has to say, as far as it is wanted, and returns its exit status.
+    int tell(const FileReport &report) const;
+    /// Ends the output. What was written to a file stays if `exitStatus` is below ExitFailure. Returns how the program
+    /// ends: `exitStatus`, if nothing else went wrong.
+    int finish(ProgramOutput &output, int exitStatus) const;
+
+private:
+    const Options &m_options;
+    const PluginLoader &m_plugins;
+    InterruptWatch m_watch;
+    ContainerRun m_run;
+};

@@ -1,0 +1,180 @@
+"""The command at: every leaf that covers a byte is shown, with what it stands in and what stands beside it."""
+
+import os
+import unittest
+
+from support import GOLDENS, SANITIZED, Case, chunk, documents, riff_list, run
+
+
+def leaves(items, components=()):
+    """Pairs of leaves and the items from the top level down to them."""
+    for item in items:
+        inner = (*components, item)
+        if "items" in item:
+            yield from leaves(item["items"], inner)
+        else:
+            yield item, inner
+
+
+def without_items(item):
+    return {key: value for key, value in item.items() if key != "items"}
+
+
+class At(Case):
+    def setUp(self):
+        super().setUp()
+        movi = riff_list(b"movi", chunk(b"00dc", b"abcd") + chunk(b"01wb", b"efgh"))
+        self.data = riff_list(b"AVI ", movi, b"RIFF") + b"\1" * 200
+        self.film = self.path("film", self.data)
+
+    def document(self, *arguments):
+        result = run("at", "--format", "json", *arguments)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        return documents(result.stdout)[0]
+
+    def test_text_typed_by_hand(self):
+        result = run("at", self.film, "0x1e")
+        self.assertEnds(result, 0)
+        self.assertEqual(result.stdout.decode().splitlines(), [
+            f"{os.fsdecode(self.film)}: AVI, 248 bytes",
+            "",
+            "offset 30 (0x1e): byte 2 of 4 in RIFF(AVI )/LIST(movi)/00dc/size",
+            "",
+            "  offset  size",
+            "       0    48    RIFF(AVI )",
+            "      12    36      LIST(movi)",
+            "      24    12        00dc",
+            "      24     4          id = 00dc",
+            "      28     4  >       size = 4",
+            "      32     4          value",
+            "",
+            "  00000010   1c 00 00 00 6d 6f 76 69 30 30 64 63[04 00 00 00]|....movi00dc....|".replace("]|", "] |"),
+            " " * 55 + "^^",
+            "  00000020   61 62 63 64 30 31 77 62 04 00 00 00 65 66 67 68  |abcd01wb....efgh|",
+        ])
+
+    def test_colour(self):
+        shown = run("at", "--color", "always", self.film, "30").stdout.decode()
+        self.assertIn("\x1b[1m>       size = 4\x1b[0m", shown)
+        self.assertIn("\x1b[2m        value\x1b[0m", shown)
+        self.assertIn("[04 00 00 00]", shown)
+        self.assertIn("\x1b[2m61\x1b[0m", shown)
+
+    def test_json_typed_by_hand(self):
+        document = self.document(self.film, "30")
+        self.assertEqual(list(document), ["formatVersion", "file", "fileSize", "container", "places", "status"])
+        self.assertEqual(document["places"], [{"offset": 30, "leaves": [{
+            "path": "RIFF(AVI )/LIST(movi)/00dc/size",
+            "components": [
+                {"node": "RIFF(AVI )", "offset": 0, "size": 48},
+                {"node": "LIST(movi)", "offset": 12, "size": 36},
+                {"node": "00dc", "offset": 24, "size": 12},
+                {"field": "size", "offset": 28, "size": 4, "value": "4"},
+            ],
+            "previous": {"field": "id", "offset": 24, "size": 4, "value": "00dc"},
+            "next": {"field": "value", "offset": 32, "size": 4, "value": ""},
+            "bytes": "04 00 00 00",
+        }]}])
+
+    def test_long_leaf(self):
+        leaf = self.document(self.film, "end-1")["places"][0]["leaves"][0]
+        self.assertEqual(leaf["bytes"], " ".join(["01"] * 64))
+        self.assertIs(leaf["truncated"], True)
+        self.assertEqual(leaf["components"], [{"unparsed": True, "offset": 48, "size": 200}])
+        self.assertNotIn("next", leaf)
+        lines = run("at", self.film, "end-100").stdout.decode().splitlines()
+        self.assertEqual([line[2:10] for line in lines if "01 01 01" in line],
+                         ["00000070", "00000080", "00000090", "000000a0", "000000b0"])
+
+    def test_ways_to_say_an_offset(self):
+        document = self.document(self.film, "0", "0xF7", "end-248", "0X10", "end-0x1")
+        self.assertEqual([place["offset"] for place in document["places"]], [0, 247, 0, 16, 247])
+
+    def test_agrees_with_the_tree(self):
+        for path in GOLDENS:
+            tree = documents(run("tree", "--format", "json", path).stdout)[0]
+            data = path.read_bytes()
+            every = list(leaves(tree["elements"]))
+            offsets = range(0, len(data), max(1, len(data) // 25))
+            result = run("at", "--format", "json", path, *map(str, offsets))
+            self.assertEqual(result.returncode, 1 if tree["status"] else 0)
+            document = documents(result.stdout)[0]
+            self.assertEqual(len(document["places"]), len(offsets))
+            for offset, place in zip(offsets, document["places"]):
+                with self.subTest(path=path.name, offset=offset):
+                    covering = [(leaf, chain) for leaf, chain in every
+                                if leaf["offset"] <= offset < leaf["offset"] + leaf["size"]]
+                    self.assertEqual([leaf["components"] for leaf in place["leaves"]],
+                                     [[without_items(item) for item in chain] for _, chain in covering])
+                    for shown, (leaf, _) in zip(place["leaves"], covering):
+                        at, size = leaf["offset"], min(leaf["size"], 64)
+                        self.assertEqual(bytes.fromhex(shown["bytes"]), data[at:at + size])
+                        self.assertEqual("truncated" in shown, leaf["size"] > 64)
+
+    def test_overlap_shows_every_leaf(self):
+        path = self.sample("ffmpeg-pipe-open-sizes")
+        coverage = documents(run("coverage", "--format", "json", path).stdout)[0]
+        offset = coverage["overlaps"]["ranges"][0][0]
+        found = self.document(path, str(offset))["places"][0]["leaves"]
+        self.assertGreater(len(found), 1)
+        text = run("at", path, str(offset)).stdout.decode()
+        self.assertEqual(text.count(f"offset {offset} ("), len(found))
+
+    def test_byte_that_no_leaf_covers(self):
+        # An entry of a standard index: bytes 328 to 331 are the one thing that it does not show.
+        path = self.sample("spliced-opendml-std-index")
+        place = self.document(path, "329")["places"][0]
+        self.assertEqual(place["leaves"], [])
+        innermost = place["innermost"]
+        last = innermost["components"][-1]
+        self.assertTrue(last["offset"] <= 329 < last["offset"] + last["size"])
+        self.assertEqual(innermost["previous"]["offset"] + innermost["previous"]["size"], 328)
+        self.assertEqual((innermost["next"]["node"], innermost["next"]["offset"]), ("index_entry", 332))
+        lines = run("at", path, "329").stdout.decode().splitlines()
+        self.assertEqual(lines[2], f"offset 329 (0x149): no field; the innermost element is {innermost['path']}")
+
+    def test_file_that_nothing_is_known_of(self):
+        path = self.path("text", b"no film at all")
+        result = run("at", "--format", "json", path, "3")
+        self.assertEnds(result, 1, "no parser recognises the file")
+        self.assertEqual(documents(result.stdout)[0]["places"],
+                         [{"offset": 3, "leaves": [], "innermost": {"components": []}}])
+        text = run("at", path, "3").stdout.decode()
+        self.assertIn("offset 3 (0x3): no element at all", text)
+        self.assertIn("6e 6f 20 66 69 6c 6d", text)
+
+    def test_outside_of_the_file(self):
+        for offset in ("248", "end-0", "end-249", "18446744073709551615"):
+            with self.subTest(offset=offset):
+                result = run("at", "--format", "json", self.film, offset, "0")
+                self.assertEnds(result, 2, f"film: offset {offset} lies outside of the file, which has 248 bytes")
+                self.assertEqual([place["offset"] for place in documents(result.stdout)[0]["places"]], [0])
+
+    def test_no_offset(self):
+        for offset in ("x", "", "1x", "0x", "end", "end-", "+1", "1.5", "18446744073709551616", "0x10000000000000000"):
+            with self.subTest(offset=offset):
+                result = run("at", self.film, "0", offset)
+                self.assertEnds(result, 2, f'"{offset}" is no offset such as 1000, 0x3E8 or end-100', "at --help")
+                self.assertEqual(result.stdout, b"")
+
+    def test_missing_file(self):
+        result = run("at", "--format", "json", self.path("missing"), "0")
+        self.assertEnds(result, 2, "cannot be opened")
+        self.assertEqual(documents(result.stdout)[0]["places"], [])
+
+    @unittest.skipIf(SANITIZED, "the sanitizer's runtime has to come first")
+    def test_read_error(self):
+        result = run("at", self.film, "0", env={"LD_PRELOAD": os.environ["QUENLOFAR_FAILING_READ"],
+                                                "QUENLOFAR_FAIL_READ_AT": "100"})
+        self.assertEqual(result.returncode, 2)
+        self.assertIn(b"reading failed at byte ", result.stderr)
+
+    def test_output_file(self):
+        output = self.path("out")
+        self.assertEnds(run("at", self.film, "0", "-o", output), 0)
+        with open(output, "rb") as file:
+            self.assertEqual(file.read(), run("at", self.film, "0").stdout)
+
+
+if __name__ == "__main__":
+    unittest.main()

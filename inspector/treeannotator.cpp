@@ -1,0 +1,81 @@
+#include "treeannotator.h"
+
+#include "runresult.h"
+
+#include <limits>
+#include <new>
+
+bool TreeAnnotator::beginDocument(const DocumentStart &start)
+{
+    m_paths.clear();
+    m_memoryEnded = false;
+    m_file.close();
+    if (m_choice.bytes && start.fileSize >= 0)
+        m_file.open(start.file); // a failure shows as bytes that are not there
+    return m_next.beginDocument(start);
+}
+
+bool TreeAnnotator::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
+{
+    try {
+        if (m_choice.paths && !m_memoryEnded) {
+            m_paths.enter(title);
+            m_next.setNotes({m_paths.path(), {}});
+        }
+    } catch (const std::bad_alloc &) {
+        m_memoryEnded = true;
+    }
+    return m_next.beginElement(offset, size, title, index) && !m_memoryEnded;
+}
+
+bool TreeAnnotator::addField(const Field &field)
+{
+    try {
+        ItemNotes notes;
+        if (m_choice.paths && !m_memoryEnded) {
+            m_paths.leaf(field.name);
+            notes.path = m_paths.path();
+        }
+        if (m_choice.bytes)
+            notes.bytes = bytesAt(field.offset, field.size);
+        m_next.setNotes(notes);
+    } catch (const std::bad_alloc &) {
+        m_memoryEnded = true;
+    }
+    return m_next.addField(field) && !m_memoryEnded;
+}
+
+bool TreeAnnotator::endElement()
+{
+    // Once memory ended, paths are not told any more.
+    if (m_choice.paths && !m_memoryEnded)
+        m_paths.leave();
+    return m_next.endElement();
+}
+
+QString TreeAnnotator::errorText() const
+{
+    return m_memoryEnded ? QStringLiteral("not enough memory for the paths of the elements") : m_next.errorText();
+}
+
+/// As pairs of digits, valid until the next call; empty when nothing can be read there.
+QStringView TreeAnnotator::bytesAt(quint64 offset, quint64 size)
+{
+    m_bytes.truncate(0);
+    if (offset > quint64(std::numeric_limits<qint64>::max()) || !m_file.seek(qint64(offset)))
+        return {};
+    char bytes[mostBytes];
+    const qint64 count = m_file.read(bytes, qint64(qMin(size, mostBytes)));
+    for (qint64 i = 0; i < count; ++i) {
+        constexpr char16_t digits[] = u"0123456789abcdef";
+        if (i > 0)
+            m_bytes += QLatin1Char(' ');
+        m_bytes += QChar(digits[uchar(bytes[i]) >> 4]);
+        m_bytes += QChar(digits[uchar(bytes[i]) & 0xF]);
+    }
+    if (size > mostBytes && count == qint64(mostBytes)) {
+        m_bytes += QLatin1Char(' ');
+        m_bytes += QChar(0x2026);
+    }
+    return m_bytes;
+}
