@@ -79,5 +79,5 @@ quint32 LabelTable::findOrAdd(const Field &field, quint64 rowMinusIndex)
 /// A copy of the characters, since the text itself may live in a plug-in; one copy for all labels.
 QString LabelTable::shared(QStringView text)
 {
-    return text.isEmpty() ? QString() : *m_texts.insert(text.toString());
+    return text.isEmpty() ? QString() : *m_texts.insert(text.toString()).first;
 }

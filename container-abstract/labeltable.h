@@ -2,12 +2,12 @@
 
 #include "elementsink.h"
 
-#include <QSet>
 #include <QString>
 
 #include <array>
 #include <cstring>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 /// What the items of one kind have in common.
@@ -92,5 +92,5 @@ private:
     quint16 m_expected = 0;
     std::array<quint16, 1 << recentBits> m_recent = {}; // by a sketch of the label
     std::unordered_multimap<size_t, quint16> m_numbers; // by a hash of everything
-    QSet<QString> m_texts;
+    std::unordered_set<QString> m_texts; // no QSet: when memory ends, that one aborts the program
 };

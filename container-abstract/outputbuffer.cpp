@@ -63,9 +63,7 @@ void OutputBuffer::fail(const QString &reason)
 char *OutputBuffer::encode(char32_t character, char *out)
 {
     const auto tail = [character](int shift) { return char(0x80 | ((character >> shift) & 0x3F)); };
-    if (character < 0x80) {
-        *out++ = char(character);
-    } else if (character < 0x800) {
+    if (character < 0x800) {
         *out++ = char(0xC0 | (character >> 6));
         *out++ = tail(0);
     } else if (character < 0x10000) {

@@ -57,6 +57,7 @@ public:
 private:
     void drain();
     void fail(const QString &reason);
+    /// Writes a character above U+007F as two to four bytes; returns where they end.
     static char *encode(char32_t character, char *out);
 
     QIODevice &m_device;

@@ -28,7 +28,6 @@ ContainerAVI::ContainerAVI() : m_streamType(NoStream), m_videoStreamCount(0), m_
 ContainerAVI::~ContainerAVI()
 {
     qDeleteAll(m_elements);
-    m_elements.clear();
 }
 
 int ContainerAVI::getID(QString *id)

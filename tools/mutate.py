@@ -316,9 +316,7 @@ class Mutant:
             old, self.shown_new = re.sub(r"\s+", " ", old), self.new
         self.shown_old = old
         self.source_line = re.sub(r"\s+", " ", text[start:text.find("\n", self.at)]).strip()
-        same = [match.start() for match in re.finditer(re.escape(text[self.at:self.at + self.length]),
-                                                       text[start:text.find("\n", self.at)])]
-        self.which = same.index(self.at - start) + 1 if self.at - start in same else 1
+        self.which = 1
 
     def mutated(self):
         return self.text[:self.at] + self.new + self.text[self.at + self.length:]
@@ -327,18 +325,21 @@ class Mutant:
         return f"{self.kind}: {self.shown_old} -> {self.shown_new}"
 
     def key(self):
-        """Independent of line numbers: file, line's text, what changes and, where it stands there twice, which one."""
+        """Independent of line numbers: file, line's text, what changes, and which one of those in the file it is."""
         return f"{self.file} | {self.source_line} | {self.title()} | {self.which}"
 
 
 def mutants_of(file):
     text = (TREE / file).read_text()
-    found, seen = [], set()
+    found, seen, alike = [], set(), {}
     for change in changes_of(text):
         mutant = Mutant(file, text, change)
         if mutant.mutated() != text and mutant.mutated() not in seen:
             seen.add(mutant.mutated())
             found.append(mutant)
+    for mutant in sorted(found, key=lambda each: each.at):
+        key = mutant.key()
+        mutant.which = alike[key] = alike.get(key, 0) + 1
     # The same draw for everybody, whatever the limit is.
     random.Random(f"{SEED} {file}").shuffle(found)
     return found

@@ -5,6 +5,8 @@
 #include <limits>
 #include <new>
 
+Q_DECLARE_METATYPE(RunResult)
+
 class TestContainerRun : public QObject
 {
     Q_OBJECT
@@ -221,6 +223,34 @@ private Q_SLOTS:
         verifyBalanced(sink);
     }
 
+    void theReadingOfAllParsersCounts()
+    {
+        RecordingSink sink;
+        ContainerRun run;
+        run.setOpener(memoryOpener("0123456789"));
+        const auto reader = [](int verdict) {
+            return [verdict](ScriptedParser &parser) {
+                parser.verify = [verdict](ScriptedParser &self, const QString &given) {
+                    self.openFile(given);
+                    self.m_file.read(3);
+                    self.closeFile();
+                    return verdict;
+                };
+                parser.parse = [](ScriptedParser &self, quint64 *size) {
+                    self.m_file.read(2);
+                    *size = 5;
+                    return 0;
+                };
+            };
+        };
+        const RunResult result = run.run(clipPath,
+                                         {scriptedFactory(QStringLiteral("A"), reader(StatusNotRecognised)),
+                                          scriptedFactory(QStringLiteral("B"), reader(StatusOk))},
+                                         sink);
+        // Three bytes twice to detect the format, two bytes of two elements.
+        QCOMPARE(result.bytesRead, quint64(10));
+    }
+
     void readErrorDuringTheWalkIsToldFromTheEnd()
     {
         RecordingSink sink;
@@ -290,6 +320,65 @@ private Q_SLOTS:
             sink);
         QCOMPARE(result.error.kind, FileError::Memory);
         verifyBalanced(sink);
+    }
+
+    void memoryThatRunsOutInDetectionIsNoVerdict()
+    {
+        RecordingSink sink;
+        const RunResult result = runOver(
+            "0",
+            [](ScriptedParser &parser) {
+                parser.verify = [](ScriptedParser &, const QString &) -> int { throw std::bad_alloc(); };
+            },
+            sink);
+        QCOMPARE(result.error.kind, FileError::Memory);
+        QCOMPARE(result.status, 0);
+        QVERIFY(sink.document.container.isNull());
+        verifyBalanced(sink);
+    }
+
+    void memoryThatRunsOutAfterAReadErrorIsTheError()
+    {
+        RecordingSink sink;
+        ContainerRun run;
+        SourceState state;
+        state.size = 100'000;
+        state.damagedFrom = 0;
+        run.setOpener(faultyOpener(&state));
+        const RunResult result =
+            run.run(clipPath,
+                    {scriptedFactory(QStringLiteral("TEST"),
+                                     [](ScriptedParser &parser) {
+                                         parser.parse = [](ScriptedParser &self, quint64 *) -> int {
+                                             self.m_file.read(1);
+                                             throw std::bad_alloc();
+                                         };
+                                     })},
+                    sink);
+        QCOMPARE(result.error.kind, FileError::Memory);
+    }
+
+    void aResultIsCleanIfNothingHappened_data()
+    {
+        QTest::addColumn<RunResult>("result");
+        QTest::addColumn<bool>("isClean");
+        const auto row = [](const char *rule, bool isClean, const std::function<void(RunResult &)> &fill) {
+            RunResult result;
+            fill(result);
+            QTest::newRow(rule) << result << isClean;
+        };
+        row("nothing", true, [](RunResult &) {});
+        row("counts alone", true, [](RunResult &result) { result.items = result.bytesRead = 7; });
+        row("a status", false, [](RunResult &result) { result.status = StatusReadError; });
+        row("an error", false, [](RunResult &result) { result.error.kind = FileError::Memory; });
+        row("a limit", false, [](RunResult &result) { result.limit = RunLimit::Items; });
+        row("a cancel", false, [](RunResult &result) { result.cancelled = true; });
+        row("a sink that failed", false, [](RunResult &result) { result.sinkError = QStringLiteral("full"); });
+    }
+    void aResultIsCleanIfNothingHappened()
+    {
+        QFETCH(RunResult, result);
+        QTEST(result.isClean(), "isClean");
     }
 
     void aSinkMayLeaveTheDocumentToItself()

@@ -17,6 +17,7 @@ private Q_SLOTS:
     void values_data();
     void values();
     void aTextLongerThanAChunk();
+    void textsOfManyMegabytes();
     void fields_data();
     void fields();
     void nodes_data();
@@ -178,6 +179,20 @@ void TestElementTree::aTextLongerThanAChunk()
     QVERIFY(tree.value(item) == latin);
     QVERIFY(tree.meaning(item) == wide);
     QVERIFY(tree.description(item) == latin + wide);
+}
+
+void TestElementTree::textsOfManyMegabytes()
+{
+    // A tree beyond some 16 MiB takes its memory in larger pieces.
+    constexpr int count = 24;
+    ElementTree tree;
+    fill(tree, [](ElementSink &sink) {
+        for (int i = 0; i < count; ++i)
+            sink.addField(leaf(quint64(i), 1, u"text", QString(1000000, QChar(ushort(u'a' + i)))));
+    });
+    QCOMPARE(tree.childCount(tree.root()), quint32(count));
+    for (int i = 0; i < count; ++i)
+        QVERIFY(tree.value(tree.child(tree.root(), quint32(i))) == QString(1000000, QChar(ushort(u'a' + i))));
 }
 
 void TestElementTree::fields_data()

@@ -37,8 +37,10 @@ private Q_SLOTS:
     void anEndTooManyIsIgnored();
     void aFinishedTreeTakesNothingMore();
     void beginDocumentEmptiesTheTree();
+    void beginDocumentForgetsFrames();
     void theBound_data();
     void theBound();
+    void theBoundOfALargeTree();
     void noRoomAtAll();
     void aReplayThatTheSinkRefusesStaysBalanced();
     void aFinishedTreeIsReadByManyThreads();
@@ -166,6 +168,16 @@ void TestElementTreeRuns::beginDocumentEmptiesTheTree()
     QCOMPARE(tree.name(tree.child(tree.root(), 0)), QStringLiteral("new"));
 }
 
+void TestElementTreeRuns::beginDocumentForgetsFrames()
+{
+    ElementTree tree;
+    QVERIFY(tree.beginDocument({QStringLiteral("a.avi"), QStringLiteral("AVI"), 100}));
+    QVERIFY(tree.reportFrame({}));
+    QVERIFY(tree.beginDocument({QStringLiteral("b.avi"), QStringLiteral("AVI"), 100}));
+    QVERIFY(tree.frames().isEmpty());
+    QCOMPARE(tree.document().file, QStringLiteral("b.avi"));
+}
+
 void TestElementTreeRuns::theBound_data()
 {
     QTest::addColumn<int>("shape"); // what is added again and again
@@ -234,6 +246,20 @@ void TestElementTreeRuns::theBound()
     fill(tree, [](ElementSink &sink) { sink.addField(leaf(0, 1, u"n", u"v")); });
     QVERIFY(tree.errorText().isNull());
     QCOMPARE(tree.itemCount(), quint64(1));
+}
+
+void TestElementTreeRuns::theBoundOfALargeTree()
+{
+    // Of 20 MiB, what is left beyond 16 MiB is less than one of the larger pieces that memory is taken in, and is used.
+    constexpr quint64 bound = 20 * 1024 * 1024;
+    constexpr quint64 textSize = 100 * 1024;
+    const QString text(int(textSize), QLatin1Char('x'));
+    ElementTree tree(bound);
+    quint64 added = 0;
+    while (tree.addField(leaf(added, 4, u"strn", text)))
+        QVERIFY(++added * textSize < bound);
+    QVERIFY2(added * textSize > bound - 2 * 1024 * 1024, QByteArray::number(added).constData());
+    QCOMPARE(tree.errorText(), QStringLiteral("the element tree is full"));
 }
 
 void TestElementTreeRuns::noRoomAtAll()

@@ -8,6 +8,7 @@
 #include <clocale>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -28,6 +29,7 @@ private Q_SLOTS:
     void refusedFiles();
     void aFileWithoutPermissionIsRefused();
     void aNullSourceGivesItsReason();
+    void aSourceNeedNotGiveReasons();
     void aFileWithANameThatIsNotUtf8Opens();
     void smallFiles_data();
     void smallFiles();
@@ -39,6 +41,7 @@ private Q_SLOTS:
 
     void aClosedDeviceGivesNothing();
     void openingForgetsThePreviousFile();
+    void twoFilesAreNeverOpenAtATime();
     void closingReleasesTheSourceAndKeepsTheError();
     void seekIsAnAssignment();
     void readsAtTheEnd_data();
@@ -122,7 +125,8 @@ void TestFileDevice::aFileWithoutPermissionIsRefused()
 {
     const QString path = writeFile("secret", "bytes");
     QVERIFY(QFile::setPermissions(path, QFileDevice::Permissions()));
-    // For root no permission is missing: it becomes nobody for a moment.
+    // For root no permission is missing: it becomes nobody for a moment, who may look at the file but not open it.
+    QVERIFY(::chmod(QFile::encodeName(m_dir.path()).constData(), 0711) == 0);
     const bool isRoot = ::geteuid() == 0;
     if (isRoot && ::seteuid(65534) != 0)
         QSKIP("root cannot become another user here");
@@ -140,6 +144,21 @@ void TestFileDevice::aNullSourceGivesItsReason()
     QCOMPARE(device.open(nullptr, QStringLiteral("it rains")), int(StatusCannotOpen));
     QCOMPARE(device.errorText(), QStringLiteral("it rains"));
     QVERIFY(!device.hasReadError());
+}
+
+void TestFileDevice::aSourceNeedNotGiveReasons()
+{
+    class SilentSource : public ByteSource
+    {
+    public:
+        qint64 size() const override { return 100; }
+        qint64 readAt(qint64, char *, qint64) override { return -1; }
+    };
+    FileDevice device;
+    QCOMPARE(device.open(std::make_unique<SilentSource>()), int(StatusOk));
+    QCOMPARE(readBytes(&device, 10), QByteArray());
+    QCOMPARE(device.readErrorOffset(), qint64(0));
+    QVERIFY(device.errorText().isNull());
 }
 
 void TestFileDevice::aFileWithANameThatIsNotUtf8Opens()
@@ -317,6 +336,27 @@ void TestFileDevice::openingForgetsThePreviousFile()
 
     openFaulty(&device, &third);
     QCOMPARE(readBytes(&device, 100), bytesAt(0, 10));
+}
+
+void TestFileDevice::twoFilesAreNeverOpenAtATime()
+{
+    const QString path = writeFile("one of two", "bytes");
+    FileDevice device;
+    QCOMPARE(device.open(path), int(StatusOk));
+    // No further file can be opened now.
+    rlimit usual = {};
+    QVERIFY(::getrlimit(RLIMIT_NOFILE, &usual) == 0);
+    const int free = ::dup(0);
+    QVERIFY(free >= 0 && ::close(free) == 0);
+    const rlimit none = {rlim_t(free), usual.rlim_max};
+    QVERIFY(::setrlimit(RLIMIT_NOFILE, &none) == 0);
+    FileDevice other;
+    const int statusOfOther = other.open(path);
+    const int status = device.open(path);
+    QVERIFY(::setrlimit(RLIMIT_NOFILE, &usual) == 0);
+    QCOMPARE(statusOfOther, int(StatusCannotOpen));
+    QCOMPARE(other.errorText(), QStringLiteral("Too many open files"));
+    QCOMPARE(status, int(StatusOk));
 }
 
 void TestFileDevice::closingReleasesTheSourceAndKeepsTheError()

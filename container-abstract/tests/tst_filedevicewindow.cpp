@@ -27,6 +27,8 @@ private Q_SLOTS:
     void readErrors();
     void onlyTheFirstReadErrorIsRemembered();
     void damageBehindWhatIsWantedIsNoError();
+    void onlyAFailedReadAheadIsTriedWithLess_data();
+    void onlyAFailedReadAheadIsTriedWithLess();
     void aSourceThatGivesLessThanItsSizeIsNoError();
     void aSourceThatGivesLittleAtATimeIsReadToTheEnd();
 
@@ -287,6 +289,33 @@ void TestFileDeviceWindow::damageBehindWhatIsWantedIsNoError()
     QCOMPARE(readBytes(&device, 1), QByteArray());
     QCOMPARE(device.readErrorOffset(), qint64(10000));
     QCOMPARE(device.pos(), qint64(10000));
+}
+
+void TestFileDeviceWindow::onlyAFailedReadAheadIsTriedWithLess_data()
+{
+    QTest::addColumn<qint64>("position");
+    QTest::addColumn<qint64>("maxSize");
+    QTest::addColumn<std::vector<qint64>>("sizes");
+    QTest::newRow("an error while reading ahead") << qint64(0) << qint64(10) << std::vector<qint64>{4 * kib, 10};
+    QTest::newRow("an error in what is wanted") << qint64(0) << 500 * kib << std::vector<qint64>{500 * kib};
+    QTest::newRow("an early end") << 900 * kib << qint64(10) << std::vector<qint64>{4 * kib};
+}
+
+void TestFileDeviceWindow::onlyAFailedReadAheadIsTriedWithLess()
+{
+    QFETCH(qint64, position);
+    QFETCH(qint64, maxSize);
+    QFETCH(std::vector<qint64>, sizes);
+    SourceState state;
+    state.size = kib * kib;
+    state.damagedFrom = 0;
+    state.damagedTo = 800 * kib;
+    state.end = 800 * kib;
+    FileDevice device;
+    openFaulty(&device, &state);
+    QVERIFY(device.seek(position));
+    QCOMPARE(readBytes(&device, maxSize), QByteArray());
+    QCOMPARE(sizesOf(state.fetches), sizes);
 }
 
 void TestFileDeviceWindow::aSourceThatGivesLessThanItsSizeIsNoError()

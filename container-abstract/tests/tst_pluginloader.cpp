@@ -17,6 +17,7 @@ namespace {
 const QString goodPlugin = QStringLiteral(QUENLOFAR_GOOD_PLUGIN);
 const QString describingPlugin = QStringLiteral(QUENLOFAR_DESCRIBING_PLUGIN);
 const QString incompletePlugin = QStringLiteral(QUENLOFAR_INCOMPLETE_PLUGIN);
+const QString foreignPlugin = QStringLiteral(QUENLOFAR_FOREIGN_PLUGIN);
 
 QString pluginFile(const char *name)
 {
@@ -69,6 +70,7 @@ private Q_SLOTS:
     void oneLibraryUnderTwoNamesCountsOnce();
     void missingDirectoryIsSilent_data();
     void missingDirectoryIsSilent();
+    void directoryThatCannotBeListedIsWarnedOf();
     void directoryNameMayBeAnyBytes();
     void ordersByFileNameAcrossDirectories();
     void claimingParsersComeFirst_data();
@@ -165,6 +167,7 @@ void TestPluginLoader::leavesOutWhatCannotBeUsed_data()
     QTest::addColumn<int>("warningCount");
     QTest::addColumn<QString>("reason");
     QTest::newRow("an export is missing") << "incomplete" << 1 << "it does not export createParser";
+    QTest::newRow("all exports are missing") << "foreign" << 1 << "it does not export containerName";
     QTest::newRow("a text file is no library") << "text" << 1 << "file too short";
     QTest::newRow("an empty file is no library") << "empty" << 1 << "file too short";
     QTest::newRow("a link to a plug-in is one") << "link" << 0 << "";
@@ -181,6 +184,8 @@ void TestPluginLoader::leavesOutWhatCannotBeUsed()
     const QString file = path(pluginFile("x"));
     if (kind == QLatin1String("incomplete"))
         QVERIFY(QFile::copy(incompletePlugin, file));
+    else if (kind == QLatin1String("foreign"))
+        QVERIFY(QFile::copy(foreignPlugin, file));
     else if (kind == QLatin1String("text"))
         QVERIFY(writeFile(file, "This is no library.\n"));
     else if (kind == QLatin1String("empty"))
@@ -274,6 +279,16 @@ void TestPluginLoader::missingDirectoryIsSilent()
     loader.addDirectory(directory);
     QCOMPARE(int(loader.plugins().size()), 0);
     QCOMPARE(loader.warnings(), QStringList());
+}
+
+void TestPluginLoader::directoryThatCannotBeListedIsWarnedOf()
+{
+    const QString circle = path(QStringLiteral("circle"));
+    QVERIFY(QFile::link(circle, circle));
+    PluginLoader loader;
+    loader.addDirectory(circle);
+    QCOMPARE(loader.warnings(),
+             QStringList{circle + QStringLiteral(" cannot be used: Too many levels of symbolic links")});
 }
 
 void TestPluginLoader::directoryNameMayBeAnyBytes()

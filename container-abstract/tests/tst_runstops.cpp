@@ -103,6 +103,7 @@ private Q_SLOTS:
             sink, limits);
         QCOMPARE(result.limit, RunLimit::Work);
         QCOMPARE(result.limitValue, quint64(65 * 1024 * 1024));
+        QVERIFY(!result.cancelled);
         QCOMPARE(sink.lines.size(), 65);
         QCOMPARE(result.status, 0);
         verifyBalanced(sink);
@@ -159,6 +160,7 @@ private Q_SLOTS:
                                      })},
                     sink);
         QVERIFY(result.cancelled);
+        QVERIFY(result.sinkError.isNull());
         QCOMPARE(result.stopPosition, quint64(4));
         QCOMPARE(result.status, 0);
         QCOMPARE(sink.lines, (QStringList{QStringLiteral("node 0+8 {"), QStringLiteral("}")}));
@@ -302,8 +304,15 @@ private Q_SLOTS:
         verifyBalanced(sink);
     }
 
+    void aSinkThatFailsAtTheBeginningGetsNoElement_data()
+    {
+        QTest::addColumn<int>("verdict");
+        QTest::newRow("a file that is walked") << int(StatusOk);
+        QTest::newRow("a file that nobody accepts") << int(StatusNotRecognised);
+    }
     void aSinkThatFailsAtTheBeginningGetsNoElement()
     {
+        QFETCH(int, verdict);
         class ClosedSink : public RecordingSink
         {
         public:
@@ -314,8 +323,14 @@ private Q_SLOTS:
             }
         } sink;
         const RunResult result = runOver(
-            "0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink);
+            "0123456789",
+            [verdict](ScriptedParser &parser) {
+                parser.verify = [verdict](ScriptedParser &, const QString &) { return verdict; };
+                parseInSteps(parser, 1);
+            },
+            sink);
         QCOMPARE(result.sinkError, QStringLiteral("the sink is full"));
+        QCOMPARE(result.status, verdict);
         QCOMPARE(sink.calls, 0);
         verifyBalanced(sink);
     }

@@ -147,6 +147,9 @@ void TestTexts::borrowedBytesAreNotAltered()
     const QByteArray accents("\xC3\xA9\xC3\xA9");
     QCOMPARE(bytesToText(QByteArray::fromRawData(accents.constData(), 1)), utf16(u"\u00C3"));
     QCOMPARE(bytesToText(QByteArray::fromRawData(accents.constData(), 3)), utf16(u"\u00E9"));
+    QCOMPARE(bytesToText(QByteArray::fromRawData(accents.constData() + 1, 1)), utf16(u"\u00A9"));
+    const QByteArray accentAndMore("\xC3\xA9\xA9");
+    QCOMPARE(bytesToText(QByteArray::fromRawData(accentAndMore.constData(), 2)), utf16(u"\u00E9"));
 }
 
 QTEST_APPLESS_MAIN(TestTexts)

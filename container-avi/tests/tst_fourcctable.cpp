@@ -1,4 +1,5 @@
 #include "aviprobe.h"
+#include "codecclaims.h"
 #include "fourcctable.h"
 
 #include <QSet>
@@ -12,6 +13,7 @@ private Q_SLOTS:
     void tagIsLittleEndian();
     void countsRowsAndTerminator();
     void repeatsSevenTags();
+    void everyClaimIsARow();
     void rows_data();
     void rows();
     void findsCodec_data();
@@ -52,6 +54,21 @@ void TestFourCCTable::repeatsSevenTags()
         seen.insert(videoCodecs[row - 1].tag);
     }
     QCOMPARE(repeated, (QList<int>{19, 95, 102, 123, 126, 127, 177}));
+}
+
+void TestFourCCTable::everyClaimIsARow()
+{
+    int row = 0;
+    for (const CodecClaim &claim : codecClaims) {
+        for (const QByteArray &claimed : QByteArray(claim.tags).split('|')) {
+            const quint32 tag =
+                claimed.size() == 4 ? qFromLittleEndian<quint32>(claimed.constData()) : claimed.toUInt(nullptr, 16);
+            QVERIFY2(row < videoCodecCount && videoCodecs[row].tag == tag && videoCodecs[row].codecId == claim.codecId,
+                     QByteArray("row " + QByteArray::number(row + 1) + ", " + claimed).constData());
+            ++row;
+        }
+    }
+    QCOMPARE(row, videoCodecCount);
 }
 
 void TestFourCCTable::rows_data()

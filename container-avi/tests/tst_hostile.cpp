@@ -5,11 +5,11 @@
 #include "containerrun.h"
 #include "elementtree.h"
 
-#include <QElapsedTimer>
 #include <QTest>
 
 #include <pthread.h>
 
+#include <ctime>
 #include <functional>
 #include <limits>
 
@@ -29,13 +29,13 @@ namespace {
 
 #ifdef QUENLOFAR_UNDER_ASAN
 constexpr size_t smallStack = 4 * 1024 * 1024;
-constexpr qint64 secondsAllowed = 20;
+constexpr int secondsAllowed = 20;
 #elif defined(__OPTIMIZE__)
 constexpr size_t smallStack = 512 * 1024;
-constexpr qint64 secondsAllowed = 2;
+constexpr int secondsAllowed = 2;
 #else
 constexpr size_t smallStack = 2 * 1024 * 1024;
-constexpr qint64 secondsAllowed = 10;
+constexpr int secondsAllowed = 10;
 #endif
 
 /// Counts, and checks that the calls nest.
@@ -160,8 +160,7 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, file);
         QFETCH(RunLimit, limit);
-        QElapsedTimer timer;
-        timer.start();
+        const std::clock_t begin = std::clock(); // processor time: a busy machine is no fault
         CountingSink sink;
         const RunResult result = walk(file, sink);
         QCOMPARE(result.limit, limit);
@@ -171,7 +170,8 @@ private Q_SLOTS:
         QVERIFY(result.items <= std::max(1'000'000ULL, quint64(file.size())));
         QVERIFY(sink.deepest <= 1000);
         QVERIFY(result.bytesRead <= 65 * quint64(file.size()) + 65 * 1024 * 1024);
-        QVERIFY2(timer.elapsed() < secondsAllowed * 1000, qPrintable(QString::number(timer.elapsed())));
+        const double seconds = double(std::clock() - begin) / CLOCKS_PER_SEC;
+        QVERIFY2(seconds < secondsAllowed, qPrintable(QString::number(seconds)));
     }
 
     void theDeepestWalkFitsIntoASmallStack()

@@ -147,6 +147,7 @@ void TestIndexes::legacyFlags_data()
     QTest::newRow("key frame of another stream has no name") << wb << 0x10u << QString();
     QTest::newRow("the others have theirs in every stream") << wb << 0x10111u << L + N + C;
     QTest::newRow("db is video") << QByteArray("00db") << 0x10u << K;
+    QTest::newRow("dd is not named") << QByteArray("00dd") << 0x10u << QString();
     QTest::newRow("pc is not named") << QByteArray("00pc") << 0x10u << QString();
     QTest::newRow("case counts") << QByteArray("00DC") << 0x10u << QString();
     QTest::newRow("dc alone is video") << QByteArray("dc") << 0x10u << K;

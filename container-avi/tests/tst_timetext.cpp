@@ -68,6 +68,8 @@ void TestTimeText::text_data()
     // The low 32 bits are 50, so nothing is taken off.
     QTest::newRow("2^32 + 50 seconds wrap to below a minute")
         << 4294967346.0 << 1.0 << QStringLiteral("00:00:4294967346.000");
+    QTest::newRow("2^32 + 59 seconds wrap to just below a minute")
+        << 4294967355.0 << 1.0 << QStringLiteral("00:00:4294967355.000");
     // The low 32 bits are 100: 71582789 minutes. In 32 bits these are 4294967340 - 2^32 = 44 seconds.
     QTest::newRow("2^32 + 100 seconds: the product wraps")
         << 4294967396.0 << 1.0 << QStringLiteral("1193046:29:4294967352.000");
