@@ -6,6 +6,8 @@ struct Options;
 
 // One function per command. Each does what `options` asks for, prints to `output` and returns the exit status.
 
+int summarise(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int showTrees(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int listStreams(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int listFrames(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int listPlugins(const PluginLoader &plugins, ProgramOutput &output);
