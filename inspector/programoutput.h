@@ -4,6 +4,7 @@
 #include <QIODevice>
 #include <QString>
 
+#include <atomic>
 #include <functional>
 
 struct OutputChoice;
@@ -63,7 +64,7 @@ private:
 
     int m_descriptor;
     bool m_isTerminal;
-    int m_error = 0; // the first errno
+    std::atomic<int> m_error{0}; // the first errno; asked for by several threads
     QByteArray m_target; // of a file; empty otherwise
     QByteArray m_temporary; // what it is called until it is complete
     pid_t m_pager = 0;
