@@ -28,11 +28,11 @@ quint64 sizeOfFile(const QString &path)
     return ::stat(pathToBytes(path).constData(), &found) == 0 && S_ISREG(found.st_mode) ? quint64(found.st_size) : 0;
 }
 
-bool wantsProgress(const Options &options)
+bool wantsProgress(const Options &options, const ProgramOutput &output)
 {
     if (options.progress != When::Auto)
         return options.progress == When::Always;
-    return !options.quiet && ::isatty(STDERR_FILENO) == 1;
+    return !options.quiet && !output.hasPager() && ::isatty(STDERR_FILENO) == 1;
 }
 
 class Batch
@@ -74,7 +74,7 @@ int Batch::run()
 {
     findFiles();
     const quint64 jobs = std::clamp<quint64>(quint64(m_files.size()), 1, m_options.jobs);
-    if (wantsProgress(m_options))
+    if (wantsProgress(m_options, m_output))
         startMeter();
     const int error = callSideBySide(jobs, m_options.limits.maxDepth, [this] { work(); });
     m_output.setGuard({});

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -20,6 +21,7 @@
 namespace {
 
 bool outputWasClosed = false;
+constexpr int noSuchCommand = 127; // as shells end
 
 /// The permissions that a new file would get.
 mode_t ordinaryMode()
@@ -127,9 +129,10 @@ bool ProgramOutput::startPager()
     const QByteArray command = named.isEmpty() ? QByteArray("less") : named;
     m_pager = ::fork();
     if (m_pager == 0) {
+        std::signal(SIGPIPE, SIG_DFL); // what is ignored would stay so in the pager, too
         ::dup2(pipeEnds[0], STDIN_FILENO);
         ::execl("/bin/sh", "sh", "-c", command.constData(), static_cast<char *>(nullptr));
-        ::_exit(127);
+        ::_exit(noSuchCommand);
     }
     ::close(pipeEnds[0]);
     if (m_pager < 0) {
@@ -159,11 +162,8 @@ int ProgramOutput::finish(bool isComplete)
         remember(errno);
     else if (hasFailed() && !isStandardOutput)
         ::close(m_descriptor);
-    if (m_pager > 0) {
-        while (::waitpid(m_pager, nullptr, 0) < 0 && errno == EINTR) { }
-        // Who has read enough leaves the pager early.
-        return ExitClean;
-    }
+    if (m_pager > 0)
+        return waitForPager();
     if (isComplete && !m_temporary.isEmpty() && !hasFailed())
         keepFile();
     if (isReaderGone())
@@ -173,6 +173,18 @@ int ProgramOutput::finish(bool isComplete)
     const QString place = m_target.isEmpty() ? QStringLiteral("standard output") : pathFromBytes(m_target);
     printMessage(QStringLiteral("%1 cannot be written: %2").arg(place, errorString()));
     return ExitFailure;
+}
+
+int ProgramOutput::waitForPager()
+{
+    int ending = 0;
+    while (::waitpid(m_pager, &ending, 0) < 0 && errno == EINTR) { }
+    if (WIFEXITED(ending) && WEXITSTATUS(ending) == noSuchCommand) {
+        printMessage(QStringLiteral("the pager cannot be run; PAGER names another"));
+        return ExitFailure;
+    }
+    // Who has read enough leaves the pager early.
+    return ExitClean;
 }
 
 void ProgramOutput::keepFile()

@@ -40,6 +40,8 @@ public:
     bool isSequential() const override { return true; }
     /// Somebody looks at it as it comes.
     bool isTerminal() const { return m_isTerminal; }
+    /// A pager has the terminal for itself.
+    bool hasPager() const { return m_pager > 0; }
     bool hasFailed() const { return m_error != 0; }
     /// Nobody reads the output any more: a reason to end in silence.
     bool isReaderGone() const;
@@ -59,6 +61,7 @@ protected:
 private:
     bool openFile(const QString &path);
     bool startPager();
+    int waitForPager();
     void remember(int error);
     void keepFile();
 
