@@ -44,7 +44,7 @@ QString channelsText(quint32 channels)
                                                                    : QStringLiteral("channels"));
 }
 
-/// "video, XVID (MPEG-4 part 2), 64 x 48, 10 frames/second, 2.1 s".
+/// "video, CODE (name of the codec), 64 x 48, 10 frames/second, 2.1 s".
 QString streamText(const StreamDescription &stream)
 {
     QString text = stream.kindText();
