@@ -43,7 +43,7 @@ public:
     void startLine(quint64 offset, quint64 size);
     void startLine();
     void indent();
-    void printName(QStringView name, std::string_view colour);
+    void printName(QStringView name, std::string_view sequence);
     void printContents(const Field &field);
     void endItem();
     void printHeading();
@@ -234,10 +234,10 @@ void TextWriter::Private::indent()
     room = style.width - (columnWidth + 2 + sizeWidth + width);
 }
 
-void TextWriter::Private::printName(QStringView name, std::string_view nameColour)
+void TextWriter::Private::printName(QStringView name, std::string_view sequence)
 {
     const QStringView shown = notes.path.isEmpty() ? name : notes.path;
-    colour(nameColour).text(shown).colour(plain);
+    colour(sequence).text(shown).colour(plain);
     room -= shown.size();
 }
 
@@ -291,7 +291,7 @@ void TextWriter::Private::printOutcome(const RunResult &result)
     if (result.status != StatusOk)
         colour(troubleColour);
     raw("status ").raw(result.status < 0 ? "-" : "").number(quint64(std::abs(qint64(result.status))));
-    raw(": ").text(statusText(result.status)).raw("\n");
+    raw(": ").text(statusText(result.status)).colour(plain).raw("\n");
     if (result.limit != RunLimit::None) {
         raw("stopped at byte ").number(result.stopPosition).raw(" by the limit of ");
         counted(result.limitValue,
@@ -370,7 +370,8 @@ TextWriter::Private &TextWriter::Private::clipped(QStringView whole)
     room -= whole.size() + 4;
     if (style.width == 0 || whole.size() <= most)
         return text(whole);
-    return text(whole.left(most - 1)).raw("\xE2\x80\xA6");
+    const auto kept = most - (whole[most - 2].isHighSurrogate() ? 2 : 1); // a pair stays whole
+    return text(whole.left(kept)).raw("\xE2\x80\xA6");
 }
 
 /// "1 byte", "2 bytes".

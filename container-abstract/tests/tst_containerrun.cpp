@@ -1,66 +1,9 @@
-#include "recordingsink.h"
-#include "scriptedparser.h"
+#include "scriptedrun.h"
 
 #include <QTest>
 
-#include <algorithm>
 #include <limits>
 #include <new>
-#include <thread>
-
-namespace {
-
-const QString path = QStringLiteral("clip.avi");
-
-/// Bytes of which those from `badFrom` on cannot be read.
-class DamagedSource : public ByteSource
-{
-public:
-    DamagedSource(qint64 size, qint64 badFrom) : m_size(size), m_badFrom(badFrom) { }
-    qint64 size() const override { return m_size; }
-    qint64 readAt(qint64 position, char *data, qint64 maxSize) override
-    {
-        if (position >= m_badFrom)
-            return -1;
-        const qint64 count = std::min(maxSize, m_badFrom - position);
-        std::fill(data, data + count, 'x');
-        return count;
-    }
-    QString errorText() const override { return QStringLiteral("bad sector"); }
-
-private:
-    qint64 m_size;
-    qint64 m_badFrom;
-};
-
-/// A parser of elements of `size` bytes, one leaf each.
-void parseInSteps(ScriptedParser &parser, quint64 step)
-{
-    parser.parse = [step](ScriptedParser &self, quint64 *size) {
-        self.beginElement(self.m_position, step, QStringLiteral("part"), -1);
-        self.addLeaf(self.m_position, step, QStringLiteral("bytes"));
-        self.endElement();
-        *size = step;
-        return 0;
-    };
-}
-
-RunResult runOver(const QByteArray &bytes, const std::function<void(ScriptedParser &)> &setUp, ElementSink &sink,
-                  const RunLimits &limits = {})
-{
-    ContainerRun run(limits);
-    run.setOpener(memoryOpener(bytes));
-    return run.run(path, {scriptedFactory(QStringLiteral("TEST"), setUp)}, sink);
-}
-
-void verifyBalanced(const RecordingSink &sink)
-{
-    QCOMPARE(sink.depth(), 0);
-    QCOMPARE(sink.documentsBegun, 1);
-    QCOMPARE(sink.documentsEnded, 1);
-}
-
-} // namespace
 
 class TestContainerRun : public QObject
 {
@@ -91,14 +34,14 @@ private Q_SLOTS:
             },
             sink);
         QCOMPARE(calls,
-                 (QStringList{QStringLiteral("verifyContainerFormat"), QStringLiteral("closed"), path,
+                 (QStringList{QStringLiteral("verifyContainerFormat"), QStringLiteral("closed"), clipPath,
                               QStringLiteral("prepareParsing"), QStringLiteral("findBeginOfContainer"),
                               QStringLiteral("parseElement"), QStringLiteral("at 0 0 ends 10"),
                               QStringLiteral("parseElement"), QStringLiteral("at 5 5 ends 10"),
                               QStringLiteral("finalizeParsing")}));
         QVERIFY(result.isClean());
         QCOMPARE(sink.document.container, QStringLiteral("TEST"));
-        QCOMPARE(sink.document.file, path);
+        QCOMPARE(sink.document.file, clipPath);
         QCOMPARE(sink.document.fileSize, qint64(10));
         verifyBalanced(sink);
     }
@@ -194,7 +137,7 @@ private Q_SLOTS:
                 parseInSteps(parser, 1);
             };
         };
-        run.run(path,
+        run.run(clipPath,
                 {scriptedFactory(QStringLiteral("A"), verdict(StatusNotRecognised)),
                  scriptedFactory(QStringLiteral("B"), verdict(42)),
                  scriptedFactory(QStringLiteral("C"), verdict(StatusOk)),
@@ -230,7 +173,7 @@ private Q_SLOTS:
             *error = QStringLiteral("no such file");
             return std::unique_ptr<ByteSource>();
         });
-        const RunResult result = run.run(path, {}, sink);
+        const RunResult result = run.run(clipPath, {}, sink);
         QCOMPARE(result.status, int(StatusCannotOpen));
         QCOMPARE(result.error.kind, FileError::Open);
         QCOMPARE(result.error.offset, qint64(-1));
@@ -253,7 +196,7 @@ private Q_SLOTS:
             return std::unique_ptr<ByteSource>();
         });
         const RunResult result =
-            run.run(path, {scriptedFactory(QStringLiteral("TEST"), [](ScriptedParser &) {})}, sink);
+            run.run(clipPath, {scriptedFactory(QStringLiteral("TEST"), [](ScriptedParser &) {})}, sink);
         QCOMPARE(opened, 2);
         QCOMPARE(result.status, int(StatusCannotOpen));
         QCOMPARE(int(result.error.kind), int(FileError::Open));
@@ -270,7 +213,7 @@ private Q_SLOTS:
         ContainerRun run;
         run.setOpener(memoryOpener("0"));
         const ParserFactory none{QStringLiteral("NONE"), {}, {}, [] { return std::unique_ptr<ContainerAbstract>(); }};
-        run.run(path,
+        run.run(clipPath,
                 {none, scriptedFactory(QStringLiteral("B"), [](ScriptedParser &parser) { parseInSteps(parser, 1); })},
                 sink);
         QCOMPARE(sink.document.container, QStringLiteral("B"));
@@ -282,9 +225,13 @@ private Q_SLOTS:
     {
         RecordingSink sink;
         ContainerRun run;
-        run.setOpener([](const QString &, QString *) { return std::make_unique<DamagedSource>(100'000, 50'000); });
+        SourceState state;
+        state.size = 100'000;
+        state.damagedFrom = 50'000;
+        state.error = QStringLiteral("bad sector");
+        run.setOpener(faultyOpener(&state));
         const RunResult result = run.run(
-            path,
+            clipPath,
             {scriptedFactory(QStringLiteral("TEST"),
                              [](ScriptedParser &parser) {
                                  parser.parse = [](ScriptedParser &self, quint64 *size) {
@@ -305,9 +252,12 @@ private Q_SLOTS:
     {
         RecordingSink sink;
         ContainerRun run;
-        run.setOpener([](const QString &, QString *) { return std::make_unique<DamagedSource>(100'000, 10); });
+        SourceState state;
+        state.size = 100'000;
+        state.damagedFrom = 10;
+        run.setOpener(faultyOpener(&state));
         const RunResult result =
-            run.run(path,
+            run.run(clipPath,
                     {scriptedFactory(QStringLiteral("TEST"),
                                      [](ScriptedParser &parser) {
                                          parser.verify = [](ScriptedParser &self, const QString &given) {
@@ -342,242 +292,6 @@ private Q_SLOTS:
         verifyBalanced(sink);
     }
 
-    void limitsHaveTheirDefaults()
-    {
-        const RunLimits limits;
-        QCOMPARE(limits.itemsFor(1024), quint64(1'000'000));
-        QCOMPARE(limits.itemsFor(5'000'000), quint64(5'000'000));
-        QCOMPARE(limits.maxDepth, quint64(1000));
-        QCOMPARE(limits.workFor(1000), quint64(64'000 + 67'108'864));
-        QCOMPARE(limits.workFor(std::numeric_limits<qint64>::max()), std::numeric_limits<quint64>::max());
-        QCOMPARE(limits.workFor(0), quint64(67'108'864));
-    }
-
-    void exactlyTheAllowedItemsAreAdded()
-    {
-        RecordingSink sink;
-        RunLimits limits;
-        limits.maxItems = 5;
-        const RunResult result = runOver(
-            "0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink, limits);
-        QCOMPARE(sink.lines,
-                 (QStringList{QStringLiteral("part 0+1 {"), QStringLiteral("  bytes 0+1"), QStringLiteral("}"),
-                              QStringLiteral("part 1+1 {"), QStringLiteral("  bytes 1+1"), QStringLiteral("}"),
-                              QStringLiteral("part 2+1 {"), QStringLiteral("}")}));
-        QCOMPARE(result.limit, RunLimit::Items);
-        QCOMPARE(result.limitValue, quint64(5));
-        QCOMPARE(result.stopPosition, quint64(2));
-        QCOMPARE(result.items, quint64(5));
-        QCOMPARE(result.status, 0);
-        verifyBalanced(sink);
-    }
-
-    void theLimitOfItemsIsNotReachedByItsLastItem()
-    {
-        RecordingSink sink;
-        RunLimits limits;
-        limits.maxItems = 2;
-        QVERIFY(runOver(
-                    "0", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink, limits)
-                    .isClean());
-    }
-
-    void exactlyTheAllowedDepthIsOpened()
-    {
-        RecordingSink sink;
-        RunLimits limits;
-        limits.maxDepth = 3;
-        const RunResult result = runOver(
-            "0",
-            [](ScriptedParser &parser) {
-                parser.parse = [](ScriptedParser &self, quint64 *) -> int {
-                    for (quint64 i = 0;; ++i)
-                        self.beginElement(i, 8, QStringLiteral("node"), -1);
-                };
-            },
-            sink, limits);
-        QCOMPARE(sink.lines.size(), 6);
-        QCOMPARE(sink.nodesEnded, 3);
-        QCOMPARE(result.limit, RunLimit::Depth);
-        QCOMPARE(result.limitValue, quint64(3));
-        QCOMPARE(result.stopPosition, quint64(3));
-        verifyBalanced(sink);
-    }
-
-    void depthCountsOpenNodesOnly()
-    {
-        RecordingSink sink;
-        RunLimits limits;
-        limits.maxDepth = 1;
-        QVERIFY(runOver(
-                    "0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink, limits)
-                    .isClean());
-    }
-
-    void readingTooMuchEndsTheRun()
-    {
-        RecordingSink sink;
-        RunLimits limits;
-        limits.maxWorkFactor = 1;
-        const QByteArray bytes(1024 * 1024, 'x');
-        const RunResult result = runOver(
-            bytes,
-            [](ScriptedParser &parser) {
-                parser.parse = [](ScriptedParser &self, quint64 *) -> int {
-                    for (quint64 i = 0;; ++i) {
-                        self.m_file.seek(0);
-                        self.m_file.read(1024 * 1024);
-                        self.addLeaf(i, 1, QStringLiteral("again"));
-                    }
-                };
-            },
-            sink, limits);
-        QCOMPARE(result.limit, RunLimit::Work);
-        QCOMPARE(result.limitValue, quint64(65 * 1024 * 1024));
-        QCOMPARE(sink.lines.size(), 65);
-        QCOMPARE(result.status, 0);
-        verifyBalanced(sink);
-    }
-
-    void workSpentInDetectionCounts()
-    {
-        RecordingSink sink;
-        ContainerRun run(RunLimits{RunLimits::defaultItems, 1000, 0});
-        run.setOpener(memoryOpener(QByteArray(1024 * 1024, 'x')));
-        int asked = 0;
-        const auto reader = [&asked](ScriptedParser &parser) {
-            parser.verify = [&asked](ScriptedParser &self, const QString &given) {
-                ++asked;
-                self.openFile(given);
-                for (int i = 0; i < 40; ++i) {
-                    self.m_file.seek(0);
-                    self.m_file.read(1024 * 1024);
-                }
-                self.m_file.seek(1024 * 1024);
-                char byte = 0;
-                self.m_file.read(&byte, 1); // leaves the window: here the host may cut short
-                self.closeFile();
-                return int(StatusNotRecognised);
-            };
-        };
-        const RunResult result =
-            run.run(path,
-                    {scriptedFactory(QStringLiteral("A"), reader), scriptedFactory(QStringLiteral("B"), reader),
-                     scriptedFactory(QStringLiteral("C"), reader)},
-                    sink);
-        QCOMPARE(asked, 2);
-        QCOMPARE(result.limit, RunLimit::Work);
-        QCOMPARE(result.status, 0);
-        QVERIFY(sink.document.container.isNull());
-        verifyBalanced(sink);
-    }
-
-    void aCancelledRunEndsAtTheNextElement()
-    {
-        RecordingSink sink;
-        ContainerRun run;
-        run.setOpener(memoryOpener("0123456789"));
-        const RunResult result =
-            run.run(path,
-                    {scriptedFactory(QStringLiteral("TEST"),
-                                     [&](ScriptedParser &parser) {
-                                         parser.parse = [&](ScriptedParser &self, quint64 *) -> int {
-                                             self.beginElement(0, 8, QStringLiteral("node"), -1);
-                                             std::thread([&run] { run.cancel(); }).join();
-                                             self.addLeaf(4, 1, QStringLiteral("never"));
-                                             return 0;
-                                         };
-                                     })},
-                    sink);
-        QVERIFY(result.cancelled);
-        QCOMPARE(result.stopPosition, quint64(4));
-        QCOMPARE(result.status, 0);
-        QCOMPARE(sink.lines, (QStringList{QStringLiteral("node 0+8 {"), QStringLiteral("}")}));
-        verifyBalanced(sink);
-    }
-
-    void readsOfACancelledRunSayNothingOfTheFile()
-    {
-        RecordingSink sink;
-        ContainerRun run;
-        run.setOpener([](const QString &, QString *) { return std::make_unique<DamagedSource>(100'000, 100'000); });
-        const RunResult result =
-            run.run(path,
-                    {scriptedFactory(QStringLiteral("TEST"),
-                                     [&](ScriptedParser &parser) {
-                                         parser.parse = [&](ScriptedParser &self, quint64 *) -> int {
-                                             run.cancel();
-                                             char byte = 0;
-                                             return self.m_file.read(&byte, 1) == 1 ? 0 : 5;
-                                         };
-                                     })},
-                    sink);
-        QVERIFY(result.cancelled);
-        QCOMPARE(result.status, 0);
-        QVERIFY(sink.lines.isEmpty());
-        verifyBalanced(sink);
-    }
-
-    void aCancelAfterTheLastElementCutsNothingShort()
-    {
-        RecordingSink sink;
-        ContainerRun run;
-        run.setOpener(memoryOpener("0"));
-        const RunResult result = run.run(path,
-                                         {scriptedFactory(QStringLiteral("TEST"),
-                                                          [&](ScriptedParser &parser) {
-                                                              parser.parse = [&](ScriptedParser &, quint64 *size) {
-                                                                  run.cancel();
-                                                                  *size = 1;
-                                                                  return 0;
-                                                              };
-                                                          })},
-                                         sink);
-        QVERIFY(!result.cancelled);
-    }
-
-    void aFailedSinkEndsTheRun_data()
-    {
-        QTest::addColumn<int>("failAt");
-        QTest::addColumn<int>("calls");
-        // Calls of one part: begin, field, end. Every begun node is still ended.
-        QTest::newRow("at beginElement, raised at the next field") << 1 << 2;
-        QTest::newRow("at addField, raised at the next node") << 2 << 3;
-        QTest::newRow("at endElement, raised at the next node") << 3 << 3;
-        QTest::newRow("at the second node") << 4 << 5;
-    }
-    void aFailedSinkEndsTheRun()
-    {
-        QFETCH(int, failAt);
-        QFETCH(int, calls);
-        RecordingSink sink;
-        sink.failAt = failAt;
-        const RunResult result = runOver(
-            "0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink);
-        QCOMPARE(result.sinkError, QStringLiteral("the sink is full"));
-        QCOMPARE(sink.calls, calls);
-        QVERIFY(!result.isClean());
-        verifyBalanced(sink);
-    }
-
-    void aSinkThatFailsAtTheBeginningGetsNoElement()
-    {
-        class ClosedSink : public RecordingSink
-        {
-        public:
-            bool beginDocument(const DocumentStart &start) override
-            {
-                RecordingSink::beginDocument(start);
-                return false;
-            }
-        } sink;
-        const RunResult result = runOver(
-            "0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink);
-        QCOMPARE(result.sinkError, QStringLiteral("the sink is full"));
-        QCOMPARE(sink.calls, 0);
-        verifyBalanced(sink);
-    }
-
     void aSinkMayLeaveTheDocumentToItself()
     {
         class Counter : public ElementSink
@@ -598,25 +312,6 @@ private Q_SLOTS:
         QCOMPARE(sink.nodes, 10);
         QVERIFY(result.isClean());
         QVERIFY(sink.errorText().isNull());
-    }
-
-    void aSinkThatFailsAtAFrameEndsTheRun()
-    {
-        RecordingSink sink;
-        sink.failAt = 1;
-        const RunResult result = runOver(
-            "0123456789",
-            [](ScriptedParser &parser) {
-                parser.parse = [](ScriptedParser &self, quint64 *size) {
-                    self.reportFrame(0, 0);
-                    self.addLeaf(0, 1, QStringLiteral("never"));
-                    *size = 1;
-                    return 0;
-                };
-            },
-            sink);
-        QCOMPARE(result.sinkError, QStringLiteral("the sink is full"));
-        QCOMPARE(sink.calls, 1);
     }
 
     void nodesThatAParserLeavesOpenAreEnded()

@@ -1,0 +1,322 @@
+#include "scriptedrun.h"
+
+#include <QTest>
+
+#include <limits>
+#include <thread>
+
+/// What ends a run before the file does: limits, the user, a sink that fails.
+class TestRunStops : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void limitsHaveTheirDefaults()
+    {
+        const RunLimits limits;
+        QCOMPARE(limits.itemsFor(1024), quint64(1'000'000));
+        QCOMPARE(limits.itemsFor(5'000'000), quint64(5'000'000));
+        QCOMPARE(limits.maxDepth, quint64(1000));
+        QCOMPARE(limits.workFor(1000), quint64(64'000 + 67'108'864));
+        QCOMPARE(limits.workFor(std::numeric_limits<qint64>::max()), std::numeric_limits<quint64>::max());
+        QCOMPARE(limits.workFor(0), quint64(67'108'864));
+    }
+
+    void exactlyTheAllowedItemsAreAdded()
+    {
+        RecordingSink sink;
+        RunLimits limits;
+        limits.maxItems = 5;
+        const RunResult result = runOver(
+            "0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink, limits);
+        QCOMPARE(sink.lines,
+                 (QStringList{QStringLiteral("part 0+1 {"), QStringLiteral("  bytes 0+1"), QStringLiteral("}"),
+                              QStringLiteral("part 1+1 {"), QStringLiteral("  bytes 1+1"), QStringLiteral("}"),
+                              QStringLiteral("part 2+1 {"), QStringLiteral("}")}));
+        QCOMPARE(result.limit, RunLimit::Items);
+        QCOMPARE(result.limitValue, quint64(5));
+        QCOMPARE(result.stopPosition, quint64(2));
+        QCOMPARE(result.items, quint64(5));
+        QCOMPARE(result.status, 0);
+        verifyBalanced(sink);
+    }
+
+    void theLimitOfItemsIsNotReachedByItsLastItem()
+    {
+        RecordingSink sink;
+        RunLimits limits;
+        limits.maxItems = 2;
+        QVERIFY(runOver(
+                    "0", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink, limits)
+                    .isClean());
+    }
+
+    void exactlyTheAllowedDepthIsOpened()
+    {
+        RecordingSink sink;
+        RunLimits limits;
+        limits.maxDepth = 3;
+        const RunResult result = runOver(
+            "0",
+            [](ScriptedParser &parser) {
+                parser.parse = [](ScriptedParser &self, quint64 *) -> int {
+                    for (quint64 i = 0;; ++i)
+                        self.beginElement(i, 8, QStringLiteral("node"), -1);
+                };
+            },
+            sink, limits);
+        QCOMPARE(sink.lines.size(), 6);
+        QCOMPARE(sink.nodesEnded, 3);
+        QCOMPARE(result.limit, RunLimit::Depth);
+        QCOMPARE(result.limitValue, quint64(3));
+        QCOMPARE(result.stopPosition, quint64(3));
+        verifyBalanced(sink);
+    }
+
+    void depthCountsOpenNodesOnly()
+    {
+        RecordingSink sink;
+        RunLimits limits;
+        limits.maxDepth = 1;
+        QVERIFY(runOver(
+                    "0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink, limits)
+                    .isClean());
+    }
+
+    void readingTooMuchEndsTheRun()
+    {
+        RecordingSink sink;
+        RunLimits limits;
+        limits.maxWorkFactor = 1;
+        const QByteArray bytes(1024 * 1024, 'x');
+        const RunResult result = runOver(
+            bytes,
+            [](ScriptedParser &parser) {
+                parser.parse = [](ScriptedParser &self, quint64 *) -> int {
+                    for (quint64 i = 0;; ++i) {
+                        self.m_file.seek(0);
+                        self.m_file.read(1024 * 1024);
+                        self.addLeaf(i, 1, QStringLiteral("again"));
+                    }
+                };
+            },
+            sink, limits);
+        QCOMPARE(result.limit, RunLimit::Work);
+        QCOMPARE(result.limitValue, quint64(65 * 1024 * 1024));
+        QCOMPARE(sink.lines.size(), 65);
+        QCOMPARE(result.status, 0);
+        verifyBalanced(sink);
+    }
+
+    void workSpentInDetectionCounts()
+    {
+        RecordingSink sink;
+        ContainerRun run(RunLimits{RunLimits::defaultItems, 1000, 0});
+        run.setOpener(memoryOpener(QByteArray(1024 * 1024, 'x')));
+        int asked = 0;
+        const auto reader = [&asked](ScriptedParser &parser) {
+            parser.verify = [&asked](ScriptedParser &self, const QString &given) {
+                ++asked;
+                self.openFile(given);
+                for (int i = 0; i < 40; ++i) {
+                    self.m_file.seek(0);
+                    self.m_file.read(1024 * 1024);
+                }
+                self.m_file.seek(1024 * 1024);
+                char byte = 0;
+                self.m_file.read(&byte, 1); // leaves the window: here the host may cut short
+                self.closeFile();
+                return int(StatusNotRecognised);
+            };
+        };
+        const RunResult result =
+            run.run(clipPath,
+                    {scriptedFactory(QStringLiteral("A"), reader), scriptedFactory(QStringLiteral("B"), reader),
+                     scriptedFactory(QStringLiteral("C"), reader)},
+                    sink);
+        QCOMPARE(asked, 2);
+        QCOMPARE(result.limit, RunLimit::Work);
+        QCOMPARE(result.status, 0);
+        QVERIFY(sink.document.container.isNull());
+        verifyBalanced(sink);
+    }
+
+    void aCancelledRunEndsAtTheNextElement()
+    {
+        RecordingSink sink;
+        ContainerRun run;
+        run.setOpener(memoryOpener("0123456789"));
+        const RunResult result =
+            run.run(clipPath,
+                    {scriptedFactory(QStringLiteral("TEST"),
+                                     [&](ScriptedParser &parser) {
+                                         parser.parse = [&](ScriptedParser &self, quint64 *) -> int {
+                                             self.beginElement(0, 8, QStringLiteral("node"), -1);
+                                             std::thread([&run] { run.cancel(); }).join();
+                                             self.addLeaf(4, 1, QStringLiteral("never"));
+                                             return 0;
+                                         };
+                                     })},
+                    sink);
+        QVERIFY(result.cancelled);
+        QCOMPARE(result.stopPosition, quint64(4));
+        QCOMPARE(result.status, 0);
+        QCOMPARE(sink.lines, (QStringList{QStringLiteral("node 0+8 {"), QStringLiteral("}")}));
+        verifyBalanced(sink);
+    }
+
+    void runsThatShareAFlagAreCancelledTogether()
+    {
+        RecordingSink sink;
+        std::atomic<bool> flag{false};
+        ContainerRun first;
+        ContainerRun second;
+        for (ContainerRun *const run : {&first, &second}) {
+            run->setOpener(memoryOpener("0123"));
+            run->shareCancelFlag(flag);
+        }
+        first.cancel();
+        QVERIFY(flag);
+        const RunResult result = second.run(
+            clipPath,
+            {scriptedFactory(QStringLiteral("TEST"), [](ScriptedParser &parser) { parseInSteps(parser, 1); })}, sink);
+        QVERIFY(result.cancelled);
+        QVERIFY(sink.lines.isEmpty());
+    }
+
+    void progressFollowsTheReading()
+    {
+        RecordingSink sink;
+        std::atomic<qint64> position{-1};
+        SourceState state;
+        state.size = 10'000'000;
+        ContainerRun run;
+        run.setOpener(faultyOpener(&state));
+        run.setProgress(&position);
+        QVector<qint64> seen;
+        const auto readAt = [&](ScriptedParser &self, qint64 place) {
+            char byte = 0;
+            self.m_file.seek(place);
+            self.m_file.read(&byte, 1);
+            seen.append(position);
+        };
+        run.run(clipPath,
+                {scriptedFactory(QStringLiteral("TEST"),
+                                 [&](ScriptedParser &parser) {
+                                     parser.parse = [&](ScriptedParser &self, quint64 *) {
+                                         readAt(self, 5);
+                                         readAt(self, 6); // in the window: nothing is read
+                                         readAt(self, 9'000'000);
+                                         return 0;
+                                     };
+                                 })},
+                sink);
+        QCOMPARE(seen, (QVector<qint64>{5, 5, 9'000'000}));
+    }
+
+    void readsOfACancelledRunSayNothingOfTheFile()
+    {
+        RecordingSink sink;
+        ContainerRun run;
+        SourceState state;
+        state.size = 100'000;
+        run.setOpener(faultyOpener(&state));
+        const RunResult result =
+            run.run(clipPath,
+                    {scriptedFactory(QStringLiteral("TEST"),
+                                     [&](ScriptedParser &parser) {
+                                         parser.parse = [&](ScriptedParser &self, quint64 *) -> int {
+                                             run.cancel();
+                                             char byte = 0;
+                                             return self.m_file.read(&byte, 1) == 1 ? 0 : 5;
+                                         };
+                                     })},
+                    sink);
+        QVERIFY(result.cancelled);
+        QCOMPARE(result.status, 0);
+        QVERIFY(sink.lines.isEmpty());
+        verifyBalanced(sink);
+    }
+
+    void aCancelAfterTheLastElementCutsNothingShort()
+    {
+        RecordingSink sink;
+        ContainerRun run;
+        run.setOpener(memoryOpener("0"));
+        const RunResult result = run.run(clipPath,
+                                         {scriptedFactory(QStringLiteral("TEST"),
+                                                          [&](ScriptedParser &parser) {
+                                                              parser.parse = [&](ScriptedParser &, quint64 *size) {
+                                                                  run.cancel();
+                                                                  *size = 1;
+                                                                  return 0;
+                                                              };
+                                                          })},
+                                         sink);
+        QVERIFY(!result.cancelled);
+    }
+
+    void aFailedSinkEndsTheRun_data()
+    {
+        QTest::addColumn<int>("failAt");
+        QTest::addColumn<int>("calls");
+        // Calls of one part: begin, field, end. Every begun node is still ended.
+        QTest::newRow("at beginElement, raised at the next field") << 1 << 2;
+        QTest::newRow("at addField, raised at the next node") << 2 << 3;
+        QTest::newRow("at endElement, raised at the next node") << 3 << 3;
+        QTest::newRow("at the second node") << 4 << 5;
+    }
+    void aFailedSinkEndsTheRun()
+    {
+        QFETCH(int, failAt);
+        QFETCH(int, calls);
+        RecordingSink sink;
+        sink.failAt = failAt;
+        const RunResult result = runOver(
+            "0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink);
+        QCOMPARE(result.sinkError, QStringLiteral("the sink is full"));
+        QCOMPARE(sink.calls, calls);
+        QVERIFY(!result.isClean());
+        verifyBalanced(sink);
+    }
+
+    void aSinkThatFailsAtTheBeginningGetsNoElement()
+    {
+        class ClosedSink : public RecordingSink
+        {
+        public:
+            bool beginDocument(const DocumentStart &start) override
+            {
+                RecordingSink::beginDocument(start);
+                return false;
+            }
+        } sink;
+        const RunResult result = runOver(
+            "0123456789", [](ScriptedParser &parser) { parseInSteps(parser, 1); }, sink);
+        QCOMPARE(result.sinkError, QStringLiteral("the sink is full"));
+        QCOMPARE(sink.calls, 0);
+        verifyBalanced(sink);
+    }
+
+    void aSinkThatFailsAtAFrameEndsTheRun()
+    {
+        RecordingSink sink;
+        sink.failAt = 1;
+        const RunResult result = runOver(
+            "0123456789",
+            [](ScriptedParser &parser) {
+                parser.parse = [](ScriptedParser &self, quint64 *size) {
+                    self.reportFrame(0, 0);
+                    self.addLeaf(0, 1, QStringLiteral("never"));
+                    *size = 1;
+                    return 0;
+                };
+            },
+            sink);
+        QCOMPARE(result.sinkError, QStringLiteral("the sink is full"));
+        QCOMPARE(sink.calls, 1);
+    }
+};
+
+QTEST_APPLESS_MAIN(TestRunStops)
+#include "tst_runstops.moc"
