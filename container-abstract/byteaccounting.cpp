@@ -53,6 +53,10 @@ bool isOfKind(Cover cover, ByteAccounting::Kind kind)
 class CoverMap
 {
 public:
+    /// Covers are told apart by the bits of `distinction` alone.
+    explicit CoverMap(Cover distinction) : m_distinction(distinction) { }
+
+    Cover distinction() const { return m_distinction; }
     quint64 size() const { return m_positions.size(); }
     quint64 position(size_t i) const { return m_positions[i]; }
     Cover cover(size_t i) const { return m_covers[i]; }
@@ -67,6 +71,7 @@ public:
     /// `position` is not before end(). May throw std::bad_alloc; the map is then still well-formed.
     void append(quint64 position, Cover cover)
     {
+        cover &= m_distinction;
         if (position != end()) {
             if (cover == m_covers.back())
                 return;
@@ -89,6 +94,7 @@ private:
         return values.size() < values.capacity() ? 0 : 2 * values.size();
     }
 
+    Cover m_distinction;
     // Side by side rather than pairs: a pair would take 16 bytes.
     std::vector<quint64> m_positions{0};
     std::vector<Cover> m_covers{notCovered};
@@ -96,7 +102,7 @@ private:
 
 CoverMap united(const CoverMap &a, const CoverMap &b)
 {
-    CoverMap both;
+    CoverMap both(a.distinction());
     size_t nextOfA = 0;
     size_t nextOfB = 0;
     Cover coverByA = notCovered;
@@ -123,10 +129,10 @@ struct LeafEnd
 };
 
 /// How the leaves cover the file whose ends these are. Sorts them.
-CoverMap mapOf(std::vector<LeafEnd> *ends)
+CoverMap mapOf(std::vector<LeafEnd> *ends, Cover distinction)
 {
     std::sort(ends->begin(), ends->end(), [](const LeafEnd &a, const LeafEnd &b) { return a.position < b.position; });
-    CoverMap map;
+    CoverMap map(distinction);
     size_t open[kindMask + 1] = {}; // leaves by kind
     for (size_t i = 0; i < ends->size(); ++i) {
         const LeafEnd &end = (*ends)[i];
@@ -148,6 +154,11 @@ CoverMap mapOf(std::vector<LeafEnd> *ends)
 class ByteAccounting::Private
 {
 public:
+    explicit Private(Detail wanted)
+        : detail(wanted), map(wanted == Detail::EveryKind ? Cover(kindMask | severalLeaves) : kindMask)
+    {
+    }
+
     void add(quint64 begin, quint64 end, Cover kind);
     void mergePending();
     void fail() noexcept;
@@ -155,6 +166,7 @@ public:
     // Fewer are not worth a merge.
     static constexpr size_t leastPending = 8192;
 
+    const Detail detail;
     quint64 fileSize = 0;
     bool finished = false;
     CoverMap map;
@@ -162,14 +174,14 @@ public:
     QString errorText;
 };
 
-ByteAccounting::ByteAccounting() : d(new Private) { }
+ByteAccounting::ByteAccounting(Detail detail) : d(new Private(detail)) { }
 
 ByteAccounting::~ByteAccounting() = default;
 
 bool ByteAccounting::beginDocument(const DocumentStart &start)
 {
     try {
-        d = std::make_unique<Private>();
+        d = std::make_unique<Private>(d->detail);
     } catch (const std::exception &) {
         d->fail();
         return false;
@@ -192,7 +204,8 @@ bool ByteAccounting::addField(const Field &field)
     if (begin == end)
         return true;
     try {
-        d->add(begin, end, coverOf(field));
+        const Cover cover = coverOf(field);
+        d->add(begin, end, cover == dataCover && d->detail == Detail::Covered ? interpretedCover : cover);
     } catch (const std::exception &) {
         d->fail();
     }
@@ -293,7 +306,7 @@ void ByteAccounting::Private::mergePending()
 {
     if (pending.empty())
         return;
-    map = united(map, mapOf(&pending));
+    map = united(map, mapOf(&pending, map.distinction()));
     pending.clear();
 }
 

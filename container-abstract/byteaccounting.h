@@ -27,7 +27,13 @@ public:
         Overlap, ///< more than one leaf covers it
     };
 
-    ByteAccounting();
+    /// What the answers tell apart.
+    enum class Detail {
+        EveryKind,
+        Covered, ///< data counts as interpreted, and overlaps are not noticed: good files take no memory
+    };
+
+    explicit ByteAccounting(Detail detail = Detail::EveryKind);
     ~ByteAccounting() override;
 
     bool beginDocument(const DocumentStart &start) override;

@@ -28,11 +28,11 @@ quint64 sizeOfFile(const QString &path)
     return ::stat(pathToBytes(path).constData(), &found) == 0 && S_ISREG(found.st_mode) ? quint64(found.st_size) : 0;
 }
 
-bool wantsProgress(const Options &options)
+bool wantsProgress(const Options &options, const ProgramOutput &output)
 {
     if (options.progress != When::Auto)
         return options.progress == When::Always;
-    return !options.quiet && ::isatty(STDERR_FILENO) == 1;
+    return !options.quiet && !output.hasPager() && ::isatty(STDERR_FILENO) == 1;
 }
 
 class Batch
@@ -67,13 +67,14 @@ private:
     std::atomic<quint64> m_workers{0};
     int m_exitStatus = ExitClean;
     QStringList m_troubles;
+    bool m_outputEnded = false;
 };
 
 int Batch::run()
 {
     findFiles();
     const quint64 jobs = std::clamp<quint64>(quint64(m_files.size()), 1, m_options.jobs);
-    if (wantsProgress(m_options))
+    if (wantsProgress(m_options, m_output))
         startMeter();
     const int error = callSideBySide(jobs, m_options.limits.maxDepth, [this] { work(); });
     m_output.setGuard({});
@@ -84,7 +85,8 @@ int Batch::run()
                          .arg(systemErrorText(error)));
         return ExitFailure;
     }
-    if (m_files.size() > 1 && !m_troubles.isEmpty() && !m_watch.wasInterrupted())
+    const bool sawAll = !m_watch.flag();
+    if (m_files.size() > 1 && !m_troubles.isEmpty() && sawAll && !m_options.quiet)
         printMessage(troubleSummary(int(m_files.size()), m_troubles));
 
     const int outputStatus = m_output.finish(!m_watch.wasInterrupted());
@@ -130,17 +132,21 @@ void Batch::work()
     run.shareCancelFlag(m_watch.flag());
     if (m_meter)
         run.setProgress(m_meter->position(worker));
-    for (quint64 ordinal = m_next++; ordinal < quint64(m_files.size()) && !m_watch.flag(); ordinal = m_next++) {
+    // Who takes a file also finishes it: those behind it wait for their turn.
+    while (!m_watch.flag()) {
+        const quint64 ordinal = m_next++;
+        if (ordinal >= quint64(m_files.size()))
+            return;
         const FileReport report = walk(ordinal, run, *m_order.place(ordinal));
         m_order.finish(ordinal, report);
         if (m_meter)
-            m_meter->fileDone(worker, sizeOfFile(m_files[int(ordinal)]));
+            m_meter->fileDone(worker, sizeOfFile(m_files.at(int(ordinal))));
     }
 }
 
 FileReport Batch::walk(quint64 ordinal, ContainerRun &run, QIODevice &place)
 {
-    const QString &file = m_files[int(ordinal)];
+    const QString &file = m_files.at(int(ordinal)); // several threads do this: operator[] could detach
     const QVector<ParserFactory> parsers = m_plugins.parsersFor(file);
     const std::unique_ptr<ElementSink> sink = m_makeSink(place, {parsers, ordinal == 0, m_files.size() > 1});
     const RunResult result = run.run(file, parsers, *sink);
@@ -154,10 +160,16 @@ FileReport Batch::walk(quint64 ordinal, ContainerRun &run, QIODevice &place)
 /// Called for one file at a time.
 void Batch::tell(const FileReport &report)
 {
+    // Nothing is said of files that stand behind the end of the output; how far they were walked is chance.
+    if (m_outputEnded)
+        return;
+    m_outputEnded = m_output.hasFailed();
     m_exitStatus = std::max(m_exitStatus, report.exitStatus);
     if (!report.trouble.isNull())
         m_troubles.append(report.trouble);
     if (m_options.quiet && report.exitStatus < ExitFailure)
+        return;
+    if (m_output.isReaderGone())
         return;
     for (const QString &message : report.messages)
         say(message);

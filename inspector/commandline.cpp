@@ -51,6 +51,17 @@ QStringList textsOf(const Arguments &arguments, const std::vector<std::string> &
     return texts;
 }
 
+/// "one,two", also with a dot in front of each.
+QStringList extensionsIn(const QString &list)
+{
+    QStringList extensions = list.split(QLatin1Char(','));
+    for (QString &extension : extensions) {
+        if (extension.startsWith(QLatin1Char('.')))
+            extension.remove(0, 1);
+    }
+    return extensions;
+}
+
 /// "A..B", "A.." or "..B", both ends included.
 void parseRange(const std::string &option, const std::string &text, quint64 *first, quint64 *last)
 {
@@ -332,7 +343,7 @@ void CommandLine::addManyFiles(CLI::App &command)
             "--ext",
             [this](const std::vector<std::string> &values) {
                 for (const std::string &value : values)
-                    m_options.input.extensions += m_arguments.text(value).split(QLatin1Char(','));
+                    m_options.input.extensions += extensionsIn(m_arguments.text(value));
             },
             "With -r: files with these extensions, separated by commas [those of the plug-ins]")
         ->type_name("EXT")

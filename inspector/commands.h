@@ -6,7 +6,9 @@ struct Options;
 
 // One function per command. Each does what `options` asks for, prints to `output` and returns the exit status.
 
+int summarise(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int showTrees(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int listStreams(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int listFrames(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int showPlaces(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int extractBytes(const Options &options, const PluginLoader &plugins, ProgramOutput &output);

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -29,16 +28,17 @@ std::string bytesOf(const QString &path)
 
 void readList(const QString &list, InputFiles *found)
 {
+    std::ifstream file;
+    const bool isStandardInput = list == QLatin1String("-");
+    if (!isStandardInput)
+        file.open(bytesOf(list), std::ios::binary);
+    std::istream &input = isStandardInput ? std::cin : file;
     std::string names;
-    if (list == QLatin1String("-")) {
-        names.assign(std::istreambuf_iterator<char>(std::cin), {});
-    } else {
-        std::ifstream file(bytesOf(list), std::ios::binary);
-        names.assign(std::istreambuf_iterator<char>(file), {});
-        if (!file.is_open() || file.bad()) {
-            found->problems.append(QStringLiteral("the list %1 cannot be read").arg(list));
-            return;
-        }
+    for (char bytes[1 << 16]; input.read(bytes, sizeof bytes) || input.gcount() > 0;)
+        names.append(bytes, size_t(input.gcount()));
+    if (input.bad() || (!isStandardInput && !file.is_open())) {
+        found->problems.append(QStringLiteral("the list %1 cannot be read").arg(list));
+        return;
     }
     const char separator = names.find('\0') != std::string::npos ? '\0' : '\n';
     for (size_t begin = 0; begin < names.size();) {

@@ -50,8 +50,12 @@ int runCommand(const Options &options)
     if (!output.choose(options.output))
         return ExitFailure;
     switch (options.command) {
+    case Options::Command::Summary:
+        return summarise(options, plugins, output);
     case Options::Command::Tree:
         return showTrees(options, plugins, output);
+    case Options::Command::Streams:
+        return listStreams(options, plugins, output);
     case Options::Command::Frames:
         return listFrames(options, plugins, output);
     case Options::Command::At:

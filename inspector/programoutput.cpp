@@ -12,12 +12,16 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
 namespace {
 
 bool outputWasClosed = false;
+constexpr int noSuchCommand = 127; // as shells end
 
 /// The permissions that a new file would get.
 mode_t ordinaryMode()
@@ -25,6 +29,33 @@ mode_t ordinaryMode()
     const mode_t mask = umask(0);
     umask(mask);
     return mode_t(0666) & ~mask;
+}
+
+/// The place that a path leads to in the end, whether or not there is something: what replaces a link is not the link.
+QByteArray withoutLinks(const QByteArray &path)
+{
+    namespace fs = std::filesystem;
+    constexpr int most = 40; // as the system has it
+    fs::path place(path.constData());
+    for (int links = 0; links < most; ++links) {
+        std::error_code error;
+        const fs::path next = fs::read_symlink(place, error);
+        if (error)
+            break;
+        place = place.parent_path() / next;
+    }
+    return QByteArray::fromStdString(place.string());
+}
+
+/// Gives a new file the permissions, and as far as possible the owner, of the one that it will replace.
+void takeOver(int descriptor, const struct stat *existing)
+{
+    if (!existing) {
+        ::fchmod(descriptor, ordinaryMode());
+        return;
+    }
+    [[maybe_unused]] const int result = ::fchown(descriptor, existing->st_uid, existing->st_gid);
+    ::fchmod(descriptor, existing->st_mode & mode_t(0777));
 }
 
 } // namespace
@@ -66,10 +97,11 @@ bool ProgramOutput::openFile(const QString &path)
     struct stat existing = {};
     const bool exists = ::stat(m_target.constData(), &existing) == 0;
     m_isTerminal = false;
-    if (exists && !S_ISREG(existing.st_mode)) {
-        // A device or a pipe is written to; nothing can be put in its place.
+    if (exists && (!S_ISREG(existing.st_mode) || ::access(m_target.constData(), W_OK) != 0)) {
+        // A device or a pipe is written to; nothing can be put in its place. A protected file says why it cannot be.
         m_descriptor = ::open(m_target.constData(), O_WRONLY | O_CLOEXEC);
     } else {
+        m_target = withoutLinks(m_target);
         m_temporary = m_target + ".XXXXXX";
         m_descriptor = ::mkostemp(m_temporary.data(), O_CLOEXEC);
     }
@@ -80,7 +112,7 @@ bool ProgramOutput::openFile(const QString &path)
         return false;
     }
     if (!m_temporary.isEmpty())
-        ::fchmod(m_descriptor, exists ? existing.st_mode & mode_t(0777) : ordinaryMode());
+        takeOver(m_descriptor, exists ? &existing : nullptr);
     return true;
 }
 
@@ -97,9 +129,10 @@ bool ProgramOutput::startPager()
     const QByteArray command = named.isEmpty() ? QByteArray("less") : named;
     m_pager = ::fork();
     if (m_pager == 0) {
+        std::signal(SIGPIPE, SIG_DFL); // what is ignored would stay so in the pager, too
         ::dup2(pipeEnds[0], STDIN_FILENO);
         ::execl("/bin/sh", "sh", "-c", command.constData(), static_cast<char *>(nullptr));
-        ::_exit(127);
+        ::_exit(noSuchCommand);
     }
     ::close(pipeEnds[0]);
     if (m_pager < 0) {
@@ -129,11 +162,8 @@ int ProgramOutput::finish(bool isComplete)
         remember(errno);
     else if (hasFailed() && !isStandardOutput)
         ::close(m_descriptor);
-    if (m_pager > 0) {
-        while (::waitpid(m_pager, nullptr, 0) < 0 && errno == EINTR) { }
-        // Who has read enough leaves the pager early.
-        return ExitClean;
-    }
+    if (m_pager > 0)
+        return waitForPager();
     if (isComplete && !m_temporary.isEmpty() && !hasFailed())
         keepFile();
     if (isReaderGone())
@@ -143,6 +173,18 @@ int ProgramOutput::finish(bool isComplete)
     const QString place = m_target.isEmpty() ? QStringLiteral("standard output") : pathFromBytes(m_target);
     printMessage(QStringLiteral("%1 cannot be written: %2").arg(place, errorString()));
     return ExitFailure;
+}
+
+int ProgramOutput::waitForPager()
+{
+    int ending = 0;
+    while (::waitpid(m_pager, &ending, 0) < 0 && errno == EINTR) { }
+    if (WIFEXITED(ending) && WEXITSTATUS(ending) == noSuchCommand) {
+        printMessage(QStringLiteral("the pager cannot be run; PAGER names another"));
+        return ExitFailure;
+    }
+    // Who has read enough leaves the pager early.
+    return ExitClean;
 }
 
 void ProgramOutput::keepFile()

@@ -4,6 +4,7 @@
 #include <QIODevice>
 #include <QString>
 
+#include <atomic>
 #include <functional>
 
 struct OutputChoice;
@@ -39,6 +40,8 @@ public:
     bool isSequential() const override { return true; }
     /// Somebody looks at it as it comes.
     bool isTerminal() const { return m_isTerminal; }
+    /// A pager has the terminal for itself.
+    bool hasPager() const { return m_pager > 0; }
     bool hasFailed() const { return m_error != 0; }
     /// Nobody reads the output any more: a reason to end in silence.
     bool isReaderGone() const;
@@ -58,12 +61,13 @@ protected:
 private:
     bool openFile(const QString &path);
     bool startPager();
+    int waitForPager();
     void remember(int error);
     void keepFile();
 
     int m_descriptor;
     bool m_isTerminal;
-    int m_error = 0; // the first errno
+    std::atomic<int> m_error{0}; // the first errno; asked for by several threads
     QByteArray m_target; // of a file; empty otherwise
     QByteArray m_temporary; // what it is called until it is complete
     pid_t m_pager = 0;

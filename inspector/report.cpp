@@ -69,7 +69,7 @@ struct Problem
     ExitStatus exitStatus;
 };
 
-std::vector<Problem> problemsOf(const RunResult &result)
+std::vector<Problem> problemsOf(const RunResult &result, bool outputFailed = false)
 {
     std::vector<Problem> problems;
     const bool hasError = result.error.kind != FileError::None;
@@ -85,7 +85,7 @@ std::vector<Problem> problemsOf(const RunResult &result)
     }
     if (result.limit != RunLimit::None)
         problems.push_back({limitReason(result), QStringLiteral("a limit was reached"), ExitFileProblem});
-    if (result.cancelled)
+    if (result.cancelled && !outputFailed)
         problems.push_back({QStringLiteral("interrupted at byte %1").arg(result.stopPosition),
                             QStringLiteral("interrupted"), ExitFileProblem});
     return problems;
@@ -96,7 +96,7 @@ std::vector<Problem> problemsOf(const RunResult &result)
 FileReport reportOf(const QString &file, const RunResult &result, bool outputFailed)
 {
     FileReport report;
-    for (const Problem &problem : problemsOf(result)) {
+    for (const Problem &problem : problemsOf(result, outputFailed)) {
         report.messages.append(file + QStringLiteral(": ") + problem.reason);
         report.exitStatus = qMax(report.exitStatus, int(problem.exitStatus));
         if (report.trouble.isNull())

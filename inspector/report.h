@@ -14,8 +14,8 @@ struct FileReport
 };
 
 /**
- * What was wrong with `file`. `outputFailed`: the trouble of the sink is that of the program's output, which is
- * reported elsewhere.
+ * What was wrong with `file`. `outputFailed`: that its walk was cut short, or its sink failed, is the trouble of the
+ * program's output, which is reported elsewhere.
  */
 FileReport reportOf(const QString &file, const RunResult &result, bool outputFailed);
 

@@ -115,6 +115,7 @@ private Q_SLOTS:
     void whatIsData_data();
     void whatIsData();
     void nodesAndFramesCoverNothing();
+    void whatIsCoveredMayNotBeToldApart();
     void randomLeavesAgreeWithCountingEachByte_data();
     void randomLeavesAgreeWithCountingEachByte();
     void manyLeavesOutOfOrder_data();
@@ -222,6 +223,31 @@ void TestByteAccounting::nodesAndFramesCoverNothing()
     QVERIFY(accounting.reportFrame({0, 0, 50, 10, true}));
     QVERIFY(accounting.endDocument({}));
     QCOMPARE(rangesOf(accounting, ByteAccounting::Kind::Gap), (Ranges{{4, 96}}));
+}
+
+void TestByteAccounting::whatIsCoveredMayNotBeToldApart()
+{
+    ByteAccounting accounting(ByteAccounting::Detail::Covered);
+    const Leaves all = {{Interpreted, 0, 4}, {Data, 2, 6}, {Unparsed, 6, 4}, {Unparsed, 12, 2}, {Data, 11, 2}};
+    for (int document = 0; document < 2; ++document) {
+        QVERIFY(account(&accounting, 16, all));
+        QCOMPARE(rangesOf(accounting, ByteAccounting::Kind::Interpreted), (Ranges{{0, 8}, {11, 2}}));
+        QCOMPARE(rangesOf(accounting, ByteAccounting::Kind::Data), Ranges());
+        QCOMPARE(rangesOf(accounting, ByteAccounting::Kind::Unparsed), (Ranges{{8, 2}, {13, 1}}));
+        QCOMPARE(rangesOf(accounting, ByteAccounting::Kind::Gap), (Ranges{{10, 1}, {14, 2}}));
+        QCOMPARE(rangesOf(accounting, ByteAccounting::Kind::Overlap), Ranges());
+        QCOMPARE(sumOfTheFirstFour(accounting), quint64(16));
+    }
+
+    // A good file takes no memory, however long it is: there is no place where the kind changes.
+    QVERIFY(begin(&accounting, 1 << 20));
+    allocationsLeft = 2; // a place and its cover
+    bool taken = true;
+    for (quint64 i = 0; i < (1 << 16); ++i)
+        taken = add(&accounting, {i % 2 == 0 ? Interpreted : Data, 16 * i, 16}) && taken;
+    allocationsLeft = -1;
+    QVERIFY(taken && accounting.endDocument({}));
+    QCOMPARE(rangesOf(accounting, ByteAccounting::Kind::Interpreted), (Ranges{{0, 1 << 20}}));
 }
 
 void TestByteAccounting::randomLeavesAgreeWithCountingEachByte_data()

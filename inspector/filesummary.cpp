@@ -1,0 +1,76 @@
+#include "filesummary.h"
+
+#include "streamoutput.h"
+
+#include <cmath>
+#include <exception>
+
+double FileSummary::frameRate(uint videoOrdinal) const
+{
+    for (const StreamDescription &stream : streams) {
+        if (stream.videoOrdinal == int(videoOrdinal))
+            return stream.frameRate;
+    }
+    // Of very many streams not all are described.
+    if (videoOrdinal >= uint(result.videoStreams.size()))
+        return 0.0;
+    const double rate = result.videoStreams[int(videoOrdinal)].frameRate;
+    return std::isfinite(rate) ? rate : 0.0;
+}
+
+bool SummarySink::beginDocument(const DocumentStart &start)
+{
+    m_summary.start = start;
+    const bool isCounted = took(m_summary.bytes.beginDocument(start), m_summary.bytes);
+    return took(m_describer.beginDocument(start), m_describer) && isCounted;
+}
+
+// Each call goes to those parts alone that make something of it: files hold millions of items.
+
+bool SummarySink::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
+{
+    return took(m_describer.beginElement(offset, size, title, index), m_describer);
+}
+
+bool SummarySink::addField(const Field &field)
+{
+    const bool isCounted = took(m_summary.bytes.addField(field), m_summary.bytes);
+    return took(m_describer.addField(field), m_describer) && isCounted;
+}
+
+bool SummarySink::endElement()
+{
+    return took(m_describer.endElement(), m_describer);
+}
+
+bool SummarySink::reportFrame(const Frame &frame)
+{
+    try {
+        m_summary.frames.add(frame);
+    } catch (const std::exception &) {
+        m_errorText = QStringLiteral("not enough memory to count the frames");
+        return false;
+    }
+    return took(m_describer.reportFrame(frame), m_describer);
+}
+
+bool SummarySink::endDocument(const RunResult &result)
+{
+    took(m_summary.bytes.endDocument(result), m_summary.bytes);
+    took(m_describer.endDocument(result), m_describer);
+    m_summary.rows = m_describer.rows();
+    m_summary.streams = streamsOf(m_describer, result);
+    m_summary.result = result;
+    const QString error = print(m_summary);
+    if (m_errorText.isNull())
+        m_errorText = error;
+    return m_errorText.isNull();
+}
+
+/// Remembers the first trouble of a part.
+bool SummarySink::took(bool isTaken, const ElementSink &part)
+{
+    if (Q_UNLIKELY(!isTaken) && m_errorText.isNull())
+        m_errorText = part.errorText();
+    return isTaken;
+}

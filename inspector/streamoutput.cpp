@@ -1,0 +1,120 @@
+#include "streamoutput.h"
+
+#include "describingsink.h"
+#include "jsonprinter.h"
+#include "runresult.h"
+
+#include <cmath>
+#include <cstdlib>
+
+namespace {
+
+StreamDescription described(const VideoStream &known, int ordinal)
+{
+    StreamDescription stream;
+    stream.ordinal = ordinal;
+    stream.videoOrdinal = ordinal;
+    stream.kind = StreamDescription::Kind::Video;
+    if (known.codecId != 0)
+        stream.codecName = QStringLiteral("codec %1").arg(known.codecId);
+    stream.width = known.width;
+    stream.height = quint32(std::abs(qint64(qint32(known.height))));
+    stream.frameRate = std::isfinite(known.frameRate) && known.frameRate > 0.0 ? known.frameRate : 0.0;
+    return stream;
+}
+
+void printText(JsonPrinter &json, QStringView key, const QString &text)
+{
+    if (!text.isEmpty())
+        json.key(key).text(text);
+}
+
+void printNumber(JsonPrinter &json, QStringView key, quint64 number)
+{
+    if (number != 0)
+        json.key(key).number(number);
+}
+
+void printStream(JsonPrinter &json, const StreamDescription &stream)
+{
+    json.beginObject().key(u"ordinal").signedNumber(stream.ordinal);
+    if (stream.videoOrdinal >= 0)
+        json.key(u"videoOrdinal").signedNumber(stream.videoOrdinal);
+    json.key(u"kind").text(stream.kindText());
+    printText(json, u"codecCode", stream.codecCode);
+    printText(json, u"codecName", stream.codecName);
+    printNumber(json, u"width", stream.width);
+    printNumber(json, u"height", stream.height);
+    if (stream.frameRate > 0.0)
+        json.key(u"frameRate").real(stream.frameRate);
+    printNumber(json, u"sampleRate", stream.sampleRate);
+    printNumber(json, u"channels", stream.channels);
+    printNumber(json, u"bitsPerSample", stream.bitsPerSample);
+    printNumber(json, u"bitRate", stream.bitRate);
+    if (stream.seconds() >= 0.0)
+        json.key(u"seconds").real(stream.seconds());
+    printText(json, u"name", stream.name);
+    json.endObject();
+}
+
+} // namespace
+
+QVector<StreamDescription> streamsOf(const DescribingSink &describer, const RunResult &result)
+{
+    QVector<StreamDescription> streams = describer.streams();
+    if (streams.isEmpty()) {
+        for (const VideoStream &known : result.videoStreams)
+            streams.append(described(known, int(streams.size())));
+    }
+    return streams;
+}
+
+QString pictureText(const StreamDescription &stream)
+{
+    if (stream.width == 0 && stream.height == 0)
+        return {};
+    return QStringLiteral("%1 x %2").arg(stream.width).arg(stream.height);
+}
+
+QString decimalText(double number)
+{
+    QString text = QString::number(number, 'f', 3);
+    while (text.endsWith(QLatin1Char('0')))
+        text.chop(1);
+    if (text.endsWith(QLatin1Char('.')))
+        text.chop(1);
+    return text;
+}
+
+QString bitRateText(quint64 bitsPerSecond)
+{
+    if (bitsPerSecond == 0)
+        return {};
+    if (bitsPerSecond < 1000)
+        return QStringLiteral("%1 bit/s").arg(bitsPerSecond);
+    const double thousands = double(bitsPerSecond) / 1000.0;
+    if (thousands < 10000.0)
+        return QStringLiteral("%1 kbit/s").arg(thousands, 0, 'f', thousands < 100.0 ? 1 : 0);
+    return QStringLiteral("%1 Mbit/s").arg(thousands / 1000.0, 0, 'f', 1);
+}
+
+QString durationText(double seconds)
+{
+    constexpr double minute = 60.0;
+    constexpr double most = 1e9; // what is more is no clock time
+    if (seconds < 0.0)
+        return {};
+    if (seconds < minute || seconds > most)
+        return decimalText(seconds) + QStringLiteral(" s");
+    const auto whole = qint64(seconds + 0.5);
+    const QChar zero = QLatin1Char('0');
+    return QStringLiteral("%1:%2:%3").arg(whole / 3600).arg(whole / 60 % 60, 2, 10, zero).arg(whole % 60, 2, 10, zero);
+}
+
+void printStreams(JsonPrinter &json, const QVector<StreamDescription> &streams)
+{
+    json.beginArray();
+    for (const StreamDescription &stream : streams)
+        printStream(json, stream);
+    json.endArray();
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "containerdescriber.h"
+
+#include <QString>
+#include <QVector>
+
+class DescribingSink;
+class JsonPrinter;
+struct RunResult;
+
+// How streams are shown, by whichever command. What is not known is an empty text.
+
+/// The streams of a file that was walked: those of its describer; where there is none, the video streams of the run.
+QVector<StreamDescription> streamsOf(const DescribingSink &describer, const RunResult &result);
+
+/// "64 x 48".
+QString pictureText(const StreamDescription &stream);
+/// At most three decimals, none of them a zero at the end: "25", "23.976".
+QString decimalText(double number);
+/// "128 kbit/s".
+QString bitRateText(quint64 bitsPerSecond);
+/// "2.1 s"; from a minute on hours, minutes and seconds: "1:02:03".
+QString durationText(double seconds);
+
+/// Prints `streams` as the value of a key: an array with an object for each, without what is not known.
+void printStreams(JsonPrinter &json, const QVector<StreamDescription> &streams);

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "textwriter.h"
+
+#include <QString>
+#include <QVector>
+
+struct FileSummary;
+class TextOutput;
+
+/// Prints one file's summary for people, a label and a text per line; the labels have a column of their own.
+class SummaryText
+{
+public:
+    SummaryText(TextOutput &output, const TextStyle &style) : m_output(output), m_style(style) { }
+
+    void print(FileSummary &summary);
+
+private:
+    struct Row
+    {
+        QString label;
+        QString text;
+        bool isTrouble;
+    };
+
+    void addFile(const FileSummary &summary);
+    void addStreams(FileSummary &summary);
+    void addFrames(FileSummary &summary, uint videoOrdinal);
+    void addBytes(const FileSummary &summary);
+    void addStatus(const FileSummary &summary);
+    void add(const QString &label, const QString &text, bool isTrouble = false);
+    QString coloured(const QString &text, const char *colour) const;
+
+    TextOutput &m_output;
+    const TextStyle m_style;
+    QVector<Row> m_rows;
+};

@@ -1,0 +1,306 @@
+"""Many files at once: how they are found, side by side in order, what is said of them, and output that goes to a file."""
+
+import json
+import os
+import pathlib
+import signal
+import stat
+import subprocess
+import time
+import unittest
+
+from support import GOLDENS, PROGRAM, SANITIZED, Case, default_interrupt, documents, environment, film, run
+
+MANY = 20000  # chunks: far more output than a pipe and the program's buffers hold
+NOBODY = 65534
+
+
+def files_of(result):
+    return [os.fsencode(document["file"]) for document in documents(result.stdout)]
+
+
+def without_privileges():
+    """For a child of root: permissions count for it, too."""
+    if os.geteuid() == 0:
+        os.setgroups([])
+        os.setgid(NOBODY)
+        os.setuid(NOBODY)
+
+
+class Batch(Case):
+    def streams(self, *arguments, **more):
+        return run("streams", "--format", "json", *arguments, **more)
+
+
+class Finding(Batch):
+    def make(self, *names):
+        for name in names:
+            path = pathlib.Path(os.fsdecode(self.path(name)))
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.write_bytes(film(2))
+        return [self.path(name) for name in names]
+
+    def test_directories(self):
+        expected = self.make("a.avi", "b/c.AVI", "b/d/e.avi", "f.Avi")
+        self.make("notes.txt", "avi", ".avi", "b/x.mkv", "avi.txt", "b/avi/none")
+        result = self.streams("-r", self.directory)
+        self.assertEnds(result, 0)
+        self.assertEqual(files_of(result), expected)
+
+    def test_extensions(self):
+        self.make("a.avi", "b.mkv", "sub/c.MKV", "d.vob", "e")
+        for options, names in [(["--ext", "mkv"], ["b.mkv", "sub/c.MKV"]), (["--ext", ".mkv"], ["b.mkv", "sub/c.MKV"]),
+                               (["--ext", "vob,avi"], ["a.avi", "d.vob"]),
+                               (["--ext", "vob", "--ext", "AVI"], ["a.avi", "d.vob"])]:
+            with self.subTest(options=options):
+                result = self.streams("-r", self.directory, *options)
+                self.assertEnds(result, 0)
+                self.assertEqual(files_of(result), [self.path(name) for name in names])
+
+    def test_order_of_what_was_asked_for(self):
+        last, = self.make("z.avi")
+        one, two = self.make("one/b.avi", "one/a.avi")[::-1]
+        other, = self.make("other/c.avi")
+        result = self.streams("-r", self.path("other"), last, "-r", self.path("one"))
+        self.assertEqual(files_of(result), [last, other, one, two])
+
+    def test_nothing_to_look_at(self):
+        os.mkdir(self.path("empty"))
+        result = self.streams("-r", self.path("empty"))
+        self.assertEnds(result, 2, "no file was found")
+        self.assertEqual(result.stdout, b"")
+        self.assertEnds(self.streams("--files-from", "-", input=b"", stdin=None), 2, "no file was found")
+
+    def test_directories_that_cannot_be_searched(self):
+        good, = self.make("good/a.avi")
+        self.assertEnds(self.streams("-r", self.path("missing")), 2,
+                        f"{self.path('missing').decode()} cannot be searched: No such file or directory")
+        result = self.streams("-r", good, "-r", self.path("good"))
+        self.assertEnds(result, 2, "cannot be searched: Not a directory")
+        self.assertEqual(files_of(result), [good])
+
+        self.make("good/secret/b.avi")
+        os.chmod(self.directory, 0o755)
+        os.chmod(self.path("good/secret"), 0)
+        self.addCleanup(os.chmod, self.path("good/secret"), 0o700)
+        result = self.streams("-r", self.path("good"), preexec_fn=without_privileges)
+        self.assertEnds(result, 2, f"{self.path('good/secret').decode()} cannot be searched: Permission denied")
+        self.assertEqual(files_of(result), [good])
+
+    def test_links(self):
+        good, = self.make("good/a.avi")
+        os.symlink("a.avi", self.path("good/link.avi"))
+        os.symlink(".", self.path("good/round"))
+        os.symlink("nowhere", self.path("good/broken.avi"))
+        os.mkfifo(self.path("good/pipe.avi"))
+        result = self.streams("-r", self.path("good"), timeout=20)
+        self.assertEnds(result, 0)
+        self.assertEqual(files_of(result), [good, self.path("good/link.avi")])
+
+    def test_names_that_are_not_utf8(self):
+        odd = [os.path.join(os.fsencode(self.directory), name) for name in (b"a\xff.avi", b"b\n.avi", b"c\xc3\xa4.avi")]
+        for path in odd:
+            with open(path, "wb") as file:
+                file.write(film(1))
+        shown = [path.decode("utf-8", "replace") for path in odd]
+        found = self.streams("-r", self.directory)
+        listed = self.streams("--files-from", "-", input=b"\0".join(odd), stdin=None)
+        for result in (found, listed):
+            self.assertEnds(result, 0)
+            self.assertEqual([document["file"] for document in documents(result.stdout)], shown)
+            self.assertTrue(all(document["fileSize"] == 232 for document in documents(result.stdout)))
+
+    def test_lists(self):
+        one, other = self.make("a b.avi", "-c.avi")
+        for name, data in [("lines", one + b"\n" + other + b"\n"), ("no line feed at the end", one + b"\n" + other),
+                           ("empty lines", b"\n" + one + b"\n\n" + other + b"\n\n"),
+                           ("zero bytes", one + b"\0" + other + b"\0"), ("no zero byte at the end", one + b"\0" + other)]:
+            with self.subTest(name=name):
+                self.assertEqual(files_of(self.streams("--files-from", self.path("list", data))), [one, other])
+                result = self.streams("--files-from", "-", input=data, stdin=None)
+                self.assertEnds(result, 0)
+                self.assertEqual(files_of(result), [one, other])
+
+    def test_list_that_cannot_be_read(self):
+        good, = self.make("a.avi")
+        for name in (self.path("missing"), os.fsencode(self.directory)):
+            with self.subTest(name=name):
+                result = self.streams("--files-from", name, good)
+                self.assertEnds(result, 2, f"the list {name.decode()} cannot be read")
+                self.assertEqual(files_of(result), [good])
+
+    def test_same_file_twice(self):
+        path, = self.make("a.avi")
+        result = self.streams("-j", "2", path, path, "-r", self.directory)
+        self.assertEnds(result, 0)
+        self.assertEqual(files_of(result), [path] * 3)
+
+
+class SideBySide(Batch):
+    def setUp(self):
+        super().setUp()
+        broken = [self.path("missing"), self.path("text", b"x" * 5000), os.fsencode(self.directory)]
+        large = self.path("large", film(MANY))
+        self.paths = [large, *map(os.fsencode, GOLDENS), *broken, large, *map(os.fsencode, GOLDENS)]
+
+    def test_output_is_that_of_one_after_the_other(self):
+        for command in (["tree", "--format", "json"], ["tree"], ["tree", "--only", "avih", "--paths"], ["summary"],
+                        ["summary", "--format", "json"], ["streams"], ["streams", "--format", "csv"],
+                        ["frames", "--format", "csv"], ["frames"]):
+            with self.subTest(command=command):
+                expected = run(*command, *self.paths)
+                for jobs in ("2", "7"):
+                    result = run(*command, "-j", jobs, *self.paths)
+                    self.assertTrue(result.stdout == expected.stdout)
+                    self.assertEqual((result.returncode, result.stderr), (expected.returncode, expected.stderr))
+
+    def test_what_is_said(self):
+        result = run("summary", "-j", "2", *self.paths)
+        lines = result.stderr.decode().splitlines()
+        self.assertEqual(result.returncode, 2)
+        total, indexes, truncated = len(self.paths), 2, 2
+        self.assertEqual(
+            lines[-1],
+            f"quenlofar: {indexes + truncated + 3} of {total} files have trouble: an index names a video stream that no "
+            "header announces (2), the file ends inside an element (2), cannot be opened (2), no parser recognises the "
+            "file (1)")
+        self.assertEqual(len(lines), indexes + truncated + 3 + 1)
+
+    def test_quiet(self):
+        result = run("streams", "--quiet", "-j", "2", *self.paths)
+        self.assertEnds(result, 2, f"{self.path('missing').decode()}: cannot be opened",
+                        f"{self.directory}: cannot be opened")
+        self.assertEnds(run("streams", "-q", self.sample("spliced-truncated"), self.path("text")), 1)
+
+    def test_output_that_fails(self):
+        with open("/dev/full", "wb") as full:
+            for jobs in ("1", "2"):
+                with self.subTest(jobs=jobs):
+                    self.assertEnds(run("tree", "-j", jobs, *self.paths[:8] * 3, stdout=full), 2,
+                                    "standard output cannot be written: No space left on device")
+
+    def test_reader_that_leaves(self):
+        process = subprocess.Popen([PROGRAM, "tree", "-j", "2", *self.paths], env=environment(), stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE)
+        self.assertNotEqual(process.stdout.read(10), b"")
+        process.stdout.close()
+        self.assertEqual(process.stderr.read(), b"")
+        process.stderr.close()
+        self.assertEqual(process.wait(60), 141)
+
+    def test_interrupted(self):
+        large = self.path("large")
+        process = subprocess.Popen([PROGRAM, "tree", "--format", "json", "-j", "2", *[large] * 30], env=environment(),
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, bufsize=0,
+                                   preexec_fn=default_interrupt)
+        begun = process.stdout.read(1)  # and then it waits for its reader
+        process.send_signal(signal.SIGINT)
+        rest, errors = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 130, errors)
+        found = documents(begun + rest)
+        self.assertLess(len(found), 30)
+        self.assertTrue(any("cancelled" in document for document in found))
+        for line in errors.decode().splitlines():
+            self.assertRegex(line, r"^quenlofar: .*/large: interrupted at byte \d+$")
+
+    def test_many_small_files(self):
+        os.mkdir(self.path("many"))
+        names = [self.path(f"many/{number:05}.avi", film(1)) for number in range(10000)]
+        begin = time.monotonic()
+        result = self.streams("-j", "2", "-r", self.path("many"))
+        seconds = time.monotonic() - begin
+        self.assertEnds(result, 0)
+        self.assertEqual(files_of(result), names)
+        self.assertLess(seconds, 60 if SANITIZED else 10)
+
+
+class OutputFile(Batch):
+    def write(self, target, *arguments, **more):
+        return run("tree", "--format", "json", *arguments, self.sample(), "-o", target, **more)
+
+    def contents(self, path):
+        with open(path, "rb") as file:
+            return file.read()
+
+    def test_complete_file(self):
+        target = self.path("out.json")
+        result = self.write(target)
+        self.assertEnds(result, 0)
+        self.assertEqual(result.stdout, b"")
+        self.assertEqual(self.contents(target), run("tree", "--format", "json", self.sample()).stdout)
+        mask = os.umask(0)
+        os.umask(mask)
+        self.assertEqual(stat.S_IMODE(os.stat(target).st_mode), 0o666 & ~mask)
+        self.assertEqual(os.listdir(self.directory), ["out.json"])
+
+    def test_name_appears_at_the_end(self):
+        target = self.path("out.json", b"old")
+        os.truncate(self.path("zeros", film(1)), 1 << 40)
+        process = subprocess.Popen([PROGRAM, "tree", self.path("zeros"), "-o", target], env=environment(),
+                                   stderr=subprocess.PIPE, preexec_fn=default_interrupt)
+        time.sleep(0.5)
+        self.assertEqual(self.contents(target), b"old")
+        process.send_signal(signal.SIGINT)
+        _, errors = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 130, errors)
+        self.assertEqual(self.contents(target), b"old")
+        self.assertEqual(sorted(os.listdir(self.directory)), ["out.json", "zeros"])
+
+    def test_permissions_are_kept(self):
+        for mode in (0o600, 0o640, 0o755):
+            with self.subTest(mode=oct(mode)):
+                target = self.path("out", b"old")
+                os.chmod(target, mode)
+                self.assertEnds(self.write(target), 0)
+                self.assertEqual(stat.S_IMODE(os.stat(target).st_mode), mode)
+                self.assertTrue(json.loads(self.contents(target)))
+        if os.geteuid() == 0:
+            os.chown(target, NOBODY, NOBODY)
+            self.assertEnds(self.write(target), 0)
+            self.assertEqual((os.stat(target).st_uid, os.stat(target).st_gid), (NOBODY, NOBODY))
+
+    def test_links_are_followed(self):
+        os.mkdir(self.path("there"))
+        os.symlink("there/out", self.path("link"))
+        for rule in ("a new file", "a file that is there"):
+            with self.subTest(rule=rule):
+                self.assertEnds(self.write(self.path("link")), 0)
+                self.assertTrue(os.path.islink(self.path("link")))
+                self.assertTrue(json.loads(self.contents(self.path("there/out"))))
+                self.assertEqual(os.listdir(self.path("there")), [b"out"])
+
+    def test_where_nothing_can_be_written(self):
+        for target, message in [(self.path("missing/out"), "No such file or directory"),
+                                (os.fsencode(self.directory), "Is a directory"), (b"", "No such file or directory")]:
+            with self.subTest(target=target):
+                self.assertEnds(self.write(target), 2, f"{target.decode()} cannot be written: {message}")
+        os.mkdir(self.path("closed"))
+        kept = self.path("closed/out", b"old")
+        os.chmod(self.directory, 0o755)
+        os.chmod(self.path("closed"), 0o555)
+        self.addCleanup(os.chmod, self.path("closed"), 0o755)
+        for mode in (0o666, 0o444):
+            os.chmod(kept, mode)
+            result = self.write(kept, preexec_fn=without_privileges)
+            self.assertEnds(result, 2, f"{kept.decode()} cannot be written: Permission denied")
+            self.assertEqual(self.contents(kept), b"old")
+        os.chmod(self.path("closed"), 0o777)
+        result = self.write(kept, preexec_fn=without_privileges)
+        self.assertEnds(result, 2, f"{kept.decode()} cannot be written: Permission denied")
+        self.assertEqual(os.listdir(self.path("closed")), [b"out"])
+
+    def test_device_and_pipe(self):
+        self.assertEnds(self.write("/dev/full"), 2, "/dev/full cannot be written: No space left on device")
+        self.assertEnds(self.write("/dev/null"), 0)
+        self.assertTrue(stat.S_ISCHR(os.stat("/dev/null").st_mode))
+        self.assertEqual(self.write("/dev/stdout").stdout, run("tree", "--format", "json", self.sample()).stdout)
+
+    def test_files_with_problems_are_complete(self):
+        target = self.path("out")
+        result = run("streams", "--format", "json", self.sample(), self.path("missing"), "-o", target)
+        self.assertEqual(result.returncode, 2)
+        self.assertEqual([document["status"] for document in documents(self.contents(target))], [0, 1])
+
+
+if __name__ == "__main__":
+    unittest.main()
