@@ -19,6 +19,7 @@
 class CONTAINERABSTRACT_EXPORT ByteAccounting : public ElementSink
 {
 public:
+    /// What is known of a byte.
     enum class Kind {
         Interpreted, ///< a leaf says what it means
         Data, ///< payload: covered by a leaf "value" without a value's text, and by no interpreted one
@@ -44,8 +45,8 @@ public:
     bool endDocument(const RunResult &result) override;
     QString errorText() const override;
 
-    quint64 byteCount(Kind kind) const;
-    quint64 rangeCount(Kind kind) const;
+    quint64 byteCount(Kind kind) const; ///< all bytes of the kind
+    quint64 rangeCount(Kind kind) const; ///< as many as visitRanges visits
     /// Calls `visitor` with each range of the kind, merged and ascending, until it returns false; takes no memory.
     /// False when the visitor did.
     bool visitRanges(Kind kind, const std::function<bool(const ByteRange &)> &visitor) const;

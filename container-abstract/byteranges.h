@@ -13,8 +13,11 @@ struct ByteRange
     quint64 offset = 0; ///< first byte, from the start of the file
     quint64 size = 0; ///< bytes
 
+    /// The first byte behind it.
     quint64 end() const { return offset + size; }
+    /// The same bytes.
     bool operator==(const ByteRange &other) const { return offset == other.offset && size == other.size; }
+    /// Other bytes.
     bool operator!=(const ByteRange &other) const { return !(*this == other); }
 };
 
@@ -27,6 +30,7 @@ struct ByteRange
 class CONTAINERABSTRACT_EXPORT ByteRanges
 {
 public:
+    /// Goes over the ranges, ascending; valid until the set changes.
     using const_iterator = std::vector<ByteRange>::const_iterator;
 
     ByteRanges() = default;
@@ -35,19 +39,24 @@ public:
 
     /// Constant time (on average over many) for a range that does not begin before the last one; linear otherwise.
     void add(const ByteRange &range);
-    // These take linear time.
+    /// Adds the bytes of `other`; linear time.
     void unite(const ByteRanges &other);
+    /// Leaves the bytes that `other` has too; linear time.
     void intersect(const ByteRanges &other);
+    /// Takes the bytes of `other` out; linear time.
     void subtract(const ByteRanges &other);
+    /// Takes all bytes out.
     void clear() { m_ranges.clear(); }
 
-    bool isEmpty() const { return m_ranges.empty(); }
-    quint64 rangeCount() const { return m_ranges.size(); }
+    bool isEmpty() const { return m_ranges.empty(); } ///< no byte is in the set
+    quint64 rangeCount() const { return m_ranges.size(); } ///< in constant time
     /// Counted anew each time.
     quint64 byteCount() const;
-    const_iterator begin() const { return m_ranges.begin(); }
-    const_iterator end() const { return m_ranges.end(); }
+    const_iterator begin() const { return m_ranges.begin(); } ///< the range that stands first in the file
+    const_iterator end() const { return m_ranges.end(); } ///< behind the last range
+    /// The same bytes.
     bool operator==(const ByteRanges &other) const { return m_ranges == other.m_ranges; }
+    /// Other bytes.
     bool operator!=(const ByteRanges &other) const { return !(*this == other); }
 
 private:

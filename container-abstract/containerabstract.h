@@ -38,10 +38,10 @@ public:
     class CONTAINERABSTRACT_EXPORT CommonElement
     {
     public:
-        CommonElement();
-        CommonElement(int type, const QString &name);
-        CommonElement(const CommonElement &other);
-        CommonElement &operator=(const CommonElement &other);
+        CommonElement(); ///< kind 0 without a name
+        CommonElement(int type, const QString &name); ///< of the kind `type`
+        CommonElement(const CommonElement &other); ///< shares the name, as QString does
+        CommonElement &operator=(const CommonElement &other); ///< shares the name, as QString does
 
         qint32 type; ///< kind, in the parser's own numbering
         QString name; ///< short label, may be empty
@@ -68,6 +68,7 @@ protected:
 
     /// Opens `path` in m_file: StatusOk, StatusCannotOpen or StatusReadError.
     int openFile(const QString &path);
+    /// Closes m_file; nothing happens where it is closed.
     void closeFile();
 
     /**

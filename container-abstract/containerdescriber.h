@@ -30,7 +30,7 @@ struct CONTAINERABSTRACT_EXPORT StreamDescription
 
     int ordinal = 0; ///< among all streams of the file, from 0, in the order of their headers
     int videoOrdinal = -1; ///< among its video streams, from 0: Frame::stream; -1 for all other streams
-    Kind kind = Kind::Other;
+    Kind kind = Kind::Other; ///< what it carries
     QString name; ///< given by the author; empty when unknown
     QString codecCode; ///< as the container names it: "XVID", or "0x0055" for a number; empty when unknown
     QString codecName; ///< in words; empty when unknown
@@ -42,7 +42,7 @@ struct CONTAINERABSTRACT_EXPORT StreamDescription
 
     // Audio; 0 when unknown.
     quint32 sampleRate = 0; ///< samples per second of one channel
-    quint32 channels = 0;
+    quint32 channels = 0; ///< as the header says, not which
     quint32 bitsPerSample = 0; ///< of one channel
     quint64 bitRate = 0; ///< bits per second, the average where it varies
 

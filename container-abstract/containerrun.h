@@ -22,6 +22,7 @@ struct ParserFactory
     QString containerName; ///< "AVI"
     QStringList extensions; ///< without a dot; a hint, never a reason to leave a parser out
     QString file; ///< the plug-in's file, for messages
+    /// Makes a parser, which has to be gone before its plug-in; null when memory ends.
     std::function<std::unique_ptr<ContainerAbstract>()> create;
     /// Empty where the plug-in has no describer; may return null like `create`.
     std::function<std::unique_ptr<ContainerDescriber>()> createDescriber = {};
@@ -39,6 +40,7 @@ struct CONTAINERABSTRACT_EXPORT RunLimits
     quint64 maxDepth = 1000; ///< nodes that are open at the same time
     quint64 maxWorkFactor = 64; ///< bytes read: this many times the file size, and workAllowance more
 
+    /// Bytes that may be read of every file, however small.
     static constexpr quint64 workAllowance = quint64(64) * 1024 * 1024;
 
     /// The item bound for a file of `fileSize` bytes.
@@ -57,6 +59,7 @@ struct CONTAINERABSTRACT_EXPORT RunLimits
 class CONTAINERABSTRACT_EXPORT ContainerRun
 {
 public:
+    /// Every file that is walked has these bounds.
     explicit ContainerRun(const RunLimits &limits = {});
     ContainerRun(const ContainerRun &) = delete;
     ContainerRun &operator=(const ContainerRun &) = delete;

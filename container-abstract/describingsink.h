@@ -32,6 +32,7 @@ public:
 
     /// See ContainerDescriber; of the latest document, once it has ended.
     QVector<DescriptionRow> rows() const;
+    /// The same of its streams.
     QVector<StreamDescription> streams() const;
 
 private:

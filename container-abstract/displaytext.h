@@ -22,7 +22,9 @@ inline bool needsEscape(char16_t unit)
 class CONTAINERABSTRACT_EXPORT CharacterEscape
 {
 public:
+    /// Of a unit for which needsEscape is true.
     explicit CharacterEscape(char16_t unit);
+    /// ASCII; valid as long as the object.
     std::string_view text() const { return {m_text.data(), m_size}; }
 
 private:

@@ -75,6 +75,7 @@ private:
 class CONTAINERABSTRACT_EXPORT ElementPathFinder : public ElementSink
 {
 public:
+    /// Looks for the item at `path`.
     explicit ElementPathFinder(const ElementPath &path);
     ~ElementPathFinder() override;
 
@@ -84,13 +85,12 @@ public:
     bool endElement() override;
     bool reportFrame(const Frame &frame) override;
 
-    bool found() const { return m_found; }
+    bool found() const { return m_found; } ///< the item is there; the answer is final when isDecided()
     /// True when the rest of the walk cannot change the answer any more.
     bool isDecided() const { return m_decided; }
-    // Of the item that was found.
-    bool isNode() const { return m_isNode; }
-    quint64 offset() const { return m_offset; } ///< bytes from the start of the file
-    quint64 size() const { return m_size; } ///< bytes
+    bool isNode() const { return m_isNode; } ///< the item that was found is a node, not a leaf
+    quint64 offset() const { return m_offset; } ///< of the item that was found, in bytes from the start of the file
+    quint64 size() const { return m_size; } ///< of the item that was found, in bytes
 
 private:
     bool isOnPath(QStringView name);

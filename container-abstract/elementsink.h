@@ -18,11 +18,12 @@ struct Field
     quint64 offset; ///< first byte, from the start of the file
     quint64 size; ///< width in bytes; 0 is legal
     qint64 index; ///< ordinal among repeated records, or -1
-    QStringView name;
+    QStringView name; ///< the label; unparsedDataMarker for bytes that nobody interprets
     QStringView value; ///< the raw value as text
     QStringView meaning; ///< what the value stands for; empty when there is nothing to add
     QStringView description; ///< a longer explanation; usually empty
 
+    /// It covers bytes that nobody interprets.
     bool isUnparsedData() const { return name == unparsedDataMarker; }
 };
 

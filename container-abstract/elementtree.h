@@ -26,6 +26,7 @@ public:
     /// A node or leaf of the tree; root() is the document itself.
     using Item = quint32;
 
+    /// As many bytes as memory has.
     static constexpr quint64 unbounded = ~quint64(0);
 
     class FieldReader;
@@ -42,28 +43,28 @@ public:
     bool endDocument(const RunResult &result) override;
     QString errorText() const override;
 
-    const DocumentStart &document() const;
-    const RunResult &result() const;
-    const FrameList &frames() const;
+    const DocumentStart &document() const; ///< what beginDocument brought
+    const RunResult &result() const; ///< what endDocument brought
+    const FrameList &frames() const; ///< in the order in which they were reported
 
     Item root() const; ///< as long as the file, without a name
     Item parent(Item item) const; ///< the root's parent is the root
     quint32 row(Item item) const; ///< position among the parent's children, from 0
-    quint32 childCount(Item item) const;
+    quint32 childCount(Item item) const; ///< 0 for a leaf
     Item child(Item item, quint32 row) const; ///< `row` is below childCount(item)
     quint64 itemCount() const; ///< nodes and leaves, the root not counted
 
-    bool isNode(Item item) const;
-    bool isUnparsedData(Item item) const;
+    bool isNode(Item item) const; ///< true for the root too
+    bool isUnparsedData(Item item) const; ///< a leaf over bytes that nobody interprets
     quint64 offset(Item item) const; ///< bytes from the start of the file
     quint64 size(Item item) const; ///< bytes
     qint64 index(Item item) const; ///< ordinal among repeated records, or -1
     QString name(Item item) const; ///< a node's title, a leaf's name
     QString value(Item item) const; ///< of a leaf; empty for a node
-    QString meaning(Item item) const;
-    QString description(Item item) const;
-    bool flag(Item item) const;
-    uchar code(Item item) const;
+    QString meaning(Item item) const; ///< of a leaf, see Field; empty for a node
+    QString description(Item item) const; ///< of a leaf, see Field; empty for a node
+    bool flag(Item item) const; ///< of a leaf, see Field; false for a node
+    uchar code(Item item) const; ///< of a leaf, see Field; 0 for a node
 
     /// Hands the whole document to `sink`, as the run that filled the tree did (frames last); false when it failed.
     bool replay(ElementSink &sink) const;
@@ -78,11 +79,13 @@ private:
 class CONTAINERABSTRACT_EXPORT ElementTree::FieldReader
 {
 public:
+    /// Reads items of `tree`; several readers may read one tree.
     explicit FieldReader(const ElementTree &tree);
     ~FieldReader();
 
     /// A node comes as a field that has its title for a name.
     Field field(Item item);
+    /// A node's title, a leaf's name.
     QStringView name(Item item);
 
 private:

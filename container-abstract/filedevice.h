@@ -35,10 +35,11 @@ public:
     int open(std::unique_ptr<ByteSource> source, const QString &error = {});
     /// Closes the input. The remembered read error and the count of bytes stay for the host to ask.
     void close();
-    bool isOpen() const { return m_source != nullptr; }
+    bool isOpen() const { return m_source != nullptr; } ///< an open succeeded, and no close came since
 
     /// Length in bytes when it was opened; 0 when closed.
     qint64 size() const { return m_size; }
+    /// Where the next read begins, in bytes from the start.
     qint64 pos() const { return m_position; }
     /// Moves to `position`, also beyond the end. A negative one is refused: false, and the position stays.
     bool seek(qint64 position)
@@ -69,6 +70,7 @@ public:
     quint64 bytesRead() const { return m_bytesRead; }
     /// Bytes taken from the source, as a rule from the operating system; none where the source is memory.
     quint64 bytesFetched() const { return m_bytesFetched; }
+    /// Since the file was opened the source failed to give bytes that it has.
     bool hasReadError() const { return m_readErrorOffset >= 0; }
     /// Where the first read error came, in bytes from the start; -1 when there was none.
     qint64 readErrorOffset() const { return m_readErrorOffset; }

@@ -12,6 +12,7 @@
 class FileScan
 {
 public:
+    /// Begins at the position of `file`, which outlives the scan.
     explicit FileScan(FileDevice &file) : m_file(file) { load(); }
     ~FileScan() { store(); }
     FileScan(const FileScan &) = delete;

@@ -16,9 +16,9 @@ class CONTAINERABSTRACT_EXPORT FrameList
 public:
     /// May throw std::bad_alloc; the list is then as it was.
     void append(const Frame &frame);
-    void clear();
-    quint64 size() const { return m_size; }
-    bool isEmpty() const { return m_size == 0; }
+    void clear(); ///< drops all frames
+    quint64 size() const { return m_size; } ///< frames
+    bool isEmpty() const { return m_size == 0; } ///< no frame was appended
     /// `position` is below size().
     Frame at(quint64 position) const;
 

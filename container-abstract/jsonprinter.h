@@ -25,18 +25,18 @@ public:
     JsonPrinter &operator=(const JsonPrinter &) = delete;
     ~JsonPrinter();
 
-    JsonPrinter &beginObject();
-    JsonPrinter &endObject();
-    JsonPrinter &beginArray();
-    JsonPrinter &endArray();
-    JsonPrinter &key(QStringView name);
-    JsonPrinter &text(QStringView value);
-    JsonPrinter &number(quint64 value);
-    JsonPrinter &signedNumber(qint64 value);
+    JsonPrinter &beginObject(); ///< members follow
+    JsonPrinter &endObject(); ///< ends the innermost object
+    JsonPrinter &beginArray(); ///< values follow
+    JsonPrinter &endArray(); ///< ends the innermost array
+    JsonPrinter &key(QStringView name); ///< the name of the member whose value comes next
+    JsonPrinter &text(QStringView value); ///< a value
+    JsonPrinter &number(quint64 value); ///< a value, with all its digits
+    JsonPrinter &signedNumber(qint64 value); ///< a value, with all its digits
     /// The shortest text that reads back as the same number; null when it is infinite or not a number.
     JsonPrinter &real(double value);
-    JsonPrinter &boolean(bool value);
-    JsonPrinter &null();
+    JsonPrinter &boolean(bool value); ///< a value
+    JsonPrinter &null(); ///< a value: what is not known
 
     /// The members that documents about a file begin with: "formatVersion", "file", "fileSize", "container".
     JsonPrinter &documentStart(const DocumentStart &start);

@@ -18,7 +18,8 @@ class QIODevice;
 class CONTAINERABSTRACT_EXPORT JsonWriter : public TreeWriter
 {
 public:
-    using Layout = JsonLayout;
+    using Layout = JsonLayout; ///< on one line or indented
+    /// Whether a document lists the reported frames.
     enum class Frames { Shown, LeftOut };
 
     /// `output` is open for writing and outlives the writer; it is not owned.

@@ -21,6 +21,7 @@ public:
     const QString &borrow(QStringView text);
     /// `number` in decimal.
     const QString &decimal(quint64 number);
+    /// `number` in decimal, with a minus sign where it is negative.
     const QString &decimal(qint64 number);
     /// The bytes as Latin-1, ending early at the first zero byte; `size` is at most 24.
     const QString &latin1(const char *bytes, int size);

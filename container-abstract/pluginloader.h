@@ -12,9 +12,9 @@
 /// A parser plug-in that was found and answers.
 struct PluginInfo
 {
-    QString containerName;
-    QStringList extensions;
-    QString file;
+    QString containerName; ///< "AVI"
+    QStringList extensions; ///< without a dot
+    QString file; ///< its path, see pathFromBytes
     QString version; ///< null where the plug-in does not tell it, see pluginversion.h
 };
 

@@ -20,8 +20,9 @@ enum class RunLimit { None, Items, Depth, Work };
 /// Trouble that is not the file's contents.
 struct FileError
 {
+    /// What failed.
     enum Kind { None, Open, Read, Memory };
-    Kind kind = None;
+    Kind kind = None; ///< None when there was no trouble
     qint64 offset = -1; ///< byte at which reading failed; -1 when there is none to name
     QString message; ///< the operating system's own words
 };
@@ -31,7 +32,7 @@ struct RunResult
 {
     int status = 0; ///< the first non-zero status of the walk, see Status
     QVector<VideoStream> videoStreams; ///< in the order in which their headers stand in the file
-    FileError error;
+    FileError error; ///< the first trouble with reading the file
     RunLimit limit = RunLimit::None; ///< the bound that ended the run, if one did
     quint64 limitValue = 0; ///< its value: items, open nodes or bytes
     quint64 stopPosition = 0; ///< where in the file a limit or a cancel ended the run, in bytes

@@ -10,6 +10,7 @@
 class CONTAINERABSTRACT_EXPORT TeeSink : public ElementSink
 {
 public:
+    /// Neither is owned.
     TeeSink(ElementSink &first, ElementSink &second);
     ~TeeSink() override;
 

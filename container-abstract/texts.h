@@ -12,6 +12,6 @@
  */
 CONTAINERABSTRACT_EXPORT QString bytesToText(const QByteArray &bytes);
 
-/// The characters of `text` in memory of their own: a literal of a plug-in goes when the plug-in is unloaded. Null stays
-/// null.
+/// The characters of `text` in memory of their own: a literal of a plug-in goes when the plug-in is unloaded. Null
+/// stays null.
 CONTAINERABSTRACT_EXPORT QString ownCopy(const QString &text);

@@ -25,9 +25,10 @@ enum DifferingAspect : quint32 {
 /// An item that only one of two trees has, or that differs.
 struct ItemDifference
 {
+    /// Which of the trees have the item.
     enum Kind { OnlyInFirst, OnlyInSecond, Changed };
 
-    Kind kind;
+    Kind kind; ///< Changed: both trees have it
     quint32 aspects; ///< DifferingAspects of a changed item, else 0
     QStringView path; ///< see elementpath.h; lent for the call
     ElementTree::Item first; ///< in the first tree; its root when only the second has the item
@@ -37,18 +38,20 @@ struct ItemDifference
 /// What differs in the frame lists of two trees.
 struct FrameDifference
 {
+    /// What is said about.
     enum Kind {
         Count, ///< the lists are of different length; `position` is that of the first frame which only one has
-        Changed,
+        Changed, ///< a frame that both lists have
     };
 
-    Kind kind;
+    Kind kind; ///< of what is said
     quint32 aspects; ///< DifferingAspects of a changed frame, else 0
     quint64 position; ///< in the lists
     Frame first; ///< of a changed frame
-    Frame second;
+    Frame second; ///< the same of the second tree
 };
 
+/// What counts as a difference beside what always does.
 struct ComparisonOptions
 {
     bool compareOffsets = false; ///< offsets are taken for a difference too

@@ -18,6 +18,8 @@ public:
     void parse();
     /// The help of the command that was named, or of the program.
     std::string help() const { return m_app.help(); }
+    /// For what is made from the options and commands: manual pages, completions.
+    const CLI::App &definitions() const { return m_app; }
 
 private:
     CLI::App &addCommand(const std::string &name, Options::Command which, const std::string &description);
