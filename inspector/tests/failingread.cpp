@@ -2,11 +2,12 @@
 // damaged disk does; and each read takes as many milliseconds as QUENLOFAR_SLOW_READ says, as it does over a network.
 #include <dlfcn.h>
 #include <sys/types.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
+#include <thread>
 
 namespace {
 
@@ -14,7 +15,7 @@ ssize_t readUntilFailure(const char *real, int descriptor, void *data, size_t si
 {
     const auto next = reinterpret_cast<ssize_t (*)(int, void *, size_t, off_t)>(dlsym(RTLD_NEXT, real));
     if (const char *const milliseconds = std::getenv("QUENLOFAR_SLOW_READ"))
-        usleep(useconds_t(std::atoi(milliseconds)) * 1000);
+        std::this_thread::sleep_for(std::chrono::milliseconds(std::atoi(milliseconds)));
     if (const char *const limit = std::getenv("QUENLOFAR_FAIL_READ_AT")) {
         const off_t good = std::atoll(limit) - offset;
         if (good <= 0) {

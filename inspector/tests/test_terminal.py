@@ -14,7 +14,7 @@ import unittest
 from support import PROGRAM, SANITIZED, Case, chunk, default_interrupt, documents, environment, film, riff_list, run
 
 COLOUR = b"\x1b["
-PROGRESS = re.compile(rb"\r\x1b\[K *\d+ %  [^\r]* of [^\r]*/s")
+PROGRESS = re.compile(rb"\r\x1b\[K *\d+ %  [^\r]* of ")
 
 
 class Terminal:
