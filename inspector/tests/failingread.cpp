@@ -5,17 +5,18 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
-#include <thread>
+#include <ctime>
 
 namespace {
 
 ssize_t readUntilFailure(const char *real, int descriptor, void *data, size_t size, off_t offset)
 {
     const auto next = reinterpret_cast<ssize_t (*)(int, void *, size_t, off_t)>(dlsym(RTLD_NEXT, real));
-    if (const char *const milliseconds = std::getenv("QUENLOFAR_SLOW_READ"))
-        std::this_thread::sleep_for(std::chrono::milliseconds(std::atoi(milliseconds)));
+    if (const char *const milliseconds = std::getenv("QUENLOFAR_SLOW_READ")) {
+        const timespec pause{0, std::atol(milliseconds) * 1'000'000}; // less than a second
+        nanosleep(&pause, nullptr);
+    }
     if (const char *const limit = std::getenv("QUENLOFAR_FAIL_READ_AT")) {
         const off_t good = std::atoll(limit) - offset;
         if (good <= 0) {
