@@ -48,7 +48,7 @@ quint64 StreamFrames::bitRate(double frameRate) const
     constexpr double most = 1e18; // what is more is no rate, and has to fit
     if (count == 0 || !std::isfinite(frameRate) || frameRate <= 0.0)
         return 0;
-    return quint64(std::min(most, double(bytes) * bitsPerByte / double(count) * frameRate) + 0.5);
+    return quint64(std::llround(std::min(most, double(bytes) * bitsPerByte / double(count) * frameRate)));
 }
 
 void FrameStatistics::add(const Frame &frame)

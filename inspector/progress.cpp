@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 
 namespace {
 
@@ -22,7 +23,7 @@ void writeToTerminal(const QByteArray &bytes)
 
 QString timeText(double seconds)
 {
-    const auto whole = qint64(std::min(seconds, 359999.0) + 0.5);
+    const qint64 whole = std::llround(std::min(seconds, 359999.0));
     if (whole < 60)
         return QStringLiteral("%1 s").arg(whole);
     const QChar zero = QLatin1Char('0');

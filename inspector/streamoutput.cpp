@@ -106,7 +106,7 @@ QString durationText(double seconds)
         return {};
     if (seconds < minute || seconds > most)
         return decimalText(seconds) + QStringLiteral(" s");
-    const auto whole = qint64(seconds + 0.5);
+    const qint64 whole = std::llround(seconds);
     const QChar zero = QLatin1Char('0');
     return QStringLiteral("%1:%2:%3").arg(whole / 3600).arg(whole / 60 % 60, 2, 10, zero).arg(whole % 60, 2, 10, zero);
 }
