@@ -69,8 +69,8 @@ void ContainerAVI::addRows(quint64 offset, const RecordView &record, const Field
 {
     for (; row != end; ++row) {
         const size_t at = size_t(row->valueOffset >= 0 ? row->valueOffset : row->offset);
-        addLeaf(offset + quint64(row->offset), quint64(widthOf(row->kind)), m_nameText.borrow(row->name),
-                fieldText(record, at, row->kind), row->meaning ? row->meaning(record) : QString(),
+        addLeaf(offset + quint64(row->offset), quint64(row->width()), m_nameText.borrow(row->name),
+                fieldText(record, at, row->kind, row->width()), row->meaning ? row->meaning(record) : QString(),
                 m_descriptionText.borrow(row->description));
     }
 }

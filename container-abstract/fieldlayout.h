@@ -1,5 +1,7 @@
 #pragma once
 
+#include "containerabstract_export.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QStringView>
@@ -9,7 +11,7 @@
 #include <cstddef>
 #include <cstring>
 
-/// How the bytes of a field are read and shown; the width in bytes follows from it.
+/// How the bytes of a field are read and shown; the width in bytes follows from it, but for the last two.
 enum class FieldKind : quint8 {
     U8,
     U16,
@@ -20,8 +22,12 @@ enum class FieldKind : quint8 {
     FourCC, ///< four Latin-1 characters, ending early at the first zero byte
     Words3, ///< three 32-bit words, "1 2 3"
     Words4,
+    Guid, ///< 16 bytes as Windows stores them, "{00000001-0000-0010-8000-00aa00389b71}"
+    Text, ///< as many bytes as the row says, see bytesToText
+    Hex, ///< the same as two hexadecimal digits each; empty where all are zero
 };
 
+/// The bytes of a field of this kind; 0 where only the row says it.
 constexpr int widthOf(FieldKind kind)
 {
     switch (kind) {
@@ -35,7 +41,11 @@ constexpr int widthOf(FieldKind kind)
     case FieldKind::Words3:
         return 12;
     case FieldKind::Words4:
+    case FieldKind::Guid:
         return 16;
+    case FieldKind::Text:
+    case FieldKind::Hex:
+        return 0;
     case FieldKind::U32:
     case FieldKind::I32:
     case FieldKind::FourCC:
@@ -44,11 +54,17 @@ constexpr int widthOf(FieldKind kind)
     return 4;
 }
 
-/// Bytes of one record, little-endian. Bytes past its end read as zero, so no field can overrun.
-class RecordView
+/// Which byte of a number comes first.
+enum class ByteOrder : quint8 { LittleEndian, BigEndian };
+
+/// Bytes of one record, which it does not own. Bytes past its end read as zero, so no field can overrun.
+class CONTAINERABSTRACT_EXPORT RecordView
 {
 public:
-    RecordView(const void *bytes, size_t size) : m_bytes(static_cast<const char *>(bytes)), m_size(size) { }
+    RecordView(const void *bytes, size_t size, ByteOrder order = ByteOrder::LittleEndian)
+        : m_bytes(static_cast<const char *>(bytes)), m_size(size), m_order(order)
+    {
+    }
 
     size_t size() const { return m_size; }
     template <typename Number> Number read(size_t at) const
@@ -56,26 +72,38 @@ public:
         char bytes[sizeof(Number)] = {};
         if (at < m_size)
             std::memcpy(bytes, m_bytes + at, std::min(sizeof bytes, m_size - at));
-        return qFromLittleEndian<Number>(bytes);
+        return m_order == ByteOrder::LittleEndian ? qFromLittleEndian<Number>(bytes) : qFromBigEndian<Number>(bytes);
     }
+    /// Up to `count` bytes, fewer at the end of the record; shared, not copied: they live as long as the record's.
+    QByteArray lentBytes(size_t at, size_t count) const;
     /// Four characters as Latin-1, ending early at the first zero byte.
     QString fourCC(size_t at) const;
 
 private:
     const char *m_bytes;
     size_t m_size;
+    ByteOrder m_order;
 };
 
 /// One row of a record's layout. `meaning` sees the whole record and nothing else.
 struct FieldRow
 {
-    QStringView name; // the structure's own member name
-    int offset; // bytes from the start of the record
+    QStringView name; ///< the structure's own member name
+    int offset; ///< bytes from the start of the record
     FieldKind kind;
     QString (*meaning)(const RecordView &) = nullptr;
     QStringView description = {};
-    int valueOffset = -1; // where the value is read, if not at `offset`
+    int valueOffset = -1; ///< where the value is read, if not at `offset`
+    int givenWidth = 0; ///< bytes of a Text or Hex; see textRow
+
+    constexpr int width() const { return givenWidth > 0 ? givenWidth : widthOf(kind); }
 };
+
+/// A row of the kind Text, or Hex, that is `width` bytes wide.
+constexpr FieldRow textRow(QStringView name, int offset, int width, FieldKind kind = FieldKind::Text)
+{
+    return {name, offset, kind, nullptr, {}, -1, width};
+}
 
 /// True when the rows cover the bytes from `from` to `to` in their order, without a gap or an overlap.
 template <size_t Count> constexpr bool tiles(const FieldRow (&rows)[Count], int from, int to)
@@ -84,7 +112,7 @@ template <size_t Count> constexpr bool tiles(const FieldRow (&rows)[Count], int 
     for (const FieldRow &row : rows) {
         if (row.offset != at)
             return false;
-        at += widthOf(row.kind);
+        at += row.width();
     }
     return at == to;
 }
@@ -110,5 +138,5 @@ template <size_t Count> QString flagNames(quint32 flags, const FlagName (&rows)[
     return names;
 }
 
-/// The text that FieldKind gives to the bytes at `at` of `record`.
-QString fieldText(const RecordView &record, size_t at, FieldKind kind);
+/// The text that FieldKind gives to the bytes at `at` of `record`; `width` counts for the kinds Text and Hex.
+CONTAINERABSTRACT_EXPORT QString fieldText(const RecordView &record, size_t at, FieldKind kind, int width = 0);
