@@ -59,6 +59,32 @@ void ContainerAbstract::addField(bool flag, quint64 offset, uchar code, quint64 
         d->addVideoStream(*this);
 }
 
+void ContainerAbstract::addUnparsed(quint64 offset, quint64 size)
+{
+    static const QString none;
+    addLeaf(offset, size, d->nameText.borrow(unparsedDataMarker), none, none, none);
+}
+
+void ContainerAbstract::addRows(quint64 offset, const RecordView &record, const FieldRow *row, const FieldRow *end)
+{
+    for (; row != end; ++row) {
+        const size_t at = size_t(row->valueOffset >= 0 ? row->valueOffset : row->offset);
+        addLeaf(offset + quint64(row->offset), quint64(row->width()), d->nameText.borrow(row->name),
+                fieldText(record, at, row->kind, row->width()), row->meaning ? row->meaning(record) : QString(),
+                d->descriptionText.borrow(row->description));
+    }
+}
+
+quint64 ContainerAbstract::addWholeRows(quint64 offset, const RecordView &record, const FieldRow *row,
+                                        const FieldRow *end)
+{
+    const FieldRow *const begin = row;
+    while (row != end && size_t(row->offset + row->width()) <= record.size())
+        ++row;
+    addRows(offset, record, begin, row);
+    return row == begin ? 0 : quint64((row - 1)->offset + (row - 1)->width());
+}
+
 QString ContainerAbstract::bytesToText(const QByteArray &bytes)
 {
     return ::bytesToText(bytes);

@@ -2,8 +2,7 @@
 
 #include "containerabstract.h"
 #include "containerrun.h"
-
-#include <QStringView>
+#include "lenttext.h"
 
 #include <atomic>
 #include <deque>
@@ -13,10 +12,6 @@
 struct RunStopped
 {
 };
-
-/// A leaf of this name and meaning is how a parser announces a video stream to the run.
-inline constexpr QStringView videoStreamField{u"fccType"};
-inline constexpr QStringView videoStreamMeaning{u"Video"};
 
 /**
  * The host's side of one parser: where its elements go, what they are bounded by, and why the run has to stop. Without
@@ -66,6 +61,8 @@ public:
     quint64 totalWorkLimit = std::numeric_limits<quint64>::max(); // of the whole run
     Stop stop = Stop::None;
     quint64 stopPosition = 0; // bytes from the start of the file
+
+    LentText nameText, descriptionText; // of leaves that are made from rows
 
     std::deque<VideoStream> streams; // a deque: the parser holds pointers to the records
 

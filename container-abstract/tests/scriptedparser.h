@@ -16,6 +16,9 @@ public:
     std::function<void(const char *)> called = [](const char *) {};
 
     using ContainerAbstract::addField;
+    using ContainerAbstract::addRecord;
+    using ContainerAbstract::addUnparsed;
+    using ContainerAbstract::addWholeFields;
     using ContainerAbstract::beginElement;
     using ContainerAbstract::bytesToText;
     using ContainerAbstract::closeFile;

@@ -1,12 +1,7 @@
 // A complete plug-in with the optional export. Its texts are literals, which go when it is unloaded.
 #include "containerdescriber.h"
 #include "dummyparser.h"
-
-#include <QStringList>
-
-#ifdef __clang__
-#pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
-#endif
+#include "pluginexports.h"
 
 namespace {
 
@@ -30,22 +25,22 @@ public:
 
 } // namespace
 
-extern "C" Q_DECL_EXPORT QString containerName()
+QString containerName()
 {
     return QStringLiteral("Described");
 }
 
-extern "C" Q_DECL_EXPORT QStringList supportedExtensions()
+QStringList supportedExtensions()
 {
     return {QStringLiteral("dsc")};
 }
 
-extern "C" Q_DECL_EXPORT ContainerAbstract *createParser()
+ContainerAbstract *createParser()
 {
     return new DummyParser;
 }
 
-extern "C" Q_DECL_EXPORT ContainerDescriber *createDescriber()
+ContainerDescriber *createDescriber()
 {
     return new DummyDescriber;
 }
