@@ -110,19 +110,10 @@ protected:
     /// Adds a leaf over `size` bytes that nobody interprets.
     void addUnparsed(quint64 offset, quint64 size);
     /// Adds the leaves of a record that starts at `offset` of the file; those beyond its end read as zero.
-    template <size_t Count> void addRecord(quint64 offset, const RecordView &record, const FieldRow (&rows)[Count])
-    {
-        addRows(offset, record, rows, rows + Count);
-    }
+    void addRecord(quint64 offset, const RecordView &record, FieldRows rows);
     /// The same for a record that may be cut off: ends before the first row that is not all in it, and returns the
     /// bytes from the start of the record that the rows up to there cover.
-    template <size_t Count>
-    quint64 addWholeFields(quint64 offset, const RecordView &record, const FieldRow (&rows)[Count])
-    {
-        return addWholeRows(offset, record, rows, rows + Count);
-    }
-    void addRows(quint64 offset, const RecordView &record, const FieldRow *row, const FieldRow *end);
-    quint64 addWholeRows(quint64 offset, const RecordView &record, const FieldRow *row, const FieldRow *end);
+    quint64 addWholeFields(quint64 offset, const RecordView &record, FieldRows rows);
     /// See the function of that name in texts.h.
     QString bytesToText(const QByteArray &bytes);
     /// Hands the frame in m_frameOffset, m_frameSize and m_frameIsKey to the host; always 0.

@@ -47,6 +47,8 @@ public:
     void rememberSinkFailure();
     bool announcesVideoStream(const Field &field) const;
     void addVideoStream(ContainerAbstract &parser);
+    /// Adds the leaf of one row of a record that starts at `offset` of the file.
+    void addFieldOf(ContainerAbstract &parser, quint64 offset, const RecordView &record, const FieldRow &row);
 
     ElementSink *sink = nullptr;
     const std::atomic<bool> *cancel = nullptr;

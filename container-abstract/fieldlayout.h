@@ -65,6 +65,10 @@ public:
         : m_bytes(static_cast<const char *>(bytes)), m_size(size), m_order(order)
     {
     }
+    explicit RecordView(const QByteArray &bytes, ByteOrder order = ByteOrder::LittleEndian)
+        : RecordView(bytes.constData(), size_t(bytes.size()), order)
+    {
+    }
 
     size_t size() const { return m_size; }
     template <typename Number> Number read(size_t at) const
@@ -104,6 +108,28 @@ constexpr FieldRow textRow(QStringView name, int offset, int width, FieldKind ki
 {
     return {name, offset, kind, nullptr, {}, -1, width};
 }
+
+/// The rows of a table. They are not copied: a table is a constant.
+class FieldRows
+{
+public:
+    constexpr FieldRows() = default;
+    template <size_t Count>
+    constexpr FieldRows(const FieldRow (&rows)[Count]) // NOLINT(google-explicit-constructor): a table is its rows
+        : m_begin(rows), m_end(rows + Count)
+    {
+    }
+
+    constexpr const FieldRow *begin() const { return m_begin; }
+    constexpr const FieldRow *end() const { return m_end; }
+    constexpr bool isEmpty() const { return m_begin == m_end; }
+    /// Where the last field ends, in bytes from the start of the record.
+    constexpr int width() const { return isEmpty() ? 0 : (m_end - 1)->offset + (m_end - 1)->width(); }
+
+private:
+    const FieldRow *m_begin = nullptr;
+    const FieldRow *m_end = nullptr;
+};
 
 /// True when the rows cover the bytes from `from` to `to` in their order, without a gap or an overlap.
 template <size_t Count> constexpr bool tiles(const FieldRow (&rows)[Count], int from, int to)

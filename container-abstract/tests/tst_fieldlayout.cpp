@@ -20,6 +20,9 @@ static_assert(tiles(displaced, 0, 2), "where a value is read from does not matte
 constexpr FieldRow wide[] = {textRow(u"a", 0, 10), textRow(u"b", 10, 3, FieldKind::Hex), {u"c", 13, FieldKind::Guid}};
 static_assert(tiles(wide, 0, 29), "texts are as wide as their rows say");
 
+static_assert(FieldRows(wide).width() == 29 && FieldRows(threeRows).width() == 15, "up to the end of the last field");
+static_assert(FieldRows().isEmpty() && FieldRows().width() == 0);
+
 constexpr FlagName flags[] = {{0x1, u"ONE"}, {0x2, u"TWO"}, {0xF0, u"HIGH"}};
 
 } // namespace
