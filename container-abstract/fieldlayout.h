@@ -114,11 +114,7 @@ class FieldRows
 {
 public:
     constexpr FieldRows() = default;
-    template <size_t Count>
-    constexpr FieldRows(const FieldRow (&rows)[Count]) // NOLINT(google-explicit-constructor): a table is its rows
-        : m_begin(rows), m_end(rows + Count)
-    {
-    }
+    template <size_t Count> constexpr FieldRows(const FieldRow (&rows)[Count]) : m_begin(rows), m_end(rows + Count) { }
 
     constexpr const FieldRow *begin() const { return m_begin; }
     constexpr const FieldRow *end() const { return m_end; }

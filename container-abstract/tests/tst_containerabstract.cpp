@@ -1,5 +1,5 @@
 #include "containerabstract_p.h"
-#include "recordingsink.h"
+#include "testing/recordingsink.h"
 #include "scriptedparser.h"
 
 #include <QTest>

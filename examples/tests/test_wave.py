@@ -89,6 +89,11 @@ class Wave(Case):
             paths[-1].write_bytes(content)
         return paths
 
+    def test_unit_tests(self):
+        build = self.directory / "tested"
+        configure_and_build(EXAMPLE, build, self.prefix, "-DBUILD_TESTING=ON")
+        call(build / "tests" / "tst_containerwave")
+
     def test_program_lists_it(self):
         result = self.run_program("plugins")
         self.assertEqual(result.stderr, b"")
