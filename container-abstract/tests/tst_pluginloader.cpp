@@ -62,6 +62,8 @@ private Q_SLOTS:
     void takesOnlyFilesNamedLikePlugins();
     void leavesOutWhatCannotBeUsed_data();
     void leavesOutWhatCannotBeUsed();
+    void refusesWhatIsLinkedWithAnother_data();
+    void refusesWhatIsLinkedWithAnother();
     void badPluginDoesNotHideOthers();
     void firstOfEqualFileNamesCounts();
     void badPluginHidesLaterOneOfItsName();
@@ -72,6 +74,7 @@ private Q_SLOTS:
     void ordersByFileNameAcrossDirectories();
     void claimingParsersComeFirst_data();
     void claimingParsersComeFirst();
+    void severalThatClaimAreOrderedByFileName();
     void textsOutliveTheLoader();
     void descriptionsOutliveTheLoader();
     void destructorUnloads();
@@ -205,6 +208,37 @@ void TestPluginLoader::leavesOutWhatCannotBeUsed()
     }
 }
 
+void TestPluginLoader::refusesWhatIsLinkedWithAnother_data()
+{
+    QTest::addColumn<QString>("plugin");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("ABI of the framework")
+        << QUENLOFAR_FOREIGN_ABI_PLUGIN << "it was built for ABI 999 of the framework, this is ABI " QUENLOFAR_ABI;
+    QTest::newRow("major version of Qt")
+        << QUENLOFAR_FOREIGN_QT_PLUGIN
+        << QStringLiteral("it was built with Qt 9, this framework with Qt %1").arg(QT_VERSION_MAJOR);
+}
+
+void TestPluginLoader::refusesWhatIsLinkedWithAnother()
+{
+    QFETCH(QString, plugin);
+    QFETCH(QString, reason);
+    install(plugin, pluginFile("foreign"));
+    install(goodPlugin, pluginFile("good"));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    QCOMPARE(loader.warnings(),
+             QStringList(path(pluginFile("foreign")) + QStringLiteral(" cannot be used: ") + reason));
+    QCOMPARE(int(loader.plugins().size()), 1);
+
+    QVERIFY(!qEnvironmentVariableIsSet("QUENLOFAR_FOREIGN_PLUGIN"));
+    void *const handle = dlopen(QFile::encodeName(plugin).constData(), RTLD_NOW);
+    QVERIFY2(handle, "it could be loaded, which would run its code");
+    QVERIFY(qEnvironmentVariableIsSet("QUENLOFAR_FOREIGN_PLUGIN"));
+    dlclose(handle);
+    qunsetenv("QUENLOFAR_FOREIGN_PLUGIN");
+}
+
 void TestPluginLoader::badPluginDoesNotHideOthers()
 {
     QVERIFY(writeFile(path(pluginFile("a")), "no library"));
@@ -333,6 +367,18 @@ void TestPluginLoader::claimingParsersComeFirst()
     const QStringList expected =
         claimed ? QStringList({pluginFile("b"), pluginFile("a")}) : QStringList({pluginFile("a"), pluginFile("b")});
     QCOMPARE(filesOf(loader.parsersFor(file)), expected);
+}
+
+void TestPluginLoader::severalThatClaimAreOrderedByFileName()
+{
+    install(goodPlugin, pluginFile("c"));
+    install(QStringLiteral(QUENLOFAR_OTHER_PLUGIN), pluginFile("a"));
+    install(goodPlugin, pluginFile("b"));
+    install(goodPlugin, pluginFile("b2"));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    QCOMPARE(filesOf(loader.parsersFor(QStringLiteral("film.dmy"))),
+             QStringList({pluginFile("b"), pluginFile("b2"), pluginFile("c"), pluginFile("a")}));
 }
 
 void TestPluginLoader::textsOutliveTheLoader()
