@@ -59,6 +59,30 @@ void ContainerAbstract::addField(bool flag, quint64 offset, uchar code, quint64 
         d->addVideoStream(*this);
 }
 
+void ContainerAbstract::addUnparsed(quint64 offset, quint64 size)
+{
+    static const QString none;
+    addLeaf(offset, size, d->nameText.borrow(unparsedDataMarker), none, none, none);
+}
+
+void ContainerAbstract::addRecord(quint64 offset, const RecordView &record, FieldRows rows)
+{
+    for (const FieldRow &row : rows)
+        d->addFieldOf(*this, offset, record, row);
+}
+
+quint64 ContainerAbstract::addWholeFields(quint64 offset, const RecordView &record, FieldRows rows)
+{
+    int covered = 0;
+    for (const FieldRow &row : rows) {
+        if (size_t(row.offset + row.width()) > record.size())
+            break;
+        d->addFieldOf(*this, offset, record, row);
+        covered = row.offset + row.width();
+    }
+    return quint64(covered);
+}
+
 QString ContainerAbstract::bytesToText(const QByteArray &bytes)
 {
     return ::bytesToText(bytes);
@@ -70,6 +94,15 @@ int ContainerAbstract::reportFrame(uint streamIndex, quint64 frameNumber)
     if (d->sink && Q_UNLIKELY(!d->sink->reportFrame(frame)))
         d->rememberSinkFailure();
     return StatusOk;
+}
+
+void ContainerAbstractPrivate::addFieldOf(ContainerAbstract &parser, quint64 offset, const RecordView &record,
+                                          const FieldRow &row)
+{
+    const size_t at = size_t(row.valueOffset >= 0 ? row.valueOffset : row.offset);
+    parser.addLeaf(offset + quint64(row.offset), quint64(row.width()), nameText.borrow(row.name),
+                   fieldText(record, at, row.kind, row.width()), row.meaning ? row.meaning(record) : QString(),
+                   descriptionText.borrow(row.description));
 }
 
 void ContainerAbstractPrivate::rememberSinkFailure()

@@ -2,6 +2,7 @@
 
 #include "containerabstract_export.h"
 #include "elementsink.h"
+#include "fieldlayout.h"
 #include "filedevice.h"
 #include "statuscodes.h"
 #include "videostream.h"
@@ -96,11 +97,24 @@ protected:
      * @param index       ordinal among repeated records, or -1
      * The texts are lent for the call. Throws the framework's own exception where the host ends the run.
      *
-     * A leaf "fccType" whose meaning is "Video" announces a video stream: a run then appends a zeroed record to
-     * m_videoStreams and a zero to m_streamFrameCounters.
+     * A leaf called videoStreamField whose meaning is videoStreamMeaning announces a video stream: a run then appends
+     * a zeroed record to m_videoStreams and a zero to m_streamFrameCounters.
      */
     void addField(bool flag, quint64 offset, uchar code, quint64 size, const QString &name, const QString &value,
                   const QString &meaning, const QString &description, qint64 index);
+    /// addField with no flag, code and index.
+    void addLeaf(quint64 offset, quint64 size, const QString &name, const QString &value, const QString &meaning = {},
+                 const QString &description = {})
+    {
+        addField(false, offset, 0, size, name, value, meaning, description, -1);
+    }
+    /// Adds a leaf over `size` bytes that nobody interprets.
+    void addUnparsed(quint64 offset, quint64 size);
+    /// Adds the leaves of a record that starts at `offset` of the file; those beyond its end read as zero.
+    void addRecord(quint64 offset, const RecordView &record, FieldRows rows);
+    /// The same for a record that may be cut off: ends before the first row that is not all in it, and returns the
+    /// bytes from the start of the record that the rows up to there cover.
+    quint64 addWholeFields(quint64 offset, const RecordView &record, FieldRows rows);
     /// See the function of that name in texts.h.
     QString bytesToText(const QByteArray &bytes);
     /// Hands the frame in m_frameOffset, m_frameSize and m_frameIsKey to the host; always 0.

@@ -2,8 +2,7 @@
 
 #include "containerabstract.h"
 #include "containerrun.h"
-
-#include <QStringView>
+#include "lenttext.h"
 
 #include <atomic>
 #include <deque>
@@ -13,10 +12,6 @@
 struct RunStopped
 {
 };
-
-/// A leaf of this name and meaning is how a parser announces a video stream to the run.
-inline constexpr QStringView videoStreamField{u"fccType"};
-inline constexpr QStringView videoStreamMeaning{u"Video"};
 
 /**
  * The host's side of one parser: where its elements go, what they are bounded by, and why the run has to stop. Without
@@ -52,6 +47,8 @@ public:
     void rememberSinkFailure();
     bool announcesVideoStream(const Field &field) const;
     void addVideoStream(ContainerAbstract &parser);
+    /// Adds the leaf of one row of a record that starts at `offset` of the file.
+    void addFieldOf(ContainerAbstract &parser, quint64 offset, const RecordView &record, const FieldRow &row);
 
     ElementSink *sink = nullptr;
     const std::atomic<bool> *cancel = nullptr;
@@ -67,6 +64,8 @@ public:
     Stop stop = Stop::None;
     bool sinkFailed = false; // also where the run was stopped for another reason before
     quint64 stopPosition = 0; // bytes from the start of the file
+
+    LentText nameText, descriptionText; // of leaves that are made from rows
 
     std::deque<VideoStream> streams; // a deque: the parser holds pointers to the records
 

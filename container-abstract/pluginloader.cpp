@@ -1,8 +1,10 @@
 #include "pluginloader.h"
 
+#include "bytesource.h"
 #include "containerabstract.h"
 #include "containerdescriber.h"
 #include "filepath.h"
+#include "neededlibraries.h"
 #include "texts.h"
 
 #include <dlfcn.h>
@@ -63,6 +65,37 @@ QString linkerError(const std::string &path)
     if (text.compare(0, prefix.size(), prefix) == 0)
         text.erase(0, prefix.size());
     return textOf(text);
+}
+
+/// Of the first name that begins with `prefix` and holds `infix`, what follows the latter; null where there is none.
+QString restOfName(const std::vector<std::string> &names, const std::string &prefix, const std::string &infix)
+{
+    for (const std::string &name : names) {
+        const size_t at = name.find(infix);
+        if (at != std::string::npos && name.compare(0, prefix.size(), prefix) == 0)
+            return textOf(name.substr(at + infix.size()));
+    }
+    return {};
+}
+
+/// Why the plug-in cannot work with this framework, by the libraries that it was linked with; null where it can. Its
+/// code has not run yet: objects of two frameworks, or texts of two Qts, in one program would end in a crash.
+QString foreignAbi(const std::string &path)
+{
+    QString error;
+    const std::unique_ptr<ByteSource> file = openFileSource(textOf(path), &error);
+    if (!file)
+        return {}; // the dynamic linker says why
+    const std::vector<std::string> names = neededLibraries(*file);
+    const QString abi = restOfName(names, "libquenlofar-container-abstract", ".so.");
+    const QString ownAbi = QStringLiteral(QUENLOFAR_ABI);
+    if (!abi.isNull() && abi != ownAbi)
+        return QStringLiteral("it was built for ABI %1 of the framework, this is ABI %2").arg(abi, ownAbi);
+    const QString qt = restOfName(names, "libQt", "Core.so.");
+    const QString ownQt = QString::number(QT_VERSION_MAJOR);
+    if (!qt.isNull() && qt != ownQt)
+        return QStringLiteral("it was built with Qt %1, this framework with Qt %2").arg(qt, ownQt);
+    return {};
 }
 
 template <typename Function> Function lookUp(void *library, const char *name)
@@ -172,6 +205,10 @@ void PluginLoader::Private::load(const std::string &path, const std::string &fil
 {
     Plugin plugin;
     plugin.fileName = fileName;
+    if (const QString reason = foreignAbi(path); !reason.isNull()) {
+        warn(path, reason);
+        return;
+    }
     // Everything is resolved now: a missing symbol shows here, not in the middle of a file.
     plugin.library.reset(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
     if (!plugin.library) {

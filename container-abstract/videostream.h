@@ -1,6 +1,11 @@
 #pragma once
 
+#include <QStringView>
 #include <QtGlobal>
+
+/// A leaf of this name and this meaning is how a parser, of whatever container, announces a video stream to its run.
+inline constexpr QStringView videoStreamField{u"fccType"};
+inline constexpr QStringView videoStreamMeaning{u"Video"};
 
 /// What the host keeps of one video stream. A parser fills it in through ContainerAbstract::m_videoStreams.
 struct VideoStream

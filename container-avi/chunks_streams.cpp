@@ -13,7 +13,7 @@ struct StreamKind
     QStringView name;
 };
 constexpr StreamKind streamKinds[] = {
-    {u"vids", VideoStreamType, u"Video"},
+    {u"vids", VideoStreamType, videoStreamMeaning},
     {u"auds", AudioStreamType, u"Audio"},
     {u"mids", MidiStreamType, u"MIDI"},
     {u"txts", TextStreamType, u"Subtitles"},
@@ -78,7 +78,7 @@ QString qualityText(const RecordView &strh)
 constexpr int streamHeaderSize = 56;
 constexpr int frameRectOffset = 48;
 constexpr FieldRow streamHeaderRows[] = {
-    {u"fccType",                0, FieldKind::FourCC, streamKindText},
+    {videoStreamField,          0, FieldKind::FourCC, streamKindText},
     {u"fccHandler",             4, FieldKind::FourCC},
     {u"dwFlags",                8, FieldKind::U32, streamFlagsText},
     {u"wPriority",             12, FieldKind::U16},

@@ -64,22 +64,6 @@ int ContainerAVI::searchID(const QString &id, ElementAVI *entry)
     return known ? StatusOk : StatusUnknownId;
 }
 
-void ContainerAVI::addRows(quint64 offset, const RecordView &record, const FieldRow *row, const FieldRow *end)
-{
-    for (; row != end; ++row) {
-        const size_t at = size_t(row->valueOffset >= 0 ? row->valueOffset : row->offset);
-        addLeaf(offset + quint64(row->offset), quint64(widthOf(row->kind)), m_nameText.borrow(row->name),
-                fieldText(record, at, row->kind), row->meaning ? row->meaning(record) : QString(),
-                m_descriptionText.borrow(row->description));
-    }
-}
-
-void ContainerAVI::addUnparsed(quint64 offset, quint64 size)
-{
-    static const QString none;
-    addLeaf(offset, size, m_nameText.borrow(unparsedDataMarker), none, none, none);
-}
-
 void ContainerAVI::addUnparsedTail(quint64 offset, quint32 size, quint32 parsed)
 {
     if (size > parsed)

@@ -3,7 +3,6 @@
 #include "chunkids.h"
 #include "containerabstract.h"
 #include "containeravi_export.h"
-#include "fieldlayout.h"
 #include "lenttext.h"
 
 #include <QHash>
@@ -149,21 +148,7 @@ private:
     void addSuperIndexEntry(quint64 offset, const RecordView &entry);
     void addStandardIndexEntry(quint64 offset, const RecordView &entry, quint64 baseOffset);
 
-    /// Adds one leaf with the arguments that are the same for every field of this parser.
-    void addLeaf(quint64 offset, quint64 size, const QString &name, const QString &value, const QString &meaning = {},
-                 const QString &description = {})
-    {
-        addField(false, offset, 0, size, name, value, meaning, description, -1);
-    }
-    /// Adds the leaves of a record that starts at `offset` of the file.
-    template <size_t Count> void addRecord(quint64 offset, const RecordView &record, const FieldRow (&rows)[Count])
-    {
-        addRows(offset, record, rows, rows + Count);
-    }
-    void addRows(quint64 offset, const RecordView &record, const FieldRow *row, const FieldRow *end);
-    /// Adds a leaf over `size` bytes that nobody interprets.
-    void addUnparsed(quint64 offset, quint64 size);
-    /// Adds one over what the payload of `size` bytes holds after its first `parsed`, if anything.
+    /// Adds an unparsed leaf over what the payload of `size` bytes holds after its first `parsed`, if anything.
     void addUnparsedTail(quint64 offset, quint32 size, quint32 parsed);
 
     // What the handlers leave for one another.
@@ -178,7 +163,7 @@ private:
     // Working state without meaning between calls.
     const ChunkIdTable &m_ids = ChunkIdTable::instance();
     const ElementAVI *m_elementsByRow[ChunkIdTable::rowCount] = {}; // the records by their row in the chunk table
-    LentText m_titleText, m_nameText, m_valueText, m_meaningText, m_descriptionText;
+    LentText m_titleText, m_valueText, m_meaningText;
 };
 
 /// What m_streamType says of a stream. A stream header of another type leaves it as it was.

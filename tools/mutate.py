@@ -44,14 +44,14 @@ FILES = [
     (f"{AVI}/detection.cpp", 2, ["tst_detection"]),
     (f"{AVI}/containeravi.cpp", 2, ["tst_containeravi", "tst_fileheaders", "tst_chunktable", "tst_streams", "tst_chunkids"]),
     (f"{AVI}/timetext.cpp", 1.5, ["tst_timetext"]),
-    (f"{AVI}/fieldlayout.cpp", 1, ["tst_fieldlayout"]),
+    (f"{HOST}/fieldlayout.cpp", 1, ["tst_fieldlayout"]),
     (f"{AVI}/fourcctable.cpp", 2, ["tst_fourcctable"]),
     (f"{HOST}/containerrun.cpp", 3, ["tst_containerrun", "tst_runstops"]),
     (f"{HOST}/containerabstract.cpp", 1.5, ["tst_containerabstract", "tst_containerrun", "tst_runstops"]),
     (f"{HOST}/texts.cpp", 2, ["tst_texts"]),
     (f"{HOST}/filedevice.cpp", 3, ["tst_filedevice", "tst_filedevicewindow"]),
     (f"{AVI}/chunkids.cpp", 2, ["tst_chunktable", "tst_walker", "tst_chunkids"]),
-    (f"{AVI}/fieldlayout.h", 0.5, ["tst_fieldlayout", "tst_streams"]),
+    (f"{HOST}/fieldlayout.h", 0.5, ["tst_fieldlayout"]),
 ]
 # These take seconds each, and tell more about what the others are for; a file may name one all the same. tst_plugin
 # asks how the plug-in is linked, which is otherwise in the copy.

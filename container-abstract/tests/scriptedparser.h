@@ -1,8 +1,6 @@
 #pragma once
 
-#include "bytesource.h"
-#include "containerabstract.h"
-#include "containerrun.h"
+#include "testing/memoryrun.h"
 
 #include <functional>
 #include <utility>
@@ -16,6 +14,9 @@ public:
     std::function<void(const char *)> called = [](const char *) {};
 
     using ContainerAbstract::addField;
+    using ContainerAbstract::addRecord;
+    using ContainerAbstract::addUnparsed;
+    using ContainerAbstract::addWholeFields;
     using ContainerAbstract::beginElement;
     using ContainerAbstract::bytesToText;
     using ContainerAbstract::closeFile;
@@ -66,10 +67,4 @@ inline ParserFactory scriptedFactory(const QString &name, std::function<void(Scr
                 setUp(*parser);
                 return std::unique_ptr<ContainerAbstract>(std::move(parser));
             }};
-}
-
-/// Lets a run read `bytes`, whatever the path says.
-inline SourceOpener memoryOpener(const QByteArray &bytes)
-{
-    return [bytes](const QString &, QString *) { return memorySource(bytes); };
 }

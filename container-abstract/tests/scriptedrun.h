@@ -1,7 +1,7 @@
 #pragma once
 
 #include "faultysource.h"
-#include "recordingsink.h"
+#include "testing/recordingsink.h"
 #include "scriptedparser.h"
 
 #include <QtTest>

@@ -1,5 +1,5 @@
 #include "containerabstract_p.h"
-#include "recordingsink.h"
+#include "testing/recordingsink.h"
 #include "scriptedparser.h"
 
 #include <QTest>
@@ -25,6 +25,15 @@ public:
                 slot(&Order::prepareParsing), slot(&Order::finalizeParsing)};
     }
 };
+
+QString sumText(const RecordView &record)
+{
+    return QStringLiteral("sum %1").arg(record.read<quint16>(1));
+}
+
+constexpr FieldRow rowsOfThree[] = {{u"first", 0, FieldKind::U8, nullptr, u"a byte"},
+                                    {u"second", 1, FieldKind::U16, sumText},
+                                    {u"third", 3, FieldKind::U8, nullptr, {}, 1}};
 
 struct Host
 {
@@ -110,6 +119,46 @@ private Q_SLOTS:
         Host host;
         host.parser.addLeaf(0, 8, unparsedDataMarker.toString());
         QCOMPARE(host.sink.lines, QStringList{QStringLiteral("unparsed 0+8")});
+    }
+
+    void unparsedBytesHaveTheMark()
+    {
+        Host host;
+        host.parser.addUnparsed(3, 8);
+        QCOMPARE(host.sink.lines, QStringList{QStringLiteral("unparsed 3+8")});
+    }
+
+    void aRecordIsItsRows()
+    {
+        Host host;
+        const RecordView record("\1\2\3", 3);
+        host.parser.addRecord(100, record, rowsOfThree);
+        QCOMPARE(host.sink.lines,
+                 (QStringList{QStringLiteral("first 100+1 1 (a byte)"), QStringLiteral("second 101+2 770 [sum 770]"),
+                              QStringLiteral("third 103+1 2")}));
+    }
+
+    void wholeFields_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("leaves");
+        QTest::addColumn<quint64>("covered");
+        QTest::newRow("no bytes, no leaves") << 0 << 0 << quint64(0);
+        QTest::newRow("one field") << 1 << 1 << quint64(1);
+        QTest::newRow("a field that is cut off is none") << 2 << 1 << quint64(1);
+        QTest::newRow("two fields") << 3 << 2 << quint64(3);
+        QTest::newRow("all fields") << 4 << 3 << quint64(4);
+        QTest::newRow("a record that is longer than its rows") << 5 << 3 << quint64(4);
+    }
+
+    void wholeFields()
+    {
+        QFETCH(int, size);
+        QFETCH(int, leaves);
+        QFETCH(quint64, covered);
+        Host host;
+        QCOMPARE(host.parser.addWholeFields(100, RecordView("\1\2\3\4\5", size_t(size)), rowsOfThree), covered);
+        QCOMPARE(int(host.sink.lines.size()), leaves);
     }
 
     void endingMoreThanWasBegunEndsNothing()

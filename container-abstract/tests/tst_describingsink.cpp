@@ -1,6 +1,6 @@
 #include "containerabstract.h"
 #include "describingsink.h"
-#include "recordingsink.h"
+#include "testing/recordingsink.h"
 #include "scriptedparser.h"
 
 #include <QTest>

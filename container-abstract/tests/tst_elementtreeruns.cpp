@@ -3,7 +3,7 @@
 #include "jsonwriter.h"
 #include "plaintree.h"
 #include "randomdocument.h"
-#include "recordingsink.h"
+#include "testing/recordingsink.h"
 
 #include <QBuffer>
 #include <QtTest>

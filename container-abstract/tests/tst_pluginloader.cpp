@@ -17,7 +17,7 @@ namespace {
 const QString goodPlugin = QStringLiteral(QUENLOFAR_GOOD_PLUGIN);
 const QString describingPlugin = QStringLiteral(QUENLOFAR_DESCRIBING_PLUGIN);
 const QString incompletePlugin = QStringLiteral(QUENLOFAR_INCOMPLETE_PLUGIN);
-const QString foreignPlugin = QStringLiteral(QUENLOFAR_FOREIGN_PLUGIN);
+const QString unrelatedPlugin = QStringLiteral(QUENLOFAR_UNRELATED_PLUGIN);
 
 QString pluginFile(const char *name)
 {
@@ -64,6 +64,8 @@ private Q_SLOTS:
     void takesOnlyFilesNamedLikePlugins();
     void leavesOutWhatCannotBeUsed_data();
     void leavesOutWhatCannotBeUsed();
+    void refusesWhatIsLinkedWithAnother_data();
+    void refusesWhatIsLinkedWithAnother();
     void badPluginDoesNotHideOthers();
     void firstOfEqualFileNamesCounts();
     void badPluginHidesLaterOneOfItsName();
@@ -75,6 +77,7 @@ private Q_SLOTS:
     void ordersByFileNameAcrossDirectories();
     void claimingParsersComeFirst_data();
     void claimingParsersComeFirst();
+    void severalThatClaimAreOrderedByFileName();
     void textsOutliveTheLoader();
     void descriptionsOutliveTheLoader();
     void destructorUnloads();
@@ -167,7 +170,7 @@ void TestPluginLoader::leavesOutWhatCannotBeUsed_data()
     QTest::addColumn<int>("warningCount");
     QTest::addColumn<QString>("reason");
     QTest::newRow("an export is missing") << "incomplete" << 1 << "it does not export createParser";
-    QTest::newRow("all exports are missing") << "foreign" << 1 << "it does not export containerName";
+    QTest::newRow("all exports are missing") << "unrelated" << 1 << "it does not export containerName";
     QTest::newRow("a text file is no library") << "text" << 1 << "file too short";
     QTest::newRow("an empty file is no library") << "empty" << 1 << "file too short";
     QTest::newRow("a link to a plug-in is one") << "link" << 0 << "";
@@ -184,8 +187,8 @@ void TestPluginLoader::leavesOutWhatCannotBeUsed()
     const QString file = path(pluginFile("x"));
     if (kind == QLatin1String("incomplete"))
         QVERIFY(QFile::copy(incompletePlugin, file));
-    else if (kind == QLatin1String("foreign"))
-        QVERIFY(QFile::copy(foreignPlugin, file));
+    else if (kind == QLatin1String("unrelated"))
+        QVERIFY(QFile::copy(unrelatedPlugin, file));
     else if (kind == QLatin1String("text"))
         QVERIFY(writeFile(file, "This is no library.\n"));
     else if (kind == QLatin1String("empty"))
@@ -209,6 +212,37 @@ void TestPluginLoader::leavesOutWhatCannotBeUsed()
         QVERIFY2(warning.contains(reason), qPrintable(warning));
         QCOMPARE(int(warning.count(file)), 1);
     }
+}
+
+void TestPluginLoader::refusesWhatIsLinkedWithAnother_data()
+{
+    QTest::addColumn<QString>("plugin");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("ABI of the framework")
+        << QUENLOFAR_FOREIGN_ABI_PLUGIN << "it was built for ABI 999 of the framework, this is ABI " QUENLOFAR_ABI;
+    QTest::newRow("major version of Qt")
+        << QUENLOFAR_FOREIGN_QT_PLUGIN
+        << QStringLiteral("it was built with Qt 9, this framework with Qt %1").arg(QT_VERSION_MAJOR);
+}
+
+void TestPluginLoader::refusesWhatIsLinkedWithAnother()
+{
+    QFETCH(QString, plugin);
+    QFETCH(QString, reason);
+    install(plugin, pluginFile("foreign"));
+    install(goodPlugin, pluginFile("good"));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    QCOMPARE(loader.warnings(),
+             QStringList(path(pluginFile("foreign")) + QStringLiteral(" cannot be used: ") + reason));
+    QCOMPARE(int(loader.plugins().size()), 1);
+
+    QVERIFY(!qEnvironmentVariableIsSet("QUENLOFAR_FOREIGN_PLUGIN"));
+    void *const handle = dlopen(QFile::encodeName(plugin).constData(), RTLD_NOW);
+    QVERIFY2(handle, "it could be loaded, which would run its code");
+    QVERIFY(qEnvironmentVariableIsSet("QUENLOFAR_FOREIGN_PLUGIN"));
+    dlclose(handle);
+    qunsetenv("QUENLOFAR_FOREIGN_PLUGIN");
 }
 
 void TestPluginLoader::badPluginDoesNotHideOthers()
@@ -360,6 +394,18 @@ void TestPluginLoader::aVersionIsOptional()
     QCOMPARE(int(loader.plugins().size()), 2);
     QCOMPARE(loader.plugins()[0].version, QStringLiteral("1.20-beta"));
     QVERIFY(loader.plugins()[1].version.isNull());
+}
+
+void TestPluginLoader::severalThatClaimAreOrderedByFileName()
+{
+    install(goodPlugin, pluginFile("c"));
+    install(QStringLiteral(QUENLOFAR_OTHER_PLUGIN), pluginFile("a"));
+    install(goodPlugin, pluginFile("b"));
+    install(goodPlugin, pluginFile("b2"));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    QCOMPARE(filesOf(loader.parsersFor(QStringLiteral("film.dmy"))),
+             QStringList({pluginFile("b"), pluginFile("b2"), pluginFile("c"), pluginFile("a")}));
 }
 
 void TestPluginLoader::textsOutliveTheLoader()

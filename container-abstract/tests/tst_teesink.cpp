@@ -1,4 +1,4 @@
-#include "recordingsink.h"
+#include "testing/recordingsink.h"
 #include "teesink.h"
 
 #include <QTest>

@@ -3,7 +3,7 @@
 #include "bytesource.h"
 #include "containerabstract_p.h"
 #include "containeravi.h"
-#include "recordingsink.h"
+#include "testing/recordingsink.h"
 
 #include <QByteArray>
 #include <QString>

@@ -2,12 +2,12 @@
 // lengths of PCM and MP3 at constant rate, bit rates of which the header says 0, the open size of a pipe.
 #include "avibuilder.h"
 #include "avidescriber.h"
-#include "bytesource.h"
 #include "codecnames.h"
 #include "containeravi.h"
 #include "describingsink.h"
 #include "elementtree.h"
 #include "fourcctable.h"
+#include "testing/memoryrun.h"
 
 #include <QFile>
 #include <QTest>
@@ -25,18 +25,13 @@ struct Description
 
 QVector<ParserFactory> aviParser()
 {
-    ParserFactory factory{
-        QStringLiteral("AVI"), {}, {}, [] { return std::unique_ptr<ContainerAbstract>(new ContainerAVI); }};
-    factory.createDescriber = [] { return std::make_unique<AviDescriber>(); };
-    return {factory};
+    return {factoryOf<ContainerAVI, AviDescriber>(QStringLiteral("AVI"))};
 }
 
 Description describe(const QByteArray &file)
 {
     DescribingSink sink(aviParser());
-    ContainerRun run;
-    run.setOpener([file](const QString &, QString *) { return memorySource(file); });
-    const RunResult result = run.run(QStringLiteral("clip.avi"), aviParser(), sink);
+    const RunResult result = runOverMemory(file, aviParser().first(), sink);
     return {result, sink.rows(), sink.streams()};
 }
 
@@ -503,9 +498,7 @@ private Q_SLOTS:
     {
         const QByteArray file = golden("spliced-txts-rec-lists");
         ElementTree tree;
-        ContainerRun run;
-        run.setOpener([file](const QString &, QString *) { return memorySource(file); });
-        run.run(QStringLiteral("clip.avi"), aviParser(), tree);
+        runOverMemory(file, aviParser().first(), tree);
         DescribingSink sink(aviParser());
         QVERIFY(tree.replay(sink));
         QCOMPARE(linesOf(sink.streams()), linesOf(describe(file).streams));

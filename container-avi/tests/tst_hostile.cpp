@@ -1,9 +1,8 @@
 // Files that are made to exhaust whoever opens them. Each has to end soon, in little memory, with everything balanced.
 #include "avibuilder.h"
-#include "bytesource.h"
 #include "containeravi.h"
-#include "containerrun.h"
 #include "elementtree.h"
+#include "testing/memoryrun.h"
 
 #include <QTest>
 
@@ -66,16 +65,9 @@ public:
     int deepest = 0;
 };
 
-QVector<ParserFactory> aviParser()
-{
-    return {{QStringLiteral("AVI"), {}, {}, [] { return std::unique_ptr<ContainerAbstract>(new ContainerAVI); }}};
-}
-
 RunResult walk(const QByteArray &file, ElementSink &sink, const RunLimits &limits = {})
 {
-    ContainerRun run(limits);
-    run.setOpener([file](const QString &, QString *) { return memorySource(file); });
-    return run.run(QStringLiteral("hostile.avi"), aviParser(), sink);
+    return runOverMemory(file, factoryOf<ContainerAVI>(), sink, limits);
 }
 
 /// A file of `content` behind a RIFF header, at least as long as detection asks for.

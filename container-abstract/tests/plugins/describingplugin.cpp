@@ -1,13 +1,8 @@
 // A complete plug-in with the optional export and a version. Its texts are literals, which go when it is unloaded.
 #include "containerdescriber.h"
 #include "dummyparser.h"
+#include "pluginexports.h"
 #include "pluginversion.h"
-
-#include <QStringList>
-
-#ifdef __clang__
-#pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
-#endif
 
 namespace {
 
@@ -33,22 +28,22 @@ public:
 
 QUENLOFAR_PLUGIN_VERSION("1.20-beta");
 
-extern "C" Q_DECL_EXPORT QString containerName()
+QString containerName()
 {
     return QStringLiteral("Described");
 }
 
-extern "C" Q_DECL_EXPORT QStringList supportedExtensions()
+QStringList supportedExtensions()
 {
     return {QStringLiteral("dsc")};
 }
 
-extern "C" Q_DECL_EXPORT ContainerAbstract *createParser()
+ContainerAbstract *createParser()
 {
     return new DummyParser;
 }
 
-extern "C" Q_DECL_EXPORT ContainerDescriber *createDescriber()
+ContainerDescriber *createDescriber()
 {
     return new DummyDescriber;
 }

@@ -1,9 +1,15 @@
-// A library that has nothing to do with the framework.
-#include <QtGlobal>
+// A plug-in that leaves a trace when it is loaded.
+#include <cstdlib>
 
-extern "C" Q_DECL_EXPORT int somethingElse();
+extern "C" int foreignFunction();
 
-extern "C" Q_DECL_EXPORT int somethingElse()
+namespace {
+
+const int trace = setenv("QUENLOFAR_FOREIGN_PLUGIN", foreignFunction() == 1 ? "ran" : "", 1);
+
+} // namespace
+
+extern "C" __attribute__((visibility("default"))) int containerName()
 {
-    return 0;
+    return trace;
 }

@@ -1,0 +1,24 @@
+#include "pluginexports.h"
+
+#include "containerwave.h"
+#include "wavedescriber.h"
+
+QString containerName()
+{
+    return QStringLiteral("WAVE");
+}
+
+QStringList supportedExtensions()
+{
+    return {QStringLiteral("wav"), QStringLiteral("wave"), QStringLiteral("rf64")};
+}
+
+ContainerAbstract *createParser()
+{
+    return new ContainerWave;
+}
+
+ContainerDescriber *createDescriber()
+{
+    return new WaveDescriber;
+}
