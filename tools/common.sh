@@ -3,7 +3,7 @@
 # and how a preset is built. The caller has set source_dir.
 
 packages_to_build=(build-essential cmake ninja-build qt6-base-dev rapidjson-dev libcli11-dev)
-packages_to_test=(python3 python3-jsonschema)
+packages_to_test=(python3 python3-jsonschema pkg-config)
 packages_to_lint=(clang clang-tidy clang-format libclang-rt-dev)
 packages_for_qt5=(qtbase5-dev)
 
