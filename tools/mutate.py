@@ -76,6 +76,7 @@ def content_for_copy(path):
     if path.as_posix() == "CMakeLists.txt":
         text = replace_once(content.decode(), "CMAKE_CXX_VISIBILITY_PRESET hidden", "CMAKE_CXX_VISIBILITY_PRESET default")
         text = replace_once(text, "add_subdirectory(inspector)\n", "")
+        text = replace_once(text, "    add_subdirectory(examples)\n", "")
         content = text.encode()
     elif path.as_posix() == f"{AVI}/CMakeLists.txt":
         text = replace_once(content.decode(), "container-avi-core OBJECT", "container-avi-core SHARED")
