@@ -28,7 +28,7 @@ std::string action(const OptionDefinition &option)
     return " ";
 }
 
-/// One specification of _arguments per name.
+/// What _arguments is told of an option, once per name.
 std::string optionLines(const CommandDefinition &command, const std::string &indent)
 {
     std::string lines;
