@@ -21,7 +21,7 @@ class Tree(Case):
     def movi(self, names):
         """A film whose list "movi" has chunks of these names."""
         chunks = b"".join(chunk(name, b"data") for name in names)
-        return self.path("film", riff_list(b"AVI ", riff_list(b"movi", chunks), b"RIFF"))
+        return self.path("film", riff_list(b"AVI ", riff_list(b"movi", chunks), b"RIFF") + b"\0" * 200)
 
     def test_depth(self):
         head = ["id", "size", "type"]
