@@ -137,8 +137,15 @@ void Batch::work()
         const quint64 ordinal = m_next++;
         if (ordinal >= quint64(m_files.size()))
             return;
-        const FileReport report = walk(ordinal, run, *m_order.place(ordinal));
-        m_order.finish(ordinal, report);
+        try {
+            const FileReport report = walk(ordinal, run, *m_order.place(ordinal));
+            m_order.finish(ordinal, report);
+        } catch (...) {
+            // Memory ended: what comes behind this file would wait for it forever.
+            m_watch.flag() = true;
+            m_order.abandon();
+            throw;
+        }
         if (m_meter)
             m_meter->fileDone(worker, sizeOfFile(m_files.at(int(ordinal))));
     }

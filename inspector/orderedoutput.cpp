@@ -67,6 +67,13 @@ void OrderedOutput::finish(quint64 ordinal, const FileReport &report)
     m_turnChanged.notify_all();
 }
 
+void OrderedOutput::abandon()
+{
+    const std::lock_guard lock(m_mutex);
+    m_failed = true;
+    m_turnChanged.notify_all();
+}
+
 void OrderedOutput::flush(Waiting *waiting)
 {
     m_kept -= waiting->bytes.size();

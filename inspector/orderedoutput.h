@@ -27,6 +27,8 @@ public:
     std::unique_ptr<QIODevice> place(quint64 ordinal);
     /// File `ordinal` is printed; `report` is what there is to say about it.
     void finish(quint64 ordinal, const FileReport &report);
+    /// A file will never be finished: whoever waits, or prints from now on, is told that it failed.
+    void abandon();
 
 private:
     class Place;
