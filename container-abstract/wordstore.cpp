@@ -33,11 +33,12 @@ void ChunkPool::grow()
     if (isAtBound())
         throw std::bad_alloc();
     const bool isLarge = m_total >= chunksOfSmallTree && m_maxChunks - m_total >= chunksOfSlab;
-    m_slabs.emplace_back(isLarge ? std::aligned_alloc(hugePage, slabBytes) : std::malloc(sizeof(WordChunk)));
-    if (!m_slabs.back()) {
-        m_slabs.pop_back();
+    // Owned before the list grows: that may find no memory either.
+    std::unique_ptr<void, FreeMemory> slab(isLarge ? std::aligned_alloc(hugePage, slabBytes)
+                                                   : std::malloc(sizeof(WordChunk)));
+    if (!slab)
         throw std::bad_alloc();
-    }
+    m_slabs.push_back(std::move(slab));
 #ifdef Q_OS_LINUX
     if (isLarge)
         madvise(m_slabs.back().get(), slabBytes, MADV_HUGEPAGE); // a wish: nothing depends on it

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "faultysource.h"
-#include "testing/recordingsink.h"
 #include "scriptedparser.h"
+#include "testing/recordingsink.h"
 
 #include <QtTest>
 

@@ -1,6 +1,6 @@
 #include "containerabstract_p.h"
-#include "testing/recordingsink.h"
 #include "scriptedparser.h"
+#include "testing/recordingsink.h"
 
 #include <QTest>
 

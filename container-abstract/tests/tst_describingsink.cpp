@@ -1,7 +1,7 @@
 #include "containerabstract.h"
 #include "describingsink.h"
-#include "testing/recordingsink.h"
 #include "scriptedparser.h"
+#include "testing/recordingsink.h"
 
 #include <QTest>
 

@@ -1,5 +1,5 @@
-#include "testing/recordingsink.h"
 #include "teesink.h"
+#include "testing/recordingsink.h"
 
 #include <QTest>
 
