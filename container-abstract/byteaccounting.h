@@ -30,10 +30,11 @@ public:
 
     /// What the answers tell apart.
     enum class Detail {
-        EveryKind,
+        EveryKind, ///< everything of Kind
         Covered, ///< data counts as interpreted, and overlaps are not noticed: good files take no memory
     };
 
+    /// Tells apart what `detail` says.
     explicit ByteAccounting(Detail detail = Detail::EveryKind);
     ~ByteAccounting() override;
 

@@ -61,16 +61,20 @@ enum class ByteOrder : quint8 { LittleEndian, BigEndian };
 class CONTAINERABSTRACT_EXPORT RecordView
 {
 public:
+    /// The bytes have to outlive the view.
     RecordView(const void *bytes, size_t size, ByteOrder order = ByteOrder::LittleEndian)
         : m_bytes(static_cast<const char *>(bytes)), m_size(size), m_order(order)
     {
     }
+    /// The same over all bytes of an array.
     explicit RecordView(const QByteArray &bytes, ByteOrder order = ByteOrder::LittleEndian)
         : RecordView(bytes.constData(), size_t(bytes.size()), order)
     {
     }
 
+    /// Bytes that there are.
     size_t size() const { return m_size; }
+    /// The number that begins `at` bytes from the start, in the record's byte order.
     template <typename Number> Number read(size_t at) const
     {
         char bytes[sizeof(Number)] = {};
@@ -94,12 +98,13 @@ struct FieldRow
 {
     QStringView name; ///< the structure's own member name
     int offset; ///< bytes from the start of the record
-    FieldKind kind;
-    QString (*meaning)(const RecordView &) = nullptr;
-    QStringView description = {};
+    FieldKind kind; ///< how the bytes are read and shown
+    QString (*meaning)(const RecordView &) = nullptr; ///< what the value stands for; null for nothing to add
+    QStringView description = {}; ///< a longer explanation
     int valueOffset = -1; ///< where the value is read, if not at `offset`
     int givenWidth = 0; ///< bytes of a Text or Hex; see textRow
 
+    /// Bytes that the field takes.
     constexpr int width() const { return givenWidth > 0 ? givenWidth : widthOf(kind); }
 };
 
@@ -114,10 +119,14 @@ class FieldRows
 {
 public:
     constexpr FieldRows() = default;
+    /// All rows of a table.
     template <size_t Count> constexpr FieldRows(const FieldRow (&rows)[Count]) : m_begin(rows), m_end(rows + Count) { }
 
+    /// The first row.
     constexpr const FieldRow *begin() const { return m_begin; }
+    /// Behind the last row.
     constexpr const FieldRow *end() const { return m_end; }
+    /// True for a table without rows.
     constexpr bool isEmpty() const { return m_begin == m_end; }
     /// Where the last field ends, in bytes from the start of the record.
     constexpr int width() const { return isEmpty() ? 0 : (m_end - 1)->offset + (m_end - 1)->width(); }
@@ -142,8 +151,8 @@ template <size_t Count> constexpr bool tiles(const FieldRow (&rows)[Count], int 
 /// One bit, or group of bits of which any counts, and its name.
 struct FlagName
 {
-    quint32 mask;
-    QStringView name;
+    quint32 mask; ///< the bits
+    QStringView name; ///< as the format calls them
 };
 
 /// The names of the rows of which a bit is set in `flags`, in table order, joined by `separator`.

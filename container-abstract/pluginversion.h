@@ -8,16 +8,17 @@
 template <size_t Size> struct PluginVersionNote
 {
     quint32 ownerSize; ///< of the owner's name with its zero byte; what follows is padding
-    quint32 versionSize;
+    quint32 versionSize; ///< of the version with its zero byte
     quint32 type; ///< 1
     char owner[12]; ///< "quenlofar"
-    char version[Size];
+    char version[Size]; ///< as it is shown, with a zero byte
 };
 
 #if defined(__clang__)
 // AddressSanitizer would put a gap behind it, and a section of notes has none.
 #define QUENLOFAR_NOTE_ATTRIBUTES gnu::used, gnu::section(".note.quenlofar"), clang::no_sanitize("address")
 #else
+/// How the note is kept in its section; for QUENLOFAR_PLUGIN_VERSION alone.
 #define QUENLOFAR_NOTE_ATTRIBUTES gnu::used, gnu::section(".note.quenlofar")
 #endif
 

@@ -5,6 +5,7 @@
 
 /// A leaf of this name and this meaning is how a parser, of whatever container, announces a video stream to its run.
 inline constexpr QStringView videoStreamField{u"fccType"};
+/// See videoStreamField.
 inline constexpr QStringView videoStreamMeaning{u"Video"};
 
 /// What the host keeps of one video stream. A parser fills it in through ContainerAbstract::m_videoStreams.

@@ -19,14 +19,14 @@
 class RecordingSink : public ElementSink
 {
 public:
-    QStringList lines;
-    DocumentStart document;
-    RunResult result;
-    int documentsBegun = 0;
-    int documentsEnded = 0;
-    int nodesEnded = 0;
-    int calls = 0; // of beginElement, addField, endElement and reportFrame
-    int failAt = 0; // the call, counted from 1, from which on the sink takes no more; 0 is never
+    QStringList lines; ///< the calls, see above
+    DocumentStart document; ///< what the latest document began with
+    RunResult result; ///< what it ended with
+    int documentsBegun = 0; ///< calls of beginDocument
+    int documentsEnded = 0; ///< calls of endDocument
+    int nodesEnded = 0; ///< calls of endElement
+    int calls = 0; ///< of beginElement, addField, endElement and reportFrame
+    int failAt = 0; ///< the call, counted from 1, from which on the sink takes no more; 0 is never
 
     /// Nodes that are open.
     int depth() const { return m_depth; }

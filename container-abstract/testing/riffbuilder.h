@@ -16,18 +16,22 @@ template <typename Number> QByteArray le(Number number)
     qToLittleEndian<Number>(number, bytes.data());
     return bytes;
 }
+/// One byte.
 inline QByteArray u8(quint8 number)
 {
     return le(number);
 }
+/// Two bytes, the lowest first.
 inline QByteArray u16(quint16 number)
 {
     return le(number);
 }
+/// Four bytes, the lowest first.
 inline QByteArray u32(quint32 number)
 {
     return le(number);
 }
+/// Eight bytes, the lowest first.
 inline QByteArray u64(quint64 number)
 {
     return le(number);
@@ -39,6 +43,7 @@ template <typename Number> QByteArray be(Number number)
     qToBigEndian<Number>(number, bytes.data());
     return bytes;
 }
+/// `count` zero bytes.
 inline QByteArray zeros(int count)
 {
     return QByteArray(count, '\0');
@@ -48,6 +53,7 @@ inline QByteArray zeros(int count)
 class Chunk
 {
 public:
+    /// `id` has four characters; the declared size is that of `data` until declaredSize() says another.
     Chunk(const char *id, const QByteArray &data) : m_id(id, 4), m_data(data), m_size(quint32(data.size())) { }
 
     /// Writes `size` where the number of data bytes belongs.
@@ -56,7 +62,9 @@ public:
         m_size = size;
         return *this;
     }
+    /// Header, data and padding, as they stand in a file.
     QByteArray bytes() const { return m_id + u32(m_size) + m_data + zeros(int(m_data.size() % 2)); }
+    /// The same, so that a chunk can be the data of another.
     operator QByteArray() const { return bytes(); }
 
 private:
@@ -64,19 +72,23 @@ private:
     QByteArray m_data;
     quint32 m_size;
 };
+/// One behind the other.
 inline QByteArray operator+(const Chunk &left, const Chunk &right)
 {
     return left.bytes() + right.bytes();
 }
+/// One behind the other.
 inline QByteArray operator+(const QByteArray &left, const Chunk &right)
 {
     return left + right.bytes();
 }
+/// One behind the other.
 inline QByteArray operator+(const Chunk &left, const QByteArray &right)
 {
     return left.bytes() + right;
 }
 
+/// A chunk of four characters `id` and its data.
 inline Chunk chunk(const char *id, const QByteArray &data)
 {
     return Chunk(id, data);
@@ -95,9 +107,12 @@ inline Chunk list(const char *form, std::initializer_list<QByteArray> children, 
 template <typename Derived> class Record
 {
 public:
+    /// `size` zero bytes.
     explicit Record(int size) : m_bytes(zeros(size)) { }
 
+    /// The record as it stands in a file.
     const QByteArray &bytes() const { return m_bytes; }
+    /// The same, so that a record can be the data of a chunk.
     operator QByteArray() const { return m_bytes; }
 
     /// Overwrites the bytes from `at` on; makes the record longer where they do not fit.
