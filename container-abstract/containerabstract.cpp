@@ -75,7 +75,7 @@ quint64 ContainerAbstract::addWholeFields(quint64 offset, const RecordView &reco
 {
     int covered = 0;
     for (const FieldRow &row : rows) {
-        if (size_t(row.offset + row.width()) > record.size())
+        if (size_t(row.offset) + size_t(row.width()) > record.size())
             break;
         d->addFieldOf(*this, offset, record, row);
         covered = row.offset + row.width();
