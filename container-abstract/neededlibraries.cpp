@@ -34,7 +34,7 @@ template <typename Record> std::vector<Record> readRecords(ByteSource &file, qui
     if (offset >= quint64(file.size()))
         return {};
     std::vector<Record> records(count);
-    const qint64 wanted = qint64(count * sizeof(Record));
+    const qint64 wanted = qint64(count) * qint64(sizeof(Record));
     const qint64 read = file.readAt(qint64(offset), reinterpret_cast<char *>(records.data()), wanted);
     records.resize(read < 0 ? 0 : size_t(read) / sizeof(Record));
     return records;

@@ -61,7 +61,7 @@ public:
     Private &offsetColumn(quint64 value);
     Private &sizeColumn(quint64 value);
     Private &colour(std::string_view sequence) { return style.colour ? raw(sequence) : *this; }
-    Private &clipped(QStringView text);
+    Private &clipped(QStringView whole);
 
     OutputBuffer output;
     const TextStyle style;
