@@ -29,8 +29,6 @@ InterruptWatch::InterruptWatch()
     sigaction(SIGINT, &action, nullptr);
 }
 
-InterruptWatch::~InterruptWatch() = default;
-
 std::atomic<bool> &InterruptWatch::flag() const
 {
     return stopWanted;

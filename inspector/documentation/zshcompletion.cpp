@@ -56,7 +56,9 @@ std::string positionLines(const CommandDefinition &command, const std::string &i
     int ordinal = 0;
     for (const OptionDefinition &position : command.positions) {
         const std::string place = position.repeats ? "*" : std::to_string(++ordinal);
-        lines += indent + shellWord(place + ':' + position.argument + ':' + action(position)) + " \\\n";
+        std::string line = place;
+        line.append(1, ':').append(position.argument).append(1, ':').append(action(position));
+        lines.append(indent).append(shellWord(line)).append(" \\\n");
     }
     return lines;
 }
