@@ -1,5 +1,6 @@
 """The example plug-in, built against an installation: what it shows of real, cut and hostile files."""
 
+import json
 import os
 import pathlib
 import shutil
@@ -24,6 +25,19 @@ FORMATS = {
     "sox-float": (3, "PCM, floating point", 1, 8000, 32000, 4, 32),
     "sox-pcm16-stereo": (1, "PCM", 2, 44100, 176400, 4, 16),
     "sox-pcm8-odd": (1, "PCM", 1, 11025, 11025, 1, 8),
+}
+# As ffprobe tells them: code, samples per second, channels, bits per sample, bits per second, samples per channel.
+STREAMS = {
+    "ffmpeg-bext": ("0x0001", 8000, 1, 16, 128000, 160),
+    "ffmpeg-ima-adpcm": ("0x0011", 8000, 1, 4, 128000, 2041),
+    "ffmpeg-info": ("0x0001", 8000, 1, 16, 128000, 160),
+    "ffmpeg-pcm16-mono": ("0x0001", 8000, 1, 16, 128000, 400),
+    "ffmpeg-pcm24-6ch": ("0xFFFE", 48000, 6, 24, 6912000, 48),
+    "ffmpeg-rf64": ("0x0001", 8000, 1, 16, 128000, 400),
+    "sox-alaw": ("0x0006", 8000, 1, 8, 64000, 80),
+    "sox-float": ("0x0003", 8000, 1, 32, 256000, 160),
+    "sox-pcm16-stereo": ("0x0001", 44100, 2, 16, 1411200, 92),
+    "sox-pcm8-odd": ("0x0001", 11025, 1, 8, 88200, 23),
 }
 FORMAT_NAMES = ["nChannels", "nSamplesPerSec", "nAvgBytesPerSec", "nBlockAlign", "wBitsPerSample"]
 
@@ -136,11 +150,57 @@ class Wave(Case):
                     for _, item in items(document) if "unparsed" in item]
         self.assertEqual(unparsed, [("ffmpeg-ima-adpcm", 38, 2)])
 
+    def output(self, *arguments, status=0):
+        """What the installed program prints, without a word of complaint; names of SAMPLES stand for their paths."""
+        paths = {path.stem: path for path in SAMPLES}
+        result = self.run_program(*(paths.get(argument, argument) for argument in arguments))
+        self.assertEqual((result.returncode, result.stderr), (status, b""))
+        return result.stdout.decode()
+
+    def test_streams(self):
+        for name, expected in STREAMS.items():
+            with self.subTest(name):
+                stream, = json.loads(self.output("streams", "--format", "json", name))["streams"]
+                self.assertEqual(stream["kind"], "audio")
+                self.assertEqual(
+                    tuple(stream[key] for key in ("codecCode", "sampleRate", "channels", "bitsPerSample", "bitRate")),
+                    expected[:-1])
+                self.assertAlmostEqual(stream["seconds"] * stream["sampleRate"], expected[-1], places=6)
+
+    def test_summary(self):
+        lines = [line.split(maxsplit=1) for line in self.output("summary", "ffmpeg-info").splitlines()[1:]]
+        self.assertEqual([line for line in lines if line[0] in ("container", "size", "title", "artist", "comment")],
+                         [["container", "WAVE"], ["size", "444 bytes"], ["title", "Grüße"], ["artist", "Somebody"],
+                          ["comment", "odd"]])
+        stream, = (rest.split(maxsplit=1) for label, rest in lines if label == "stream")
+        self.assertEqual(stream, ["0", "audio, 0x0001 (PCM), 8000 Hz, 1 channel, 16 bits, 128 kbit/s, 0.02 s"])
+
+    def test_coverage(self):
+        document = json.loads(self.output("coverage", "--format", "json", "ffmpeg-ima-adpcm"))
+        # cbSize announces two bytes that belong to the codec; then come fact, a list of texts, and the sound.
+        self.assertEqual([document[kind]["ranges"] for kind in ("interpreted", "data", "unparsed", "gaps", "overlaps")],
+                         [[[0, 38], [40, 54]], [[94, 1024]], [[38, 2]], [], []])
+
+    def test_at(self):
+        output = self.output("at", "ffmpeg-bext", "300")
+        self.assertIn("offset 300 (0x12c): byte 0 of 32 in RIFF(WAVE)/bext/Originator\n", output)
+        self.assertIn("[71 75 65 6e  |............quen|\n", output)
+
+    def test_bytes(self):
+        result = self.run_program("bytes", EXAMPLE / "samples" / "sox-pcm8-odd.wav", "RIFF(WAVE)/data/value")
+        self.assertEqual(result.stderr, b"")
+        self.assertEqual(result.stdout, (EXAMPLE / "samples" / "sox-pcm8-odd.wav").read_bytes()[44:67])
+
+    def test_diff(self):
+        self.assertEqual(self.output("diff", "sox-alaw", "sox-alaw"), "")
+        differences = self.output("diff", "sox-alaw", "sox-float", status=1).splitlines()
+        self.assertIn("~ RIFF(WAVE)/fmt /wFormatTag: value: 6 -> 3", differences)
+        self.assertIn("~ RIFF(WAVE)/fact/dwSampleLength: value: 80 -> 160", differences)
+        self.assertFalse([line for line in differences if "nSamplesPerSec" in line])
+
     def test_frames_and_text(self):
-        self.assertEqual(self.run_program("frames", SAMPLES[0]).returncode, 0)
-        text = self.run_program("tree", EXAMPLE / "samples" / "sox-alaw.wav")
-        self.assertEqual((text.returncode, text.stderr), (0, b""))
-        self.assertIn("wFormatTag = 6  (A-law)", text.stdout.decode())
+        self.assertEqual(self.output("frames", "ffmpeg-bext").splitlines()[1:], ["no frames"])
+        self.assertIn("wFormatTag = 6  (A-law)", self.output("tree", "sox-alaw"))
 
     def test_avi_stays_avi(self):
         film = self.directory / "film.wav"
