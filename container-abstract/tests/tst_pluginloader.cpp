@@ -3,6 +3,8 @@
 #include "containerabstract.h"
 #include "describingsink.h"
 #include "filepath.h"
+#include "testing/memoryrun.h"
+#include "testing/recordingsink.h"
 
 #include <QDir>
 #include <QFile>
@@ -78,6 +80,8 @@ private Q_SLOTS:
     void claimingParsersComeFirst_data();
     void claimingParsersComeFirst();
     void severalThatClaimAreOrderedByFileName();
+    void theVerdictDecidesBetweenSeveralThatClaim_data();
+    void theVerdictDecidesBetweenSeveralThatClaim();
     void textsOutliveTheLoader();
     void descriptionsOutliveTheLoader();
     void destructorUnloads();
@@ -406,6 +410,33 @@ void TestPluginLoader::severalThatClaimAreOrderedByFileName()
     loader.addDirectory(m_directory->path());
     QCOMPARE(filesOf(loader.parsersFor(QStringLiteral("film.dmy"))),
              QStringList({pluginFile("b"), pluginFile("b2"), pluginFile("c"), pluginFile("a")}));
+}
+
+void TestPluginLoader::theVerdictDecidesBetweenSeveralThatClaim_data()
+{
+    QTest::addColumn<QByteArray>("file");
+    QTest::addColumn<QString>("container");
+    // B is in the file that comes first by name.
+    QTest::newRow("the one that is asked first") << QByteArray("B") << "B";
+    QTest::newRow("the one that is asked second") << QByteArray("A") << "A";
+    QTest::newRow("both: the first that says so") << QByteArray("*") << "B";
+    QTest::newRow("none") << QByteArray("C") << "";
+}
+
+void TestPluginLoader::theVerdictDecidesBetweenSeveralThatClaim()
+{
+    QFETCH(QByteArray, file);
+    install(QStringLiteral(QUENLOFAR_LETTER_A_PLUGIN), pluginFile("y"));
+    install(QStringLiteral(QUENLOFAR_LETTER_B_PLUGIN), pluginFile("x"));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    ContainerRun run;
+    run.setOpener(memoryOpener(file));
+    RecordingSink sink;
+    const QVector<ParserFactory> parsers = loader.parsersFor(QStringLiteral("a.txt"));
+    QCOMPARE(filesOf(parsers), QStringList({pluginFile("x"), pluginFile("y")}));
+    run.run(QStringLiteral("a.txt"), parsers, sink);
+    QTEST(sink.document.container, "container");
 }
 
 void TestPluginLoader::textsOutliveTheLoader()
