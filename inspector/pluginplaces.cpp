@@ -5,13 +5,17 @@
 #include <filesystem>
 #include <system_error>
 
+#include <sys/auxv.h>
+
 namespace {
 
 /// The directory of the running program; empty where the system does not tell.
 QByteArray programDirectory()
 {
     std::error_code error;
-    const std::string program = std::filesystem::read_symlink("/proc/self/exe", error).string();
+    std::string program = std::filesystem::read_symlink("/proc/self/exe", error).string();
+    if (error) // no /proc, as in a bare root: then it is what was given to exec
+        program = std::filesystem::canonical(reinterpret_cast<const char *>(getauxval(AT_EXECFN)), error).string();
     const size_t slash = program.rfind('/');
     return slash == std::string::npos ? QByteArray() : QByteArray(program.data(), int(slash));
 }
