@@ -161,11 +161,11 @@ class PluginLoader::Private
 {
 public:
     void search(const std::string &directory);
-    void load(const std::string &path, const std::string &fileName);
+    bool load(const std::string &path, const std::string &fileName);
     void warn(const std::string &path, const QString &reason);
 
     std::vector<Plugin> plugins; // by file name
-    std::set<std::string> seenNames; // file names that were met, usable or not
+    std::set<std::string> loadedNames; // file names
     QStringList warnings;
 };
 
@@ -195,31 +195,31 @@ void PluginLoader::Private::search(const std::string &directory)
 
     std::sort(names.begin(), names.end());
     for (const std::string &name : names) {
-        // Even a plug-in that is not usable hides those behind it: what runs is never a surprise.
-        if (seenNames.insert(name).second)
-            load((fs::path(directory) / name).string(), name);
+        if (loadedNames.count(name) == 0 && load((fs::path(directory) / name).string(), name))
+            loadedNames.insert(name);
     }
 }
 
-void PluginLoader::Private::load(const std::string &path, const std::string &fileName)
+/// False where it cannot be used; a warning then says why.
+bool PluginLoader::Private::load(const std::string &path, const std::string &fileName)
 {
     Plugin plugin;
     plugin.fileName = fileName;
     if (const QString reason = foreignAbi(path); !reason.isNull()) {
         warn(path, reason);
-        return;
+        return false;
     }
     // Everything is resolved now: a missing symbol shows here, not in the middle of a file.
     plugin.library.reset(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
     if (!plugin.library) {
         warn(path, linkerError(path));
-        return;
+        return false;
     }
 
     // One library under several names ("....so" beside "....so.1") gives one handle.
     for (const Plugin &other : plugins) {
         if (other.library == plugin.library)
-            return;
+            return true;
     }
 
     const auto name = lookUp<ContainerNameFunction>(plugin.library.get(), "containerName");
@@ -228,7 +228,7 @@ void PluginLoader::Private::load(const std::string &path, const std::string &fil
     if (!name || !extensions || !plugin.create) {
         const char *const missing = !name ? "containerName" : !extensions ? "supportedExtensions" : "createParser";
         warn(path, QStringLiteral("it does not export %1").arg(QLatin1String(missing)));
-        return;
+        return false;
     }
 
     plugin.createDescriber = lookUp<CreateDescriberFunction>(plugin.library.get(), "createDescriber");
@@ -243,11 +243,14 @@ void PluginLoader::Private::load(const std::string &path, const std::string &fil
     const auto behind = std::upper_bound(plugins.begin(), plugins.end(), plugin.fileName,
                                          [](const std::string &a, const Plugin &b) { return a < b.fileName; });
     plugins.insert(behind, std::move(plugin));
+    return true;
 }
 
 void PluginLoader::Private::warn(const std::string &path, const QString &reason)
 {
-    warnings.append(QStringLiteral("%1 cannot be used: %2").arg(textOf(path), reason));
+    const QString warning = QStringLiteral("%1 cannot be used: %2").arg(textOf(path), reason);
+    if (!warnings.contains(warning)) // a directory may be searched twice
+        warnings.append(warning);
 }
 
 QVector<PluginInfo> PluginLoader::plugins() const

@@ -22,10 +22,10 @@ struct PluginInfo
  * Finds and loads parser plug-ins: shared libraries whose file name begins with "libquenlofar-container-" and that
  * export containerName, supportedExtensions and createParser. An export createDescriber is optional.
  *
- * Directories are searched in the order in which they are added; of equal file names the first counts. A plug-in that
- * cannot be loaded, lacks an export, or was built for another ABI of the framework or another major version of Qt (its
- * code then never runs) is left out and said in warnings(). Libraries are unloaded when the loader goes:
- * parsers and describers that it created have to be gone before.
+ * Directories are searched in the order in which they are added; of equal file names the first that can be used
+ * counts. A plug-in that cannot be loaded, lacks an export, or was built for another ABI of the framework or another
+ * major version of Qt (its code then never runs) is left out and said in warnings(). Libraries are unloaded when the
+ * loader goes: parsers and describers that it created have to be gone before.
  */
 class CONTAINERABSTRACT_EXPORT PluginLoader
 {

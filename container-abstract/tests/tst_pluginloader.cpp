@@ -70,7 +70,8 @@ private Q_SLOTS:
     void refusesWhatIsLinkedWithAnother();
     void badPluginDoesNotHideOthers();
     void firstOfEqualFileNamesCounts();
-    void badPluginHidesLaterOneOfItsName();
+    void badPluginDoesNotHideLaterOneOfItsName();
+    void directorySearchedTwiceIsWarnedOfOnce();
     void oneLibraryUnderTwoNamesCountsOnce();
     void missingDirectoryIsSilent_data();
     void missingDirectoryIsSilent();
@@ -278,7 +279,7 @@ void TestPluginLoader::firstOfEqualFileNamesCounts()
     QCOMPARE(loader.warnings(), QStringList());
 }
 
-void TestPluginLoader::badPluginHidesLaterOneOfItsName()
+void TestPluginLoader::badPluginDoesNotHideLaterOneOfItsName()
 {
     QVERIFY(QDir(m_directory->path()).mkdir(QStringLiteral("bad")));
     QVERIFY(writeFile(path(QStringLiteral("bad/") + pluginFile("same")), "no library"));
@@ -287,7 +288,19 @@ void TestPluginLoader::badPluginHidesLaterOneOfItsName()
     PluginLoader loader;
     loader.addDirectory(path(QStringLiteral("bad")));
     loader.addDirectory(m_directory->path());
-    QCOMPARE(int(loader.plugins().size()), 0);
+    QCOMPARE(int(loader.plugins().size()), 1);
+    QCOMPARE(loader.plugins().first().file, path(pluginFile("same")));
+    QCOMPARE(int(loader.warnings().size()), 1);
+}
+
+void TestPluginLoader::directorySearchedTwiceIsWarnedOfOnce()
+{
+    QVERIFY(writeFile(path(pluginFile("bad")), "no library"));
+    install(goodPlugin, pluginFile("good"));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    loader.addDirectory(m_directory->path());
+    QCOMPARE(int(loader.plugins().size()), 1);
     QCOMPARE(int(loader.warnings().size()), 1);
 }
 
