@@ -6,6 +6,9 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <cstring>
+
+#include <link.h>
 
 namespace {
 
@@ -70,6 +73,18 @@ private Q_SLOTS:
         QByteArray otherOrder = ownProgram();
         otherOrder[5] = char(otherOrder.at(5) ^ 3);
         QTest::newRow("another byte order") << otherOrder;
+        QByteArray nothingLoaded = ownProgram();
+        ElfW(Ehdr) header;
+        std::memcpy(&header, nothingLoaded.constData(), sizeof header);
+        for (size_t number = 0; number < header.e_phnum; ++number) {
+            char *const place = nothingLoaded.data() + header.e_phoff + number * sizeof(ElfW(Phdr));
+            ElfW(Phdr) segment;
+            std::memcpy(&segment, place, sizeof segment);
+            if (segment.p_type == PT_LOAD)
+                segment.p_type = PT_NULL;
+            std::memcpy(place, &segment, sizeof segment);
+        }
+        QTest::newRow("the names are loaded from nowhere") << nothingLoaded;
     }
     void otherFilesNameNothing()
     {

@@ -46,6 +46,7 @@ private Q_SLOTS:
     void troubleIsColoured();
     void jsonNotes_data();
     void jsonNotes();
+    void anOmissionIsRefusedAfterAFailure();
     void jsonWithoutFrames();
 };
 
@@ -229,6 +230,18 @@ void TestTextStyle::jsonNotes()
     calls(writer);
     QVERIFY(writer.endDocument({}));
     QCOMPARE(buffer.data(), around(elements));
+}
+
+void TestTextStyle::anOmissionIsRefusedAfterAFailure()
+{
+    QBuffer closed; // writing to it fails
+    TextWriter text(closed);
+    JsonWriter json(closed);
+    for (TreeWriter *const writer : {static_cast<TreeWriter *>(&text), static_cast<TreeWriter *>(&json)}) {
+        writer->beginDocument(someFile);
+        QVERIFY(!writer->endDocument({}));
+        QVERIFY(!writer->addOmission(1));
+    }
 }
 
 void TestTextStyle::jsonWithoutFrames()
