@@ -17,31 +17,34 @@ bool TreeAnnotator::beginDocument(const DocumentStart &start)
 
 bool TreeAnnotator::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
 {
+    ItemNotes notes;
     try {
         if (m_choice.paths && !m_memoryEnded) {
             m_paths.enter(title);
-            m_next.setNotes({m_paths.path(), {}});
+            notes.path = m_paths.path();
         }
     } catch (const std::bad_alloc &) {
         m_memoryEnded = true;
     }
+    m_next.setNotes(notes);
     return m_next.beginElement(offset, size, title, index) && !m_memoryEnded;
 }
 
 bool TreeAnnotator::addField(const Field &field)
 {
+    ItemNotes notes;
     try {
-        ItemNotes notes;
         if (m_choice.paths && !m_memoryEnded) {
             m_paths.leaf(field.name);
             notes.path = m_paths.path();
         }
         if (m_choice.bytes)
             notes.bytes = bytesAt(field.offset, field.size);
-        m_next.setNotes(notes);
     } catch (const std::bad_alloc &) {
         m_memoryEnded = true;
+        notes = {};
     }
+    m_next.setNotes(notes);
     return m_next.addField(field) && !m_memoryEnded;
 }
 

@@ -60,6 +60,19 @@ class Notes(Case):
                 for item in shown:
                     self.assertEqual(whole[item["path"]]["offset"], item["offset"])
 
+    def test_bytes_are_those_of_what_is_shown(self):
+        data = film(30)
+        path = self.path("film", data)
+        for arguments in (["--only", "id"], ["--where", "size=0"], ["--depth", "3"], ["--collapse"], []):
+            for more in ([], ["--paths"]):
+                with self.subTest(arguments=arguments + more):
+                    shown = [item for item, _ in with_paths(self.document("--hex", *more, *arguments, path)["elements"])]
+                    self.assertGreater(len(shown), 3)
+                    for item in shown:
+                        is_leaf = "node" not in item and "omitted" not in item
+                        at, size = (item["offset"], item["size"]) if is_leaf else (0, 0)
+                        self.assertEqual(item.get("bytes", ""), hexadecimal(data[at:at + size], size), item)
+
     def test_collapsed(self):
         data = riff_list(b"AVI ", riff_list(b"movi", chunk(b"00dc", b"abcd") * 30), b"RIFF")
         movi = self.document("--collapse", self.path("film", data))["elements"][0]["items"][3]
