@@ -73,6 +73,15 @@ std::string readName(ByteSource &file, quint64 offset)
 
 } // namespace
 
+bool isCutOff(ByteSource &file)
+{
+    const quint64 size = quint64(file.size());
+    const std::vector<Segment> segments = readSegments(file);
+    return std::any_of(segments.begin(), segments.end(), [size](const Segment &segment) {
+        return segment.p_type == PT_LOAD && (segment.p_offset > size || segment.p_filesz > size - segment.p_offset);
+    });
+}
+
 std::vector<std::string> neededLibraries(ByteSource &file)
 {
     const std::vector<Segment> segments = readSegments(file);

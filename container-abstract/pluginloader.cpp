@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <regex>
 #include <set>
 #include <string>
 #include <string_view>
@@ -44,11 +45,11 @@ struct Plugin
     CreateDescriberFunction createDescriber = nullptr; // null where it has none
 };
 
-/// "libquenlofar-container-NAME.so", also with a version behind it.
+/// "libquenlofar-container-NAME.so", also with a version behind it; not the framework's own library.
 bool isPluginFileName(const std::string &name)
 {
-    static const std::string prefix = "libquenlofar-container-";
-    return name.compare(0, prefix.size(), prefix) == 0 && name.find(".so", prefix.size()) != std::string::npos;
+    static const std::regex pattern(R"(libquenlofar-container-(?!abstract\.so).+\.so(\.[0-9.]+)?)");
+    return std::regex_match(name, pattern);
 }
 
 QString textOf(const std::string &bytes)
@@ -78,20 +79,21 @@ QString restOfName(const std::vector<std::string> &names, const std::string &pre
     return {};
 }
 
-/// Why the plug-in cannot work with this framework, by the libraries that it was linked with; null where it can. Its
-/// code has not run yet: objects of two frameworks, or texts of two Qts, in one program would end in a crash.
-QString foreignAbi(const std::string &path)
+/// The ABI of the framework that a library was linked with; null where it was not.
+QString frameworkAbi(const std::vector<std::string> &needed)
 {
-    QString error;
-    const std::unique_ptr<ByteSource> file = openFileSource(textOf(path), &error);
-    if (!file)
-        return {}; // the dynamic linker says why
-    const std::vector<std::string> names = neededLibraries(*file);
-    const QString abi = restOfName(names, "libquenlofar-container-abstract", ".so.");
+    return restOfName(needed, "libquenlofar-container-abstract", ".so.");
+}
+
+/// Why a plug-in that was linked with these libraries cannot work with this framework; null where it can. Objects of
+/// two frameworks, or texts of two Qts, in one program would end in a crash.
+QString foreignAbi(const std::vector<std::string> &needed)
+{
+    const QString abi = frameworkAbi(needed);
     const QString ownAbi = QStringLiteral(QUENLOFAR_ABI);
     if (!abi.isNull() && abi != ownAbi)
         return QStringLiteral("it was built for ABI %1 of the framework, this is ABI %2").arg(abi, ownAbi);
-    const QString qt = restOfName(names, "libQt", "Core.so.");
+    const QString qt = restOfName(needed, "libQt", "Core.so.");
     const QString ownQt = QString::number(QT_VERSION_MAJOR);
     if (!qt.isNull() && qt != ownQt)
         return QStringLiteral("it was built with Qt %1, this framework with Qt %2").arg(qt, ownQt);
@@ -205,7 +207,15 @@ bool PluginLoader::Private::load(const std::string &path, const std::string &fil
 {
     Plugin plugin;
     plugin.fileName = fileName;
-    if (const QString reason = foreignAbi(path); !reason.isNull()) {
+    // What the file says is looked at before any of its code runs.
+    QString openError;
+    const std::unique_ptr<ByteSource> file = openFileSource(textOf(path), &openError);
+    if (file && isCutOff(*file)) {
+        warn(path, QStringLiteral("its end is missing"));
+        return false;
+    }
+    const std::vector<std::string> needed = file ? neededLibraries(*file) : std::vector<std::string>();
+    if (const QString reason = foreignAbi(needed); !reason.isNull()) {
         warn(path, reason);
         return false;
     }
@@ -231,12 +241,25 @@ bool PluginLoader::Private::load(const std::string &path, const std::string &fil
         return false;
     }
 
+    if (!needed.empty() && frameworkAbi(needed).isNull()) {
+        warn(path, QStringLiteral("it is not linked with libquenlofar-container-abstract: its ABI is unknown"));
+        return false;
+    }
     plugin.createDescriber = lookUp<CreateDescriberFunction>(plugin.library.get(), "createDescriber");
 
-    plugin.info.containerName = ownCopy(name());
-    const QStringList lentExtensions = extensions();
-    for (const QString &extension : lentExtensions)
-        plugin.info.extensions.append(ownCopy(extension));
+    try {
+        plugin.info.containerName = ownCopy(name());
+        const QStringList lentExtensions = extensions();
+        for (const QString &extension : lentExtensions)
+            plugin.info.extensions.append(ownCopy(extension));
+    } catch (...) { // anybody's plug-in may throw anything
+        warn(path, QStringLiteral("it fails when it is asked what it knows"));
+        return false;
+    }
+    if (plugin.info.containerName.isEmpty()) {
+        warn(path, QStringLiteral("the format that it knows has no name"));
+        return false;
+    }
     plugin.info.file = textOf(path);
     plugin.info.version = versionOf(plugin.library.get());
 

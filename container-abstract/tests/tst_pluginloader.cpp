@@ -32,6 +32,12 @@ bool writeFile(const QString &path, const QByteArray &bytes)
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
+QByteArray firstHalfOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.read(file.size() / 2) : QByteArray();
+}
+
 QStringList filesOf(const QVector<ParserFactory> &factories)
 {
     QStringList names;
@@ -156,6 +162,10 @@ void TestPluginLoader::takesOnlyFilesNamedLikePlugins_data()
     QTest::newRow("the prefix has to be at the beginning") << "old-libquenlofar-container-x.so" << 0;
     QTest::newRow("no .so, no plug-in") << "libquenlofar-container-x.txt" << 0;
     QTest::newRow("case counts") << "libQuenlofar-container-x.so" << 0;
+    QTest::newRow("a copy that was put aside") << "libquenlofar-container-x.so.bak" << 0;
+    QTest::newRow("an editor's copy") << "libquenlofar-container-x.so~" << 0;
+    QTest::newRow("the framework's library") << "libquenlofar-container-abstract.so.1" << 0;
+    QTest::newRow("a name that only begins like it") << "libquenlofar-container-abstracts.so" << 1;
 }
 
 void TestPluginLoader::takesOnlyFilesNamedLikePlugins()
@@ -176,6 +186,10 @@ void TestPluginLoader::leavesOutWhatCannotBeUsed_data()
     QTest::addColumn<QString>("reason");
     QTest::newRow("an export is missing") << "incomplete" << 1 << "it does not export createParser";
     QTest::newRow("all exports are missing") << "unrelated" << 1 << "it does not export containerName";
+    QTest::newRow("half a library") << "half" << 1 << "its end is missing";
+    QTest::newRow("nobody knows which framework") << "unlinked" << 1 << "it is not linked with ";
+    QTest::newRow("an export that throws") << "throwing" << 1 << "it fails when it is asked what it knows";
+    QTest::newRow("no name") << "nameless" << 1 << "the format that it knows has no name";
     QTest::newRow("a text file is no library") << "text" << 1 << "file too short";
     QTest::newRow("an empty file is no library") << "empty" << 1 << "file too short";
     QTest::newRow("a link to a plug-in is one") << "link" << 0 << "";
@@ -194,6 +208,14 @@ void TestPluginLoader::leavesOutWhatCannotBeUsed()
         QVERIFY(QFile::copy(incompletePlugin, file));
     else if (kind == QLatin1String("unrelated"))
         QVERIFY(QFile::copy(unrelatedPlugin, file));
+    else if (kind == QLatin1String("half"))
+        QVERIFY(writeFile(file, firstHalfOf(goodPlugin)));
+    else if (kind == QLatin1String("unlinked"))
+        QVERIFY(QFile::copy(QStringLiteral(QUENLOFAR_UNLINKED_PLUGIN), file));
+    else if (kind == QLatin1String("throwing"))
+        QVERIFY(QFile::copy(QStringLiteral(QUENLOFAR_THROWING_PLUGIN), file));
+    else if (kind == QLatin1String("nameless"))
+        QVERIFY(QFile::copy(QStringLiteral(QUENLOFAR_NAMELESS_PLUGIN), file));
     else if (kind == QLatin1String("text"))
         QVERIFY(writeFile(file, "This is no library.\n"));
     else if (kind == QLatin1String("empty"))

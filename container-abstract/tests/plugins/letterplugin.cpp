@@ -1,5 +1,5 @@
-// A complete plug-in for files that begin with the letter QUENLOFAR_LETTER or with a star. It is built twice, so that two
-// claim the same extension.
+// A complete plug-in for files that begin with the letter QUENLOFAR_LETTER or with a star. It is built twice, so that
+// two claim the same extension.
 #include "dummyparser.h"
 #include "pluginexports.h"
 

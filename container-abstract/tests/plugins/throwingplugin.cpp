@@ -1,0 +1,18 @@
+// A plug-in that fails when it is asked what it knows.
+#include "dummyparser.h"
+#include "pluginexports.h"
+
+QString containerName()
+{
+    throw 42;
+}
+
+QStringList supportedExtensions()
+{
+    return {};
+}
+
+ContainerAbstract *createParser()
+{
+    return new DummyParser;
+}
