@@ -3,70 +3,136 @@
 #include "containerabstract.h"
 #include "texts.h"
 
+#include <exception>
+#include <new>
+
+namespace {
+
+/// Texts of a plug-in may be literals, which go with it.
+DescriptionRow ownCopyOf(const DescriptionRow &row)
+{
+    return {ownCopy(row.label), ownCopy(row.text)};
+}
+
+StreamDescription ownCopyOf(const StreamDescription &lent)
+{
+    StreamDescription stream = lent;
+    stream.name = ownCopy(lent.name);
+    stream.codecCode = ownCopy(lent.codecCode);
+    stream.codecName = ownCopy(lent.codecName);
+    return stream;
+}
+
+template <typename Description> QVector<Description> ownCopies(const QVector<Description> &lent)
+{
+    QVector<Description> copies;
+    copies.reserve(lent.size());
+    for (const Description &each : lent)
+        copies.append(ownCopyOf(each));
+    return copies;
+}
+
+} // namespace
+
 DescribingSink::DescribingSink(const QVector<ParserFactory> &parsers) : m_parsers(parsers) { }
 
 DescribingSink::~DescribingSink() = default;
 
+/// Hands a call on to the describer. Sinks do not throw: one that does has failed, and is asked no more.
+template <typename Call> bool DescribingSink::pass(Call call)
+{
+    if (!m_describer)
+        return m_errorText.isNull();
+    try {
+        if (call(*m_describer))
+            return true;
+        setFailed(m_describer->errorText());
+    } catch (const std::bad_alloc &) {
+        m_errorText = QStringLiteral("not enough memory to describe the file"); // a literal takes none
+        m_describer.reset();
+    } catch (const std::exception &exception) {
+        setFailed(QString::fromLocal8Bit(exception.what()));
+        m_describer.reset();
+    } catch (...) {
+        setFailed(QStringLiteral("it threw what is no exception"));
+        m_describer.reset();
+    }
+    return false;
+}
+
+/// The first reason counts.
+void DescribingSink::setFailed(const QString &reason)
+{
+    if (!m_errorText.isNull())
+        return;
+    m_errorText = QStringLiteral("the describer failed");
+    if (!reason.isEmpty())
+        m_errorText += QStringLiteral(": ") + reason;
+}
+
 bool DescribingSink::beginDocument(const DocumentStart &start)
 {
     m_describer.reset();
-    if (start.parser >= 0 && start.parser < int(m_parsers.size())) {
-        const ParserFactory &factory = m_parsers.at(start.parser);
-        if (factory.createDescriber)
-            m_describer = factory.createDescriber();
+    m_rows.clear();
+    m_streams.clear();
+    m_errorText = QString();
+    const bool hasParser = start.parser >= 0 && start.parser < int(m_parsers.size());
+    if (!hasParser || !m_parsers.at(start.parser).createDescriber)
+        return true;
+    try {
+        m_describer = m_parsers.at(start.parser).createDescriber();
+    } catch (const std::bad_alloc &) {
+        m_errorText = QStringLiteral("not enough memory to describe the file");
+    } catch (...) {
+        setFailed(QStringLiteral("it cannot be made"));
     }
-    return !m_describer || m_describer->beginDocument(start);
+    return pass([&](ContainerDescriber &describer) { return describer.beginDocument(start); });
 }
 
 bool DescribingSink::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
 {
-    return !m_describer || m_describer->beginElement(offset, size, title, index);
+    return pass([&](ContainerDescriber &describer) { return describer.beginElement(offset, size, title, index); });
 }
 
 bool DescribingSink::addField(const Field &field)
 {
-    return !m_describer || m_describer->addField(field);
+    return pass([&](ContainerDescriber &describer) { return describer.addField(field); });
 }
 
 bool DescribingSink::endElement()
 {
-    return !m_describer || m_describer->endElement();
+    return pass([](ContainerDescriber &describer) { return describer.endElement(); });
 }
 
 bool DescribingSink::reportFrame(const Frame &frame)
 {
-    return !m_describer || m_describer->reportFrame(frame);
+    return pass([&](ContainerDescriber &describer) { return describer.reportFrame(frame); });
 }
 
 bool DescribingSink::endDocument(const RunResult &result)
 {
-    return !m_describer || m_describer->endDocument(result);
+    const bool isTaken = pass([&](ContainerDescriber &describer) {
+        const bool isEnded = describer.endDocument(result);
+        QVector<DescriptionRow> rows = ownCopies(describer.rows());
+        m_streams = ownCopies(describer.streams());
+        m_rows.swap(rows);
+        return isEnded;
+    });
+    m_describer.reset();
+    return isTaken;
 }
 
 QString DescribingSink::errorText() const
 {
-    return m_describer ? ownCopy(m_describer->errorText()) : QString();
+    return m_errorText;
 }
 
 QVector<DescriptionRow> DescribingSink::rows() const
 {
-    QVector<DescriptionRow> rows;
-    if (m_describer)
-        rows = m_describer->rows();
-    for (DescriptionRow &row : rows)
-        row = {ownCopy(row.label), ownCopy(row.text)};
-    return rows;
+    return m_rows;
 }
 
 QVector<StreamDescription> DescribingSink::streams() const
 {
-    QVector<StreamDescription> streams;
-    if (m_describer)
-        streams = m_describer->streams();
-    for (StreamDescription &stream : streams) {
-        stream.name = ownCopy(stream.name);
-        stream.codecCode = ownCopy(stream.codecCode);
-        stream.codecName = ownCopy(stream.codecName);
-    }
-    return streams;
+    return m_streams;
 }

@@ -12,8 +12,8 @@
  * Describes each file that is walked into it, with the describer of the parser that accepts the file. Where that
  * parser's plug-in has none it takes every call and has nothing to say.
  *
- * The describer is plug-in code: the sink has to be gone, or at its next document, before the plug-in is unloaded.
- * What rows and streams return is not bound to the plug-in.
+ * The describer is plug-in code. It goes when the document ends; what it said of it is not bound to the plug-in. One
+ * that throws is taken for one that failed.
  */
 class CONTAINERABSTRACT_EXPORT DescribingSink : public ElementSink
 {
@@ -36,6 +36,12 @@ public:
     QVector<StreamDescription> streams() const;
 
 private:
+    template <typename Call> bool pass(Call call);
+    void setFailed(const QString &reason);
+
     QVector<ParserFactory> m_parsers;
     std::unique_ptr<ContainerDescriber> m_describer; // null where there is none
+    QVector<DescriptionRow> m_rows;
+    QVector<StreamDescription> m_streams;
+    QString m_errorText;
 };

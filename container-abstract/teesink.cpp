@@ -17,6 +17,7 @@ bool TeeSink::both(bool firstTook, bool secondTook)
 
 bool TeeSink::beginDocument(const DocumentStart &start)
 {
+    m_failed = nullptr;
     const bool firstTook = m_first.beginDocument(start);
     return both(firstTook, m_second.beginDocument(start));
 }

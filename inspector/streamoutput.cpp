@@ -45,7 +45,7 @@ void printStream(JsonPrinter &json, const StreamDescription &stream)
     printText(json, u"codecName", stream.codecName);
     printNumber(json, u"width", stream.width);
     printNumber(json, u"height", stream.height);
-    if (stream.frameRate > 0.0)
+    if (stream.frameRate > 0.0 && std::isfinite(stream.frameRate))
         json.key(u"frameRate").real(stream.frameRate);
     printNumber(json, u"sampleRate", stream.sampleRate);
     printNumber(json, u"channels", stream.channels);

@@ -6,6 +6,7 @@
 #include <QTest>
 
 #include <limits>
+#include <stdexcept>
 
 namespace {
 
@@ -49,6 +50,36 @@ public:
     bool addField(const Field &) override { return true; }
     bool endElement() override { return true; }
     bool reportFrame(const Frame &) override { return true; }
+};
+
+/// A describer that fails at one place.
+class ThrowingDescriber : public SilentDescriber
+{
+public:
+    enum Place { Leaf, Rows, NoException, NoReason, Making };
+
+    explicit ThrowingDescriber(Place place) : m_place(place)
+    {
+        if (place == Making)
+            throw std::runtime_error("boom");
+    }
+    bool addField(const Field &) override
+    {
+        if (m_place == Leaf)
+            throw std::runtime_error("boom");
+        if (m_place == NoException)
+            throw 42;
+        return m_place != NoReason;
+    }
+    QVector<DescriptionRow> rows() const override
+    {
+        if (m_place == Rows)
+            throw std::runtime_error("boom");
+        return {};
+    }
+
+private:
+    Place m_place;
 };
 
 /// A parser that accepts files that begin with its name; one node, one leaf, one frame.
@@ -119,7 +150,7 @@ private Q_SLOTS:
         QVERIFY(walk(file, parsers(), sink).sinkError.isNull());
         QCOMPARE(int(sink.rows().size()), describer.isEmpty() ? 0 : 1);
         QCOMPARE(int(sink.streams().size()), describer.isEmpty() ? 0 : 1);
-        QVERIFY(sink.errorText().isEmpty() == describer.isEmpty());
+        QVERIFY(sink.errorText().isNull());
         if (describer.isEmpty())
             return;
         QCOMPARE(sink.rows().first().label, QStringLiteral("describer"));
@@ -180,9 +211,37 @@ private Q_SLOTS:
         m_seen.calls = 0;
         m_seen.failAt = 2;
         DescribingSink sink(parsers());
-        QCOMPARE(walk("Axyz", parsers(), sink).sinkError, QStringLiteral("the sink is full"));
+        QCOMPARE(walk("Axyz", parsers(), sink).sinkError, QStringLiteral("the describer failed: the sink is full"));
         QCOMPARE(m_seen.depth(), 0);
         m_seen.failAt = 0;
+    }
+
+    void aDescriberThatThrowsHasFailed_data()
+    {
+        QTest::addColumn<int>("thrower");
+        QTest::addColumn<QString>("reason");
+        const QString boom = QStringLiteral("the describer failed: boom");
+        QTest::newRow("a leaf") << int(ThrowingDescriber::Leaf) << boom;
+        QTest::newRow("rows") << int(ThrowingDescriber::Rows) << boom;
+        QTest::newRow("no exception") << int(ThrowingDescriber::NoException)
+                                      << QStringLiteral("the describer failed: it threw what is no exception");
+        QTest::newRow("no reason") << int(ThrowingDescriber::NoReason) << QStringLiteral("the describer failed");
+        QTest::newRow("being made") << int(ThrowingDescriber::Making)
+                                    << QStringLiteral("the describer failed: it cannot be made");
+    }
+    void aDescriberThatThrowsHasFailed()
+    {
+        QFETCH(int, thrower);
+        QVector<ParserFactory> all{parserOf('A')};
+        all[0].createDescriber = [thrower] {
+            return std::make_unique<ThrowingDescriber>(ThrowingDescriber::Place(thrower));
+        };
+        DescribingSink sink(all);
+        QTEST(walk("Axyz", all, sink).sinkError, "reason");
+        QVERIFY(sink.rows().isEmpty());
+        all[0].createDescriber = nullptr;
+        DescribingSink next(all);
+        QVERIFY(walk("Axyz", all, next).sinkError.isNull());
     }
 
     void aDescriberMayHaveNothingToSay()

@@ -3,6 +3,8 @@
 
 #include <QTest>
 
+#include <utility>
+
 namespace {
 
 /// Takes everything or nothing, and has a name of its own to fail with.
@@ -96,6 +98,21 @@ private Q_SLOTS:
             QCOMPARE(sink->depth(), 0);
             QCOMPARE(sink->documentsEnded, 1);
         }
+    }
+
+    void theNextDocumentFailsForItself()
+    {
+        FailingSink first(QStringLiteral("first"));
+        FailingSink second(QStringLiteral("second"));
+        TeeSink tee(first, second);
+        first.failsAtDocuments = true;
+        callAll(tee);
+        std::swap(first.failsAtDocuments, second.failsAtDocuments);
+        callAll(tee);
+        QCOMPARE(tee.errorText(), QStringLiteral("second"));
+        second.failsAtDocuments = false;
+        callAll(tee);
+        QVERIFY(tee.errorText().isNull());
     }
 
     void documentsFailToo_data()
