@@ -65,8 +65,8 @@ public:
     /// Gives the memory back; nothing may be asked of the map any more.
     void drop() noexcept
     {
-        m_positions = {};
-        m_covers = {};
+        decltype(m_positions)().swap(m_positions);
+        decltype(m_covers)().swap(m_covers);
     }
     /// `position` is not before end(). May throw std::bad_alloc; the map is then still well-formed.
     void append(quint64 position, Cover cover)
@@ -313,6 +313,6 @@ void ByteAccounting::Private::mergePending()
 void ByteAccounting::Private::fail() noexcept
 {
     map.drop();
-    pending = {};
+    decltype(pending)().swap(pending);
     errorText = QStringLiteral("not enough memory to account for the bytes");
 }

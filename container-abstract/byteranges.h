@@ -24,8 +24,8 @@ struct ByteRange
 /**
  * A set of bytes, kept as ranges of at least one byte that ascend and neither overlap nor touch.
  *
- * What reaches behind byte 2^64 - 2 is cut off, so that the end of a range is always a number. Operations that add
- * ranges may throw std::bad_alloc; the set is then as it was.
+ * What reaches behind byte 2^64 - 2 is cut off, so that the end of a range is always a number. Operations that may
+ * need more ranges throw std::bad_alloc where there is no memory; the set is then as it was.
  */
 class CONTAINERABSTRACT_EXPORT ByteRanges
 {

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
+#include <stdexcept>
 
 using Stop = ContainerAbstractPrivate::Stop;
 
@@ -18,10 +20,17 @@ void keepFirst(int status, int *first)
         *first = status;
 }
 
+/// Why `sink` takes no more; never null.
+QString failureOf(const ElementSink &sink)
+{
+    const QString text = sink.errorText();
+    return text.isNull() ? QStringLiteral("no reason was given") : text;
+}
+
 void explainStop(const ContainerAbstractPrivate &host, RunResult *result)
 {
     if (host.sinkFailed)
-        result->sinkError = host.sink->errorText();
+        result->sinkError = failureOf(*host.sink);
     switch (host.stop) {
     case Stop::None:
         return;
@@ -44,6 +53,49 @@ void explainStop(const ContainerAbstractPrivate &host, RunResult *result)
         break;
     }
     result->stopPosition = host.stopPosition;
+}
+
+/// What the exception that is being handled says. Parsers come from anywhere: theirs need not be one of the library's.
+FileError thrownError(qint64 offset)
+{
+    const auto error = [offset](FileError::Kind kind, const std::exception &exception) {
+        return FileError{kind, offset, QString::fromLocal8Bit(exception.what())};
+    };
+    try {
+        throw;
+    } catch (const std::bad_alloc &) {
+        return {FileError::Memory, offset, QStringLiteral("std::bad_alloc")}; // a literal takes none
+    } catch (const std::length_error &exception) {
+        return error(FileError::Memory, exception);
+    } catch (const std::exception &exception) {
+        return error(FileError::Parser, exception);
+    } catch (...) {
+        return {FileError::Parser, offset, QStringLiteral("it threw what is no exception")};
+    }
+}
+
+/// Another parser may still take the file: keeps the first failure of one in `*failure`.
+void setAside(FileError *error, FileError *failure)
+{
+    if (error->kind != FileError::Parser)
+        return;
+    if (failure->kind == FileError::None)
+        *failure = *error;
+    *error = {};
+}
+
+/// Null where the plug-in fails to make one; `*error` then says why.
+std::unique_ptr<ContainerAbstract> makeParser(const ParserFactory &factory, FileError *error)
+{
+    try {
+        if (std::unique_ptr<ContainerAbstract> parser = factory.create())
+            return parser;
+        *error = {FileError::Parser, -1,
+                  QStringLiteral("the plug-in for %1 makes no parser").arg(factory.containerName)};
+    } catch (...) {
+        *error = thrownError(-1);
+    }
+    return nullptr;
 }
 
 } // namespace
@@ -100,6 +152,8 @@ public:
             status = m_parser.openFile(m_path);
         if (wasStopped() || m_result.error.kind == FileError::Memory)
             return Verdict::Ended;
+        if (m_result.error.kind == FileError::Parser)
+            return Verdict::NotRecognised;
         // To the parser a read error looks like the end of the file.
         if (status == StatusNotRecognised && m_file.hasReadError())
             status = StatusReadError;
@@ -138,15 +192,15 @@ public:
     }
 
 private:
-    /// Runs a part of the parser; what the framework throws, and memory that runs out, ends here.
+    /// Runs a part of the parser; what the framework throws, and whatever else, ends here.
     template <typename Part> void guard(Part part)
     {
         try {
             part();
         } catch (const RunStopped &) {
             // The reason stands in m_host.stop.
-        } catch (const std::exception &exception) {
-            m_result.error = {FileError::Memory, m_file.pos(), QString::fromLocal8Bit(exception.what())};
+        } catch (...) {
+            m_result.error = thrownError(m_file.pos());
         }
     }
 
@@ -175,7 +229,8 @@ private:
     /// Parses one top-level element and moves on behind it; false when the run was stopped inside.
     bool walkElement(quint64 end)
     {
-        m_file.seek(qint64(m_parser.m_position));
+        const quint64 position = m_parser.m_position;
+        m_file.seek(qint64(position));
         quint64 size = 0;
         const int status = m_parser.parseElement(&size);
         if (wasStopped())
@@ -183,10 +238,11 @@ private:
         if (m_file.hasReadError())
             keepFirst(StatusReadError, &m_result.status);
         keepFirst(status, &m_result.status);
-        const quint64 rest = end - m_parser.m_position;
+        const quint64 rest = end - position;
         if (size == 0)
-            m_parser.addField(false, m_parser.m_position, 0, rest, unparsedDataMarker.toString(), {}, {}, {}, -1);
-        m_parser.m_position += size == 0 ? rest : std::min(size, rest);
+            m_parser.addField(false, position, 0, rest, unparsedDataMarker.toString(), {}, {}, {}, -1);
+        // Wherever the parser has left its position: every step leads on.
+        m_parser.m_position = position + (size == 0 ? rest : std::min(size, rest));
         return true;
     }
 
@@ -210,6 +266,7 @@ RunResult ContainerRun::run(const QString &path, const QVector<ParserFactory> &p
     RunResult result;
     DocumentStart start{path, {}, -1};
     Verdict verdict = Verdict::NotRecognised;
+    FileError failure; // of the first parser that failed; of interest where no other one takes the file
 
     QString openError;
     if (const std::unique_ptr<ByteSource> source = openSource(path, &openError)) {
@@ -222,9 +279,13 @@ RunResult ContainerRun::run(const QString &path, const QVector<ParserFactory> &p
 
     for (int ordinal = 0; ordinal < int(parsers.size()) && verdict == Verdict::NotRecognised; ++ordinal) {
         const ParserFactory &factory = parsers.at(ordinal);
-        const std::unique_ptr<ContainerAbstract> parser = factory.create();
-        if (!parser)
+        const std::unique_ptr<ContainerAbstract> parser = makeParser(factory, &result.error);
+        if (!parser) {
+            if (result.error.kind == FileError::Memory)
+                verdict = Verdict::Ended;
+            setAside(&result.error, &failure);
             continue;
+        }
         ParserRun step(*parser, path, &result);
         step.setOpener(m_opener);
         step.setBounds(m_limits, start.fileSize, m_cancel);
@@ -236,13 +297,17 @@ RunResult ContainerRun::run(const QString &path, const QVector<ParserFactory> &p
             step.walk(start, sink);
         }
         step.collect();
+        if (verdict == Verdict::NotRecognised)
+            setAside(&result.error, &failure);
     }
 
-    if (verdict == Verdict::NotRecognised)
+    if (verdict == Verdict::NotRecognised) {
         result.status = StatusNotRecognised;
+        result.error = failure;
+    }
     const bool begun = verdict == Verdict::Recognised || sink.beginDocument(start);
     const bool ended = sink.endDocument(result);
     if (!begun || !ended)
-        result.sinkError = sink.errorText();
+        result.sinkError = failureOf(sink);
     return result;
 }

@@ -187,7 +187,11 @@ template <typename Writer> void JsonParts<Writer>::printError(const FileError &e
 {
     plainKey("error");
     this->StartObject();
-    member("kind", error.kind == FileError::Open ? u"open" : error.kind == FileError::Read ? u"read" : u"memory");
+    member("kind",
+           error.kind == FileError::Open         ? u"open"
+               : error.kind == FileError::Read   ? u"read"
+               : error.kind == FileError::Memory ? u"memory"
+                                                 : u"parser");
     memberOrNull("offset", error.offset);
     member("message", error.message);
     this->EndObject();

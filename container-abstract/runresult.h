@@ -20,11 +20,11 @@ enum class RunLimit { None, Items, Depth, Work };
 /// Trouble that is not the file's contents.
 struct FileError
 {
-    /// What failed.
-    enum Kind { None, Open, Read, Memory };
+    /// What failed. Parser: the parser itself, by an exception; no bytes make a sound one do that.
+    enum Kind { None, Open, Read, Memory, Parser };
     Kind kind = None; ///< None when there was no trouble
-    qint64 offset = -1; ///< byte at which reading failed; -1 when there is none to name
-    QString message; ///< the operating system's own words
+    qint64 offset = -1; ///< byte at which it happened; -1 when there is none to name
+    QString message; ///< the operating system's own words, or those of the exception
 };
 
 /// Everything that a run knows beyond what it handed to the sink.

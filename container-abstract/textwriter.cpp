@@ -303,9 +303,10 @@ void TextWriter::Private::printOutcome(const RunResult &result)
     if (result.cancelled)
         raw("cancelled at byte ").number(result.stopPosition).raw("\n");
     if (result.error.kind != FileError::None) {
-        raw(result.error.kind == FileError::Open       ? "opening failed"
-                : result.error.kind == FileError::Read ? "reading failed"
-                                                       : "memory ended");
+        raw(result.error.kind == FileError::Open         ? "opening failed"
+                : result.error.kind == FileError::Read   ? "reading failed"
+                : result.error.kind == FileError::Memory ? "memory ended"
+                                                         : "the parser failed");
         if (result.error.offset >= 0)
             raw(" at byte ").number(quint64(result.error.offset));
         raw(": ").text(result.error.message).raw("\n");

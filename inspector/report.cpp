@@ -21,6 +21,8 @@ QString errorReason(const FileError &error)
         return QStringLiteral("reading failed at byte %1: %2").arg(error.offset).arg(error.message);
     case FileError::Memory:
         return QStringLiteral("memory ran out at byte %1: %2").arg(error.offset).arg(error.message);
+    case FileError::Parser:
+        return QStringLiteral("the parser failed: %1").arg(error.message);
     }
     return {};
 }
@@ -57,6 +59,8 @@ QString errorTrouble(FileError::Kind kind)
         return QStringLiteral("reading failed");
     case FileError::Memory:
         return QStringLiteral("memory ran out");
+    case FileError::Parser:
+        return QStringLiteral("the parser failed");
     }
     return {};
 }

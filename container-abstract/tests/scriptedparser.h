@@ -10,7 +10,8 @@ class ScriptedParser : public ContainerAbstract
 {
 public:
     std::function<int(ScriptedParser &, const QString &)> verify;
-    std::function<int(ScriptedParser &, quint64 *)> parse;
+    using Parse = std::function<int(ScriptedParser &, quint64 *)>;
+    Parse parse;
     std::function<void(const char *)> called = [](const char *) {};
 
     using ContainerAbstract::addField;

@@ -4,8 +4,12 @@
 
 #include <limits>
 #include <new>
+#include <stdexcept>
 
 Q_DECLARE_METATYPE(RunResult)
+Q_DECLARE_METATYPE(ParserFactory)
+Q_DECLARE_METATYPE(FileError::Kind)
+Q_DECLARE_METATYPE(ScriptedParser::Parse)
 
 class TestContainerRun : public QObject
 {
@@ -335,6 +339,93 @@ private Q_SLOTS:
         QCOMPARE(result.status, 0);
         QVERIFY(sink.document.container.isNull());
         verifyBalanced(sink);
+    }
+
+    void whatAParserThrowsIsReported_data()
+    {
+        QTest::addColumn<ScriptedParser::Parse>("parse");
+        QTest::addColumn<FileError::Kind>("kind");
+        QTest::addColumn<QString>("message");
+        const auto row = [](const char *name, FileError::Kind kind, const char *message,
+                            const ScriptedParser::Parse &parse) {
+            QTest::newRow(name) << parse << kind << QString::fromLatin1(message);
+        };
+        using Self = ScriptedParser &;
+        row("an exception", FileError::Parser, "boom",
+            [](Self, quint64 *) -> int { throw std::runtime_error("boom"); });
+        row("something that is no exception", FileError::Parser, "it threw what is no exception",
+            [](Self, quint64 *) -> int { throw 42; });
+        row("a length that nothing can have", FileError::Memory, "too long",
+            [](Self, quint64 *) -> int { throw std::length_error("too long"); });
+    }
+
+    void whatAParserThrowsIsReported()
+    {
+        QFETCH(ScriptedParser::Parse, parse);
+        RecordingSink sink;
+        const RunResult result = runOver(
+            "0",
+            [parse](ScriptedParser &parser) {
+                parser.parse = [parse](ScriptedParser &self, quint64 *size) {
+                    self.beginElement(0, 1, QStringLiteral("node"), -1);
+                    return parse(self, size);
+                };
+            },
+            sink);
+        QTEST(result.error.kind, "kind");
+        QTEST(result.error.message, "message");
+        verifyBalanced(sink);
+    }
+
+    void aParserThatFailsDoesNotStopTheOthers_data()
+    {
+        QTest::addColumn<ParserFactory>("failing");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("detection throws") << scriptedFactory(QStringLiteral("BAD"), [](ScriptedParser &parser) {
+            parser.verify = [](ScriptedParser &, const QString &) -> int { throw std::runtime_error("boom"); };
+        }) << QStringLiteral("boom");
+        ParserFactory factory = scriptedFactory(QStringLiteral("BAD"), [](ScriptedParser &) {});
+        factory.create = []() -> std::unique_ptr<ContainerAbstract> { throw std::runtime_error("boom"); };
+        QTest::newRow("making it throws") << factory << QStringLiteral("boom");
+        factory.create = []() -> std::unique_ptr<ContainerAbstract> { return nullptr; };
+        QTest::newRow("none is made") << factory << QStringLiteral("the plug-in for BAD makes no parser");
+    }
+
+    void aParserThatFailsDoesNotStopTheOthers()
+    {
+        QFETCH(ParserFactory, failing);
+        QFETCH(QString, message);
+        SourceState state;
+        state.size = 1;
+        ContainerRun run;
+        run.setOpener(faultyOpener(&state));
+        const ParserFactory good =
+            scriptedFactory(QStringLiteral("GOOD"), [](ScriptedParser &parser) { parseInSteps(parser, 1); });
+        RecordingSink sink;
+        const RunResult found = run.run(clipPath, {failing, good}, sink);
+        QCOMPARE(sink.document.container, QStringLiteral("GOOD"));
+        QCOMPARE(found.error.kind, FileError::None);
+        const RunResult result = run.run(clipPath, {failing}, sink);
+        QCOMPARE(result.status, int(StatusNotRecognised));
+        QCOMPARE(result.error.kind, FileError::Parser);
+        QCOMPARE(result.error.message, message);
+    }
+
+    void aParserThatMovesThePositionIsNotFollowed()
+    {
+        RecordingSink sink;
+        const RunResult result = runOver(
+            "0123",
+            [](ScriptedParser &parser) {
+                parser.parse = [](ScriptedParser &self, quint64 *size) {
+                    self.addField(false, self.m_position, 0, 1, QStringLiteral("byte"), {}, {}, {}, -1);
+                    self.m_position = 0;
+                    *size = 1;
+                    return int(StatusOk);
+                };
+            },
+            sink);
+        QCOMPARE(result.items, quint64(4));
     }
 
     void memoryThatRunsOutAfterAReadErrorIsTheError()

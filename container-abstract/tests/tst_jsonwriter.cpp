@@ -279,6 +279,10 @@ void TestJsonWriter::outcome_data()
         [](RunResult &result) {
             result.error = {FileError::Memory, 12, QStringLiteral("std::bad_alloc")};
         });
+    row("a parser that throws", R"("status":0,"error":{"kind":"parser","offset":7,"message":"boom"})",
+        [](RunResult &result) {
+            result.error = {FileError::Parser, 7, QStringLiteral("boom")};
+        });
     row("all of them, in this order",
         R"("status":5,"limit":"work","cancelled":true,"error":{"kind":"open","offset":null,"message":"\"no\""})",
         [](RunResult &result) {

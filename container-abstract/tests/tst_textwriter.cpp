@@ -245,6 +245,10 @@ void TestTextWriter::outcome_data()
     row("memory", "status 0: no problem found\nmemory ended: std::bad_alloc\n", [](RunResult &result) {
         result.error = {FileError::Memory, -1, QStringLiteral("std::bad_alloc")};
     });
+    row("a parser that throws", "status 0: no problem found\nthe parser failed at byte 7: boom\n",
+        [](RunResult &result) {
+            result.error = {FileError::Parser, 7, QStringLiteral("boom")};
+        });
 }
 
 void TestTextWriter::outcome()
