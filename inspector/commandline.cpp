@@ -123,11 +123,28 @@ void CommandLine::parse()
         m_app.parse(reversed);
     } catch (const CLI::RequiredError &) {
         // What was given by mistake says more than what is missing because of it.
-        const std::vector<std::string> unexpected = m_app.remaining(true);
-        if (unexpected.empty())
-            throw;
-        throw CLI::ExtrasError({m_arguments.given(unexpected.front())});
+        refuseUnexpected();
+        throw;
+    } catch (const CLI::ExtrasError &) {
+        refuseUnexpected();
+        throw;
     }
+}
+
+/// Throws if there were arguments that nothing takes: names them as they were typed, in that order.
+void CommandLine::refuseUnexpected() const
+{
+    std::vector<std::string> left = m_app.remaining(true);
+    std::vector<std::string> unexpected;
+    for (const std::string &argument : m_arguments.masked()) {
+        const auto found = std::find(left.begin(), left.end(), argument);
+        if (found == left.end())
+            continue;
+        unexpected.push_back(m_arguments.given(argument));
+        left.erase(found);
+    }
+    if (!unexpected.empty())
+        throw CLI::ExtrasError({unexpected.rbegin(), unexpected.rend()}); // which it names from behind
 }
 
 CLI::App &CommandLine::addCommand(const std::string &name, Options::Command which, const std::string &description)

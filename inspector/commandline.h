@@ -22,6 +22,7 @@ public:
     const CLI::App &definitions() const { return m_app; }
 
 private:
+    void refuseUnexpected() const;
     CLI::App &addCommand(const std::string &name, Options::Command which, const std::string &description);
     void addSummary();
     void addTree();

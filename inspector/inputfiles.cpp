@@ -4,12 +4,15 @@
 #include "options.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
-#include <fstream>
-#include <iostream>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -26,20 +29,34 @@ std::string bytesOf(const QString &path)
     return {bytes.constData(), size_t(bytes.size())};
 }
 
+/// Everything that can be read from `descriptor`; nothing when reading fails on the way.
+std::optional<std::string> readAll(int descriptor)
+{
+    std::string all;
+    std::vector<char> bytes(1 << 16);
+    for (;;) {
+        const ssize_t count = ::read(descriptor, bytes.data(), bytes.size());
+        if (count == 0)
+            return all;
+        if (count > 0)
+            all.append(bytes.data(), size_t(count));
+        else if (errno != EINTR)
+            return std::nullopt;
+    }
+}
+
 void readList(const QString &list, InputFiles *found)
 {
-    std::ifstream file;
     const bool isStandardInput = list == QLatin1String("-");
-    if (!isStandardInput)
-        file.open(bytesOf(list), std::ios::binary);
-    std::istream &input = isStandardInput ? std::cin : file;
-    std::string names;
-    for (char bytes[1 << 16]; input.read(bytes, sizeof bytes) || input.gcount() > 0;)
-        names.append(bytes, size_t(input.gcount()));
-    if (input.bad() || (!isStandardInput && !file.is_open())) {
+    const int descriptor = isStandardInput ? STDIN_FILENO : ::open(bytesOf(list).c_str(), O_RDONLY | O_CLOEXEC);
+    const std::optional<std::string> bytes = descriptor < 0 ? std::nullopt : readAll(descriptor);
+    if (!isStandardInput && descriptor >= 0)
+        ::close(descriptor);
+    if (!bytes) {
         found->problems.append(QStringLiteral("the list %1 cannot be read").arg(list));
         return;
     }
+    const std::string &names = *bytes;
     const char separator = names.find('\0') != std::string::npos ? '\0' : '\n';
     for (size_t begin = 0; begin < names.size();) {
         const size_t end = std::min(names.find(separator, begin), names.size());

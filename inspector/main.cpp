@@ -8,10 +8,13 @@
 #include "programoutput.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <clocale>
 #include <csignal>
 #include <exception>
+#include <new>
+#include <string_view>
 
 namespace {
 
@@ -84,6 +87,11 @@ int main(int argc, char **argv)
     std::signal(SIGPIPE, SIG_IGN);
     try {
         return runCommand(parseOptions(argc, argv));
+    } catch (const std::bad_alloc &) {
+        // Without memory there is no text to put together.
+        constexpr std::string_view message = "quenlofar: not enough memory\n";
+        [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, message.data(), message.size());
+        return ExitFailure;
     } catch (const std::exception &exception) {
         printMessage(QString::fromLocal8Bit(exception.what()));
         return ExitFailure;

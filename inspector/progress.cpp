@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <new>
 
 namespace {
 
@@ -77,8 +78,12 @@ void ProgressMeter::work()
     std::unique_lock lock(m_mutex);
     m_wakeUp.wait_for(lock, patience, [this] { return m_isOver; });
     while (!m_isOver) {
-        if (!m_isHeld)
-            show();
+        try {
+            if (!m_isHeld)
+                show();
+        } catch (const std::bad_alloc &) {
+            return; // the work itself may still come to its end
+        }
         m_wakeUp.wait_for(lock, interval, [this] { return m_isOver; });
     }
 }

@@ -128,6 +128,11 @@ class Finding(Batch):
                 result = self.streams("--files-from", name, good)
                 self.assertEnds(result, 2, f"the list {name.decode()} cannot be read")
                 self.assertEqual(files_of(result), [good])
+        directory = os.open(self.directory, os.O_RDONLY)
+        self.addCleanup(os.close, directory)
+        result = self.streams("--files-from", "-", good, stdin=directory)
+        self.assertEnds(result, 2, "the list - cannot be read")
+        self.assertEqual(files_of(result), [good])
 
     def test_same_file_twice(self):
         path, = self.make("a.avi")
