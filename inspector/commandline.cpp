@@ -82,7 +82,7 @@ void parseRange(const std::string &option, const std::string &text, quint64 *fir
 
 CommandLine::CommandLine(const Arguments &arguments, Options &options)
     : m_arguments(arguments), m_options(options),
-      m_app("Shows everything that stands in media files: elements, fields and bytes.", "quenlofar")
+      m_app("Show everything that is in media files: elements, fields and bytes.", "quenlofar")
 {
     m_app.set_version_flag("--version", "quenlofar " QUENLOFAR_VERSION, "Print the version and exit");
     m_app
@@ -94,7 +94,8 @@ CommandLine::CommandLine(const Arguments &arguments, Options &options)
     m_app.fallthrough();
     m_app.footer("FILE... alone is summary FILE...; quenlofar COMMAND --help says more, with examples.\n"
                  "Exit status: 0 nothing wrong with any file; 1 some file has a problem; 2 wrong usage, no plug-in,\n"
-                 "a file that could not be read, or output that could not be written; 130 interrupted.\n"
+                 "a file that could not be read, or output that could not be written; 130 interrupted;\n"
+                 "141 nobody reads the output any more.\n"
                  "QUENLOFAR_PLUGIN_PATH names more directories with plug-ins, separated by colons.");
     addSummary();
     addTree();
@@ -189,7 +190,7 @@ void CommandLine::addTree()
     };
     addTexts("--only", &tree.only, "PATTERN",
              "Show elements and fields of this name with what is in them, and what they are in; shell wildcards, "
-             "in upper or lower case; several times: any of them");
+             "case is ignored; several times: any of them");
     addTexts("--where", &tree.where, "CONDITION",
              "Show fields for which this holds: NAME=VALUE, also != < <= > >=; NAME and VALUE may have wildcards; "
              "several times: all of them");
@@ -251,7 +252,7 @@ void CommandLine::addFrames()
 
 void CommandLine::addAt()
 {
-    CLI::App &command = addCommand("at", Options::Command::At, "Show what stands at an offset of a file");
+    CLI::App &command = addCommand("at", Options::Command::At, "Show what is at an offset of a file");
     addFile(command, "FILE");
     command
         .add_option_function<std::vector<std::string>>(
@@ -281,7 +282,7 @@ void CommandLine::addBytes()
     addLimits(command);
     addOutput(command);
     command.footer(
-        "On a terminal the bytes are shown as a hex dump. Exit status: 1 if some of them lie behind the end of the\n"
+        "On a terminal the bytes are shown as a hex dump. Exit status: 1 if some of them are beyond the end of the\n"
         "file, 2 if there is no such element. An element whose name looks like a range is NAME[0].\n"
         "Examples:\n"
         "  quenlofar bytes film 0+12 -o start.bin\n"
@@ -319,7 +320,7 @@ void CommandLine::addDiff()
         "parser interprets are not compared.\n"
         "Exit status: 0 the same, 1 different, 2 trouble: then nothing is compared.\n"
         "Examples:\n"
-        "  quenlofar diff film film\n"
+        "  quenlofar diff film other\n"
         "  quenlofar diff --offsets film other");
 }
 
@@ -411,9 +412,9 @@ void CommandLine::addLimits(CLI::App &command)
     RunLimits &limits = m_options.limits;
     addNumber(command, "--max-items", &limits.maxItems, 1, anyNumber, "N",
               "Elements and fields per file [one million, or the file's size in bytes if that is more]");
-    addNumber(command, "--max-depth", &limits.maxDepth, 1, deepestNesting, "N", "Elements inside each other [1000]");
+    addNumber(command, "--max-depth", &limits.maxDepth, 1, deepestNesting, "N", "Levels of nested elements [1000]");
     addNumber(command, "--max-work", &limits.maxWorkFactor, 1, anyNumber, "FACTOR",
-              "Bytes read per file, as a multiple of its size, beside 64 MiB [64]");
+              "Bytes read per file, as a multiple of its size, in addition to 64 MiB [64]");
 }
 
 void CommandLine::addOutput(CLI::App &command)

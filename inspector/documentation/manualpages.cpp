@@ -105,11 +105,12 @@ std::string head(const std::string &name, const std::string &description, const 
 {
     std::string title = name;
     std::transform(title.begin(), title.end(), title.begin(), [](unsigned char c) { return char(std::toupper(c)); });
-    // The name of a page has no full stop.
-    const size_t end = description.find_last_not_of('.') + 1;
+    // What stands in NAME begins in lower case and has no full stop.
+    std::string subject = description.substr(0, description.find_last_not_of('.') + 1);
+    subject[0] = char(std::tolower(static_cast<unsigned char>(subject[0])));
     return ".\\\" Made from the program's option definitions.\n.Dd " + dateInWords(frame.date) + "\n.Dt " + title
-        + " 1\n.Os \"quenlofar " + frame.version + "\"\n.Sh NAME\n.Nm " + name + "\n.Nd "
-        + escaped(description.substr(0, end)) + "\n.Sh SYNOPSIS\n";
+        + " 1\n.Os \"quenlofar " + frame.version + "\"\n.Sh NAME\n.Nm " + name + "\n.Nd " + escaped(subject)
+        + "\n.Sh SYNOPSIS\n";
 }
 
 /// Takes section `title` out of `prose`; empty where there is none.
