@@ -41,7 +41,7 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_MULTIARCH same)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
     ${PROJECT_BINARY_DIR}/packaging/shlibs ${PROJECT_SOURCE_DIR}/packaging/triggers)
-set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "framework for showing what stands in media files
+set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "framework for showing what is in media files
 This library walks container files with parser plug-ins and hands every
 element, field and byte on: printed as text or JSON, kept as a tree, compared
 or accounted for. Damaged files are walked to their end.")
@@ -58,7 +58,7 @@ find it by themselves.")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME quenlofar)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${same_library}, quenlofar-container-avi")
-set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "show everything that stands in an AVI file
+set(CPACK_DEBIAN_PROGRAM_DESCRIPTION "show everything that is in an AVI file
 This program shows every chunk of a file, every field with its place in the
 file and its meaning, and every byte that belongs to no known field. It is as
 much at home in broken files as in good ones.
@@ -71,7 +71,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_MULTIARCH same)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${same_library}, qt6-base-dev")
-set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "framework for showing what stands in media files (development files)
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "framework for showing what is in media files (development files)
 Headers, CMake and pkg-config packages of the framework of quenlofar: what is
 needed to build programs that use it, and parser plug-ins.")
 

@@ -39,7 +39,7 @@ QString limitReason(const RunResult &result)
                   .arg(result.limitValue);
     case RunLimit::Depth:
         return stopped
-            + QStringLiteral("more than %1 elements stand inside each other; --max-depth raises this limit")
+            + QStringLiteral("more than %1 elements are nested; --max-depth raises this limit")
                   .arg(result.limitValue);
     case RunLimit::Work:
         return stopped

@@ -66,7 +66,7 @@ class Limits(Case):
     def test_depth(self):
         path = self.path("deep", nested(1200))
         result = run("tree", "--format", "json", path)
-        self.assertEnds(result, 1, "stopped at byte 12000: more than 1000 elements stand inside each other; "
+        self.assertEnds(result, 1, "stopped at byte 12000: more than 1000 elements are nested; "
                                    "--max-depth raises this limit")
         self.assertIn(b'"limit":"depth"', result.stdout)
         self.assertEnds(run("tree", "--max-depth", "7", path), 1, "stopped at byte 84: more than 7 elements")
