@@ -351,9 +351,7 @@ int AtCommand::show()
     if (m_file.hasReadError() && result->error.kind == FileError::None) {
         report.exitStatus = ExitFailure;
         report.messages.append(QStringLiteral("%1: reading failed at byte %2: %3")
-                                   .arg(m_fileName)
-                                   .arg(m_file.readErrorOffset())
-                                   .arg(m_file.errorText()));
+                                   .arg(m_fileName, QString::number(m_file.readErrorOffset()), m_file.errorText()));
     }
     return std::max(exitStatus, m_walker.tell(report));
 }

@@ -134,9 +134,7 @@ int Extraction::copy(ByteSource &source, quint64 offset, quint64 size)
         const qint64 count = source.readAt(qint64(offset + copied), piece.data(), piece.size());
         if (count < 0) {
             printMessage(QStringLiteral("%1: reading failed at byte %2: %3")
-                             .arg(m_file)
-                             .arg(offset + copied)
-                             .arg(source.errorText()));
+                             .arg(m_file, QString::number(offset + copied), source.errorText()));
             return ExitFailure;
         }
         piece.truncate(int(count));
@@ -149,10 +147,8 @@ int Extraction::copy(ByteSource &source, quint64 offset, quint64 size)
     FileReport report;
     report.exitStatus = ExitFileProblem;
     report.messages.append(QStringLiteral("%1: the file ends at byte %2: %3 of %4 missing")
-                               .arg(m_file)
-                               .arg(offset < fileSize ? offset + copied : fileSize)
-                               .arg(size - copied)
-                               .arg(sizeText(size, SizeUnits::Bytes)));
+                               .arg(m_file, QString::number(offset < fileSize ? offset + copied : fileSize),
+                                    QString::number(size - copied), sizeText(size, SizeUnits::Bytes)));
     return m_walker.tell(report);
 }
 
