@@ -186,11 +186,15 @@ QString PlaceText::itemText(Item item) const
     constexpr int mostCharacters = 100;
     if (m_tree.isUnparsedData(item))
         return QStringLiteral("unparsed");
-    QString text = displayText(m_tree.name(item));
+    QString text = m_tree.name(item);
     if (m_tree.isNode(item) && m_tree.index(item) >= 0)
         text += QStringLiteral(" [%1]").arg(m_tree.index(item));
     text += contentsText(m_tree, item);
-    return text.size() > mostCharacters ? text.left(mostCharacters - 1) + QChar(0x2026) : text;
+    if (text.size() <= mostCharacters)
+        return displayText(text);
+    // Pairs and what is shown in the place of a character stay whole.
+    const int kept = mostCharacters - (text.at(mostCharacters - 2).isHighSurrogate() ? 2 : 1);
+    return displayText(text.left(kept)) + QChar(0x2026);
 }
 
 /// The bytes of the leaf around the byte, and some on both sides of the leaf.

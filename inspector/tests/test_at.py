@@ -81,6 +81,20 @@ class At(Case):
             "bytes": "04 00 00 00",
         }]}])
 
+    def test_long_value_is_cut_between_characters(self):
+        for value, shown in [
+            ("a" * 91 + "\U0001F600" * 9, "a" * 91 + "…"),
+            ("a" * 90 + "\U0001F600" * 9, "a" * 90 + "…"),
+            ("a" * 89 + "\U0001F600" * 9, "a" * 89 + "\U0001F600…"),
+            ("a" * 90 + "\u202e" * 9, "a" * 90 + "\\u202E…"),
+            ("\u202e" * 40, "\\u202E" * 40),
+        ]:
+            with self.subTest(value=value):
+                info = riff_list(b"INFO", chunk(b"ICMT", value.encode()))
+                path = self.path("film", riff_list(b"AVI ", info, b"RIFF") + b"\0" * 200)
+                lines = run("at", path, "32").stdout.decode().splitlines()
+                self.assertIn(f">       value = {shown}", [line[line.find(">"):] for line in lines])
+
     def test_long_leaf(self):
         leaf = self.document(self.film, "end-1")["places"][0]["leaves"][0]
         self.assertEqual(leaf["bytes"], " ".join(["01"] * 64))
