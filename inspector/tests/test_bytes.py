@@ -118,9 +118,13 @@ class Bytes(Case):
         missing = self.path("missing")
         self.assertEnds(run("bytes", missing, "0+1"), 2, "missing: cannot be opened: ")
         self.assertEnds(run("bytes", missing, "RIFF"), 2, "missing: cannot be opened: ")
-        self.assertEnds(run("bytes", self.file, "RIFF"), 1, "no parser recognises the file")
-        self.assertEnds(run("bytes", self.sample(), "--max-items", "3", "RIFF(AVI )/LIST(movi)"), 2,
-                        "--max-items raises this limit", "no element")
+        for quiet in ([], ["-q"]):
+            with self.subTest(quiet=quiet):
+                self.assertEnds(run("bytes", *quiet, self.file, "RIFF"), 2, "file: no parser recognises the file")
+                self.assertEnds(run("bytes", *quiet, self.file, "0+1"), 0)
+                self.assertEnds(run("bytes", *quiet, self.sample(), "--max-items", "3", "RIFF(AVI )/LIST(movi)"), 2,
+                                "--max-items raises this limit",
+                                "RIFF(AVI )/LIST(movi) was not found in what was walked of ")
 
     def test_search_ends_with_the_element(self):
         # The limit stands behind it.
