@@ -403,7 +403,12 @@ void CommandLine::addOutput(CLI::App &command)
 {
     command
         .add_option_function<std::string>(
-            "-o,--output", [this](const std::string &value) { m_options.output.file = m_arguments.text(value); },
+            "-o,--output",
+            [this](const std::string &value) {
+                m_options.output.file = m_arguments.text(value);
+                if (m_options.output.file.isEmpty())
+                    throw CLI::ValidationError("--output", "has to name a file");
+            },
             "Write to this file, which appears when it is complete")
         ->type_name("FILE");
     const auto choose = [this](const std::string &word) {
