@@ -233,6 +233,18 @@ class OutputFile(Batch):
         self.assertEqual(stat.S_IMODE(os.stat(target).st_mode), 0o666 & ~mask)
         self.assertEqual(os.listdir(self.directory), ["out.json"])
 
+    def test_longest_names(self):
+        for length in (248, 249, 255):
+            with self.subTest(length=length):
+                target = self.path("n" * length)
+                self.assertEnds(self.write(target), 0)
+                self.assertTrue(json.loads(self.contents(target)))
+        # Said before the file is walked, which would take hours.
+        os.truncate(self.path("zeros", film(1)), 1 << 40)
+        target = self.path("n" * 256)
+        self.assertEnds(run("tree", self.path("zeros"), "-o", target), 2, "cannot be written: File name too long")
+        self.assertEqual(len(os.listdir(self.directory)), 4)
+
     def test_name_appears_at_the_end(self):
         target = self.path("out.json", b"old")
         os.truncate(self.path("zeros", film(1)), 1 << 40)
