@@ -248,15 +248,17 @@ class OutputFile(Batch):
     def test_name_appears_at_the_end(self):
         target = self.path("out.json", b"old")
         os.truncate(self.path("zeros", film(1)), 1 << 40)
-        process = subprocess.Popen([PROGRAM, "tree", self.path("zeros"), "-o", target], env=environment(),
-                                   stderr=subprocess.PIPE, preexec_fn=default_interrupt)
-        time.sleep(0.5)
-        self.assertEqual(self.contents(target), b"old")
-        process.send_signal(signal.SIGINT)
-        _, errors = process.communicate(timeout=60)
-        self.assertEqual(process.returncode, 130, errors)
-        self.assertEqual(self.contents(target), b"old")
-        self.assertEqual(sorted(os.listdir(self.directory)), ["out.json", "zeros"])
+        for number, status in [(signal.SIGINT, 130), (signal.SIGTERM, 143), (signal.SIGHUP, 129)]:
+            with self.subTest(number=number):
+                process = subprocess.Popen([PROGRAM, "tree", self.path("zeros"), "-o", target], env=environment(),
+                                           stderr=subprocess.PIPE, preexec_fn=default_interrupt)
+                time.sleep(0.5)
+                self.assertEqual(self.contents(target), b"old")
+                process.send_signal(number)
+                _, errors = process.communicate(timeout=60)
+                self.assertEqual(process.returncode, status, errors)
+                self.assertEqual(self.contents(target), b"old")
+                self.assertEqual(sorted(os.listdir(self.directory)), ["out.json", "zeros"])
 
     def test_permissions_are_kept(self):
         for mode in (0o600, 0o640, 0o755):
