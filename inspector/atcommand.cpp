@@ -19,6 +19,7 @@
 #include "textoutput.h"
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -41,18 +42,28 @@ std::vector<Item> chainTo(const ElementTree &tree, Item item)
 class PlacePrinter
 {
 public:
-    /// Both outlive the object.
-    PlacePrinter(const ElementTree &tree, FileDevice &file) : m_tree(tree), m_file(file) { }
+    /// All outlive the object.
+    PlacePrinter(const ElementTree &tree, FileDevice &file, const FileWalker &walker)
+        : m_tree(tree), m_file(file), m_walker(walker)
+    {
+    }
     PlacePrinter(const PlacePrinter &) = delete;
     PlacePrinter &operator=(const PlacePrinter &) = delete;
     virtual ~PlacePrinter() = default;
 
     virtual void begin() = 0;
+    /// Prints `place` leaf by leaf, as long as printing goes on.
     virtual void print(const BytePlace &place) = 0;
-    /// What was printed is complete.
-    virtual void end() = 0;
+    /// Nothing follows; `result` says how everything went.
+    virtual void end(const RunResult &result) = 0;
+
+    /// Somebody still wants what is printed.
+    bool goesOn() const { return works() && !m_walker.wasInterrupted(); }
 
 protected:
+    /// False after the output has failed.
+    virtual bool works() const = 0;
+
     QByteArray bytesAt(quint64 offset, quint64 size) const
     {
         // Offsets of leaves may be any number; those that are shown here lie in the file.
@@ -63,31 +74,35 @@ protected:
 
 private:
     FileDevice &m_file;
+    const FileWalker &m_walker;
 };
 
 class PlaceText : public PlacePrinter
 {
 public:
-    PlaceText(const ElementTree &tree, FileDevice &file, QIODevice &output, bool colour)
-        : PlacePrinter(tree, file), m_output(output), m_colour(colour)
+    PlaceText(const ElementTree &tree, FileDevice &file, const FileWalker &walker, QIODevice &output, bool colour)
+        : PlacePrinter(tree, file, walker), m_output(output), m_colour(colour)
     {
     }
 
     void begin() override { m_output.heading(m_tree.document()); }
     void print(const BytePlace &place) override;
-    void end() override
+    void end(const RunResult &result) override
     {
-        if (!reasonsOf(m_tree.result()).isEmpty())
+        if (!reasonsOf(result).isEmpty())
             m_output.line({});
-        m_output.outcome(m_tree.result());
+        m_output.outcome(result);
         m_output.flush();
     }
+
+protected:
+    bool works() const override { return m_output.works(); }
 
 private:
     enum class Role { Around, Beside, Sought };
 
     void printOffset(quint64 offset, const QString &what);
-    void printLeaf(const BytePlace &place, Item leaf);
+    void printLeaf(const BytePlace &place, Item leaf, QStringView path);
     void printGap(const BytePlace &place);
     void printItems(const std::vector<Item> &around, const Neighbours &neighbours, std::optional<Item> sought);
     QString itemText(Item item) const;
@@ -101,8 +116,9 @@ private:
 
 void PlaceText::print(const BytePlace &place)
 {
-    for (const Item leaf : place.leaves)
-        printLeaf(place, leaf);
+    PathWalk paths(m_tree);
+    for (auto leaf = place.leaves.begin(); leaf != place.leaves.end() && goesOn(); ++leaf)
+        printLeaf(place, *leaf, paths.pathOf(*leaf));
     if (place.leaves.empty())
         printGap(place);
 }
@@ -114,14 +130,12 @@ void PlaceText::printOffset(quint64 offset, const QString &what)
     m_output.line({});
 }
 
-void PlaceText::printLeaf(const BytePlace &place, Item leaf)
+void PlaceText::printLeaf(const BytePlace &place, Item leaf, QStringView path)
 {
     const ByteRange range{m_tree.offset(leaf), m_tree.size(leaf)};
-    printOffset(place.offset,
-                QStringLiteral("byte %1 of %2 in %3")
-                    .arg(place.offset - range.offset)
-                    .arg(range.size)
-                    .arg(displayText(elementPathText(m_tree, leaf))));
+    printOffset(
+        place.offset,
+        QStringLiteral("byte %1 of %2 in %3").arg(place.offset - range.offset).arg(range.size).arg(displayText(path)));
     printItems(chainTo(m_tree, m_tree.parent(leaf)), siblingsOf(m_tree, leaf), leaf);
     printBytes(place.offset, range);
 }
@@ -172,11 +186,15 @@ QString PlaceText::itemText(Item item) const
     constexpr int mostCharacters = 100;
     if (m_tree.isUnparsedData(item))
         return QStringLiteral("unparsed");
-    QString text = displayText(m_tree.name(item));
+    QString text = m_tree.name(item);
     if (m_tree.isNode(item) && m_tree.index(item) >= 0)
         text += QStringLiteral(" [%1]").arg(m_tree.index(item));
     text += contentsText(m_tree, item);
-    return text.size() > mostCharacters ? text.left(mostCharacters - 1) + QChar(0x2026) : text;
+    if (text.size() <= mostCharacters)
+        return displayText(text);
+    // Pairs and what is shown in the place of a character stay whole.
+    const int kept = mostCharacters - (text.at(mostCharacters - 2).isHighSurrogate() ? 2 : 1);
+    return displayText(text.left(kept)) + QChar(0x2026);
 }
 
 /// The bytes of the leaf around the byte, and some on both sides of the leaf.
@@ -208,21 +226,24 @@ void PlaceText::printBytes(quint64 offset, const std::optional<ByteRange> &marke
 class PlaceJson : public PlacePrinter
 {
 public:
-    PlaceJson(const ElementTree &tree, FileDevice &file, QIODevice &output, JsonLayout layout)
-        : PlacePrinter(tree, file), m_json(output, layout)
+    PlaceJson(const ElementTree &tree, FileDevice &file, const FileWalker &walker, QIODevice &output, JsonLayout layout)
+        : PlacePrinter(tree, file, walker), m_json(output, layout)
     {
     }
 
     void begin() override { m_json.beginObject().documentStart(m_tree.document()).key(u"places").beginArray(); }
     void print(const BytePlace &place) override;
-    void end() override
+    void end(const RunResult &result) override
     {
-        m_json.endArray().outcome(m_tree.result()).endObject();
+        m_json.endArray().outcome(result).endObject();
         m_json.finish();
     }
 
+protected:
+    bool works() const override { return m_json.errorText().isNull(); }
+
 private:
-    void printMembers(Item item, const Neighbours &neighbours);
+    void printMembers(Item item, QStringView path, const Neighbours &neighbours);
     void printBytes(Item leaf);
 
     JsonPrinter m_json;
@@ -231,25 +252,27 @@ private:
 void PlaceJson::print(const BytePlace &place)
 {
     m_json.beginObject().key(u"offset").number(place.offset).key(u"leaves").beginArray();
-    for (const Item leaf : place.leaves) {
+    PathWalk paths(m_tree);
+    for (auto leaf = place.leaves.begin(); leaf != place.leaves.end() && goesOn(); ++leaf) {
         m_json.beginObject();
-        printMembers(leaf, siblingsOf(m_tree, leaf));
-        printBytes(leaf);
+        printMembers(*leaf, paths.pathOf(*leaf), siblingsOf(m_tree, *leaf));
+        printBytes(*leaf);
         m_json.endObject();
     }
     m_json.endArray();
     if (place.leaves.empty()) {
         m_json.key(u"innermost").beginObject();
-        printMembers(place.innermost, neighboursOf(m_tree, place.innermost, place.offset));
+        printMembers(place.innermost, elementPathText(m_tree, place.innermost),
+                     neighboursOf(m_tree, place.innermost, place.offset));
         m_json.endObject();
     }
     m_json.endObject();
 }
 
-void PlaceJson::printMembers(Item item, const Neighbours &neighbours)
+void PlaceJson::printMembers(Item item, QStringView path, const Neighbours &neighbours)
 {
     if (item != m_tree.root())
-        m_json.key(u"path").text(elementPathText(m_tree, item));
+        m_json.key(u"path").text(path);
     m_json.key(u"components").beginArray();
     for (const Item component : chainTo(m_tree, item))
         printItem(m_json, m_tree, component);
@@ -291,6 +314,8 @@ private:
     /// The places that lie in the file; about others there is a message.
     std::vector<quint64> offsetsInFile(int *exitStatus) const;
     std::unique_ptr<PlacePrinter> makePrinter();
+    /// Cancels `result`, that of the walk, when printing is cut short.
+    void print(const std::vector<quint64> &offsets, RunResult *result);
 
     const Options &m_options;
     const QString m_fileName;
@@ -317,28 +342,37 @@ bool AtCommand::parseOffsets()
 
 int AtCommand::show()
 {
-    const std::optional<RunResult> result = m_walker.walk(m_fileName, m_tree);
+    std::optional<RunResult> result = m_walker.walk(m_fileName, m_tree);
     if (!result)
         return ExitFailure;
     const bool isOpen = m_tree.document().fileSize >= 0;
     if (isOpen)
         m_file.open(m_fileName);
     int exitStatus = ExitClean;
-    const std::unique_ptr<PlacePrinter> printer = makePrinter();
-    printer->begin();
-    for (const quint64 offset : isOpen ? offsetsInFile(&exitStatus) : std::vector<quint64>())
-        printer->print(findPlace(m_tree, offset));
-    printer->end();
+    print(isOpen ? offsetsInFile(&exitStatus) : std::vector<quint64>(), &*result);
     FileReport report = reportOf(m_fileName, *result, m_output.hasFailed());
     // If the walk could not read the file either, that was said.
     if (m_file.hasReadError() && result->error.kind == FileError::None) {
         report.exitStatus = ExitFailure;
         report.messages.append(QStringLiteral("%1: reading failed at byte %2: %3")
-                                   .arg(m_fileName)
-                                   .arg(m_file.readErrorOffset())
-                                   .arg(m_file.errorText()));
+                                   .arg(m_fileName, QString::number(m_file.readErrorOffset()), m_file.errorText()));
     }
     return std::max(exitStatus, m_walker.tell(report));
+}
+
+void AtCommand::print(const std::vector<quint64> &offsets, RunResult *result)
+{
+    const std::unique_ptr<PlacePrinter> printer = makePrinter();
+    printer->begin();
+    auto offset = offsets.begin();
+    while (offset != offsets.end() && printer->goesOn())
+        printer->print(findPlace(m_tree, *offset++));
+    if (m_walker.wasInterrupted() && !result->cancelled) {
+        result->cancelled = true;
+        if (result->limit == RunLimit::None && offset != offsets.begin())
+            result->stopPosition = *std::prev(offset);
+    }
+    printer->end(*result);
 }
 
 std::vector<quint64> AtCommand::offsetsInFile(int *exitStatus) const
@@ -361,10 +395,11 @@ std::vector<quint64> AtCommand::offsetsInFile(int *exitStatus) const
 std::unique_ptr<PlacePrinter> AtCommand::makePrinter()
 {
     if (m_options.format == Options::Format::Json) {
-        return std::make_unique<PlaceJson>(m_tree, m_file, m_output,
+        return std::make_unique<PlaceJson>(m_tree, m_file, m_walker, m_output,
                                            m_options.pretty ? JsonLayout::Indented : JsonLayout::Line);
     }
-    return std::make_unique<PlaceText>(m_tree, m_file, m_output, wantsColour(m_options.output, m_output.isTerminal()));
+    return std::make_unique<PlaceText>(m_tree, m_file, m_walker, m_output,
+                                       wantsColour(m_options.output, m_output.isTerminal()));
 }
 
 } // namespace

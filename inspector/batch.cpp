@@ -92,7 +92,7 @@ int Batch::run()
     const int outputStatus = m_output.finish(!m_watch.wasInterrupted());
     if (outputStatus != ExitClean)
         return outputStatus;
-    return m_watch.wasInterrupted() ? ExitInterrupted : m_exitStatus;
+    return m_watch.wasInterrupted() ? m_watch.exitStatus() : m_exitStatus;
 }
 
 void Batch::findFiles()

@@ -58,6 +58,7 @@ public:
 private:
     int extract();
     std::optional<FileRange> find(const ElementPath &path, int *exitStatus);
+    int tellWhyNotFound(const RunResult &result);
     int copy(const FileRange &range);
     int copy(ByteSource &source, quint64 offset, quint64 size);
     bool write(quint64 offset, const QByteArray &bytes);
@@ -92,17 +93,33 @@ std::optional<FileRange> Extraction::find(const ElementPath &path, int *exitStat
         *exitStatus = ExitFailure;
         return std::nullopt;
     }
-    if (finder.isDecided())
+    // Else it was the finder who had seen enough.
+    if (finder.found() || !m_walker.wasInterrupted())
         result->cancelled = false;
-    *exitStatus = m_walker.tell(reportOf(m_file, *result, false));
-    if (finder.found())
-        return FileRange{{finder.offset(), false}, finder.size()};
-    const bool wasRead = result->error.kind == FileError::None && result->status != StatusNotRecognised;
-    if (wasRead && !m_walker.wasInterrupted()) {
-        printMessage(QStringLiteral("no element %1 in %2; quenlofar tree --paths lists them").arg(m_place, m_file));
-        *exitStatus = ExitFailure;
+    if (!finder.found()) {
+        *exitStatus = tellWhyNotFound(*result);
+        return std::nullopt;
     }
-    return std::nullopt;
+    *exitStatus = m_walker.tell(reportOf(m_file, *result, false));
+    return FileRange{{finder.offset(), false}, finder.size()};
+}
+
+/// Returns the exit status.
+int Extraction::tellWhyNotFound(const RunResult &result)
+{
+    FileReport report = reportOf(m_file, result, false);
+    const bool wasStopped = result.limit != RunLimit::None;
+    const bool isRecognised = result.status != StatusNotRecognised;
+    // What is wrong with the file is then the reason, which is said in any case.
+    if (wasStopped || !isRecognised)
+        report.exitStatus = ExitFailure;
+    const int exitStatus = m_walker.tell(report);
+    if (!isRecognised || result.error.kind != FileError::None || m_walker.wasInterrupted())
+        return exitStatus;
+    printMessage(wasStopped
+                     ? QStringLiteral("%1 was not found in what was walked of %2").arg(m_place, m_file)
+                     : QStringLiteral("no element %1 in %2; quenlofar tree --paths lists them").arg(m_place, m_file));
+    return ExitFailure;
 }
 
 int Extraction::copy(const FileRange &range)
@@ -134,9 +151,7 @@ int Extraction::copy(ByteSource &source, quint64 offset, quint64 size)
         const qint64 count = source.readAt(qint64(offset + copied), piece.data(), piece.size());
         if (count < 0) {
             printMessage(QStringLiteral("%1: reading failed at byte %2: %3")
-                             .arg(m_file)
-                             .arg(offset + copied)
-                             .arg(source.errorText()));
+                             .arg(m_file, QString::number(offset + copied), source.errorText()));
             return ExitFailure;
         }
         piece.truncate(int(count));
@@ -149,10 +164,8 @@ int Extraction::copy(ByteSource &source, quint64 offset, quint64 size)
     FileReport report;
     report.exitStatus = ExitFileProblem;
     report.messages.append(QStringLiteral("%1: the file ends at byte %2: %3 of %4 missing")
-                               .arg(m_file)
-                               .arg(offset < fileSize ? offset + copied : fileSize)
-                               .arg(size - copied)
-                               .arg(sizeText(size, SizeUnits::Bytes)));
+                               .arg(m_file, QString::number(offset < fileSize ? offset + copied : fileSize),
+                                    QString::number(size - copied), sizeText(size, SizeUnits::Bytes)));
     return m_walker.tell(report);
 }
 

@@ -31,6 +31,13 @@ void addNumber(CLI::App &command, const std::string &names, quint64 *number, qui
     command.add_option_function<std::string>(names, store, description)->type_name(type);
 }
 
+/// A flag that has an opposite: of the two the one that was typed last wins, so it acts as soon as it is read.
+void addSwitch(CLI::App &command, const std::string &name, const std::function<void()> &choose,
+               const std::string &description)
+{
+    command.add_flag_callback(name, choose, description)->trigger_on_parse();
+}
+
 /// An option that takes one of a few words; `choose` gets the one that was typed.
 void addChoice(CLI::App &command, const std::string &name, const std::vector<std::string> &words,
                const std::function<void(const std::string &)> &choose, const std::string &description)
@@ -194,11 +201,11 @@ void CommandLine::addTree()
     addTexts("--where", &tree.where, "CONDITION",
              "Show fields for which this holds: NAME=VALUE, also != < <= > >=; NAME and VALUE may have wildcards; "
              "several times: all of them");
-    command.add_flag_callback(
-        "--collapse", [this] { m_options.tree.collapse = When::Always; },
+    addSwitch(
+        command, "--collapse", [this] { m_options.tree.collapse = When::Always; },
         "Show long runs of like items as the first, how many, the last [in text on a terminal]");
-    command.add_flag_callback(
-        "--no-collapse", [this] { m_options.tree.collapse = When::Never; }, "Show every item");
+    addSwitch(
+        command, "--no-collapse", [this] { m_options.tree.collapse = When::Never; }, "Show every item");
     command.add_flag("--hex", tree.bytes, "Show the bytes of each field, at most 16");
     command.add_flag("--paths", tree.paths, "Show each item's path, as the bytes command takes it");
     command.add_flag_callback(
@@ -421,7 +428,12 @@ void CommandLine::addOutput(CLI::App &command)
 {
     command
         .add_option_function<std::string>(
-            "-o,--output", [this](const std::string &value) { m_options.output.file = m_arguments.text(value); },
+            "-o,--output",
+            [this](const std::string &value) {
+                m_options.output.file = m_arguments.text(value);
+                if (m_options.output.file.isEmpty())
+                    throw CLI::ValidationError("--output", "has to name a file");
+            },
             "Write to this file, which appears when it is complete")
         ->type_name("FILE");
     const auto choose = [this](const std::string &word) {
@@ -438,17 +450,17 @@ void CommandLine::addNumbers(CLI::App &command)
     addChoice(
         command, "--offsets", {"dec", "hex"},
         [this](const std::string &word) { m_options.output.hexOffsets = word == "hex"; }, "Offsets in text [dec]");
-    command.add_flag_callback(
-        "--si", [this] { m_options.output.sizes = SizeUnits::Si; }, "Sizes in text in kB, MB, GB");
-    command.add_flag_callback(
-        "--iec", [this] { m_options.output.sizes = SizeUnits::Iec; }, "Sizes in text in KiB, MiB, GiB");
+    addSwitch(
+        command, "--si", [this] { m_options.output.sizes = SizeUnits::Si; }, "Sizes in text in kB, MB, GB");
+    addSwitch(
+        command, "--iec", [this] { m_options.output.sizes = SizeUnits::Iec; }, "Sizes in text in KiB, MiB, GiB");
 }
 
 void CommandLine::addProgress(CLI::App &command)
 {
-    command.add_flag_callback(
-        "--progress", [this] { m_options.progress = When::Always; },
+    addSwitch(
+        command, "--progress", [this] { m_options.progress = When::Always; },
         "Show progress on standard error [on a terminal, after half a second]");
-    command.add_flag_callback(
-        "--no-progress", [this] { m_options.progress = When::Never; }, "Show no progress");
+    addSwitch(
+        command, "--no-progress", [this] { m_options.progress = When::Never; }, "Show no progress");
 }

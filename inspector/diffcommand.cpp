@@ -151,7 +151,7 @@ void DifferenceText::printLine(QChar sign, const QString &text)
 
 void DifferenceText::printOne(QChar sign, QStringView path, const ElementTree &tree, ElementTree::Item item)
 {
-    const QString contents = contentsText(tree, item);
+    const QString contents = displayText(contentsText(tree, item));
     const QString size = QStringLiteral("  (%1)").arg(sizeText(tree.size(item), SizeUnits::Bytes));
     printLine(sign, displayText(path) + (contents.isEmpty() ? size : contents));
 }

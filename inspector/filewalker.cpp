@@ -40,5 +40,5 @@ int FileWalker::finish(ProgramOutput &output, int exitStatus) const
     const int outputStatus = output.finish(!wasInterrupted() && exitStatus < ExitFailure);
     if (outputStatus != ExitClean)
         return outputStatus;
-    return wasInterrupted() ? ExitInterrupted : exitStatus;
+    return wasInterrupted() ? m_watch.exitStatus() : exitStatus;
 }

@@ -14,7 +14,7 @@ struct FileReport;
 struct Options;
 
 /// For commands that look at one or two files: walks them one by one, says what is wrong with them, and ends the
-/// program as it is to end. SIGINT ends the walk while the object lives.
+/// program as it is to end. SIGINT, SIGTERM and SIGHUP end the walk while the object lives.
 class FileWalker
 {
 public:

@@ -80,9 +80,11 @@ private:
     void printLine(const QString &stream, const QString &number, const QString &offset, const QString &size,
                    const QString &key)
     {
-        const QString line = stream.rightJustified(6) + number.rightJustified(10)
-            + offset.rightJustified(m_offsetWidth + 2) + size.rightJustified(m_sizeWidth + 2);
-        m_output.line(key.isEmpty() ? line : line + QStringLiteral("  ") + key);
+        // Numbers of damaged files may be wider than their columns.
+        const QString gap = QStringLiteral("  ");
+        const QString line = stream.rightJustified(6) + gap + number.rightJustified(8) + gap
+            + offset.rightJustified(m_offsetWidth) + gap + size.rightJustified(m_sizeWidth);
+        m_output.line(key.isEmpty() ? line : line + gap + key);
     }
 
     TextOutput m_output;

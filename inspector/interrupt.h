@@ -3,8 +3,8 @@
 #include <atomic>
 
 /**
- * Once there is one, the first SIGINT sets a flag and a second one ends the program at once. A SIGINT that was ignored
- * when the program was started stays ignored. One object at a time.
+ * Once there is one, the first SIGINT, SIGTERM or SIGHUP sets a flag and a second one, of whichever of them, ends the
+ * program at once. Those that were ignored when the program was started stay ignored. One object at a time.
  */
 class InterruptWatch
 {
@@ -16,5 +16,7 @@ public:
 
     /// Set by the signal, or by who else wants everything to end.
     std::atomic<bool> &flag() const;
-    bool wasInterrupted() const;
+    bool wasInterrupted() const; ///< a signal came
+    /// That of a program that the signal has ended, as shells report it; only after a signal.
+    int exitStatus() const;
 };

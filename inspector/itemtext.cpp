@@ -1,6 +1,5 @@
 #include "itemtext.h"
 
-#include "displaytext.h"
 #include "jsonprinter.h"
 
 QString contentsText(const ElementTree &tree, ElementTree::Item item)
@@ -14,7 +13,7 @@ QString contentsText(const ElementTree &tree, ElementTree::Item item)
         text += QStringLiteral(" = ") + value;
     if (!meaning.isEmpty())
         text += QStringLiteral("  (") + meaning + QLatin1Char(')');
-    return displayText(text);
+    return text;
 }
 
 void printItem(JsonPrinter &json, const ElementTree &tree, ElementTree::Item item)

@@ -94,3 +94,27 @@ Neighbours neighboursOf(const ElementTree &tree, Item node, quint64 offset)
     }
     return result;
 }
+
+QStringView PathWalk::pathOf(ElementTree::Item item)
+{
+    while (m_current != item)
+        advance();
+    return m_tracker.path();
+}
+
+/// Goes to the next item in the order of the tree.
+void PathWalk::advance()
+{
+    quint32 row = 0;
+    while (row >= m_tree.childCount(m_current)) {
+        if (m_tree.isNode(m_current))
+            m_tracker.leave();
+        row = m_tree.row(m_current) + 1;
+        m_current = m_tree.parent(m_current);
+    }
+    m_current = m_tree.child(m_current, row);
+    if (m_tree.isNode(m_current))
+        m_tracker.enter(m_reader.name(m_current));
+    else
+        m_tracker.leaf(m_reader.name(m_current));
+}

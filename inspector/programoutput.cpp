@@ -96,13 +96,16 @@ bool ProgramOutput::openFile(const QString &path)
     m_target = pathToBytes(path);
     struct stat existing = {};
     const bool exists = ::stat(m_target.constData(), &existing) == 0;
+    const bool isTooLong = !exists && errno == ENAMETOOLONG;
     m_isTerminal = false;
-    if (exists && (!S_ISREG(existing.st_mode) || ::access(m_target.constData(), W_OK) != 0)) {
-        // A device or a pipe is written to; nothing can be put in its place. A protected file says why it cannot be.
+    if (isTooLong || (exists && (!S_ISREG(existing.st_mode) || ::access(m_target.constData(), W_OK) != 0))) {
+        // A device or a pipe is written to; nothing can be put in its place. A protected file or an impossible name
+        // says why it cannot be.
         m_descriptor = ::open(m_target.constData(), O_WRONLY | O_CLOEXEC);
     } else {
         m_target = withoutLinks(m_target);
-        m_temporary = m_target + ".XXXXXX";
+        // Beside the target, under a name of its own: the target's may be as long as names can be.
+        m_temporary = m_target.left(m_target.lastIndexOf('/') + 1) + ".quenlofar.XXXXXX";
         m_descriptor = ::mkostemp(m_temporary.data(), O_CLOEXEC);
     }
     if (m_descriptor < 0) {

@@ -100,8 +100,9 @@ def film(chunks):
 
 
 def default_interrupt():
-    """For a child: a shell's background jobs start with SIGINT ignored, and the program respects that."""
-    signal.signal(signal.SIGINT, signal.SIG_DFL)
+    """For a child: a shell's background jobs start with signals ignored, and the program respects that."""
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, signal.SIG_DFL)
 
 
 class Case(unittest.TestCase):

@@ -1,9 +1,14 @@
 """The command at: every leaf that covers a byte is shown, with what it stands in and what stands beside it."""
 
 import os
+import signal
+import struct
+import subprocess
+import time
 import unittest
 
-from support import GOLDENS, SANITIZED, Case, chunk, documents, riff_list, run
+from support import (GOLDENS, PROGRAM, SANITIZED, Case, chunk, default_interrupt, documents, environment, riff_list,
+                     run, with_paths)
 
 
 def leaves(items, components=()):
@@ -76,6 +81,20 @@ class At(Case):
             "bytes": "04 00 00 00",
         }]}])
 
+    def test_long_value_is_cut_between_characters(self):
+        for value, shown in [
+            ("a" * 91 + "\U0001F600" * 9, "a" * 91 + "…"),
+            ("a" * 90 + "\U0001F600" * 9, "a" * 90 + "…"),
+            ("a" * 89 + "\U0001F600" * 9, "a" * 89 + "\U0001F600…"),
+            ("a" * 90 + "\u202e" * 9, "a" * 90 + "\\u202E…"),
+            ("\u202e" * 40, "\\u202E" * 40),
+        ]:
+            with self.subTest(value=value):
+                info = riff_list(b"INFO", chunk(b"ICMT", value.encode()))
+                path = self.path("film", riff_list(b"AVI ", info, b"RIFF") + b"\0" * 200)
+                lines = run("at", path, "32").stdout.decode().splitlines()
+                self.assertIn(f">       value = {shown}", [line[line.find(">"):] for line in lines])
+
     def test_long_leaf(self):
         leaf = self.document(self.film, "end-1")["places"][0]["leaves"][0]
         self.assertEqual(leaf["bytes"], " ".join(["01"] * 64))
@@ -95,6 +114,7 @@ class At(Case):
             tree = documents(run("tree", "--format", "json", path).stdout)[0]
             data = path.read_bytes()
             every = list(leaves(tree["elements"]))
+            paths = {id(item): path for item, path in with_paths(tree["elements"])}
             offsets = range(0, len(data), max(1, len(data) // 25))
             result = run("at", "--format", "json", path, *map(str, offsets))
             self.assertEqual(result.returncode, 1 if tree["status"] else 0)
@@ -106,6 +126,8 @@ class At(Case):
                                 if leaf["offset"] <= offset < leaf["offset"] + leaf["size"]]
                     self.assertEqual([leaf["components"] for leaf in place["leaves"]],
                                      [[without_items(item) for item in chain] for _, chain in covering])
+                    self.assertEqual([leaf["path"] for leaf in place["leaves"]],
+                                     [paths[id(leaf)] for leaf, _ in covering])
                     for shown, (leaf, _) in zip(place["leaves"], covering):
                         at, size = leaf["offset"], min(leaf["size"], 64)
                         self.assertEqual(bytes.fromhex(shown["bytes"]), data[at:at + size])
@@ -174,6 +196,60 @@ class At(Case):
         self.assertEnds(run("at", self.film, "0", "-o", output), 0)
         with open(output, "rb") as file:
             self.assertEqual(file.read(), run("at", self.film, "0").stdout)
+
+
+class Crowd(Case):
+    """A standard index whose entries, as many as the default limit allows, all lie on the same bytes."""
+
+    def setUp(self):
+        super().setUp()
+        index = struct.pack("<HBBI4sQI", 0, 0, 1, 0xFFFFFFFF, b"00dc", 0, 0) + b"\0" * 16
+        self.film = self.path("film", riff_list(b"AVI ", chunk(b"indx", index) + riff_list(b"movi", chunk(b"00dc")),
+                                                b"RIFF") + b"\0" * 200)
+        self.offset = "44"  # the first byte of every entry
+
+    def start(self, *arguments):
+        process = subprocess.Popen([PROGRAM, "at", *arguments, self.film, self.offset, self.offset],
+                                   env=environment(), stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   preexec_fn=default_interrupt)
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.stderr.close)
+        self.addCleanup(process.kill)
+        return process
+
+    def test_takes_time_for_each_leaf_once(self):
+        for layout in ("text", "json"):
+            with self.subTest(layout=layout), open(os.devnull, "wb") as nowhere:
+                begin = time.monotonic()
+                result = run("at", "--format", layout, self.film, self.offset, stdout=nowhere)
+                self.assertEnds(result, 1, "--max-items raises this limit")
+                self.assertLess(time.monotonic() - begin, 240 if SANITIZED else 30)
+
+    def test_every_path(self):
+        result = run("at", "--format", "json", "--max-items", "3000", self.film, self.offset)
+        shown = [leaf["path"] for leaf in documents(result.stdout)[0]["places"][0]["leaves"]]
+        parent = "RIFF(AVI )/indx/"
+        numbered = [f"index_entry[{number}]" if number else "index_entry" for number in range(len(shown))]
+        self.assertGreater(len(shown), 900)
+        self.assertEqual(shown, [f"{parent}{entry}/dwOffset" for entry in numbered])
+
+    def test_ends_with_its_reader(self):
+        process = self.start()
+        self.assertNotEqual(process.stdout.read(10), b"")
+        begin = time.monotonic()
+        process.stdout.close()
+        self.assertEqual(process.wait(60), 141)
+        self.assertLess(time.monotonic() - begin, 10 if SANITIZED else 2)
+
+    def test_interrupt(self):
+        process = self.start("--format", "json")
+        begun = process.stdout.read(10)
+        process.send_signal(signal.SIGINT)
+        document = documents(begun + process.stdout.read())[0]
+        self.assertIn(b"interrupted at byte", process.stderr.read())
+        self.assertEqual(process.wait(10), 130)
+        self.assertIs(document["cancelled"], True)
+        self.assertEqual(len(document["places"]), 1)
 
 
 if __name__ == "__main__":

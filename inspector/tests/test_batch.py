@@ -238,18 +238,32 @@ class OutputFile(Batch):
         self.assertEqual(stat.S_IMODE(os.stat(target).st_mode), 0o666 & ~mask)
         self.assertEqual(os.listdir(self.directory), ["out.json"])
 
+    def test_longest_names(self):
+        for length in (248, 249, 255):
+            with self.subTest(length=length):
+                target = self.path("n" * length)
+                self.assertEnds(self.write(target), 0)
+                self.assertTrue(json.loads(self.contents(target)))
+        # Said before the file is walked, which would take hours.
+        os.truncate(self.path("zeros", film(1)), 1 << 40)
+        target = self.path("n" * 256)
+        self.assertEnds(run("tree", self.path("zeros"), "-o", target), 2, "cannot be written: File name too long")
+        self.assertEqual(len(os.listdir(self.directory)), 4)
+
     def test_name_appears_at_the_end(self):
         target = self.path("out.json", b"old")
         os.truncate(self.path("zeros", film(1)), 1 << 40)
-        process = subprocess.Popen([PROGRAM, "tree", self.path("zeros"), "-o", target], env=environment(),
-                                   stderr=subprocess.PIPE, preexec_fn=default_interrupt)
-        time.sleep(0.5)
-        self.assertEqual(self.contents(target), b"old")
-        process.send_signal(signal.SIGINT)
-        _, errors = process.communicate(timeout=60)
-        self.assertEqual(process.returncode, 130, errors)
-        self.assertEqual(self.contents(target), b"old")
-        self.assertEqual(sorted(os.listdir(self.directory)), ["out.json", "zeros"])
+        for number, status in [(signal.SIGINT, 130), (signal.SIGTERM, 143), (signal.SIGHUP, 129)]:
+            with self.subTest(number=number):
+                process = subprocess.Popen([PROGRAM, "tree", self.path("zeros"), "-o", target], env=environment(),
+                                           stderr=subprocess.PIPE, preexec_fn=default_interrupt)
+                time.sleep(0.5)
+                self.assertEqual(self.contents(target), b"old")
+                process.send_signal(number)
+                _, errors = process.communicate(timeout=60)
+                self.assertEqual(process.returncode, status, errors)
+                self.assertEqual(self.contents(target), b"old")
+                self.assertEqual(sorted(os.listdir(self.directory)), ["out.json", "zeros"])
 
     def test_permissions_are_kept(self):
         for mode in (0o600, 0o640, 0o755):
@@ -276,7 +290,7 @@ class OutputFile(Batch):
 
     def test_where_nothing_can_be_written(self):
         for target, message in [(self.path("missing/out"), "No such file or directory"),
-                                (os.fsencode(self.directory), "Is a directory"), (b"", "No such file or directory")]:
+                                (os.fsencode(self.directory), "Is a directory")]:
             with self.subTest(target=target):
                 self.assertEnds(self.write(target), 2, f"{target.decode()} cannot be written: {message}")
         os.mkdir(self.path("closed"))

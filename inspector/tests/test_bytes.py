@@ -55,6 +55,11 @@ class Bytes(Case):
                 self.assertEqual(result.stdout, expected)
                 self.assertEnds(run("bytes", "--quiet", self.file, place), 1)
 
+    def test_name_that_looks_like_a_place_in_a_message(self):
+        name = self.path("50%2%3%4.avi", self.data)
+        self.assertEnds(run("bytes", name, "510+5"), 1,
+                        f"{os.fsdecode(name)}: the file ends at byte 512: 3 of 5 bytes missing")
+
     def test_before_the_start(self):
         self.assertEnds(run("bytes", self.file, "end-513+1"), 2,
                         "end-513+1 begins before the file, which has 512 bytes")
@@ -113,9 +118,13 @@ class Bytes(Case):
         missing = self.path("missing")
         self.assertEnds(run("bytes", missing, "0+1"), 2, "missing: cannot be opened: ")
         self.assertEnds(run("bytes", missing, "RIFF"), 2, "missing: cannot be opened: ")
-        self.assertEnds(run("bytes", self.file, "RIFF"), 1, "no parser recognises the file")
-        self.assertEnds(run("bytes", self.sample(), "--max-items", "3", "RIFF(AVI )/LIST(movi)"), 2,
-                        "--max-items raises this limit", "no element")
+        for quiet in ([], ["-q"]):
+            with self.subTest(quiet=quiet):
+                self.assertEnds(run("bytes", *quiet, self.file, "RIFF"), 2, "file: no parser recognises the file")
+                self.assertEnds(run("bytes", *quiet, self.file, "0+1"), 0)
+                self.assertEnds(run("bytes", *quiet, self.sample(), "--max-items", "3", "RIFF(AVI )/LIST(movi)"), 2,
+                                "--max-items raises this limit",
+                                "RIFF(AVI )/LIST(movi) was not found in what was walked of ")
 
     def test_search_ends_with_the_element(self):
         # The limit stands behind it.
@@ -124,9 +133,10 @@ class Bytes(Case):
     @unittest.skipIf(SANITIZED, "the sanitizer's runtime has to come first")
     def test_read_error(self):
         output = self.path("out")
-        result = run("bytes", self.file, "0+512", "-o", output,
+        name = self.path("50%2%3.avi", self.data)
+        result = run("bytes", name, "0+512", "-o", output,
                      env={"LD_PRELOAD": os.environ["QUENLOFAR_FAILING_READ"], "QUENLOFAR_FAIL_READ_AT": "100"})
-        self.assertEnds(result, 2, "reading failed at byte 100: Input/output error")
+        self.assertEnds(result, 2, f"{os.fsdecode(name)}: reading failed at byte 100: Input/output error")
         self.assertFalse(os.path.exists(output))
 
     def test_output_file(self):

@@ -1,5 +1,7 @@
 """The frames command: which frames, in which form."""
 
+import re
+import struct
 import unittest
 
 from support import Case, documents, film, run
@@ -70,6 +72,17 @@ class Frames(Case):
             "stream    number  offset        size  key",
             "     0        11  0x3f3c   232 bytes",
             "     0        12  0x4092    1.80 KiB  key"])
+
+    def test_numbers_wider_than_their_columns_stay_apart(self):
+        with open(self.sample(), "rb") as sample:
+            data = bytearray(sample.read())
+        [first] = struct.unpack_from("<I", data, data.index(b"00dc", data.rindex(b"idx1")) + 8)
+        struct.pack_into("<II", data, data.rindex(b"00dc") + 8, 0xFFFF0000, 0xFFFFFFFF)
+        offset = PACKETS[0][1] - first + 0xFFFF0000
+        for arguments, size in [([], "4294967295"), (["--iec"], "4.00 GiB")]:
+            with self.subTest(arguments=arguments):
+                lines = self.lines("--range", "19..19", *arguments, self.path("film", data))
+                self.assertEqual(re.split(" {2,}", lines[-1].strip()), ["0", "19", str(offset), size])
 
     def test_files_without_frames(self):
         empty, text = self.path("empty", film(0)), self.path("text", b"x" * 100)

@@ -3,7 +3,7 @@
 import os
 import unittest
 
-from support import Case, documents, film, run
+from support import Case, chunk, documents, film, riff_list, run
 
 
 class Information(Case):
@@ -56,6 +56,8 @@ class Usage(Case):
             (["tree", "--max-items", "18446744073709551616", sample], "--max-items"),
             (["tree", "--max-depth", "1000001", sample], "--max-depth: has to be a number from 1 to 1000000"),
             (["tree", "--max-work", "many", sample], "--max-work"),
+            (["tree", "-o", "", sample], "--output: has to name a file"),
+            (["bytes", sample, "0+1", "--output", ""], "--output: has to name a file"),
         ]:
             with self.subTest(arguments=arguments):
                 result = run(*arguments)
@@ -78,6 +80,19 @@ class Usage(Case):
                 result = run(*arguments)
                 self.assertEnds(result, 0)
                 self.assertEqual(result.stdout, expected)
+
+    def test_last_one_of_opposite_switches_wins(self):
+        path = self.path("film", film(200))
+        moved = self.path("moved", riff_list(b"AVI ", chunk(b"JUNK") + film(200)[12:-200], b"RIFF") + b"\0" * 200)
+        for command, one, other, *files in [("tree", "--collapse", "--no-collapse", path),
+                                            ("tree", "--iec", "--si", path),
+                                            ("diff", "--offsets", "--ignore-offsets", path, moved)]:
+            shown = {switch: run(command, switch, *files).stdout for switch in (one, other)}
+            self.assertNotEqual(shown[one], shown[other])
+            for switches in ([one, other], [other, one], [one, other, one], [other, one, other]):
+                with self.subTest(command=command, switches=switches):
+                    result = run(command, *switches[:-1], *files, switches[-1])
+                    self.assertEqual(result.stdout, shown[switches[-1]])
 
     def test_text_is_the_default(self):
         self.assertEqual(run("tree", self.sample()).stdout, run("tree", "--format", "text", self.sample()).stdout)

@@ -1,4 +1,4 @@
-"""Standard output that is closed, full, or that nobody reads any more; and SIGINT."""
+"""Standard output that is closed, full, or that nobody reads any more; and signals that end the program."""
 
 import fcntl
 import json
@@ -111,14 +111,15 @@ class Interrupt(Case):
 
     def test_output_is_complete(self):
         path = self.path("film", film(MANY))
-        for layout in ([], ["--pretty"]):
-            with self.subTest(layout=layout):
+        for number, expected, layout in [(signal.SIGINT, 130, []), (signal.SIGINT, 130, ["--pretty"]),
+                                         (signal.SIGTERM, 143, []), (signal.SIGHUP, 129, [])]:
+            with self.subTest(number=number, layout=layout):
                 # The program waits for its reader in the middle of the first file.
                 process = self.start("tree", "--format", "json", *layout, path, path)
                 begun = process.stdout.read(1)
-                process.send_signal(signal.SIGINT)
+                process.send_signal(number)
                 output, errors, status = self.finish(process, begun)
-                self.assertEqual(status, 130, errors)
+                self.assertEqual(status, expected, errors)
                 self.assertRegex(errors, r"^quenlofar: .*/film: interrupted at byte \d+\n$")
                 document = json.loads(output)  # one document: the second file was not started
                 self.assertEqual((document["cancelled"], document["status"]), (True, 0))
@@ -150,23 +151,34 @@ class Interrupt(Case):
         self.assertIs(json.loads(output)["cancelled"], True)
 
     def test_second_one_ends_at_once(self):
-        process = self.start("tree", self.path("film", film(MANY)))
-        self.wait_until_full(process.stdout)
-        process.send_signal(signal.SIGINT)
-        deadline = time.monotonic() + 60
-        while process.poll() is None and time.monotonic() < deadline:
-            time.sleep(0.05)
-            process.send_signal(signal.SIGINT)
-        self.assertEqual(process.returncode, -signal.SIGINT)
+        for first, second in [(signal.SIGINT, signal.SIGINT), (signal.SIGTERM, signal.SIGTERM),
+                              (signal.SIGINT, signal.SIGTERM), (signal.SIGHUP, signal.SIGINT)]:
+            with self.subTest(first=first, second=second):
+                process = self.start("tree", self.path("film", film(MANY)))
+                self.wait_until_full(process.stdout)
+                process.send_signal(first)
+                time.sleep(0.2)
+                self.assertIsNone(process.poll())
+                deadline = time.monotonic() + 60
+                while process.poll() is None and time.monotonic() < deadline:
+                    process.send_signal(second)
+                    time.sleep(0.05)
+                self.assertEqual(process.returncode, -second)
 
     def test_stays_ignored_where_it_was(self):
-        process = self.start("tree", "--format", "json", self.path("film", film(MANY)),
-                             prepare=lambda: signal.signal(signal.SIGINT, signal.SIG_IGN))
-        begun = process.stdout.read(1)
-        process.send_signal(signal.SIGINT)
-        output, errors, status = self.finish(process, begun)
-        self.assertEqual((status, errors), (0, ""))
-        self.assertNotIn("cancelled", json.loads(output))
+        for number, others in [(signal.SIGINT, []), (signal.SIGHUP, []), (signal.SIGTERM, []),
+                               (signal.SIGHUP, [signal.SIGTERM])]:
+            with self.subTest(number=number, others=others):
+                process = self.start("tree", "--format", "json", self.path("film", film(MANY)),
+                                     prepare=lambda: signal.signal(number, signal.SIG_IGN))
+                begun = process.stdout.read(1)
+                for other in others:
+                    process.send_signal(other)  # what it resets is not what was ignored
+                    time.sleep(0.2)
+                process.send_signal(number)
+                output, errors, status = self.finish(process, begun)
+                self.assertEqual(status, 143 if others else 0, errors)
+                self.assertEqual("cancelled" in json.loads(output), bool(others))
 
 
 if __name__ == "__main__":

@@ -186,7 +186,8 @@ class Progress(Case):
         self.assertTrue(all(len(line) - len(b"\x1b[K") < 30 for line in lines), lines)
 
     def test_who_gets_none(self):
-        for rule, arguments in [("--no-progress", ["--no-progress"]), ("--quiet", ["--quiet"])]:
+        for rule, arguments in [("--no-progress", ["--no-progress"]), ("--quiet", ["--quiet"]),
+                                ("the last switch wins", ["--progress", "--no-progress"])]:
             with self.subTest(rule=rule):
                 begun, rest = self.watch(*arguments)
                 self.assertNotIn(b" %  ", begun + rest)
@@ -195,6 +196,10 @@ class Progress(Case):
         self.assertNotIn(b" %  ", begun + rest)
         with open(self.path("errors"), "rb") as errors:
             self.assertNotIn(b" %  ", errors.read())
+
+    def test_last_switch_wins(self):
+        begun, _ = self.watch("--no-progress", "--progress", patience=60)
+        self.assertRegex(begun, PROGRESS)
 
     def test_short_work_shows_none(self):
         output, status = Terminal("streams", self.sample()).finish()
