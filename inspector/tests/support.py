@@ -36,6 +36,19 @@ def run(*arguments, program=PROGRAM, env=None, timeout=120, **more):
     return subprocess.run([program, *arguments], env=environment(**(env or {})), timeout=timeout, **more)
 
 
+def peak_memory(*arguments):
+    """The bytes that the program had in memory at most, while it ran with success and its output went nowhere.
+
+    Before the program starts the child is a copy of this process, whose size counts too: compare two runs.
+    """
+    child = subprocess.Popen([PROGRAM, *arguments], env=environment(), stdout=subprocess.DEVNULL)
+    _, status, usage = os.wait4(child.pid, 0)
+    child.returncode = os.waitstatus_to_exitcode(status)
+    if child.returncode != 0:
+        raise AssertionError(f"exit status {child.returncode}")
+    return usage.ru_maxrss * 1024
+
+
 def documents(output):
     """The JSON documents of `output`, one per line."""
     return [json.loads(line, parse_constant=reject) for line in output.decode("utf-8").splitlines()]

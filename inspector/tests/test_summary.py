@@ -1,11 +1,9 @@
 """What `summary` says of a file. The values of the samples are what ffprobe finds in them."""
 
 import os
-import subprocess
-import sys
 import unittest
 
-from support import PROGRAM, SANITIZED, Case, chunk, documents, environment, film, riff_list, run
+from support import SANITIZED, Case, chunk, documents, film, peak_memory, riff_list, run
 
 PLAIN_PLUGIN = os.path.dirname(os.environ["QUENLOFAR_PLAIN_PLUGIN"])
 
@@ -243,12 +241,7 @@ class Memory(Case):
         peaks = []
         for count in (1000, 1001000):
             path = self.path("film.plain", b"PLAIN" + b"\x81" * count)
-            child = subprocess.Popen([PROGRAM, "summary", "--plugin-dir", PLAIN_PLUGIN, path], env=environment(),
-                                     stdout=subprocess.DEVNULL)
-            _, status, usage = os.wait4(child.pid, 0)
-            child.returncode = os.waitstatus_to_exitcode(status)
-            self.assertEqual(child.returncode, 0)
-            peaks.append(usage.ru_maxrss * 1024)
+            peaks.append(peak_memory("summary", "--plugin-dir", PLAIN_PLUGIN, path))
         self.assertLess(peaks[1] - peaks[0], 24_000_000 if SANITIZED else 12_000_000)
 
 

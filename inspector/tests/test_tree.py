@@ -1,14 +1,38 @@
 """What the tree command leaves out, and how it says so."""
 
+import string
 import unittest
+from itertools import islice, product
 
-from support import Case, chunk, documents, riff_list, run
+from support import SANITIZED, Case, chunk, documents, peak_memory, riff_list, run
 
 
 def titles(items):
     """Titles of nodes with what is in them, names of leaves, numbers of items left out."""
     return [{item["node"]: titles(item["items"])} if "node" in item
             else item.get("field") or item.get("omitted") or "unparsed" for item in items]
+
+
+def misfit(whole, shown, where="top level"):
+    """Where `shown` is not the items `whole` with some in the middle left out and counted, or None."""
+    position = 0
+    for item in shown:
+        if "omitted" in item:
+            position += item["omitted"]
+            continue
+        if position >= len(whole) or any(item[key] != whole[position][key] for key in item if key != "items"):
+            return f"{where}: item {position}"
+        found = misfit(whole[position].get("items", []), item.get("items", []), f"{where}, {position}")
+        if found:
+            return found
+        position += 1
+    return None if position == len(whole) and (not whole or "omitted" not in shown[-1]) else f"{where}: the end"
+
+
+def unlike(count):
+    """Chunks that all have different names."""
+    letters = string.ascii_letters + string.digits
+    return b"".join(chunk(b"Z" + "".join(name).encode(), b"ab") for name in islice(product(letters, repeat=3), count))
 
 
 class Tree(Case):
@@ -89,6 +113,42 @@ class Tree(Case):
                 items = self.elements("--collapse", self.movi(names))[0]["RIFF(AVI )"][-1]["LIST(movi)"]
                 shown = [next(iter(item)) if isinstance(item, dict) else item for item in items]
                 self.assertEqual(shown, ["id", "size", "type"] + expected)
+
+    def riff(self, children, name="film"):
+        movi = riff_list(b"movi", chunk(b"00dc"))
+        return self.path(name, riff_list(b"AVI ", movi + children, b"RIFF") + b"\0" * 200)
+
+    def test_what_is_collapsed_is_counted(self):
+        short, long = riff_list(b"zzzz", chunk(b"Zaaa")), riff_list(b"zzzz", unlike(3000))
+        index = chunk(b"idx1", (b"00dc" + b"\0" * 12) * 3000)
+        for rule, children in [
+            ("all short", short * 30), ("all long", long * 12), ("a long one at the end", short * 30 + long),
+            ("a long one at the start", long + short * 30),
+            ("a long one among short ones", short * 20 + long + short * 20),
+            ("long in long", riff_list(b"yyyy", long * 3 + short * 20) * 12),
+            ("long behind short", riff_list(b"yyyy", short * 20 + long + short * 20) * 3),
+            ("each is collapsed itself", (index + riff_list(b"yyyy", (short * 20 + unlike(30)) * 3)) * 30),
+            ("deep", riff_list(b"aaaa", riff_list(b"bbbb", riff_list(b"cccc", unlike(700) + short * 20) * 10) * 3) * 3),
+        ]:
+            with self.subTest(rule=rule):
+                film = self.riff(children)
+                whole, shown = (documents(run("tree", "--format", "json", "--paths", *more, film).stdout)[0]["elements"]
+                                for more in ([], ["--collapse"]))
+                self.assertIsNone(misfit(whole, shown))
+
+    def test_long_siblings_are_shown(self):
+        # What is in them is more than is worth keeping until it is known whether another one follows.
+        short, long = riff_list(b"zzzz", chunk(b"Zaaa")), riff_list(b"zzzz", unlike(8000))
+        items = self.elements("--collapse", self.riff(short * 31 + long + short * 20))[0]["RIFF(AVI )"][4:]
+        self.assertEqual([len(item["LIST(zzzz)"]) if isinstance(item, dict) else item for item in items],
+                         [4, 30, 8003, 19, 4])
+
+    @unittest.skipIf(SANITIZED, "sanitizers keep freed memory")
+    def test_collapsing_takes_little_memory(self):
+        films = [self.riff(riff_list(b"yyyy", riff_list(b"zzzz", unlike(count)) * 3) * 3, str(count))
+                 for count in (10, 40000)]
+        peaks = [peak_memory("tree", "--collapse", film) for film in films]
+        self.assertLess(peaks[1] - peaks[0], 12_000_000)
 
     def test_collapse_says_so_in_text(self):
         lines = run("tree", "--collapse", self.movi([b"00dc"] * 50)).stdout.decode().splitlines()
