@@ -1,6 +1,7 @@
 """What the tree command leaves out, and how it says so."""
 
 import string
+import struct
 import unittest
 from itertools import islice, product
 
@@ -11,6 +12,11 @@ def titles(items):
     """Titles of nodes with what is in them, names of leaves, numbers of items left out."""
     return [{item["node"]: titles(item["items"])} if "node" in item
             else item.get("field") or item.get("omitted") or "unparsed" for item in items]
+
+
+def leaves(items):
+    """All leaves, those inside of nodes too."""
+    return [leaf for item in items for leaf in (leaves(item["items"]) if "node" in item else [item])]
 
 
 def misfit(whole, shown, where="top level"):
@@ -88,12 +94,34 @@ class Tree(Case):
                 expected = [{"RIFF(AVI )": [{"LIST(hdrl)": hdrl}]}] if hdrl else []
                 self.assertEqual(self.elements(*arguments, self.sample()), expected)
 
+    def test_large_numbers_are_told_apart(self):
+        # A double holds 53 bits; the file's numbers have 64.
+        offsets = [(1 << 53) - 1, 1 << 53, (1 << 53) + 1, (1 << 64) - 2, (1 << 64) - 1]
+        entries = b"".join(struct.pack("<QII", offset, 1, 1) for offset in offsets)
+        index = chunk(b"indx", struct.pack("<HBBI4s12x", 4, 0, 0, len(offsets), b"00dc") + entries)
+        hdrl = riff_list(b"hdrl", riff_list(b"strl", index))
+        path = self.path("film", riff_list(b"AVI ", hdrl, b"RIFF") + b"\0" * 200)
+        for condition, expected in [
+            ("=9007199254740993", [2]), ("=0x20000000000001", [2]), ("!=9007199254740992", [0, 2, 3, 4]),
+            ("<9007199254740993", [0, 1]), ("<=0x20000000000000", [0, 1]), (">9007199254740992", [2, 3, 4]),
+            (">18446744073709551614", [4]), (">=0xFFFFFFFFFFFFFFFE", [3, 4]), (">-1", [0, 1, 2, 3, 4]), ("<-1", []),
+            (">-9223372036854775808", [0, 1, 2, 3, 4]), ("=+9007199254740991", [0]), ("<9007199254740991.5", [0]),
+            (">1.8e19", [3, 4]), ("=9.007199254740991e15", [0]),
+        ]:
+            with self.subTest(condition=condition):
+                result = run("tree", "--format", "json", "--where", "qwOffset" + condition, path)
+                self.assertEnds(result, 0)
+                found = [item["value"] for item in leaves(documents(result.stdout)[0]["elements"])]
+                self.assertEqual(found, [str(offsets[number]) for number in expected])
+
     def test_only_and_where_hold_together(self):
         self.assertEqual(self.elements("--only", "strf", "--where", "*=64", self.sample()),
                          [{"RIFF(AVI )": [{"LIST(hdrl)": [{"LIST(strl)": [{"strf": ["biWidth"]}]}]}]}])
 
     def test_conditions_that_are_none(self):
-        for condition in ("dwRate", "=5", "dwRate>many", "", "dwRate=>"):
+        for condition in ("dwRate", "=5", "dwRate>many", "", "dwRate=>", "dwRate>inf", "dwRate<nan", "dwRate> 12",
+                          "dwRate<12 ", "dwRate>0x", "dwRate>0x-1", "dwRate<0x0x1", "dwRate<1e999", "dwRate>-",
+                          "dwRate>."):
             with self.subTest(condition=condition):
                 result = run("tree", "--where", condition, self.sample())
                 if condition == "dwRate=>":
