@@ -112,6 +112,12 @@ def film(chunks):
     return riff_list(b"AVI ", riff_list(b"movi", chunk(b"00dc") * chunks), b"RIFF") + b"\0" * 200
 
 
+def film_of_streams(count):
+    """An AVI file with `count` streams of which nothing is said."""
+    streams = riff_list(b"strl", b"") * count
+    return riff_list(b"AVI ", riff_list(b"hdrl", streams) + riff_list(b"movi", b""), b"RIFF") + b"\0" * 200
+
+
 def default_interrupt():
     """For a child: a shell's background jobs start with SIGINT ignored, and the program respects that."""
     signal.signal(signal.SIGINT, signal.SIG_DFL)

@@ -3,7 +3,7 @@
 import os
 import unittest
 
-from support import SANITIZED, Case, chunk, documents, film, peak_memory, riff_list, run
+from support import SANITIZED, Case, documents, film, film_of_streams, peak_memory, run
 
 PLAIN_PLUGIN = os.path.dirname(os.environ["QUENLOFAR_PLAIN_PLUGIN"])
 
@@ -113,12 +113,13 @@ class Text(Case):
         self.assertTrue(result.stdout.startswith(os.fsencode(self.directory) + b"/a\\x1B[31m\\nb\xef\xbf\xbd\n"))
 
     def test_many_streams_fit_on_a_screen(self):
-        header = chunk(b"strh", b"vidsXVID" + b"\0" * 48)
-        streams = b"".join(riff_list(b"strl", header) for _ in range(40))
-        data = riff_list(b"AVI ", riff_list(b"hdrl", streams) + riff_list(b"movi", b""), b"RIFF") + b"\0" * 100
-        lines = run("summary", self.path("streams", data)).stdout.decode().splitlines()
-        self.assertLess(len(lines), 30)
-        self.assertEqual([line.split(None, 1)[1] for line in lines if line.startswith("  streams")], ["32 more"])
+        for count, text in [(9, None), (10, "2 more"), (40, "32 more"), (20000, "19992 more"),
+                            (70000, "70000, of which the first 65536 are described, 8 of them here")]:
+            with self.subTest(count=count):
+                lines = run("summary", self.path("streams", film_of_streams(count))).stdout.decode().splitlines()
+                self.assertEqual([line.split(None, 1)[1] for line in lines if line.startswith("  streams")],
+                                 [text] if text else [])
+                self.assertEqual(sum(line.startswith("  stream ") for line in lines), 8 if text else 9)
 
 
 class Json(Case):
