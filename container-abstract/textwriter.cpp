@@ -3,6 +3,7 @@
 #include "displaytext.h"
 #include "outputbuffer.h"
 #include "statuscodes.h"
+#include "textwidth.h"
 
 #include <algorithm>
 #include <charconv>
@@ -66,7 +67,7 @@ public:
     OutputBuffer output;
     const TextStyle style;
     ItemNotes notes; // of the next item
-    std::ptrdiff_t room = 0; // characters that the line has left, where its width is limited
+    int room = 0; // columns that the line has left, where its width is limited
     quint64 depth = 0; // open nodes
     quint64 frames = 0;
     int columnWidth = leastColumnWidth; // of offsets
@@ -231,17 +232,19 @@ void TextWriter::Private::indent()
 {
     const auto width = std::ptrdiff_t(2 + (notes.path.isEmpty() ? 2 * std::min(depth, deepestIndentation) : 0));
     output.fill(' ', width);
-    room = style.width - (columnWidth + 2 + sizeWidth + width);
+    // The bytes, where they are wanted, are what a line ends with.
+    const int reserved = notes.bytes.isEmpty() ? 0 : textWidth(notes.bytes, TextForm::Escaped) + 4;
+    room = style.width - (columnWidth + 2 + sizeWidth + int(width) + reserved);
 }
 
 void TextWriter::Private::printName(QStringView name, std::string_view sequence)
 {
     const QStringView shown = notes.path.isEmpty() ? name : notes.path;
     colour(sequence).text(shown).colour(plain);
-    room -= shown.size();
+    if (style.width > 0)
+        room -= textWidth(shown, TextForm::Escaped);
 }
 
-/// The bytes, where they are wanted, are what a line ends with.
 void TextWriter::Private::endItem()
 {
     if (!notes.bytes.isEmpty())
@@ -366,13 +369,15 @@ TextWriter::Private &TextWriter::Private::sizeColumn(quint64 value)
 /// As much of `text` as the line has room for, but never so little that it says nothing.
 TextWriter::Private &TextWriter::Private::clipped(QStringView whole)
 {
-    constexpr std::ptrdiff_t leastShown = 16;
-    const std::ptrdiff_t most = std::max(room - 4, leastShown);
-    room -= whole.size() + 4;
-    if (style.width == 0 || whole.size() <= most)
+    constexpr int leastShown = 16;
+    if (style.width == 0)
         return text(whole);
-    const auto kept = most - (whole[most - 2].isHighSurrogate() ? 2 : 1); // a pair stays whole
-    return text(whole.left(kept)).raw("\xE2\x80\xA6");
+    const int most = std::max(room - 4, leastShown);
+    const TextPiece shown = fittingPiece(whole, most, TextForm::Escaped);
+    room -= shown.columns + 4;
+    if (shown.units == whole.size())
+        return text(whole);
+    return text(whole.left(fittingPiece(whole, most - 1, TextForm::Escaped).units)).raw("\xE2\x80\xA6");
 }
 
 /// "1 byte", "2 bytes".

@@ -17,7 +17,7 @@ struct TextStyle
     bool hexOffsets = false; ///< offsets in hexadecimal
     SizeUnits sizes = SizeUnits::Bytes; ///< of sizes in sentences and columns
     bool showsFrames = true; ///< a line for each reported frame; they are counted at the end in any case
-    int width = 0; ///< characters per line from which on long values are cut off; 0 is no limit
+    int width = 0; ///< columns per line from which on long values are cut off; 0 is no limit
 };
 
 /**

@@ -20,7 +20,9 @@
 class AviDescriber final : public ContainerDescriber
 {
 public:
-    static constexpr quint64 mostStreams = 256; ///< of more streams the first ones are kept; a row says so
+    /// Of more streams the first ones are kept, and a row says so. Chunk ids name a hundred; a list of streams may be
+    /// as short as 12 bytes. A stream takes some 200 bytes, and as many again for each hundred characters of its name.
+    static constexpr quint64 mostStreams = 65536;
 
     AviDescriber();
     ~AviDescriber() override;

@@ -1,6 +1,7 @@
 #include "collapsefilter.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
@@ -25,6 +26,7 @@ bool CollapseFilter::beginDocument(const DocumentStart &start)
 {
     m_levels.clear();
     m_levels.emplace_back(nullptr);
+    m_keptBytes = 0;
     return m_next.beginDocument(start);
 }
 
@@ -66,6 +68,7 @@ CollapseFilter::Recording *CollapseFilter::startItem(QStringView name)
         return level.target;
     }
     if (level.kept.size() == shortRun) {
+        forget(level.kept.front());
         level.kept.pop_front();
         ++level.omitted;
     }
@@ -76,23 +79,54 @@ bool CollapseFilter::write(Recording *target, Event &&event)
 {
     if (!target)
         return event.writeTo(m_next);
-    target->push_back(std::move(event));
-    return true;
+    record(target, std::move(event));
+    return m_keptBytes <= mostKept || releaseMuch();
 }
 
-/// The run is over: hands on what was kept of it.
+void CollapseFilter::record(Recording *target, Event &&event)
+{
+    const size_t bytes = event.bytes();
+    target->bytes += bytes;
+    m_keptBytes += bytes;
+    target->events.push_back(std::move(event));
+}
+
+/// Hands on what is kept, from the outermost level inwards, until there is room again for half of what may be kept: so
+/// this happens seldom. What still comes of a sibling that is handed on goes the same way.
+bool CollapseFilter::releaseMuch()
+{
+    bool works = true;
+    for (auto level = m_levels.begin(); level != m_levels.end() && m_keptBytes > mostKept / 2; ++level) {
+        if (level->kept.empty())
+            continue;
+        const Recording *const last = &level->kept.back();
+        for (auto inner = std::next(level); inner != m_levels.end() && inner->target == last; ++inner)
+            inner->target = level->target;
+        works = release(&*level) && works;
+    }
+    return works;
+}
+
+/// The run is over, or what is kept of it is too much: hands on what was kept.
 bool CollapseFilter::release(Level *level)
 {
     bool works = true;
+    const auto handOn = [&](Event &&event) {
+        if (level->target)
+            record(level->target, std::move(event));
+        else
+            works = event.writeTo(m_next) && works;
+    };
     if (level->omitted > 0) {
-        works = write(level->target, {std::nullopt, level->omitted + level->kept.size() - 1});
-        level->kept.erase(level->kept.begin(), level->kept.end() - 1);
+        handOn({std::nullopt, level->omitted + level->kept.size() - 1});
+        for (; level->kept.size() > 1; level->kept.pop_front())
+            forget(level->kept.front());
     }
-    for (Recording &recording : level->kept) {
-        for (Event &event : recording)
-            works = write(level->target, std::move(event)) && works;
+    for (; !level->kept.empty(); level->kept.pop_front()) {
+        for (Event &event : level->kept.front().events)
+            handOn(std::move(event));
+        forget(level->kept.front());
     }
-    level->kept.clear();
     level->omitted = 0;
     return works;
 }

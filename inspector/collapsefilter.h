@@ -12,13 +12,18 @@
 /**
  * Shows a long run of like siblings as the first, how many were left out, and the last. Siblings are like each other
  * when they have one name; a run goes on as long as only names come that have come before, so that the chunks of
- * several streams, or the fields of many records, make one run. Keeps at most a few siblings per open node.
+ * several streams, or the fields of many records, make one run.
+ *
+ * Keeps at most a few siblings per open node, and mostKept bytes in all: a sibling with so much inside that it would
+ * take more is shown, and with it what is kept before it. Omissions stay exact.
  */
 class CollapseFilter : public TreeFilter
 {
 public:
     /// So many like siblings behind the first are still shown whole.
     static constexpr size_t shortRun = 8;
+    /// Bytes that everything that is kept takes at most, about: some thousand items.
+    static constexpr size_t mostKept = 1 << 20;
 
     explicit CollapseFilter(TreeWriter &next);
 
@@ -37,8 +42,14 @@ private:
         quint64 omitted = 0;
 
         bool writeTo(TreeWriter &writer) const;
+        size_t bytes() const { return sizeof *this + (item ? item->textBytes() : 0); }
     };
-    using Recording = std::vector<Event>;
+    /// A sibling that is kept, with what is in it.
+    struct Recording
+    {
+        std::vector<Event> events;
+        size_t bytes = 0; ///< that they take
+    };
 
     /// What stands in one open node, or at the top level.
     struct Level
@@ -47,14 +58,18 @@ private:
 
         Recording *target; ///< where it goes: to a sibling that is kept by an outer level, or null for the writer
         std::vector<QString> names; ///< of the run so far
-        std::deque<Recording> kept; ///< the latest like siblings, with what is in them
+        std::deque<Recording> kept; ///< the latest like siblings; the last one may still be open
         quint64 omitted = 0; ///< like siblings that are kept no more
     };
 
     Recording *startItem(QStringView name);
     bool write(Recording *target, Event &&event);
+    void record(Recording *target, Event &&event);
     bool release(Level *level);
+    bool releaseMuch();
+    void forget(const Recording &recording) { m_keptBytes -= recording.bytes; }
 
     std::deque<Level> m_levels; // a deque: what is kept in a level is pointed to from those inside
+    size_t m_keptBytes = 0; // in all levels
     ItemNotes m_notes;
 };

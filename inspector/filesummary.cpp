@@ -2,8 +2,16 @@
 
 #include "streamoutput.h"
 
+#include <algorithm>
 #include <cmath>
 #include <exception>
+
+QString leftOutText(const QVector<DescriptionRow> &rows)
+{
+    const auto found = std::find_if(rows.begin(), rows.end(),
+                                    [](const DescriptionRow &row) { return row.label == QLatin1String("streams"); });
+    return found == rows.end() ? QString() : found->text;
+}
 
 double FileSummary::frameRate(uint videoOrdinal) const
 {

@@ -9,6 +9,9 @@
 #include <QString>
 #include <QVector>
 
+/// What `rows` of a describer say of streams that it left out, in its row "streams"; empty when it has none.
+QString leftOutText(const QVector<DescriptionRow> &rows);
+
 /// What a walk told of one file, in short. Takes at most 8 bytes per frame, and some for each place
 /// where the file is unparsed or has a gap.
 struct FileSummary

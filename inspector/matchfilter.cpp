@@ -3,20 +3,55 @@
 #include "wildcards.h"
 
 #include <algorithm>
+#include <cmath>
+#include <compare>
+#include <type_traits>
+#include <utility>
 
 namespace {
 
-/// Decimal, or hexadecimal with 0x.
-std::optional<double> numberOf(QStringView text)
+using Number = FieldCondition::Number;
+
+bool consistsOf(QStringView text, QStringView characters)
+{
+    return std::all_of(text.begin(), text.end(),
+                       [characters](QChar character) { return characters.contains(character); });
+}
+
+/// Decimal, with or without a fraction, or hexadecimal with 0x. Qt's conversions also take blanks, names and more.
+std::optional<Number> numberOf(QStringView text)
 {
     bool isNumber = false;
-    const QString digits = text.toString();
-    if (digits.startsWith(QLatin1String("0x"), Qt::CaseInsensitive)) {
-        const qulonglong number = digits.mid(2).toULongLong(&isNumber, 16);
-        return isNumber ? std::optional<double>(double(number)) : std::nullopt;
+    if (text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive)) {
+        const QString digits = text.mid(2).toString();
+        const quint64 number = digits.toULongLong(&isNumber, 16);
+        return isNumber && consistsOf(digits, u"0123456789abcdefABCDEF") ? std::optional<Number>(number) : std::nullopt;
     }
+    if (!consistsOf(text, u"0123456789+-.eE"))
+        return std::nullopt;
+    const QString digits = text.toString();
+    if (const quint64 number = digits.toULongLong(&isNumber); isNumber)
+        return number;
+    if (const qint64 number = digits.toLongLong(&isNumber); isNumber)
+        return number;
     const double number = digits.toDouble(&isNumber);
-    return isNumber ? std::optional<double>(number) : std::nullopt;
+    return isNumber && std::isfinite(number) ? std::optional<Number>(number) : std::nullopt;
+}
+
+/// Of integers exact.
+std::partial_ordering order(const Number &one, const Number &other)
+{
+    return std::visit(
+        [](auto left, auto right) -> std::partial_ordering {
+            if constexpr (std::is_integral_v<decltype(left)> && std::is_integral_v<decltype(right)>) {
+                return std::cmp_less(left, right) ? std::partial_ordering::less
+                    : std::cmp_equal(left, right) ? std::partial_ordering::equivalent
+                                                  : std::partial_ordering::greater;
+            } else {
+                return double(left) <=> double(right);
+            }
+        },
+        one, other);
 }
 
 /// Unparsed bytes have no name of their own.
@@ -64,26 +99,27 @@ bool FieldCondition::holds(const Field &field) const
         return false;
     if (m_comparison == Comparison::Equal || m_comparison == Comparison::NotEqual)
         return isEqual(field) == (m_comparison == Comparison::Equal);
-    const std::optional<double> number = numberOf(field.value);
+    const std::optional<Number> number = numberOf(field.value);
     if (!number)
         return false;
+    const std::partial_ordering found = order(*number, *m_number);
     switch (m_comparison) {
     case Comparison::Less:
-        return *number < *m_number;
+        return std::is_lt(found);
     case Comparison::LessOrEqual:
-        return *number <= *m_number;
+        return std::is_lteq(found);
     case Comparison::Greater:
-        return *number > *m_number;
+        return std::is_gt(found);
     default:
-        return *number >= *m_number;
+        return std::is_gteq(found);
     }
 }
 
 bool FieldCondition::isEqual(const Field &field) const
 {
     if (m_number) {
-        const std::optional<double> number = numberOf(field.value);
-        if (number && *number == *m_number)
+        const std::optional<Number> number = numberOf(field.value);
+        if (number && std::is_eq(order(*number, *m_number)))
             return true;
     }
     return matchesWildcards(m_value, field.value)

@@ -8,12 +8,16 @@
 #include <QStringList>
 
 #include <optional>
+#include <variant>
 #include <vector>
 
 /// A condition on leaves, such as "dwRate>=25" or "fccType=vid*".
 class FieldCondition
 {
 public:
+    /// An integer as such: not all 64-bit ones are a double.
+    using Number = std::variant<quint64, qint64, double>;
+
     /// Nothing when `text` is no condition.
     static std::optional<FieldCondition> parse(const QString &text);
 
@@ -27,7 +31,7 @@ private:
     QByteArray m_name; // with wildcards
     Comparison m_comparison = Comparison::Equal;
     QByteArray m_value; // with wildcards
-    std::optional<double> m_number; // the value, if it is one
+    std::optional<Number> m_number; // the value, if it is one
 };
 
 /**

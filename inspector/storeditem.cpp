@@ -21,3 +21,10 @@ bool StoredItem::writeTo(TreeWriter &writer) const
         return writer.beginElement(m_offset, m_size, m_name, m_index);
     return writer.addField({m_flag, m_code, m_offset, m_size, m_index, m_name, m_value, m_meaning, m_description});
 }
+
+size_t StoredItem::textBytes() const
+{
+    const auto units =
+        m_name.size() + m_value.size() + m_meaning.size() + m_description.size() + m_path.size() + m_bytes.size();
+    return size_t(units) * sizeof(QChar);
+}

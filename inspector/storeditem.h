@@ -13,6 +13,8 @@ public:
 
     /// Opens the node in `writer`, or adds the leaf to it.
     bool writeTo(TreeWriter &writer) const;
+    /// Bytes that its texts take.
+    size_t textBytes() const;
 
 private:
     bool m_isNode;

@@ -3,7 +3,9 @@
 #include "batch.h"
 #include "describingsink.h"
 #include "displaytext.h"
+#include "filesummary.h"
 #include "jsonprinter.h"
+#include "messages.h"
 #include "options.h"
 #include "streamoutput.h"
 #include "textoutput.h"
@@ -19,7 +21,7 @@ namespace {
 class StreamSink : public DescribingSink
 {
 public:
-    explicit StreamSink(const FileContext &context) : DescribingSink(context.parsers) { }
+    StreamSink(const FileContext &context, bool isQuiet) : DescribingSink(context.parsers), m_isQuiet(isQuiet) { }
 
     bool beginDocument(const DocumentStart &start) override
     {
@@ -29,6 +31,9 @@ public:
     bool endDocument(const RunResult &result) override
     {
         const bool isDescribed = DescribingSink::endDocument(result);
+        const QString leftOut = leftOutText(rows());
+        if (!leftOut.isEmpty() && !m_isQuiet)
+            printMessage(QStringLiteral("%1: streams: %2").arg(m_start.file, leftOut));
         return print(m_start, streamsOf(*this, result), result) && isDescribed;
     }
     QString errorText() const override
@@ -43,6 +48,7 @@ protected:
     virtual QString outputError() const = 0;
 
 private:
+    const bool m_isQuiet;
     DocumentStart m_start;
 };
 
@@ -55,7 +61,10 @@ QString numberText(quint64 number)
 class StreamTable : public StreamSink
 {
 public:
-    StreamTable(QIODevice &output, const FileContext &context) : StreamSink(context), m_output(output) { }
+    StreamTable(QIODevice &output, const FileContext &context, bool isQuiet)
+        : StreamSink(context, isQuiet), m_output(output)
+    {
+    }
 
 protected:
     bool print(const DocumentStart &start, const QVector<StreamDescription> &streams, const RunResult &result) override
@@ -105,8 +114,8 @@ private:
 class StreamCsv : public StreamSink
 {
 public:
-    StreamCsv(QIODevice &output, const FileContext &context)
-        : StreamSink(context), m_output(output), m_isFirst(context.isFirst), m_namesFile(context.isOneOfMany)
+    StreamCsv(QIODevice &output, const FileContext &context, bool isQuiet)
+        : StreamSink(context, isQuiet), m_output(output), m_isFirst(context.isFirst), m_namesFile(context.isOneOfMany)
     {
     }
 
@@ -153,8 +162,8 @@ private:
 class StreamJson : public StreamSink
 {
 public:
-    StreamJson(QIODevice &output, const FileContext &context, JsonLayout layout)
-        : StreamSink(context), m_json(output, layout)
+    StreamJson(QIODevice &output, const FileContext &context, bool isQuiet, JsonLayout layout)
+        : StreamSink(context, isQuiet), m_json(output, layout)
     {
     }
 
@@ -179,12 +188,13 @@ int listStreams(const Options &options, const PluginLoader &plugins, ProgramOutp
     return walkFiles(options, plugins, output,
                      [&options](QIODevice &place, const FileContext &context) -> std::unique_ptr<ElementSink> {
                          if (options.format == Options::Format::Csv)
-                             return std::make_unique<StreamCsv>(place, context);
+                             return std::make_unique<StreamCsv>(place, context, options.quiet);
                          if (options.format == Options::Format::Json)
-                             return std::make_unique<StreamJson>(
-                                 place, context, options.pretty ? JsonLayout::Indented : JsonLayout::Line);
+                             return std::make_unique<StreamJson>(place, context, options.quiet,
+                                                                 options.pretty ? JsonLayout::Indented
+                                                                                : JsonLayout::Line);
                          if (!context.isFirst)
                              place.write("\n");
-                         return std::make_unique<StreamTable>(place, context);
+                         return std::make_unique<StreamTable>(place, context, options.quiet);
                      });
 }

@@ -127,8 +127,11 @@ void SummaryText::addFile(const FileSummary &summary)
         return;
     add(QStringLiteral("container"), start.container.isNull() ? QStringLiteral("unknown") : start.container);
     add(QStringLiteral("size"), sizeText(quint64(start.fileSize), m_style.sizes));
-    for (const DescriptionRow &row : summary.rows)
-        add(row.label, row.text);
+    for (const DescriptionRow &row : summary.rows) {
+        // What was left out is said where the streams stand.
+        if (summary.streams.size() <= mostStreams + 1 || row.label != QLatin1String("streams"))
+            add(row.label, row.text);
+    }
 }
 
 void SummaryText::addStreams(FileSummary &summary)
@@ -136,7 +139,10 @@ void SummaryText::addStreams(FileSummary &summary)
     const QVector<StreamDescription> &streams = summary.streams;
     for (const StreamDescription &stream : streams) {
         if (stream.ordinal == mostStreams && streams.size() > mostStreams + 1) {
-            add(QStringLiteral("streams"), QStringLiteral("%1 more").arg(streams.size() - mostStreams));
+            const QString leftOut = leftOutText(summary.rows);
+            add(QStringLiteral("streams"),
+                leftOut.isEmpty() ? QStringLiteral("%1 more").arg(streams.size() - mostStreams)
+                                  : QStringLiteral("%1, %2 of them here").arg(leftOut).arg(mostStreams));
             return;
         }
         add(QStringLiteral("stream %1").arg(stream.ordinal), streamText(stream));

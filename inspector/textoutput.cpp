@@ -5,6 +5,7 @@
 #include "report.h"
 #include "runresult.h"
 #include "sizetext.h"
+#include "textwidth.h"
 
 #include <QIODevice>
 #include <QStringList>
@@ -66,19 +67,15 @@ QStringList tableLines(const QVector<QStringList> &rows, const QVector<int> &num
     for (const QStringList &row : rows) {
         widths.resize(std::max(int(widths.size()), int(row.size())));
         for (int column = 0; column < row.size(); ++column)
-            widths[column] = std::max(widths[column], int(row[column].size()));
+            widths[column] = std::max(widths[column], textWidth(row[column], TextForm::Plain));
     }
     QStringList lines;
     for (const QStringList &row : rows) {
         QString line;
         for (int column = 0; column < row.size(); ++column) {
-            const bool isLast = column + 1 == row.size();
-            if (numberColumns.contains(column))
-                line += row[column].rightJustified(widths[column]);
-            else
-                line += isLast ? row[column] : row[column].leftJustified(widths[column]);
-            if (!isLast)
-                line += QStringLiteral("  ");
+            const QString padding(widths[column] - textWidth(row[column], TextForm::Plain), QLatin1Char(' '));
+            line += numberColumns.contains(column) ? padding + row[column] : row[column] + padding;
+            line += QStringLiteral("  ");
         }
         while (line.endsWith(QLatin1Char(' ')))
             line.chop(1);

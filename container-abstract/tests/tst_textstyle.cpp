@@ -93,6 +93,31 @@ void TestTextStyle::styles_data()
             writer.addField(leaf(0, 4, unparsedDataMarker, {}));
         },
         "     0       4  unparsed  4 bytes that no parser interprets\n");
+    // What a line of 50 columns has room for behind "name": 26 columns.
+    const auto named = [](const QString &name, const QString &value, const char16_t *bytes = u"") {
+        return [name, value, bytes = QString::fromUtf16(bytes)](TreeWriter &writer) {
+            writer.setNotes({{}, bytes});
+            writer.addField(leaf(0, 1, name, value));
+        };
+    };
+    const QString name = QStringLiteral("name");
+    const QByteArray start = "     0       1  name = ";
+    row("a character of two columns is counted so", narrow, named(name, QString(13, QChar(0x6620))),
+        start + QByteArray("\xE6\x98\xA0").repeated(13) + "\n");
+    row("a character of two columns is not cut in two", narrow, named(name, QString(14, QChar(0x6620))),
+        start + QByteArray("\xE6\x98\xA0").repeated(12) + "\xE2\x80\xA6\n");
+    row("a pair of two columns is not cut in two", narrow, named(name, QStringLiteral("\U0001F600").repeated(14)),
+        start + QByteArray("\xF0\x9F\x98\x80").repeated(12) + "\xE2\x80\xA6\n");
+    row("a mark on a character takes no column", narrow, named(name, QStringLiteral("e\u0301").repeated(26)),
+        start + QByteArray("e\xCC\x81").repeated(26) + "\n");
+    row("a mark stays with its character", narrow, named(name, QStringLiteral("e\u0301").repeated(27)),
+        start + QByteArray("e\xCC\x81").repeated(25) + "\xE2\x80\xA6\n");
+    row("an escape is counted as it is shown, and not cut in two", narrow, named(name, QString(7, QChar(0x1B))),
+        start + QByteArray("\\x1B").repeated(6) + "\xE2\x80\xA6\n");
+    row("a name is counted as it is shown", narrow, named(QString(2, QChar(0x6620)), QString(27, QLatin1Char('w'))),
+        "     0       1  \xE6\x98\xA0\xE6\x98\xA0 = " + QByteArray(25, 'w') + "\xE2\x80\xA6\n");
+    row("bytes have room behind a value", narrow, named(name, QString(18, QLatin1Char('w')), u"52 49"),
+        start + QByteArray(16, 'w') + "\xE2\x80\xA6  [52 49]\n");
     row(
         "bytes at the end of the line", {},
         [](TreeWriter &writer) {
@@ -133,7 +158,7 @@ void TestTextStyle::styles_data()
     row(
         "a character of two units is not cut in half", narrow,
         [](TreeWriter &writer) {
-            writer.addField(leaf(0, 4, u"a_name_that_fills_the_line_by_itself", u"01234567890123\U0001F39E789"));
+            writer.addField(leaf(0, 4, u"a_name_that_fills_the_line_by_itself", u"01234567890123\U0001F3A0789"));
         },
         "     0       4  a_name_that_fills_the_line_by_itself = 01234567890123\xE2\x80\xA6\n");
     row(

@@ -384,22 +384,22 @@ private Q_SLOTS:
     void streamsBeyondTheMostAreCounted_data()
     {
         QTest::addColumn<int>("count");
+        QTest::addColumn<int>("described");
         QTest::addColumn<QString>("row");
-        QTest::newRow("the most") << 256 << "";
-        QTest::newRow("one more") << 257 << "streams: 257, of which the first 256 are described";
-        QTest::newRow("many more") << 5000 << "streams: 5000, of which the first 256 are described";
+        QTest::newRow("more than chunk ids can name") << 20000 << 20000 << "";
+        QTest::newRow("the most") << 65536 << 65536 << "";
+        QTest::newRow("one more") << 65537 << 65536 << "streams: 65537, of which the first 65536 are described";
+        QTest::newRow("many more") << 80000 << 65536 << "streams: 80000, of which the first 65536 are described";
     }
     void streamsBeyondTheMostAreCounted()
     {
         QFETCH(int, count);
+        QFETCH(int, described);
         QFETCH(QString, row);
-        QByteArray lists;
-        for (int i = 0; i < count; ++i)
-            lists += strl({videoHeader(), videoFormat()}).bytes();
-        const Description description = describe(fileOf(lists));
-        QCOMPARE(int(description.streams.size()), 256);
-        QCOMPARE(description.streams.last().ordinal, 255);
-        QCOMPARE(description.streams.last().videoOrdinal, 255);
+        const Description description = describe(fileOf(strl({videoHeader(), videoFormat()}).bytes().repeated(count)));
+        QCOMPARE(int(description.streams.size()), described);
+        QCOMPARE(description.streams.last().ordinal, described - 1);
+        QCOMPARE(description.streams.last().videoOrdinal, described - 1);
         QCOMPARE(linesOf(description.rows).value(1), row);
     }
 

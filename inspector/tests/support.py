@@ -36,6 +36,19 @@ def run(*arguments, program=PROGRAM, env=None, timeout=120, **more):
     return subprocess.run([program, *arguments], env=environment(**(env or {})), timeout=timeout, **more)
 
 
+def peak_memory(*arguments):
+    """The bytes that the program had in memory at most, while it ran with success and its output went nowhere.
+
+    Before the program starts the child is a copy of this process, whose size counts too: compare two runs.
+    """
+    child = subprocess.Popen([PROGRAM, *arguments], env=environment(), stdout=subprocess.DEVNULL)
+    _, status, usage = os.wait4(child.pid, 0)
+    child.returncode = os.waitstatus_to_exitcode(status)
+    if child.returncode != 0:
+        raise AssertionError(f"exit status {child.returncode}")
+    return usage.ru_maxrss * 1024
+
+
 def documents(output):
     """The JSON documents of `output`, one per line."""
     return [json.loads(line, parse_constant=reject) for line in output.decode("utf-8").splitlines()]
@@ -97,6 +110,12 @@ def riff_list(form, children, name=b"LIST", size=None):
 def film(chunks):
     """An AVI file whose "movi" list holds `chunks` empty video chunks."""
     return riff_list(b"AVI ", riff_list(b"movi", chunk(b"00dc") * chunks), b"RIFF") + b"\0" * 200
+
+
+def film_of_streams(count):
+    """An AVI file with `count` streams of which nothing is said."""
+    streams = riff_list(b"strl", b"") * count
+    return riff_list(b"AVI ", riff_list(b"hdrl", streams) + riff_list(b"movi", b""), b"RIFF") + b"\0" * 200
 
 
 def default_interrupt():

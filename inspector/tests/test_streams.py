@@ -5,7 +5,7 @@ import io
 import os
 import unittest
 
-from support import GOLDENS, SAMPLES, Case, documents, film, run
+from support import GOLDENS, SAMPLES, Case, documents, film, film_of_streams, run
 
 PLAIN_PLUGIN = os.path.dirname(os.environ["QUENLOFAR_PLAIN_PLUGIN"])
 
@@ -122,6 +122,19 @@ stream  kind   code      picture  frames/s  samples/s  channels  bits     bit ra
                           "no parser recognises the file (status 3)"])
         document, = documents(run("streams", "--format", "json", text).stdout)
         self.assertEqual((document["container"], document["streams"]), (None, []))
+
+    def test_very_many_streams(self):
+        for count, listed, messages in [(20000, 20000, []),
+                                        (70000, 65536, ["streams: 70000, of which the first 65536 are described"])]:
+            path = self.path("streams", film_of_streams(count))
+            for form, found in [("text", lambda output: len(output.splitlines()) - 2),
+                                ("csv", lambda output: len(table(output)) - 1),
+                                ("json", lambda output: len(documents(output)[0]["streams"]))]:
+                with self.subTest(count=count, form=form):
+                    result = run("streams", "--format", form, path)
+                    self.assertEnds(result, 0, *[f"{path.decode()}: {message}" for message in messages])
+                    self.assertEqual(found(result.stdout), listed)
+            self.assertEnds(run("streams", "--quiet", path), 0)
 
     def test_several_tables_are_apart(self):
         one, other = self.sample(), self.sample("yuv2lav-mjpeg")

@@ -1,11 +1,9 @@
 """What `summary` says of a file. The values of the samples are what ffprobe finds in them."""
 
 import os
-import subprocess
-import sys
 import unittest
 
-from support import PROGRAM, SANITIZED, Case, chunk, documents, environment, film, riff_list, run
+from support import SANITIZED, Case, documents, film, film_of_streams, peak_memory, run
 
 PLAIN_PLUGIN = os.path.dirname(os.environ["QUENLOFAR_PLAIN_PLUGIN"])
 
@@ -115,12 +113,13 @@ class Text(Case):
         self.assertTrue(result.stdout.startswith(os.fsencode(self.directory) + b"/a\\x1B[31m\\nb\xef\xbf\xbd\n"))
 
     def test_many_streams_fit_on_a_screen(self):
-        header = chunk(b"strh", b"vidsXVID" + b"\0" * 48)
-        streams = b"".join(riff_list(b"strl", header) for _ in range(40))
-        data = riff_list(b"AVI ", riff_list(b"hdrl", streams) + riff_list(b"movi", b""), b"RIFF") + b"\0" * 100
-        lines = run("summary", self.path("streams", data)).stdout.decode().splitlines()
-        self.assertLess(len(lines), 30)
-        self.assertEqual([line.split(None, 1)[1] for line in lines if line.startswith("  streams")], ["32 more"])
+        for count, text in [(9, None), (10, "2 more"), (40, "32 more"), (20000, "19992 more"),
+                            (70000, "70000, of which the first 65536 are described, 8 of them here")]:
+            with self.subTest(count=count):
+                lines = run("summary", self.path("streams", film_of_streams(count))).stdout.decode().splitlines()
+                self.assertEqual([line.split(None, 1)[1] for line in lines if line.startswith("  streams")],
+                                 [text] if text else [])
+                self.assertEqual(sum(line.startswith("  stream ") for line in lines), 8 if text else 9)
 
 
 class Json(Case):
@@ -243,12 +242,7 @@ class Memory(Case):
         peaks = []
         for count in (1000, 1001000):
             path = self.path("film.plain", b"PLAIN" + b"\x81" * count)
-            child = subprocess.Popen([PROGRAM, "summary", "--plugin-dir", PLAIN_PLUGIN, path], env=environment(),
-                                     stdout=subprocess.DEVNULL)
-            _, status, usage = os.wait4(child.pid, 0)
-            child.returncode = os.waitstatus_to_exitcode(status)
-            self.assertEqual(child.returncode, 0)
-            peaks.append(usage.ru_maxrss * 1024)
+            peaks.append(peak_memory("summary", "--plugin-dir", PLAIN_PLUGIN, path))
         self.assertLess(peaks[1] - peaks[0], 24_000_000 if SANITIZED else 12_000_000)
 
 

@@ -9,6 +9,7 @@ import struct
 import subprocess
 import termios
 import time
+import unicodedata
 import unittest
 
 from support import PROGRAM, SANITIZED, Case, chunk, default_interrupt, documents, environment, film, riff_list, run
@@ -120,6 +121,26 @@ class Width(Case):
             with self.subTest(columns=columns):
                 self.assertIn(self.widest(columns=columns), (columns - 1, columns))
         self.assertGreater(self.widest(columns=400), 127)
+
+    def test_characters_of_all_widths(self):
+        def width(text):
+            # What the Unicode data of another program says.
+            return sum(0 if unicodedata.category(character) in ("Mn", "Me", "Cf")
+                       else 2 if unicodedata.east_asian_width(character) in "WF" else 1 for character in text)
+
+        for name, text in [("CJK", "映像" * 20), ("Hangul", "한글" * 20), ("fullwidth", "ＡＢ" * 20),
+                           ("marks", "e\u0301" * 40), ("emoji", "\U0001F600\U0001F680" * 15),
+                           ("escapes", "\x1b\\" * 60), ("mixed", "a映\x01é" * 17)]:
+            info = riff_list(b"INFO", chunk(b"ICMT", text.encode()))
+            film = self.path(name, riff_list(b"AVI ", info + riff_list(b"movi", b""), b"RIFF") + b"\0" * 99)
+            for options, columns in [([], 50), ([], 51), (["--paths"], 72), (["--hex"], 110), (["--hex"], 111)]:
+                with self.subTest(text=name, options=options, columns=columns):
+                    output, status = Terminal("tree", *options, film, columns=columns).finish()
+                    self.assertEqual(status, 0)
+                    line, = [line for line in shown(output) if "value = " in line]
+                    self.assertLessEqual(width(line), columns)
+                    if "…" in line.split("  [")[0]:
+                        self.assertGreaterEqual(width(line), columns - 5)
 
     def test_columns_in_the_environment(self):
         self.assertEqual(self.widest(columns=100, env={"COLUMNS": "60"}), 59)
