@@ -101,8 +101,8 @@ CommandLine::CommandLine(const Arguments &arguments, Options &options)
     m_app.fallthrough();
     m_app.footer("FILE... alone is summary FILE...; quenlofar COMMAND --help says more, with examples.\n"
                  "Exit status: 0 nothing wrong with any file; 1 some file has a problem; 2 wrong usage, no plug-in,\n"
-                 "a file that could not be read, or output that could not be written; 130 interrupted;\n"
-                 "141 nobody reads the output any more.\n"
+                 "a file that could not be read, or output that could not be written; 129, 130, 143\n"
+                 "ended by a signal; 141 nobody reads the output any more.\n"
                  "QUENLOFAR_PLUGIN_PATH names more directories with plug-ins, separated by colons.");
     addSummary();
     addTree();

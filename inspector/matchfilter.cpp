@@ -140,6 +140,14 @@ bool MatchFilter::matches(QStringView name) const
            });
 }
 
+bool MatchFilter::beginDocument(const DocumentStart &start)
+{
+    m_pending.clear();
+    m_depth = 0;
+    m_hitDepth = 0;
+    return m_next.beginDocument(start);
+}
+
 bool MatchFilter::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
 {
     ++m_depth;

@@ -44,6 +44,7 @@ class MatchFilter : public TreeFilter
 public:
     MatchFilter(TreeWriter &next, const QStringList &patterns, const std::vector<FieldCondition> &conditions);
 
+    bool beginDocument(const DocumentStart &start) override;
     bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override;
     bool addField(const Field &field) override;
     bool endElement() override;

@@ -3,12 +3,10 @@
 #include "runresult.h"
 
 #include <limits>
-#include <new>
 
 bool TreeAnnotator::beginDocument(const DocumentStart &start)
 {
     m_paths.clear();
-    m_memoryEnded = false;
     m_file.close();
     if (m_choice.bytes && start.fileSize >= 0)
         m_file.open(start.file); // a failure shows as bytes that are not there
@@ -18,47 +16,32 @@ bool TreeAnnotator::beginDocument(const DocumentStart &start)
 bool TreeAnnotator::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
 {
     ItemNotes notes;
-    try {
-        if (m_choice.paths && !m_memoryEnded) {
-            m_paths.enter(title);
-            notes.path = m_paths.path();
-        }
-    } catch (const std::bad_alloc &) {
-        m_memoryEnded = true;
+    if (m_choice.paths) {
+        m_paths.enter(title);
+        notes.path = m_paths.path();
     }
     m_next.setNotes(notes);
-    return m_next.beginElement(offset, size, title, index) && !m_memoryEnded;
+    return m_next.beginElement(offset, size, title, index);
 }
 
 bool TreeAnnotator::addField(const Field &field)
 {
     ItemNotes notes;
-    try {
-        if (m_choice.paths && !m_memoryEnded) {
-            m_paths.leaf(field.name);
-            notes.path = m_paths.path();
-        }
-        if (m_choice.bytes)
-            notes.bytes = bytesAt(field.offset, field.size);
-    } catch (const std::bad_alloc &) {
-        m_memoryEnded = true;
-        notes = {};
+    if (m_choice.paths) {
+        m_paths.leaf(field.name);
+        notes.path = m_paths.path();
     }
+    if (m_choice.bytes)
+        notes.bytes = bytesAt(field.offset, field.size);
     m_next.setNotes(notes);
-    return m_next.addField(field) && !m_memoryEnded;
+    return m_next.addField(field);
 }
 
 bool TreeAnnotator::endElement()
 {
-    // Once memory ended, paths are not told any more.
-    if (m_choice.paths && !m_memoryEnded)
+    if (m_choice.paths)
         m_paths.leave();
     return m_next.endElement();
-}
-
-QString TreeAnnotator::errorText() const
-{
-    return m_memoryEnded ? QStringLiteral("not enough memory for the paths of the elements") : m_next.errorText();
 }
 
 /// As pairs of digits, valid until the next call; empty when nothing can be read there.

@@ -25,7 +25,6 @@ public:
     bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override;
     bool addField(const Field &field) override;
     bool endElement() override;
-    QString errorText() const override;
 
 private:
     QStringView bytesAt(quint64 offset, quint64 size);
@@ -34,5 +33,4 @@ private:
     ElementPathTracker m_paths;
     FileDevice m_file;
     QString m_bytes;
-    bool m_memoryEnded = false;
 };

@@ -3,6 +3,7 @@
 #include "batch.h"
 #include "collapsefilter.h"
 #include "exitstatus.h"
+#include "filteredtree.h"
 #include "jsonwriter.h"
 #include "matchfilter.h"
 #include "messages.h"
@@ -19,19 +20,6 @@
 #include <vector>
 
 namespace {
-
-/// A writer with the filters in front of it, as one sink.
-class FilteredTree : public TreeFilter
-{
-public:
-    FilteredTree(std::vector<std::unique_ptr<TreeWriter>> stages)
-        : TreeFilter(*stages.back()), m_stages(std::move(stages))
-    {
-    }
-
-private:
-    const std::vector<std::unique_ptr<TreeWriter>> m_stages; // the writer first
-};
 
 class TreeCommand
 {
@@ -98,20 +86,21 @@ std::unique_ptr<ElementSink> TreeCommand::makeSink(QIODevice &output, const File
     if (isText() && !context.isFirst)
         output.write("\n");
     const TreeChoice &tree = m_options.tree;
-    std::vector<std::unique_ptr<TreeWriter>> stages;
-    stages.push_back(makeWriter(output));
+    const bool isFiltered = tree.paths || tree.bytes || tree.depth != TreeChoice().depth || !tree.only.isEmpty()
+        || !m_conditions.empty() || collapses();
+    if (!isFiltered)
+        return makeWriter(output);
+    auto filtered = std::make_unique<FilteredTree>(makeWriter(output));
     if (collapses())
-        stages.push_back(std::make_unique<CollapseFilter>(*stages.back()));
+        filtered->add<CollapseFilter>();
     if (!tree.only.isEmpty() || !m_conditions.empty())
-        stages.push_back(std::make_unique<MatchFilter>(*stages.back(), tree.only, m_conditions));
+        filtered->add<MatchFilter>(tree.only, m_conditions);
     if (tree.depth != TreeChoice().depth)
-        stages.push_back(std::make_unique<DepthFilter>(*stages.back(), tree.depth));
+        filtered->add<DepthFilter>(tree.depth);
     // First in the chain: what is left out counts for paths too.
     if (tree.paths || tree.bytes)
-        stages.push_back(std::make_unique<TreeAnnotator>(*stages.back(), AnnotationChoice{tree.paths, tree.bytes}));
-    if (stages.size() == 1)
-        return std::move(stages.front());
-    return std::make_unique<FilteredTree>(std::move(stages));
+        filtered->add<TreeAnnotator>(AnnotationChoice{tree.paths, tree.bytes});
+    return filtered;
 }
 
 } // namespace

@@ -4,7 +4,8 @@
 
 #include <QString>
 
-/// What stands between a walk and the writer of a tree: hands everything on as it is.
+/// What stands between a walk and the writer of a tree: hands everything on as it is. One that keeps things may throw
+/// std::bad_alloc before it hands a call on; see FilteredTree.
 class TreeFilter : public TreeWriter
 {
 public:

@@ -1,0 +1,108 @@
+#include "collapsefilter.h"
+#include "failingnew.h"
+#include "filteredtree.h"
+#include "matchfilter.h"
+#include "testing/recordingsink.h"
+
+#include <QtTest>
+
+namespace {
+
+/// Writes into a sink of the test.
+class RecordingWriter : public TreeWriter
+{
+public:
+    explicit RecordingWriter(RecordingSink &sink) : m_sink(sink) { }
+
+    bool beginDocument(const DocumentStart &start) override { return m_sink.beginDocument(start); }
+    bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override
+    {
+        return m_sink.beginElement(offset, size, title, index);
+    }
+    bool addField(const Field &field) override { return m_sink.addField(field); }
+    bool endElement() override { return m_sink.endElement(); }
+    bool reportFrame(const Frame &frame) override { return m_sink.reportFrame(frame); }
+    bool endDocument(const RunResult &result) override { return m_sink.endDocument(result); }
+    void setNotes(const ItemNotes &) override { }
+    bool addOmission(quint64 count) override
+    {
+        const QString text = QString::number(count);
+        return m_sink.addField({false, 0, 0, 0, -1, u"omitted", text, {}, {}});
+    }
+
+private:
+    RecordingSink &m_sink;
+};
+
+/// A film's shape: lists in lists, many chunks of a few names, a leaf or two in each.
+bool callAll(ElementSink &sink)
+{
+    const Field leaf{false, 0, 1, 2, -1, u"id", u"value", {}, {}};
+    bool works = sink.beginDocument({QStringLiteral("film"), QStringLiteral("TEST"), 100});
+    for (const QStringView outer : {u"RIFF", u"RIFF", u"JUNK"}) {
+        works = sink.beginElement(0, 8, outer, -1) && works;
+        for (int list = 0; list < 11; ++list) {
+            works = sink.beginElement(0, 8, u"LIST", -1) && works;
+            for (int chunk = 0; chunk < 11; ++chunk) {
+                works = sink.beginElement(0, 8, chunk % 2 == 0 ? u"00dc" : u"01wb", -1) && works;
+                works = sink.addField(leaf) && works;
+                works = sink.endElement() && works;
+            }
+            works = sink.endElement() && works;
+        }
+        works = sink.endElement() && works;
+    }
+    return sink.endDocument({}) && works;
+}
+
+} // namespace
+
+class TestFilteredTree : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void nodesAreEndedWhereverMemoryEnds_data()
+    {
+        QTest::addColumn<bool>("collapses");
+        QTest::addColumn<QStringList>("only");
+        QTest::newRow("collapsed") << true << QStringList();
+        QTest::newRow("matched") << false << QStringList(QStringLiteral("id"));
+        QTest::newRow("matched and collapsed") << true << QStringList(QStringLiteral("*dc"));
+        QTest::newRow("nothing matches") << true << QStringList(QStringLiteral("nothing"));
+    }
+
+    void nodesAreEndedWhereverMemoryEnds()
+    {
+        QFETCH(bool, collapses);
+        QFETCH(QStringList, only);
+        QStringList expected;
+        bool isEnough = false;
+        int tries = 0;
+        for (int allocations = 0; !isEnough; ++allocations, ++tries) {
+            RecordingSink sink;
+            FilteredTree tree(std::make_unique<RecordingWriter>(sink));
+            if (collapses)
+                tree.add<CollapseFilter>();
+            if (!only.isEmpty())
+                tree.add<MatchFilter>(only, std::vector<FieldCondition>());
+            allocationsLeft = allocations;
+            isEnough = callAll(tree);
+            allocationsLeft = -1;
+            QCOMPARE(sink.depth(), 0);
+            QCOMPARE(sink.documentsBegun, 1);
+            QCOMPARE(sink.documentsEnded, 1);
+            QCOMPARE(tree.errorText().isNull(), isEnough);
+            // The next document has memory again.
+            sink.lines.clear();
+            QVERIFY(callAll(tree));
+            if (tries == 0)
+                expected = sink.lines;
+            QCOMPARE(sink.lines, expected);
+        }
+        QVERIFY(tries > 1);
+    }
+};
+
+QTEST_APPLESS_MAIN(TestFilteredTree)
+#include "tst_filteredtree.moc"
