@@ -39,8 +39,7 @@ QString limitReason(const RunResult &result)
                   .arg(result.limitValue);
     case RunLimit::Depth:
         return stopped
-            + QStringLiteral("more than %1 elements are nested; --max-depth raises this limit")
-                  .arg(result.limitValue);
+            + QStringLiteral("more than %1 elements are nested; --max-depth raises this limit").arg(result.limitValue);
     case RunLimit::Work:
         return stopped
             + QStringLiteral("more than %1 bytes had to be read; --max-work raises this limit").arg(result.limitValue);
