@@ -122,7 +122,8 @@ protected:
 
     /// The input file.
     FileDevice m_file;
-    /// Offset of the element being parsed, in bytes from the start of the file.
+    /// Offset of the element being parsed, in bytes from the start of the file. A parser may move it for the elements
+    /// inside; the host goes on from where it called parseElement.
     quint64 m_position = 0;
     /// End offsets of the enclosing lists, the innermost last; the first is the end of the data.
     QVector<qint64> m_levelEnds;
