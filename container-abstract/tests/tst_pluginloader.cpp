@@ -32,10 +32,11 @@ bool writeFile(const QString &path, const QByteArray &bytes)
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
-QByteArray firstHalfOf(const QString &path)
+/// Less than what is loaded of any library; behind that there may be much debug information.
+QByteArray beginOf(const QString &path)
 {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.read(file.size() / 2) : QByteArray();
+    return file.open(QIODevice::ReadOnly) ? file.read(5000) : QByteArray();
 }
 
 QStringList filesOf(const QVector<ParserFactory> &factories)
@@ -186,7 +187,7 @@ void TestPluginLoader::leavesOutWhatCannotBeUsed_data()
     QTest::addColumn<QString>("reason");
     QTest::newRow("an export is missing") << "incomplete" << 1 << "it does not export createParser";
     QTest::newRow("all exports are missing") << "unrelated" << 1 << "it does not export containerName";
-    QTest::newRow("half a library") << "half" << 1 << "its end is missing";
+    QTest::newRow("the begin of a library") << "begin" << 1 << "its end is missing";
     QTest::newRow("nobody knows which framework") << "unlinked" << 1 << "it is not linked with ";
     QTest::newRow("an export that throws") << "throwing" << 1 << "it fails when it is asked what it knows";
     QTest::newRow("no name") << "nameless" << 1 << "the format that it knows has no name";
@@ -208,8 +209,8 @@ void TestPluginLoader::leavesOutWhatCannotBeUsed()
         QVERIFY(QFile::copy(incompletePlugin, file));
     else if (kind == QLatin1String("unrelated"))
         QVERIFY(QFile::copy(unrelatedPlugin, file));
-    else if (kind == QLatin1String("half"))
-        QVERIFY(writeFile(file, firstHalfOf(goodPlugin)));
+    else if (kind == QLatin1String("begin"))
+        QVERIFY(writeFile(file, beginOf(goodPlugin)));
     else if (kind == QLatin1String("unlinked"))
         QVERIFY(QFile::copy(QStringLiteral(QUENLOFAR_UNLINKED_PLUGIN), file));
     else if (kind == QLatin1String("throwing"))
