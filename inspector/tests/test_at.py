@@ -221,9 +221,10 @@ class Crowd(Case):
         for layout in ("text", "json"):
             with self.subTest(layout=layout), open(os.devnull, "wb") as nowhere:
                 begin = time.monotonic()
-                result = run("at", "--format", layout, self.film, self.offset, stdout=nowhere)
+                result = run("at", "--format", layout, *(["--max-items", "100000"] if SANITIZED else []),
+                             self.film, self.offset, stdout=nowhere)
                 self.assertEnds(result, 1, "--max-items raises this limit")
-                self.assertLess(time.monotonic() - begin, 240 if SANITIZED else 30)
+                self.assertLess(time.monotonic() - begin, 60 if SANITIZED else 30)
 
     def test_every_path(self):
         result = run("at", "--format", "json", "--max-items", "3000", self.film, self.offset)
