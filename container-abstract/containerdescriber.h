@@ -71,8 +71,8 @@ class CONTAINERABSTRACT_EXPORT ContainerDescriber : public ElementSink
 public:
     ~ContainerDescriber() override;
 
-    /// What is known of the file as a whole, in the order in which to show it. None by default. A row labelled "streams"
-    /// says that streams() lacks some, and how many there are; it is shown with them.
+    /// What is known of the file as a whole, in the order in which to show it. None by default. A row labelled
+    /// "streams" says that streams() lacks some, and how many there are; it is shown with them.
     virtual QVector<DescriptionRow> rows() const;
     /// The streams of the file, by ordinal. None by default.
     virtual QVector<StreamDescription> streams() const;
