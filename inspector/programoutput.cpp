@@ -104,7 +104,8 @@ bool ProgramOutput::openFile(const QString &path)
         m_descriptor = ::open(m_target.constData(), O_WRONLY | O_CLOEXEC);
     } else {
         m_target = withoutLinks(m_target);
-        // Beside the target, under a name of its own: the target's may be as long as names can be.
+        // Beside the target, under a name of its own: the target's may be as long as names can be. mkostemp replaces
+        // the six X by what makes it unique.
         m_temporary = m_target.left(m_target.lastIndexOf('/') + 1) + ".quenlofar.XXXXXX";
         m_descriptor = ::mkostemp(m_temporary.data(), O_CLOEXEC);
     }
