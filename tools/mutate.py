@@ -35,23 +35,23 @@ LIBRARIES = {AVI: "container-avi-core", HOST: "quenlofar-container-abstract"}
 # File, how large its share of the mutants is, and the tests that tell most about it; the library's others come next.
 # The last two are slow. clang-format has its say on the sources: the operators below are looked for in its spelling.
 FILES = [
-    (f"{AVI}/walker.cpp", 4, ["tst_walker", "tst_goldens"]),
-    (f"{AVI}/chunks_fileheaders.cpp", 2, ["tst_fileheaders", "tst_videoproperties"]),
-    (f"{AVI}/chunks_streams.cpp", 3, ["tst_streams", "tst_goldens"]),
-    (f"{AVI}/chunks_audioformat.cpp", 3, ["tst_audioformat"]),
-    (f"{AVI}/chunks_indexes.cpp", 4, ["tst_indexes"]),
-    (f"{AVI}/chunktable.cpp", 2, ["tst_chunktable"]),
-    (f"{AVI}/detection.cpp", 2, ["tst_detection"]),
-    (f"{AVI}/containeravi.cpp", 2, ["tst_containeravi", "tst_fileheaders", "tst_chunktable", "tst_streams", "tst_chunkids"]),
-    (f"{AVI}/timetext.cpp", 1.5, ["tst_timetext"]),
-    (f"{HOST}/fieldlayout.cpp", 1, ["tst_fieldlayout"]),
-    (f"{AVI}/fourcctable.cpp", 2, ["tst_fourcctable"]),
-    (f"{HOST}/containerrun.cpp", 3, ["tst_containerrun", "tst_runstops"]),
-    (f"{HOST}/containerabstract.cpp", 1.5, ["tst_containerabstract", "tst_containerrun", "tst_runstops"]),
-    (f"{HOST}/texts.cpp", 2, ["tst_texts"]),
-    (f"{HOST}/filedevice.cpp", 3, ["tst_filedevice", "tst_filedevicewindow"]),
-    (f"{AVI}/chunkids.cpp", 2, ["tst_chunktable", "tst_walker", "tst_chunkids"]),
-    (f"{HOST}/fieldlayout.h", 0.5, ["tst_fieldlayout"]),
+    (f"{AVI}/parser/walker.cpp", 4, ["tst_walker", "tst_goldens"]),
+    (f"{AVI}/parser/chunks_fileheaders.cpp", 2, ["tst_fileheaders", "tst_videoproperties"]),
+    (f"{AVI}/parser/chunks_streams.cpp", 3, ["tst_streams", "tst_goldens"]),
+    (f"{AVI}/parser/chunks_audioformat.cpp", 3, ["tst_audioformat"]),
+    (f"{AVI}/parser/chunks_indexes.cpp", 4, ["tst_indexes"]),
+    (f"{AVI}/parser/chunktable.cpp", 2, ["tst_chunktable"]),
+    (f"{AVI}/parser/detection.cpp", 2, ["tst_detection"]),
+    (f"{AVI}/parser/containeravi.cpp", 2, ["tst_containeravi", "tst_fileheaders", "tst_chunktable", "tst_streams", "tst_chunkids"]),
+    (f"{AVI}/parser/timetext.cpp", 1.5, ["tst_timetext"]),
+    (f"{HOST}/parser/fieldlayout.cpp", 1, ["tst_fieldlayout"]),
+    (f"{AVI}/parser/fourcctable.cpp", 2, ["tst_fourcctable"]),
+    (f"{HOST}/parser/containerrun.cpp", 3, ["tst_containerrun", "tst_runstops"]),
+    (f"{HOST}/parser/containerabstract.cpp", 1.5, ["tst_containerabstract", "tst_containerrun", "tst_runstops"]),
+    (f"{HOST}/text/texts.cpp", 2, ["tst_texts"]),
+    (f"{HOST}/input/filedevice.cpp", 3, ["tst_filedevice", "tst_filedevicewindow"]),
+    (f"{AVI}/parser/chunkids.cpp", 2, ["tst_chunktable", "tst_walker", "tst_chunkids"]),
+    (f"{HOST}/parser/fieldlayout.h", 0.5, ["tst_fieldlayout"]),
 ]
 # These take seconds each, and tell more about what the others are for; a file may name one all the same. tst_plugin
 # asks how the plug-in is linked, which is otherwise in the copy.
@@ -75,8 +75,8 @@ def content_for_copy(path):
     content = (ROOT / path).read_bytes()
     if path.as_posix() == "CMakeLists.txt":
         text = replace_once(content.decode(), "CMAKE_CXX_VISIBILITY_PRESET hidden", "CMAKE_CXX_VISIBILITY_PRESET default")
-        text = replace_once(text, "add_subdirectory(inspector)\n", "")
-        text = replace_once(text, "    add_subdirectory(examples)\n", "")
+        text = replace_once(text, "add_subdirectory(common)\nadd_subdirectory(inspector)\n", "")
+        text = replace_once(text, "    add_subdirectory(examples)\n    add_subdirectory(tools/tests)\n", "")
         content = text.encode()
     elif path.as_posix() == f"{AVI}/CMakeLists.txt":
         text = replace_once(content.decode(), "container-avi-core OBJECT", "container-avi-core SHARED")

@@ -1,27 +1,11 @@
 #include "streamoutput.h"
 
-#include "describingsink.h"
 #include "jsonprinter.h"
-#include "runresult.h"
 
 #include <cmath>
 #include <cstdlib>
 
 namespace {
-
-StreamDescription described(const VideoStream &known, int ordinal)
-{
-    StreamDescription stream;
-    stream.ordinal = ordinal;
-    stream.videoOrdinal = ordinal;
-    stream.kind = StreamDescription::Kind::Video;
-    if (known.codecId != 0)
-        stream.codecName = QStringLiteral("codec %1").arg(known.codecId);
-    stream.width = known.width;
-    stream.height = quint32(std::abs(qint64(qint32(known.height))));
-    stream.frameRate = std::isfinite(known.frameRate) && known.frameRate > 0.0 ? known.frameRate : 0.0;
-    return stream;
-}
 
 void printText(JsonPrinter &json, QStringView key, const QString &text)
 {
@@ -58,16 +42,6 @@ void printStream(JsonPrinter &json, const StreamDescription &stream)
 }
 
 } // namespace
-
-QVector<StreamDescription> streamsOf(const DescribingSink &describer, const RunResult &result)
-{
-    QVector<StreamDescription> streams = describer.streams();
-    if (streams.isEmpty()) {
-        for (const VideoStream &known : result.videoStreams)
-            streams.append(described(known, int(streams.size())));
-    }
-    return streams;
-}
 
 QString pictureText(const StreamDescription &stream)
 {

@@ -1,6 +1,6 @@
 #include "filesummary.h"
 
-#include "streamoutput.h"
+#include "streamfacts.h"
 
 #include <algorithm>
 #include <cmath>

@@ -5,14 +5,9 @@
 #include <QString>
 #include <QVector>
 
-class DescribingSink;
 class JsonPrinter;
-struct RunResult;
 
 // How streams are shown, by whichever command. What is not known is an empty text.
-
-/// The streams of a file that was walked: those of its describer; where there is none, the video streams of the run.
-QVector<StreamDescription> streamsOf(const DescribingSink &describer, const RunResult &result);
 
 /// "64 x 48".
 QString pictureText(const StreamDescription &stream);

@@ -7,6 +7,7 @@
 #include "jsonprinter.h"
 #include "messages.h"
 #include "options.h"
+#include "streamfacts.h"
 #include "streamoutput.h"
 #include "textoutput.h"
 

@@ -1,0 +1,59 @@
+"""Includes follow the arrows between the rooms: whatever a folder includes stands in a folder that its row names."""
+import pathlib
+import re
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+WALK, TEXT, INPUT, PARSER, TREE, COMPARE, OUTPUT, PLUGINS, TESTING = HOST = [
+    f"container-abstract/{room}" for room in "walk text input parser tree compare output plugins testing".split()]
+FACTS, FILTERS, PLACES = COMMON = ["common/facts", "common/filters", "common/places"]
+COMMANDLINE, PRINT, RUN, COMMANDS = INSPECTOR = [
+    f"inspector/{room}" for room in "commandline print run commands".split()]
+ARROWS = {
+    WALK: [],
+    TEXT: [],
+    INPUT: [WALK, TEXT],
+    PARSER: [INPUT, WALK, TEXT],
+    TREE: [WALK, TEXT],
+    COMPARE: [TREE, WALK, TEXT],
+    OUTPUT: [WALK, TEXT],
+    PLUGINS: [PARSER, INPUT, TEXT],
+    TESTING: [PARSER, INPUT, WALK, TEXT],
+    "container-avi/parser": HOST,
+    "container-avi/describe": ["container-avi/parser", *HOST],
+    "container-avi": ["container-avi/parser", "container-avi/describe", *HOST],
+    FACTS: HOST,
+    FILTERS: HOST,
+    PLACES: HOST,
+    COMMANDLINE: HOST,
+    PRINT: [COMMANDLINE, *COMMON, *HOST],
+    RUN: [PRINT, COMMANDLINE, *COMMON, *HOST],
+    COMMANDS: [RUN, PRINT, COMMANDLINE, *COMMON, *HOST],
+    "inspector/documentation": [COMMANDLINE, *HOST],
+    "inspector": [*INSPECTOR, *COMMON, *HOST],
+}
+
+
+def sources(room):
+    return [path for path in (ROOT / room).iterdir() if path.suffix in (".h", ".cpp")]
+
+
+class Rooms(unittest.TestCase):
+    def test_every_folder_with_sources_is_a_room(self):
+        folders = {path.parent.relative_to(ROOT).as_posix()
+                   for top in ("container-abstract", "container-avi", "common", "inspector")
+                   for path in (ROOT / top).rglob("*.cpp")}
+        self.assertEqual({folder for folder in folders if not re.search("/(tests|fuzz|benchmarks)", folder)},
+                         {room for room in ARROWS if room != TESTING})
+
+    def test_includes_follow_the_arrows(self):
+        room_of = {path.name: room for room in ARROWS for path in sources(room)}
+        for room, allowed in ARROWS.items():
+            for path in sources(room):
+                for name in re.findall(r'^#include "(?:\w+/)*(\w+\.h)"', path.read_text(), re.MULTILINE):
+                    target = room_of.get(name, room) # headers made by the build belong to nobody
+                    self.assertIn(target, [room, *allowed], f"{path.relative_to(ROOT)} includes {name}")
+
+
+if __name__ == "__main__":
+    unittest.main()
