@@ -22,6 +22,7 @@ struct ChunkTitle
     QStringView title;
     Chunk chunk;
 };
+// Source: AVI RIFF File Reference; OpenDML AVI File Format Extensions 1.02 for indx.
 constexpr ChunkTitle chunkTitles[] = {
     {u"strh", Chunk::StreamHeader}, {u"strf", Chunk::StreamFormat}, {u"strn", Chunk::StreamName},
     {u"idx1", Chunk::Index},        {u"indx", Chunk::Index},
@@ -33,6 +34,7 @@ struct InfoText
     QStringView title;
     QStringView label;
 };
+// Source of the tags: Multimedia Programming Interface and Data Specifications 1.0, the INFO list.
 constexpr InfoText infoTexts[] = {
     {u"INAM", u"title"},   {u"ISBJ", u"description"},   {u"IART", u"artist"},    {u"IGNR", u"genre"},
     {u"ICMT", u"comment"}, {u"ICRD", u"creation date"}, {u"ICOP", u"copyright"}, {u"ISFT", u"writing software"},

@@ -80,7 +80,8 @@ constexpr NameRow<qint32> codecNames[] = {
     {155, u"Ut Video"},
 };
 
-/// Codes that say more than their codec's number, or that have none.
+/// Codes that say more than their codec's number, or that have none. Source: BITMAPINFOHEADER, biCompression, and
+/// FourCCs as writers use them.
 constexpr NameRow<quint32> codeNames[] = {
     {0x00000000,     u"uncompressed RGB"},
     {0x00000003,     u"uncompressed RGB, with bit masks"},
@@ -97,6 +98,7 @@ constexpr NameRow<quint32> codeNames[] = {
     {fourCC("MAGY"), u"MagicYUV"},
 };
 
+// Source: the registered format tags of mmreg.h.
 constexpr NameRow<quint16> formatNames[] = {
     {0x0001, u"PCM"},
     {0x0002, u"Microsoft ADPCM"},

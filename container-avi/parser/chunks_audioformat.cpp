@@ -7,7 +7,7 @@
 
 namespace {
 
-// Format tags of the wave format header.
+// Format tags of the wave format header. Source: the registered tags of mmreg.h.
 constexpr quint16 pcmFormat = 1;
 constexpr quint16 mpegFormat = 0x50;
 constexpr quint16 mpegLayer3Format = 0x55;
@@ -28,6 +28,7 @@ QString formatTagText(const RecordView &strf)
 }
 
 // clang-format off
+// Source: WAVEFORMATEX.
 constexpr int waveFormatSize = 18; // with both members that only later versions of the header have
 constexpr FieldRow waveFormatRows[] = {
     {u"wFormatTag",       0, FieldKind::U16, formatTagText},
@@ -47,6 +48,7 @@ static_assert(tiles(waveFormatRows, 0, 14) && tiles(bitsPerSampleRows, 14, 16)
 
 // The extra data, counted from its own first byte.
 
+// Source: WAVEFORMATEXTENSIBLE.
 constexpr quint16 extensibleExtraSize = 22;
 constexpr int subFormatOffset = 6;
 constexpr int subFormatSize = 16;
@@ -57,8 +59,8 @@ constexpr FieldRow extensibleRows[] = {
 static_assert(tiles(extensibleRows, 0, subFormatOffset) && subFormatOffset + subFormatSize == extensibleExtraSize,
               "strf, extensible audio: the rows leave a gap or overlap");
 
-// Kept: the values are read 14 bytes further on than their leaves stand. Trees of the same file are compared across
-// versions, so these eight values stay what they were. What lies past the extra data reads as zero.
+// Kept: the values are read 14 bytes further on than their leaves stand; what lies past the extra data reads as zero.
+// Source: MPEG1WAVEFORMAT.
 constexpr quint16 mpegExtraSize = 22;
 constexpr FieldRow mpegRows[] = {
     {u"fwHeadLayer",    0, FieldKind::U16, nullptr, {}, 14},
@@ -73,18 +75,19 @@ constexpr FieldRow mpegRows[] = {
 static_assert(tiles(mpegRows, 0, mpegExtraSize), "strf, MPEG-1 audio: the rows leave a gap or overlap");
 // clang-format on
 
+// Source: MPEGLAYER3WAVEFORMAT.
 constexpr quint16 mpegLayer3ExtraSize = 12;
 
 /// The sub-format of an extensible format, from the characters at `text`, ended by a zero byte.
 QString subFormatText(const char *text)
 {
-    // Kept: taken as the text form of a UUID, not as its 16 bytes, so real files show the null UUID here. Trees of the
-    // same file are compared across versions, and a changed text would look like a changed file.
+    // Kept: taken as the text form of a UUID, not as its 16 bytes, so real files show the null UUID here.
     return QUuid::fromString(QLatin1String(text)).toString();
 }
 
 } // namespace
 
+// Source: WAVEFORMATEX.
 int ContainerAVI::parseChunkSTRF_audio(quint64 offset, quint32 size)
 {
     char bytes[waveFormatSize] = {};
@@ -118,6 +121,7 @@ int ContainerAVI::parseChunkSTRF_audio(quint64 offset, quint32 size)
     return StatusOk;
 }
 
+// Source: WAVEFORMATEXTENSIBLE, MPEG1WAVEFORMAT, MPEGLAYER3WAVEFORMAT, by the format tag.
 int ContainerAVI::parseExtraFormatData(quint64 offset, quint16 formatTag, quint16 size)
 {
     // One zero byte more than the data: it ends a text that fills the data.

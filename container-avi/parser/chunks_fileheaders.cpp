@@ -2,6 +2,7 @@
 
 namespace {
 
+// Source: AVIMAINHEADER of the AVI RIFF File Reference; the values stand in aviriff.h.
 constexpr FlagName mainHeaderFlags[] = {
     {0x00000010, u"AVIF_HASINDEX"},    {0x00000020, u"AVIF_MUSTUSEINDEX"},   {0x00000100, u"AVIF_ISINTERLEAVED"},
     {0x00000800, u"AVIF_TRUSTCKTYPE"}, {0x00010000, u"AVIF_WASCAPTUREFILE"}, {0x00020000, u"AVIF_COPYRIGHTED"},
@@ -25,6 +26,7 @@ QString aspectRatioText(const RecordView &vprp)
 }
 
 // clang-format off
+// Source: AVIMAINHEADER of the AVI RIFF File Reference.
 constexpr FieldRow mainHeaderRows[] = {
     {u"dwMicroSecPerFrame",     0, FieldKind::U32, frameRateText},
     {u"dwMaxBytesPerSec",       4, FieldKind::U32},
@@ -40,12 +42,14 @@ constexpr FieldRow mainHeaderRows[] = {
 };
 static_assert(tiles(mainHeaderRows, 0, sizeof(MainHeader)), "avih: the rows leave a gap or overlap");
 
+// Source: OpenDML AVI File Format Extensions 1.02, the extended AVI header.
 constexpr int extendedHeaderSize = 4;
 constexpr FieldRow extendedHeaderRows[] = {
     {u"dwTotalFrames", 0, FieldKind::U32},
 };
 static_assert(tiles(extendedHeaderRows, 0, extendedHeaderSize), "dmlh: the rows leave a gap or overlap");
 
+// Source: OpenDML AVI File Format Extensions 1.02, the video properties header.
 constexpr int videoPropertiesSize = 36;
 constexpr FieldRow videoPropertiesRows[] = {
     {u"VideoFormatToken",       0, FieldKind::U32},
@@ -60,6 +64,7 @@ constexpr FieldRow videoPropertiesRows[] = {
 };
 static_assert(tiles(videoPropertiesRows, 0, videoPropertiesSize), "vprp: the rows leave a gap or overlap");
 
+// Source: OpenDML AVI File Format Extensions 1.02, VIDEO_FIELD_DESC of the video properties header.
 constexpr int fieldInfoSize = 32;
 constexpr FieldRow fieldInfoRows[] = {
     {u"CompressedBMHeight",    0, FieldKind::U32},
@@ -79,6 +84,7 @@ constexpr quint32 shownFutureBytes = 127;
 
 } // namespace
 
+// Source: AVIMAINHEADER of the AVI RIFF File Reference.
 int ContainerAVI::parseChunkAVIH(quint64 offset, quint32 size)
 {
     // Not checked on purpose: a short read leaves the rest of the previous header in place, and a chunk that is too
@@ -91,6 +97,7 @@ int ContainerAVI::parseChunkAVIH(quint64 offset, quint32 size)
     return StatusOk;
 }
 
+// Source: OpenDML AVI File Format Extensions 1.02, the extended AVI header.
 int ContainerAVI::parseChunkDMLH(quint64 offset, quint32 size)
 {
     char header[extendedHeaderSize] = {};
@@ -113,6 +120,7 @@ int ContainerAVI::parseChunkDMLH(quint64 offset, quint32 size)
     return StatusOk;
 }
 
+// Source: OpenDML AVI File Format Extensions 1.02, the video properties header.
 int ContainerAVI::parseChunkVPRP(quint64 offset, quint32 size)
 {
     char header[videoPropertiesSize] = {};

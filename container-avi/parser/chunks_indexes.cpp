@@ -9,13 +9,14 @@ constexpr int entrySize = 16;
 
 // idx1: an entry shows four words. Indexes hold millions of entries, so nothing is allocated and no text is made twice.
 
+// Source: AVIOLDINDEX of the AVI RIFF File Reference; AVIIF_COMPUSE of vfw.h.
 constexpr quint32 listFlag = 0x00000001;
 constexpr quint32 keyFrameFlag = 0x00000010;
 constexpr quint32 noTimeFlag = 0x00000100;
 constexpr quint32 compressorFlags = 0x0FFF0000;
 
 // Kept: the names run together, unlike those of the main header's flags. Every name starts with "AVIIF_", so they can
-// still be told apart, and trees of the same file stay comparable across versions.
+// still be told apart.
 const QString indexFlagTexts[] = {
     {},
     QStringLiteral("AVIIF_LIST"),
@@ -83,6 +84,7 @@ bool readStreamNumber(const char *digits, int *number)
 enum IndexType : quint8 { SuperIndex = 0, StandardIndex = 1 };
 
 // clang-format off
+// Source: AVISUPERINDEX and AVISTDINDEX of the AVI RIFF File Reference, which have the first five members in common.
 constexpr int indexHeaderSize = 24;
 constexpr FieldRow indexHeaderRows[] = {
     {u"wLongsPerEntry", 0, FieldKind::U16},
@@ -104,6 +106,7 @@ static_assert(tiles(indexHeaderRows, 0, 12) && tiles(superIndexRows, 12, indexHe
 
 } // namespace
 
+// Source: AVIOLDINDEX of the AVI RIFF File Reference.
 int ContainerAVI::parseChunkIDX1(quint64 offset, quint32 size)
 {
     const QString title = QStringLiteral("idx1_entry");
@@ -166,6 +169,7 @@ int ContainerAVI::reportIndexedFrame(const char *streamDigits, const IndexEntry 
     return StatusOk;
 }
 
+// Source: AVISUPERINDEX and AVISTDINDEX; OpenDML AVI File Format Extensions 1.02, 3.0 Frame and Field Indexing.
 int ContainerAVI::parseChunkINDX(quint64 offset, quint32 size)
 {
     char bytes[indexHeaderSize] = {};
@@ -207,6 +211,7 @@ int ContainerAVI::parseChunkINDX(quint64 offset, quint32 size)
     return StatusOk;
 }
 
+// Source: AVISUPERINDEX, its entries.
 void ContainerAVI::addSuperIndexEntry(quint64 offset, const RecordView &entry)
 {
     const quint32 duration = entry.read<quint32>(12);
@@ -216,10 +221,11 @@ void ContainerAVI::addSuperIndexEntry(quint64 offset, const RecordView &entry)
             timeText(duration, m_timeBase));
 }
 
+// Source: AVISTDINDEX_ENTRY: dwOffset, then dwSize with the key frame's bit, 32 bits each.
 void ContainerAVI::addStandardIndexEntry(quint64 offset, const RecordView &entry, quint64 baseOffset)
 {
     // Kept: the entry is read as a 64-bit offset and a 32-bit size, although its leaves stand where two 32-bit words
-    // do. Trees of the same file are compared across versions, so these texts stay what they were.
+    // do.
     const quint64 chunkOffset = entry.read<quint64>(0);
     addLeaf(offset, 4, QStringLiteral("dwOffset"), m_valueText.decimal(chunkOffset),
             m_meaningText.decimal(chunkOffset + baseOffset));

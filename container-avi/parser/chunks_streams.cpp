@@ -12,6 +12,7 @@ struct StreamKind
     StreamType type;
     QStringView name;
 };
+// Source: AVISTREAMHEADER of the AVI RIFF File Reference, fccType.
 constexpr StreamKind streamKinds[] = {
     {u"vids", VideoStreamType, videoStreamMeaning},
     {u"auds", AudioStreamType, u"Audio"},
@@ -34,6 +35,7 @@ QString streamKindText(const RecordView &strh)
     return kind ? kind->name.toString() : QString();
 }
 
+// Source: AVISTREAMHEADER, dwFlags.
 QString streamFlagsText(const RecordView &strh)
 {
     // Kept: the second name replaces the first: it changes how the stream's data is read, the first only whether a
@@ -60,6 +62,7 @@ QString lengthText(const RecordView &strh)
     return timeText(strh.read<quint32>(32), streamRate(strh));
 }
 
+// Source: AVISTREAMHEADER, dwQuality: 0 to 10000, or -1 for the driver's default.
 QString qualityText(const RecordView &strh)
 {
     switch (strh.read<quint32>(40)) {
@@ -75,6 +78,7 @@ QString qualityText(const RecordView &strh)
 }
 
 // clang-format off
+// Source: AVISTREAMHEADER of the AVI RIFF File Reference.
 constexpr int streamHeaderSize = 56;
 constexpr int frameRectOffset = 48;
 constexpr FieldRow streamHeaderRows[] = {
@@ -102,6 +106,7 @@ constexpr FieldRow frameRectRows[] = {
 };
 static_assert(tiles(frameRectRows, frameRectOffset, streamHeaderSize), "strh: the rectangle leaves a gap or overlaps");
 
+// Source: BITMAPINFOHEADER (wingdi.h).
 constexpr int bitmapHeaderSize = 40;
 constexpr FieldRow bitmapHeaderRows[] = {
     {u"biSize",           0, FieldKind::U32},
@@ -124,6 +129,7 @@ constexpr quint32 packedBgr24Format = 3;
 
 } // namespace
 
+// Source: AVISTREAMHEADER of the AVI RIFF File Reference.
 int ContainerAVI::parseChunkSTRH(quint64 offset, quint32 size)
 {
     char bytes[streamHeaderSize] = {};
@@ -150,6 +156,7 @@ int ContainerAVI::parseChunkSTRH(quint64 offset, quint32 size)
     return StatusOk;
 }
 
+// Source: AVI RIFF File Reference: the format's structure depends on the stream's type.
 int ContainerAVI::parseChunkSTRF(quint64 offset, quint32 size)
 {
     switch (m_streamType) {
@@ -163,6 +170,7 @@ int ContainerAVI::parseChunkSTRF(quint64 offset, quint32 size)
     }
 }
 
+// Source: BITMAPINFOHEADER.
 int ContainerAVI::parseChunkSTRF_video(quint64 offset, quint32 size)
 {
     // biSize is shown and not obeyed: writers disagree on whether it counts what follows the header.

@@ -6,6 +6,7 @@
 
 namespace {
 
+// Source: AVI RIFF File Reference for "AVI "; OpenDML AVI File Format Extensions 1.02 for "AVIX".
 constexpr qint64 riffHeaderSize = 12; // "RIFF", size, form type
 constexpr qint64 blockSize = 6144;
 

@@ -4,6 +4,7 @@
 
 // The codec ids are frozen numbers: later releases of libavcodec count differently, so none is taken from its headers.
 // From 0x10000 up they are four-character codes themselves, read big-endian ("AVRn" is 0x4156526E).
+// Source of the tags: FourCCs as writers of AVI files use them and as they are registered for biCompression.
 //
 // Kept: seven tags stand twice. Several codecs lay claim to them; the table records every claim, and its order says
 // which one wins.

@@ -6,6 +6,8 @@
 
 namespace {
 
+// Source: AVI RIFF File Reference: a chunk is its id, the size of its data and the data, padded to an even size; a list
+// is a chunk with a form type and chunks for data.
 constexpr quint32 chunkHeaderSize = 8; // id and size
 constexpr quint32 listHeaderSize = 12; // and the form type
 constexpr ChunkId moviForm{0x69766F6D};
@@ -276,11 +278,13 @@ int ContainerAVI::beginList(const ChunkStart &chunk, quint32 padded)
     return complete ? StatusOk : StatusEndOfFile;
 }
 
+// Source: AVI RIFF File Reference: JUNK is filler; strn, strd and PAD have no structure that it tells.
 int ContainerAVI::parseUnknownObject(quint64 offset, quint32 size)
 {
     return addText(offset, size);
 }
 
+// Source: Multimedia Programming Interface and Data Specifications 1.0, the INFO list: texts that end in a zero byte.
 int ContainerAVI::parseListINFO(quint64 offset, quint32 size)
 {
     return addText(offset, size);
