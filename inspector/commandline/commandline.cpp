@@ -1,6 +1,5 @@
 #include "commandline.h"
 
-#include "deepstack.h"
 #include "options.h"
 
 #include <charconv>
@@ -419,7 +418,7 @@ void CommandLine::addLimits(CLI::App &command)
     RunLimits &limits = m_options.limits;
     addNumber(command, "--max-items", &limits.maxItems, 1, anyNumber, "N",
               "Elements and fields per file [one million, or the file's size in bytes if that is more]");
-    addNumber(command, "--max-depth", &limits.maxDepth, 1, deepestNesting, "N", "Levels of nested elements [1000]");
+    addNumber(command, "--max-depth", &limits.maxDepth, 1, Options::deepestDepth, "N", "Levels of nested elements [80]");
     addNumber(command, "--max-work", &limits.maxWorkFactor, 1, anyNumber, "FACTOR",
               "Bytes read per file, as a multiple of its size, in addition to 64 MiB [64]");
 }

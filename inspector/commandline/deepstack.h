@@ -4,9 +4,6 @@
 
 #include <functional>
 
-/// The deepest nesting that a thread's stack can be asked for.
-inline constexpr quint64 deepestNesting = 1'000'000;
-
 /**
  * Calls `work` `count` times side by side, each time where elements may nest `levels` deep, and returns when all have
  * ended. One call with few levels happens here, on an ordinary stack; all others on threads of their own. Returns 0, or

@@ -67,7 +67,10 @@ struct Options
     OutputChoice output;
     Format format = Format::Text;
     bool pretty = false;
-    RunLimits limits;
+    /// No film nests deeper than ten levels; jq 1.6 reads documents with 84.
+    static constexpr quint64 defaultDepth = 80;
+    static constexpr quint64 deepestDepth = 1000; ///< what an ordinary stack holds with room to spare
+    RunLimits limits = {RunLimits::defaultItems, defaultDepth};
     quint64 jobs = 1; ///< files that are looked at side by side
     When progress = When::Auto;
     bool quiet = false; ///< standard error has only what cannot be left unsaid

@@ -54,7 +54,7 @@ class Usage(Case):
             (["tree", "--max-items", "", sample], "--max-items"),
             (["tree", "--max-items", "0x10", sample], "--max-items"),
             (["tree", "--max-items", "18446744073709551616", sample], "--max-items"),
-            (["tree", "--max-depth", "1000001", sample], "--max-depth: has to be a number from 1 to 1000000"),
+            (["tree", "--max-depth", "1001", sample], "--max-depth: has to be a number from 1 to 1000"),
             (["tree", "--max-work", "many", sample], "--max-work"),
             (["tree", "-o", "", sample], "--output: has to name a file"),
             (["bytes", sample, "0+1", "--output", ""], "--output: has to name a file"),

@@ -2,6 +2,7 @@
 
 import json
 import os
+import subprocess
 import unittest
 
 import jsonschema
@@ -66,18 +67,29 @@ class Limits(Case):
     def test_depth(self):
         path = self.path("deep", nested(1200))
         result = run("tree", "--format", "json", path)
-        self.assertEnds(result, 1, "stopped at byte 12000: more than 1000 elements are nested; "
+        self.assertEnds(result, 1, "stopped at byte 960: more than 80 elements are nested; "
                                    "--max-depth raises this limit")
+        self.assertEqual(result.stdout.count(b'"node":'), 80)
         self.assertIn(b'"limit":"depth"', result.stdout)
         self.assertEnds(run("tree", "--max-depth", "7", path), 1, "stopped at byte 84: more than 7 elements")
+        self.assertEnds(run("tree", "--max-depth", "1000", path), 1, "stopped at byte 12000: more than 1000 elements")
 
     def test_deeper_on_request(self):
-        for levels in (1001, 20000):
+        for levels in (81, 1000):
             with self.subTest(levels=levels):
                 result = run("tree", "--format", "json", "--max-depth", str(levels), self.path("deep", nested(levels)))
                 self.assertEnds(result, 0)
                 self.assertEqual(result.stdout.count(b'"node":'), levels)
                 self.assertNotIn(b'"limit"', result.stdout)
+
+    def test_jq_reads_what_is_printed_without_options(self):
+        path = self.path("deep", nested(200))
+        for arguments in (["tree", path], ["tree", "--pretty", path]):
+            with self.subTest(arguments=arguments):
+                output = run(*arguments, "--format", "json").stdout
+                found = subprocess.run(["jq", "-c", '([.. | objects | select(has("node"))] | length), .limit'],
+                                       input=output, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
+                self.assertEqual((found.returncode, found.stderr, found.stdout), (0, b"", b'80\n"depth"\n'))
 
     def test_work(self):
         # Garbage is searched byte by byte, four bytes at a time.
