@@ -291,10 +291,16 @@ void TextWriter::Private::printVideoStream(int ordinal, const VideoStream &strea
 
 void TextWriter::Private::printOutcome(const RunResult &result)
 {
-    if (result.status != StatusOk)
-        colour(troubleColour);
-    raw("status ").raw(result.status < 0 ? "-" : "").number(quint64(std::abs(qint64(result.status))));
-    raw(": ").text(statusText(result.status)).colour(plain).raw("\n");
+    // "no problem found" is said of files alone with which nothing at all is wrong.
+    if (result.isClean()) {
+        raw("status ").number(StatusOk).raw(": ").text(statusText(StatusOk)).raw("\n");
+        return;
+    }
+    colour(troubleColour);
+    if (result.status != StatusOk) {
+        raw("status ").raw(result.status < 0 ? "-" : "").number(quint64(std::abs(qint64(result.status))));
+        raw(": ").text(statusText(result.status)).raw("\n");
+    }
     if (result.limit != RunLimit::None) {
         raw("stopped at byte ").number(result.stopPosition).raw(" by the limit of ");
         counted(result.limitValue,
@@ -308,12 +314,15 @@ void TextWriter::Private::printOutcome(const RunResult &result)
     if (result.error.kind != FileError::None) {
         raw(result.error.kind == FileError::Open         ? "opening failed"
                 : result.error.kind == FileError::Read   ? "reading failed"
-                : result.error.kind == FileError::Memory ? "memory ended"
+                : result.error.kind == FileError::Memory ? "memory ran out"
                                                          : "the parser failed");
         if (result.error.offset >= 0)
             raw(" at byte ").number(quint64(result.error.offset));
         raw(": ").text(result.error.message).raw("\n");
     }
+    if (!result.sinkError.isNull())
+        raw("not printed to its end: ").text(result.sinkError).raw("\n");
+    colour(plain);
 }
 
 TextWriter::Private &TextWriter::Private::raw(std::string_view ascii)

@@ -193,8 +193,10 @@ void SummaryText::addBytes(const FileSummary &summary)
 
 void SummaryText::addStatus(const FileSummary &summary)
 {
-    const QStringList reasons = reasonsOf(summary.result);
-    for (const QString &reason : reasons)
+    QStringList reasons = reasonsOf(summary.result);
+    if (!summary.result.sinkError.isNull())
+        reasons.append(QStringLiteral("not summarised to its end: ") + summary.result.sinkError);
+    for (const QString &reason : std::as_const(reasons))
         add(QStringLiteral("status"), reason, true);
     if (reasons.isEmpty())
         add(QStringLiteral("status"), statusText(StatusOk));

@@ -1,11 +1,12 @@
 // A plug-in without a describer, for a format of its own: "PLAIN", and then a byte for each frame, whose upper bit says
 // that it is a key frame and whose other bits are the frame's size; 127 stands for 5 GiB. Two video streams are
-// announced, the frames are of the first.
+// announced, the frames are of the first. A byte 126 makes the parser throw, as a broken plug-in does.
 #include "containerabstract.h"
 
 #include <QStringList>
 
 #include <limits>
+#include <stdexcept>
 
 #ifdef __clang__
 #pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
@@ -15,6 +16,7 @@ namespace {
 
 constexpr int signatureSize = 5;
 constexpr quint64 largeFrame = quint64(5) << 30;
+constexpr unsigned char throwingFrame = 126;
 
 class PlainParser : public ContainerAbstract
 {
@@ -63,6 +65,8 @@ private:
         m_file.seek(signatureSize);
         unsigned char frame = 0;
         for (quint64 number = 0; m_file.read(reinterpret_cast<char *>(&frame), 1) == 1; ++number) {
+            if (frame == throwingFrame)
+                throw std::runtime_error("a frame too many");
             m_frameOffset = signatureSize + number;
             m_frameSize = (frame & 0x7F) == 0x7F ? largeFrame : frame & 0x7F;
             m_frameIsKey = frame >> 7;
