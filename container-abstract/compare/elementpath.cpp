@@ -91,12 +91,7 @@ bool PathParser::parseEscapes(QString *name)
         const Utf8Sequence sequence = decodeUtf8(at, end - at);
         if (sequence.length == 0)
             return fail(first + 3 * (at - bytes.constData()), QStringLiteral("the bytes written %XX are not UTF-8"));
-        if (QChar::requiresSurrogates(sequence.codePoint)) {
-            *name += QChar(QChar::highSurrogate(sequence.codePoint));
-            *name += QChar(QChar::lowSurrogate(sequence.codePoint));
-        } else {
-            *name += QChar(char16_t(sequence.codePoint));
-        }
+        appendCodePoint(name, sequence.codePoint);
         at += sequence.length;
     }
     return true;

@@ -1,29 +1,25 @@
 #include "pathtext.h"
 
+#include "digits.h"
+#include "displaytext.h"
+#include "utf8_p.h"
+
 namespace {
 
-bool isControl(char16_t unit)
-{
-    return unit < 0x20 || (unit >= 0x7F && unit <= 0x9F);
-}
-
-bool needsEscape(char16_t unit)
+bool isReserved(char16_t unit)
 {
     return unit == u'/' || unit == u'[' || unit == u']' || unit == u'%' || isControl(unit);
 }
 
-void appendByte(std::u16string *text, unsigned byte)
-{
-    constexpr char16_t digits[] = u"0123456789ABCDEF";
-    *text += {u'%', digits[byte >> 4], digits[byte & 0xF]};
-}
-
-/// Appends the UTF-8 bytes of a character that needs to be escaped: one or two.
+/// Appends the UTF-8 bytes of a character that must not stand in a name.
 void appendEscaped(std::u16string *text, char16_t unit)
 {
-    if (unit >= 0x80)
-        appendByte(text, 0xC0U | unit >> 6);
-    appendByte(text, unit < 0x80 ? unit : 0x80U | (unit & 0x3FU));
+    char bytes[4];
+    const char *const end = encodeUtf8(unit, bytes);
+    for (const char *at = bytes; at != end; ++at) {
+        const auto byte = uchar(*at);
+        *text += {u'%', char16_t(upperHexDigit(byte >> 4U)), char16_t(upperHexDigit(byte))};
+    }
 }
 
 void appendName(std::u16string *text, QStringView name)
@@ -31,7 +27,7 @@ void appendName(std::u16string *text, QStringView name)
     const char16_t *const end = name.utf16() + name.size();
     const char16_t *plain = name.utf16();
     for (const char16_t *at = plain; at != end; ++at) {
-        if (!needsEscape(*at))
+        if (!isReserved(*at))
             continue;
         text->append(plain, at);
         appendEscaped(text, *at);

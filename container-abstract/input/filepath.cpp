@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr char32_t replacementCharacter = 0xFFFD;
-
 /// Byte 0x80 is U+DC80, byte 0xFF is U+DCFF.
 constexpr char16_t escapeBase = 0xDC00;
 
@@ -18,22 +16,8 @@ constexpr bool isEscapedByte(char16_t unit)
 
 void appendUtf8(QByteArray *bytes, char32_t codePoint)
 {
-    const auto put = [bytes](char32_t byte) { bytes->append(static_cast<char>(static_cast<uchar>(byte))); };
-    if (codePoint < 0x80) {
-        put(codePoint);
-    } else if (codePoint < 0x800) {
-        put(0xC0 | (codePoint >> 6));
-        put(0x80 | (codePoint & 0x3F));
-    } else if (codePoint < 0x10000) {
-        put(0xE0 | (codePoint >> 12));
-        put(0x80 | ((codePoint >> 6) & 0x3F));
-        put(0x80 | (codePoint & 0x3F));
-    } else {
-        put(0xF0 | (codePoint >> 18));
-        put(0x80 | ((codePoint >> 12) & 0x3F));
-        put(0x80 | ((codePoint >> 6) & 0x3F));
-        put(0x80 | (codePoint & 0x3F));
-    }
+    char encoded[4];
+    bytes->append(encoded, int(encodeUtf8(codePoint, encoded) - encoded));
 }
 
 /// UTF-8 of `path`, in which escaped bytes are the bytes themselves or U+FFFD; other lone surrogates are U+FFFD.
@@ -69,12 +53,7 @@ QString pathFromBytes(const QByteArray &bytes)
             ++at;
             continue;
         }
-        if (QChar::requiresSurrogates(sequence.codePoint)) {
-            path += QChar(QChar::highSurrogate(sequence.codePoint));
-            path += QChar(QChar::lowSurrogate(sequence.codePoint));
-        } else {
-            path += QChar(static_cast<char16_t>(sequence.codePoint));
-        }
+        appendCodePoint(&path, sequence.codePoint);
         at += sequence.length;
     }
     return path;

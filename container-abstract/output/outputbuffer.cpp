@@ -59,22 +59,3 @@ void OutputBuffer::fail(const QString &reason)
     m_failed = true;
     m_errorText = reason.isEmpty() ? QStringLiteral("the output takes no more data") : reason;
 }
-
-char *OutputBuffer::encode(char32_t character, char *out)
-{
-    const auto tail = [character](int shift) { return char(0x80 | ((character >> shift) & 0x3F)); };
-    if (character < 0x800) {
-        *out++ = char(0xC0 | (character >> 6));
-        *out++ = tail(0);
-    } else if (character < 0x10000) {
-        *out++ = char(0xE0 | (character >> 12));
-        *out++ = tail(6);
-        *out++ = tail(0);
-    } else {
-        *out++ = char(0xF0 | (character >> 18));
-        *out++ = tail(12);
-        *out++ = tail(6);
-        *out++ = tail(0);
-    }
-    return out;
-}

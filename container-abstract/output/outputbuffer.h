@@ -1,5 +1,7 @@
 #pragma once
 
+#include "utf8_p.h"
+
 #include <QString>
 #include <QtGlobal>
 
@@ -57,8 +59,6 @@ public:
 private:
     void drain();
     void fail(const QString &reason);
-    /// Writes a character above U+007F as two to four bytes; returns where they end.
-    static char *encode(char32_t character, char *out);
 
     QIODevice &m_device;
     QString m_errorText;
@@ -85,12 +85,12 @@ const char16_t *OutputBuffer::appendUntil(const char16_t *at, const char16_t *en
             if (Q_LIKELY(unit < 0x80)) {
                 *out++ = static_cast<char>(unit);
             } else if ((unit & 0xF800) != 0xD800) {
-                out = encode(unit, out);
+                out = encodeUtf8(unit, out);
             } else if (unit < 0xDC00 && at != end && (*at & 0xFC00) == 0xDC00) {
-                out = encode(0x10000 + ((char32_t(unit) & 0x3FF) << 10) + (char32_t(*at) & 0x3FF), out);
+                out = encodeUtf8(0x10000 + ((char32_t(unit) & 0x3FF) << 10) + (char32_t(*at) & 0x3FF), out);
                 ++at;
             } else {
-                out = encode(0xFFFD, out);
+                out = encodeUtf8(replacementCharacter, out);
             }
         }
         commit(out);

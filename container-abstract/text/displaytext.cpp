@@ -1,25 +1,40 @@
 #include "displaytext.h"
 
-CharacterEscape::CharacterEscape(char16_t unit) : m_text{'\\'}, m_size(2)
+#include "digits.h"
+
+namespace {
+
+/// The letter that stands for `unit` behind a backslash; 0 where none does.
+char letterFor(char16_t unit, EscapeForm form)
 {
     switch (unit) {
     case u'\\':
-        m_text[1] = '\\';
-        return;
+        return '\\';
     case u'\n':
-        m_text[1] = 'n';
-        return;
+        return 'n';
     case u'\r':
-        m_text[1] = 'r';
-        return;
+        return 'r';
     case u'\t':
-        m_text[1] = 't';
-        return;
+        return 't';
     default:
-        m_text[1] = unit < 0x100 ? 'x' : 'u';
-        for (int shift = unit < 0x100 ? 4 : 12; shift >= 0; shift -= 4)
-            m_text[m_size++] = "0123456789ABCDEF"[unit >> shift & 0xF];
+        break;
     }
+    if (form == EscapeForm::Display)
+        return 0;
+    return unit == u'"' ? '"' : unit == u'\b' ? 'b' : unit == u'\f' ? 'f' : char(0);
+}
+
+} // namespace
+
+CharacterEscape::CharacterEscape(char16_t unit, EscapeForm form) : m_text{'\\'}, m_size(2)
+{
+    m_text[1] = letterFor(unit, form);
+    if (m_text[1] != 0)
+        return;
+    const bool isShort = form == EscapeForm::Display && unit < 0x100;
+    m_text[1] = isShort ? 'x' : 'u';
+    for (int shift = isShort ? 4 : 12; shift >= 0; shift -= 4)
+        m_text[m_size++] = upperHexDigit(unit >> shift);
 }
 
 QString displayText(QStringView text)

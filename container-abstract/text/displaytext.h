@@ -8,22 +8,34 @@
 #include <array>
 #include <string_view>
 
-/// True for what must not reach a terminal or would mislead a reader: control characters, line separators and marks
-/// that turn the direction of writing. The backslash begins their replacements.
-inline bool needsEscape(char16_t unit)
+/// True for the control characters U+0000 to U+001F and U+007F to U+009F.
+constexpr bool isControl(char16_t unit)
+{
+    return unit < 0x20 || (unit >= 0x7F && unit <= 0x9F);
+}
+
+/// How a character is written that must not stand in the output as it is.
+enum class EscapeForm {
+    Display, ///< for people: "\n", "\x1B", "\u202E", and "\\" for a backslash
+    Json, ///< as JSON has it: "\n", "\u001B", "\u202E", "\\", and "\"" for a quote
+};
+
+/// True for what must reach no terminal and no reader as it is: control characters, line separators and marks that turn
+/// the direction of writing; and for what `form` needs itself.
+template <EscapeForm form = EscapeForm::Display> constexpr bool needsEscape(char16_t unit)
 {
     if (unit < 0x7F)
-        return unit < 0x20 || unit == u'\\';
+        return unit < 0x20 || unit == u'\\' || (form == EscapeForm::Json && unit == u'"');
     return unit <= 0x9F || unit == 0x061C || unit == 0x200E || unit == 0x200F || (unit >= 0x2028 && unit <= 0x202E)
         || (unit >= 0x2066 && unit <= 0x2069);
 }
 
-/// What is shown in the place of one unit that needs it: "\n", "\x1B", "\u202E".
+/// What stands in the place of one unit that needs it.
 class CONTAINERABSTRACT_EXPORT CharacterEscape
 {
 public:
     /// Of a unit for which needsEscape is true.
-    explicit CharacterEscape(char16_t unit);
+    explicit CharacterEscape(char16_t unit, EscapeForm form = EscapeForm::Display);
     /// ASCII; valid as long as the object.
     std::string_view text() const { return {m_text.data(), m_size}; }
 

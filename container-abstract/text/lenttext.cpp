@@ -1,53 +1,9 @@
 #include "lenttext.h"
 
+#include "digits.h"
+
 #include <QtAlgorithms>
 #include <QtEndian>
-
-namespace {
-
-/// "00", "01" .. "99": two digits per division.
-constexpr struct DigitPairs
-{
-    char16_t pair[200];
-    constexpr DigitPairs() : pair()
-    {
-        for (size_t i = 0; i < 100; ++i) {
-            pair[2 * i] = char16_t(u'0' + i / 10);
-            pair[2 * i + 1] = char16_t(u'0' + i % 10);
-        }
-    }
-} digitPairs;
-
-int decimalDigits(quint64 number)
-{
-    int digits = 1;
-    for (quint64 limit = 10; number >= limit; limit *= 10) {
-        ++digits;
-        if (digits == 20)
-            break; // the largest number; the next limit does not fit
-    }
-    return digits;
-}
-
-/// Writes the `count` digits of `number`.
-void writeDecimal(quint64 number, char16_t *begin, int count)
-{
-    char16_t *end = begin + count;
-    while (number >= 100) {
-        const quint64 rest = number % 100;
-        number /= 100;
-        *--end = digitPairs.pair[2 * rest + 1];
-        *--end = digitPairs.pair[2 * rest];
-    }
-    if (number >= 10) {
-        *--end = digitPairs.pair[2 * number + 1];
-        *--end = digitPairs.pair[2 * number];
-    } else {
-        *--end = char16_t(u'0' + number);
-    }
-}
-
-} // namespace
 
 const QString &LentText::firstCharacters(int count)
 {
@@ -68,9 +24,7 @@ const QString &LentText::borrow(QStringView text)
 
 const QString &LentText::decimal(quint64 number)
 {
-    const int count = decimalDigits(number);
-    writeDecimal(number, m_characters, count);
-    return firstCharacters(count);
+    return firstCharacters(int(writeDecimal(number, m_characters) - m_characters));
 }
 
 const QString &LentText::decimal(qint64 number)
@@ -78,11 +32,8 @@ const QString &LentText::decimal(qint64 number)
     if (number >= 0)
         return decimal(quint64(number));
     // Negated as unsigned: the smallest number has no positive counterpart.
-    const quint64 magnitude = 0 - quint64(number);
-    const int count = decimalDigits(magnitude);
     m_characters[0] = u'-';
-    writeDecimal(magnitude, m_characters + 1, count);
-    return firstCharacters(1 + count);
+    return firstCharacters(int(writeDecimal(0 - quint64(number), m_characters + 1) - m_characters));
 }
 
 const QString &LentText::latin1(const char *bytes, int size)

@@ -1,5 +1,6 @@
 #include "texts.h"
 
+#include "displaytext.h"
 #include "utf8_p.h"
 
 #include <QChar>
@@ -7,7 +8,6 @@
 namespace {
 
 constexpr char32_t byteOrderMark = 0xFEFF;
-constexpr char32_t replacementCharacter = 0xFFFD;
 
 /// True when the bytes are a lead byte and continuation bytes, but fewer than the lead byte announces.
 bool isCutOffSequence(const char *at, const char *end)
@@ -35,20 +35,11 @@ bool decodeText(const char *begin, const char *end, QString *text)
         if (sequence.codePoint == replacementCharacter)
             return false;
         holdsNonAscii |= sequence.codePoint >= 0x80;
-        if (QChar::requiresSurrogates(sequence.codePoint)) {
-            *text += QChar(QChar::highSurrogate(sequence.codePoint));
-            *text += QChar(QChar::lowSurrogate(sequence.codePoint));
-        } else if (at != begin || sequence.codePoint != byteOrderMark) {
-            *text += QChar(static_cast<char16_t>(sequence.codePoint));
-        }
+        if (at != begin || sequence.codePoint != byteOrderMark)
+            appendCodePoint(text, sequence.codePoint);
         at += sequence.length;
     }
     return true;
-}
-
-constexpr bool isControl(char16_t unit)
-{
-    return unit < 0x20 || (unit >= 0x7F && unit <= 0x9F);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <QtGlobal>
 
 /// One well-formed UTF-8 sequence; a length of 0 means that there is none.
@@ -48,4 +49,41 @@ inline Utf8Sequence decodeUtf8(const char *at, qint64 available)
     if (codePoint < smallestOfLength[length] || isSurrogate || codePoint > 0x10FFFF)
         return {};
     return {length, codePoint};
+}
+
+/// The character that is shown in the place of what is none.
+inline constexpr char32_t replacementCharacter = 0xFFFD;
+
+/// Writes `codePoint`, which is no surrogate, as one to four bytes; returns where they end.
+inline char *encodeUtf8(char32_t codePoint, char *out)
+{
+    const auto tail = [codePoint](int shift) { return char(0x80 | ((codePoint >> shift) & 0x3F)); };
+    if (codePoint < 0x80) {
+        *out++ = char(codePoint);
+        return out;
+    }
+    if (codePoint < 0x800) {
+        *out++ = char(0xC0 | (codePoint >> 6));
+    } else {
+        if (codePoint < 0x10000) {
+            *out++ = char(0xE0 | (codePoint >> 12));
+        } else {
+            *out++ = char(0xF0 | (codePoint >> 18));
+            *out++ = tail(12);
+        }
+        *out++ = tail(6);
+    }
+    *out++ = tail(0);
+    return out;
+}
+
+/// Appends `codePoint` as one or two units of UTF-16.
+inline void appendCodePoint(QString *text, char32_t codePoint)
+{
+    if (QChar::requiresSurrogates(codePoint)) {
+        *text += QChar(QChar::highSurrogate(codePoint));
+        *text += QChar(QChar::lowSurrogate(codePoint));
+    } else {
+        *text += QChar(char16_t(codePoint));
+    }
 }

@@ -1,5 +1,6 @@
 #include "treeannotator.h"
 
+#include "digits.h"
 #include "runresult.h"
 
 #include <limits>
@@ -53,11 +54,10 @@ QStringView TreeAnnotator::bytesAt(quint64 offset, quint64 size)
     char bytes[mostBytes];
     const qint64 count = m_file.read(bytes, qint64(qMin(size, mostBytes)));
     for (qint64 i = 0; i < count; ++i) {
-        constexpr char16_t digits[] = u"0123456789abcdef";
         if (i > 0)
             m_bytes += QLatin1Char(' ');
-        m_bytes += QChar(digits[uchar(bytes[i]) >> 4]);
-        m_bytes += QChar(digits[uchar(bytes[i]) & 0xF]);
+        m_bytes += QLatin1Char(lowerHexDigit(uchar(bytes[i]) >> 4U));
+        m_bytes += QLatin1Char(lowerHexDigit(uchar(bytes[i])));
     }
     if (size > mostBytes && count == qint64(mostBytes)) {
         m_bytes += QLatin1Char(' ');
