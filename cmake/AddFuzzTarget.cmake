@@ -8,8 +8,9 @@ if(QUENLOFAR_FUZZ)
     add_compile_definitions(QT_FORCE_ASSERTS) # those of Qt's containers, in our own code
 endif()
 
-# RapidJSON reads again what was printed. Its stacks begin as null pointers, to which it adds sizes.
+# RapidJSON reads again what was printed; its headers are not ours to warn about. Its stacks begin as null pointers, to which it adds sizes.
 function(quenlofar_use_rapidjson name)
+    find_path(RAPIDJSON_INCLUDE_DIR rapidjson/document.h REQUIRED)
     target_include_directories(${name} SYSTEM PRIVATE ${RAPIDJSON_INCLUDE_DIR})
     if(QUENLOFAR_SANITIZE MATCHES undefined)
         target_compile_options(${name} PRIVATE -fno-sanitize=pointer-overflow)

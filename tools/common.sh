@@ -2,8 +2,8 @@
 # What ./dev, .ci/run and the tools share: which Debian packages are needed for what and how they get onto the machine,
 # and how a preset is built. The caller has set source_dir.
 
-packages_to_build=(build-essential cmake ninja-build qt6-base-dev rapidjson-dev libcli11-dev)
-packages_to_test=(python3 python3-jsonschema pkg-config man-db mandoc zsh fish jq)
+packages_to_build=(build-essential cmake ninja-build qt6-base-dev libcli11-dev)
+packages_to_test=(python3 python3-jsonschema pkg-config man-db mandoc zsh fish jq rapidjson-dev)
 packages_to_lint=(clang clang-tidy clang-format libclang-rt-dev)
 packages_for_docs=(doxygen)
 packages_to_package=(dpkg-dev file lintian)

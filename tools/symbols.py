@@ -11,7 +11,7 @@ import re
 import subprocess
 import sys
 
-FOREIGN = re.compile(r"(std|rapidjson|__gnu_cxx|Q[A-Z]\w*)(::|$)")
+FOREIGN = re.compile(r"(std|__gnu_cxx|Q[A-Z]\w*)(::|$)")
 ABOUT = re.compile(r"^(typeinfo name for|typeinfo for|vtable for|VTT for|guard variable for) ")
 
 

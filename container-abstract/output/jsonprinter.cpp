@@ -1,38 +1,14 @@
 #include "jsonprinter.h"
 
-#include "jsonparts_p.h"
-
-#include <variant>
+#include "jsonmembers_p.h"
 
 class JsonPrinter::Private
 {
 public:
-    Private(QIODevice &device, JsonLayout layout) : output(device)
-    {
-        if (layout == JsonLayout::Indented)
-            writer.emplace<JsonParts<IndentedWriter>>(output);
-        else
-            writer.emplace<JsonParts<LineWriter>>(output);
-    }
+    Private(QIODevice &device, JsonLayout layout) : json(device, layout) { }
 
-    JsonOutput output;
-    std::variant<std::monostate, JsonParts<LineWriter>, JsonParts<IndentedWriter>> writer;
+    JsonStream json;
 };
-
-namespace {
-
-/// Calls `step` with whichever writer there is.
-template <typename Variant, typename Step> void withWriter(Variant &writer, Step step)
-{
-    std::visit(
-        [&step](auto &one) {
-            if constexpr (!std::is_same_v<std::decay_t<decltype(one)>, std::monostate>)
-                step(one);
-        },
-        writer);
-}
-
-} // namespace
 
 JsonPrinter::JsonPrinter(QIODevice &output, JsonLayout layout) : d(new Private(output, layout)) { }
 
@@ -40,89 +16,94 @@ JsonPrinter::~JsonPrinter() = default;
 
 JsonPrinter &JsonPrinter::beginObject()
 {
-    withWriter(d->writer, [](auto &writer) { writer.StartObject(); });
+    d->json.beginObject();
     return *this;
 }
 
 JsonPrinter &JsonPrinter::endObject()
 {
-    withWriter(d->writer, [](auto &writer) { writer.EndObject(); });
+    d->json.endObject();
     return *this;
 }
 
 JsonPrinter &JsonPrinter::beginArray()
 {
-    withWriter(d->writer, [](auto &writer) { writer.StartArray(); });
+    d->json.beginArray();
     return *this;
 }
 
 JsonPrinter &JsonPrinter::endArray()
 {
-    withWriter(d->writer, [](auto &writer) { writer.EndArray(); });
+    d->json.endArray();
     return *this;
 }
 
 JsonPrinter &JsonPrinter::key(QStringView name)
 {
-    return text(name); // RapidJSON knows from the place that it is one
+    d->json.key(name);
+    return *this;
 }
 
 JsonPrinter &JsonPrinter::text(QStringView value)
 {
-    withWriter(d->writer, [value](auto &writer) { writer.text(value); });
+    d->json.text(value);
     return *this;
 }
 
 JsonPrinter &JsonPrinter::number(quint64 value)
 {
-    withWriter(d->writer, [value](auto &writer) { writer.Uint64(value); });
+    d->json.number(value);
     return *this;
 }
 
 JsonPrinter &JsonPrinter::signedNumber(qint64 value)
 {
-    withWriter(d->writer, [value](auto &writer) { writer.Int64(value); });
+    d->json.signedNumber(value);
     return *this;
 }
 
 JsonPrinter &JsonPrinter::real(double value)
 {
-    withWriter(d->writer, [value](auto &writer) { writer.real(value); });
+    d->json.real(value);
     return *this;
 }
 
 JsonPrinter &JsonPrinter::boolean(bool value)
 {
-    withWriter(d->writer, [value](auto &writer) { writer.Bool(value); });
+    d->json.boolean(value);
     return *this;
 }
 
 JsonPrinter &JsonPrinter::null()
 {
-    withWriter(d->writer, [](auto &writer) { writer.Null(); });
+    d->json.null();
     return *this;
 }
 
 JsonPrinter &JsonPrinter::documentStart(const DocumentStart &start)
 {
-    withWriter(d->writer, [&start](auto &writer) { writer.printStart(start); });
+    printStart(d->json, start);
+    return *this;
+}
+
+JsonPrinter &JsonPrinter::fileStart(const DocumentStart &start)
+{
+    printFile(d->json, start);
     return *this;
 }
 
 JsonPrinter &JsonPrinter::outcome(const RunResult &result)
 {
-    withWriter(d->writer, [&result](auto &writer) { writer.printOutcome(result); });
+    printOutcome(d->json, result);
     return *this;
 }
 
 bool JsonPrinter::finish()
 {
-    d->output.put('\n');
-    withWriter(d->writer, [this](auto &writer) { writer.Reset(d->output); });
-    return d->output.flush();
+    return d->json.finish();
 }
 
 QString JsonPrinter::errorText() const
 {
-    return d->output.errorText();
+    return d->json.errorText();
 }

@@ -40,6 +40,8 @@ public:
 
     /// The members that documents about a file begin with: "formatVersion", "file", "fileSize", "container".
     JsonPrinter &documentStart(const DocumentStart &start);
+    /// The same without "formatVersion": for each of several files of one document.
+    JsonPrinter &fileStart(const DocumentStart &start);
     /// The members that say how a walk went: "status" and, where they apply, "limit", "cancelled" and "error".
     JsonPrinter &outcome(const RunResult &result);
 

@@ -12,8 +12,8 @@ class QIODevice;
 
 /**
  * Prints one JSON document per run, followed by a line feed, while the file is walked. docs/json-output.md describes
- * the document. Memory: one output buffer, 32 bytes per open node, and 12 bytes per reported frame, because
- * frames are printed last. One object can print many documents, one after the other.
+ * the document. Memory: one output buffer, and 12 bytes per reported frame, because frames are printed last. One object
+ * can print many documents, one after the other.
  */
 class CONTAINERABSTRACT_EXPORT JsonWriter : public TreeWriter
 {

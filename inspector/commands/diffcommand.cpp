@@ -248,18 +248,7 @@ void DifferenceJson::printFiles()
 
 void DifferenceJson::printFile(const ElementTree &tree)
 {
-    const DocumentStart &start = tree.document();
-    m_json.beginObject().key(u"file").text(start.file).key(u"fileSize");
-    if (start.fileSize >= 0)
-        m_json.number(quint64(start.fileSize));
-    else
-        m_json.null();
-    m_json.key(u"container");
-    if (start.container.isNull())
-        m_json.null();
-    else
-        m_json.text(start.container);
-    m_json.outcome(tree.result()).endObject();
+    m_json.beginObject().fileStart(tree.document()).outcome(tree.result()).endObject();
 }
 
 void DifferenceJson::printAspects(quint32 aspects)

@@ -1,6 +1,7 @@
 // The JSON writer under any sequence of calls: what it prints parses again and says the same.
 #include "callscript.h"
 #include "fuzztarget.h"
+#include "harmless.h"
 #include "jsontext.h"
 #include "jsonwriter.h"
 #include "outputs.h"
@@ -182,6 +183,7 @@ void tryLayout(const CallScript &script, JsonWriter::Layout layout, quint64 room
     require(writer.errorText().isNull(), "there is no error text without an error");
     const QByteArray whole = output.bytes();
     checkDocument(whole, script);
+    require(isHarmless(QString::fromUtf8(whole)), "nothing in a document steers a terminal");
     tryFullDisk(script, layout, whole, room);
 
     require(script.play(writer), "a writer prints one document after the other");

@@ -1,6 +1,8 @@
 // Texts made of a file's bytes, and file names there and back.
+#include "displaytext.h"
 #include "filepath.h"
 #include "fuzztarget.h"
+#include "harmless.h"
 #include "require.h"
 #include "texts.h"
 
@@ -77,6 +79,8 @@ void tryUnits(const QByteArray &bytes)
         path += QChar(quint16(uchar(bytes.at(i)) | uchar(bytes.at(i + 1)) << 8));
     require(isUtf8(pathForDisplay(path)), "a path of any units can be shown");
     pathToBytes(path);
+    const QString shown = displayText(path);
+    require(isHarmless(shown) && !shown.contains(QLatin1Char('\n')), "what is shown steers no terminal");
 }
 
 } // namespace

@@ -85,13 +85,19 @@ void TestJsonOutput::texts_data()
     QTest::newRow("U+0000") << units({u'a', 0, u'b'}) << QByteArray("a\\u0000b");
     QTest::newRow("U+0000 alone") << units({0}) << QByteArray("\\u0000");
     QTest::newRow("other control characters") << units({1, 0x1F}) << QByteArray("\\u0001\\u001F");
-    QTest::newRow("a blank and DEL stay") << units({0x20, 0x7F}) << QByteArray(" \x7F");
-    QTest::newRow("U+0080 has two bytes") << units({0x80}) << QByteArray("\xC2\x80");
+    QTest::newRow("a blank stays, DEL is escaped") << units({0x20, 0x7E, 0x7F}) << QByteArray(" ~\\u007F");
+    QTest::newRow("C1") << units({0x80, 0x9B, 0x9F}) << QByteArray("\\u0080\\u009B\\u009F");
+    QTest::newRow("U+00A0 has two bytes") << units({0xA0}) << QByteArray("\xC2\xA0");
+    QTest::newRow("Arabic letter mark") << units({0x61B, 0x61C, 0x61D}) << QByteArray("\xD8\x9B\\u061C\xD8\x9D");
+    QTest::newRow("direction marks") << units({0x200D, 0x200E, 0x200F, 0x2010})
+                                     << QByteArray("\xE2\x80\x8D\\u200E\\u200F\xE2\x80\x90");
+    QTest::newRow("embeddings") << units({0x202A, 0x202E, 0x202F}) << QByteArray("\\u202A\\u202E\xE2\x80\xAF");
+    QTest::newRow("isolates") << units({0x2065, 0x2066, 0x2069, 0x206A})
+                              << QByteArray("\xE2\x81\xA5\\u2066\\u2069\xE2\x81\xAA");
     QTest::newRow("Latin-1") << units({0xE9, 0xFF}) << QByteArray("\xC3\xA9\xC3\xBF");
     QTest::newRow("U+07FF has two bytes") << units({0x7FF}) << QByteArray("\xDF\xBF");
     QTest::newRow("U+0800 has three bytes") << units({0x800}) << QByteArray("\xE0\xA0\x80");
-    QTest::newRow("U+2028 and U+2029 are plain UTF-8")
-        << units({0x2028, 0x2029}) << QByteArray("\xE2\x80\xA8\xE2\x80\xA9");
+    QTest::newRow("line separators") << units({0x2027, 0x2028, 0x2029}) << QByteArray("\xE2\x80\xA7\\u2028\\u2029");
     QTest::newRow("around the surrogates") << units({0xD7FF, 0xE000}) << QByteArray("\xED\x9F\xBF\xEE\x80\x80");
     QTest::newRow("U+FFFF") << units({0xFFFF}) << QByteArray("\xEF\xBF\xBF");
     QTest::newRow("U+10000") << units({0xD800, 0xDC00}) << QByteArray("\xF0\x90\x80\x80");

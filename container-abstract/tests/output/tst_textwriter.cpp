@@ -220,23 +220,19 @@ void TestTextWriter::outcome_data()
     };
     row("nothing to tell", "status 0: no problem found\n", [](RunResult &) {});
     row("a parser's own status", "status -7: status -7\n", [](RunResult &result) { result.status = -7; });
-    row("the limit on items", "stopped at byte 77 by the limit of 1000 items\n",
-        [](RunResult &result) {
-            result.limit = RunLimit::Items;
-            result.limitValue = 1000;
-        });
-    row("the limit on depth", "stopped at byte 77 by the limit of 1 nested node\n",
-        [](RunResult &result) {
-            result.limit = RunLimit::Depth;
-            result.limitValue = 1;
-        });
-    row("the limit on work", "stopped at byte 77 by the limit of 9 bytes to be read\n",
-        [](RunResult &result) {
-            result.limit = RunLimit::Work;
-            result.limitValue = 9;
-        });
-    row("cancelled", "cancelled at byte 77\n",
-        [](RunResult &result) { result.cancelled = true; });
+    row("the limit on items", "stopped at byte 77 by the limit of 1000 items\n", [](RunResult &result) {
+        result.limit = RunLimit::Items;
+        result.limitValue = 1000;
+    });
+    row("the limit on depth", "stopped at byte 77 by the limit of 1 nested node\n", [](RunResult &result) {
+        result.limit = RunLimit::Depth;
+        result.limitValue = 1;
+    });
+    row("the limit on work", "stopped at byte 77 by the limit of 9 bytes to be read\n", [](RunResult &result) {
+        result.limit = RunLimit::Work;
+        result.limitValue = 9;
+    });
+    row("cancelled", "cancelled at byte 77\n", [](RunResult &result) { result.cancelled = true; });
     row("a read error", "status 2: reading the file failed\nreading failed at byte 0: Input/output error\n",
         [](RunResult &result) {
             result.status = 2;
@@ -245,7 +241,8 @@ void TestTextWriter::outcome_data()
     row("memory", "memory ran out: std::bad_alloc\n", [](RunResult &result) {
         result.error = {FileError::Memory, -1, QStringLiteral("std::bad_alloc")};
     });
-    row("a status and a limit", "status 5: the file ends inside an element\nstopped at byte 77 by the limit of 2 items\n",
+    row("a status and a limit",
+        "status 5: the file ends inside an element\nstopped at byte 77 by the limit of 2 items\n",
         [](RunResult &result) {
             result.status = 5;
             result.limit = RunLimit::Items;
@@ -253,10 +250,9 @@ void TestTextWriter::outcome_data()
         });
     row("a sink beside the writer that failed", "not printed to its end: a full tree\n",
         [](RunResult &result) { result.sinkError = QStringLiteral("a full tree"); });
-    row("a parser that throws", "the parser failed at byte 7: boom\n",
-        [](RunResult &result) {
-            result.error = {FileError::Parser, 7, QStringLiteral("boom")};
-        });
+    row("a parser that throws", "the parser failed at byte 7: boom\n", [](RunResult &result) {
+        result.error = {FileError::Parser, 7, QStringLiteral("boom")};
+    });
 }
 
 void TestTextWriter::outcome()
@@ -351,8 +347,8 @@ void TestTextWriter::texts()
     });
     QCOMPARE(document,
              bytes + ": " + bytes + ", 0 bytes\n\noffset    size\n     0       0  " + bytes + "\n     0       0    "
-                 + bytes + " = " + bytes + "  (" + bytes + ")  " + bytes
-                 + "\n\nreading failed at byte 0: " + bytes + "\n");
+                 + bytes + " = " + bytes + "  (" + bytes + ")  " + bytes + "\n\nreading failed at byte 0: " + bytes
+                 + "\n");
 }
 
 void TestTextWriter::theColumnsGrowWithTheFile()

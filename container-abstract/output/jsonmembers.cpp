@@ -1,0 +1,84 @@
+#include "jsonmembers_p.h"
+
+namespace {
+
+template <size_t Size> void memberOrNull(JsonStream &json, const char (&name)[Size], qint64 number)
+{
+    if (number >= 0) {
+        json.member(name, quint64(number));
+    } else {
+        json.key(name);
+        json.null();
+    }
+}
+
+QStringView limitName(RunLimit limit)
+{
+    switch (limit) {
+    case RunLimit::Items:
+        return u"items";
+    case RunLimit::Depth:
+        return u"depth";
+    case RunLimit::Work:
+        return u"work";
+    case RunLimit::None:
+        break;
+    }
+    return {};
+}
+
+QStringView errorName(FileError::Kind kind)
+{
+    switch (kind) {
+    case FileError::Open:
+        return u"open";
+    case FileError::Read:
+        return u"read";
+    case FileError::Memory:
+        return u"memory";
+    case FileError::Parser:
+        return u"parser";
+    case FileError::None:
+        break;
+    }
+    return {};
+}
+
+} // namespace
+
+void printFile(JsonStream &json, const DocumentStart &start)
+{
+    json.member("file", start.file);
+    memberOrNull(json, "fileSize", start.fileSize);
+    json.key("container");
+    if (start.container.isNull())
+        json.null();
+    else
+        json.text(start.container);
+}
+
+void printStart(JsonStream &json, const DocumentStart &start)
+{
+    json.member("formatVersion", quint64(1));
+    printFile(json, start);
+}
+
+void printOutcome(JsonStream &json, const RunResult &result)
+{
+    json.key("status");
+    json.signedNumber(result.status);
+    if (result.limit != RunLimit::None)
+        json.member("limit", limitName(result.limit));
+    if (result.cancelled) {
+        json.key("cancelled");
+        json.boolean(true);
+    }
+    if (result.error.kind == FileError::None)
+        return;
+    json.key("error");
+    json.beginObject();
+    json.member("kind", errorName(result.error.kind));
+    memberOrNull(json, "offset", result.error.offset);
+    json.member("message", result.error.message);
+    json.endObject();
+}
