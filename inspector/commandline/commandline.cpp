@@ -411,6 +411,11 @@ void CommandLine::addFormats(CLI::App &command, const std::vector<std::string> &
               "Text for people; for programs one JSON document per line"
                   + std::string(formats.size() > 2 ? ", or comma-separated values" : "") + " [text]");
     command.add_flag("--pretty", m_options.pretty, "Indent JSON");
+    if (formats.size() > 2) {
+        command.add_flag_callback(
+            "--csv-raw", [this] { m_options.csvTexts = CsvTexts::Raw; },
+            "Texts in comma-separated values as they are: control characters not escaped, no ' in front of formulas");
+    }
 }
 
 void CommandLine::addLimits(CLI::App &command)
@@ -418,7 +423,8 @@ void CommandLine::addLimits(CLI::App &command)
     RunLimits &limits = m_options.limits;
     addNumber(command, "--max-items", &limits.maxItems, 1, anyNumber, "N",
               "Elements and fields per file [one million, or the file's size in bytes if that is more]");
-    addNumber(command, "--max-depth", &limits.maxDepth, 1, Options::deepestDepth, "N", "Levels of nested elements [80]");
+    addNumber(command, "--max-depth", &limits.maxDepth, 1, Options::deepestDepth, "N",
+              "Levels of nested elements [80]");
     addNumber(command, "--max-work", &limits.maxWorkFactor, 1, anyNumber, "FACTOR",
               "Bytes read per file, as a multiple of its size, in addition to 64 MiB [64]");
 }

@@ -13,6 +13,10 @@
 /// For what depends on whether somebody watches.
 enum class When { Auto, Always, Never };
 
+/// Texts out of files in comma-separated values: harmless for terminals and spreadsheets (displayText, and an
+/// apostrophe in front of what looks like a formula), or as they are.
+enum class CsvTexts { Guarded, Raw };
+
 /// Which files a command is to look at.
 struct InputChoice
 {
@@ -67,6 +71,7 @@ struct Options
     OutputChoice output;
     Format format = Format::Text;
     bool pretty = false;
+    CsvTexts csvTexts = CsvTexts::Guarded;
     /// No film nests deeper than ten levels; jq 1.6 reads documents with 84.
     static constexpr quint64 defaultDepth = 80;
     static constexpr quint64 deepestDepth = 1000; ///< what an ordinary stack holds with room to spare

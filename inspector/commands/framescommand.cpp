@@ -99,7 +99,8 @@ class FrameCsv : public FrameSink
 {
 public:
     FrameCsv(QIODevice &output, const Options &options, const FileContext &context)
-        : FrameSink(options.frames), m_output(output), m_isFirst(context.isFirst), m_namesFile(context.isOneOfMany)
+        : FrameSink(options.frames), m_output(output), m_isFirst(context.isFirst), m_namesFile(context.isOneOfMany),
+          m_texts(options.csvTexts)
     {
     }
 
@@ -109,7 +110,7 @@ public:
             m_output.line((m_namesFile ? QStringLiteral("file,") : QString())
                           + QStringLiteral("stream,number,offset,size,key"));
         if (m_namesFile)
-            m_file = csvField(start.file) + QLatin1Char(',');
+            m_file = csvText(start.file, m_texts) + QLatin1Char(',');
         return m_output.works();
     }
     bool endDocument(const RunResult &) override { return m_output.flush(); }
@@ -132,6 +133,7 @@ private:
     TextOutput m_output;
     const bool m_isFirst;
     const bool m_namesFile;
+    const CsvTexts m_texts;
     QString m_file;
 };
 

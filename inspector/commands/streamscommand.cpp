@@ -115,8 +115,9 @@ private:
 class StreamCsv : public StreamSink
 {
 public:
-    StreamCsv(QIODevice &output, const FileContext &context, bool isQuiet)
-        : StreamSink(context, isQuiet), m_output(output), m_isFirst(context.isFirst), m_namesFile(context.isOneOfMany)
+    StreamCsv(QIODevice &output, const FileContext &context, const Options &options)
+        : StreamSink(context, options.quiet), m_output(output), m_isFirst(context.isFirst),
+          m_namesFile(context.isOneOfMany), m_texts(options.csvTexts)
     {
     }
 
@@ -129,7 +130,7 @@ protected:
                                            "channels,bitsPerSample,bitRate,seconds,name"));
         for (const StreamDescription &stream : streams) {
             const QString line = values(stream).join(QLatin1Char(','));
-            m_output.line(m_namesFile ? csvField(start.file) + QLatin1Char(',') + line : line);
+            m_output.line(m_namesFile ? csvText(start.file, m_texts) + QLatin1Char(',') + line : line);
         }
         return m_output.flush();
     }
@@ -138,12 +139,12 @@ protected:
 private:
     static QString exactText(double number) { return QString::number(number, 'g', QLocale::FloatingPointShortest); }
 
-    static QStringList values(const StreamDescription &stream)
+    QStringList values(const StreamDescription &stream) const
     {
         return {QString::number(stream.ordinal),
                 stream.kindText(),
-                csvField(stream.codecCode),
-                csvField(stream.codecName),
+                csvText(stream.codecCode, m_texts),
+                csvText(stream.codecName, m_texts),
                 numberText(stream.width),
                 numberText(stream.height),
                 stream.frameRate > 0.0 ? exactText(stream.frameRate) : QString(),
@@ -152,12 +153,13 @@ private:
                 numberText(stream.bitsPerSample),
                 numberText(stream.bitRate),
                 stream.seconds() >= 0.0 ? exactText(stream.seconds()) : QString(),
-                csvField(stream.name)};
+                csvText(stream.name, m_texts)};
     }
 
     TextOutput m_output;
     const bool m_isFirst;
     const bool m_namesFile;
+    const CsvTexts m_texts;
 };
 
 class StreamJson : public StreamSink
@@ -189,7 +191,7 @@ int listStreams(const Options &options, const PluginLoader &plugins, ProgramOutp
     return walkFiles(options, plugins, output,
                      [&options](QIODevice &place, const FileContext &context) -> std::unique_ptr<ElementSink> {
                          if (options.format == Options::Format::Csv)
-                             return std::make_unique<StreamCsv>(place, context, options.quiet);
+                             return std::make_unique<StreamCsv>(place, context, options);
                          if (options.format == Options::Format::Json)
                              return std::make_unique<StreamJson>(place, context, options.quiet,
                                                                  options.pretty ? JsonLayout::Indented

@@ -1,5 +1,6 @@
 #include "messages.h"
 
+#include "displaytext.h"
 #include "filepath.h"
 
 #include <unistd.h>
@@ -9,13 +10,8 @@
 
 void printMessage(const QString &text)
 {
-    QString line = QStringLiteral("quenlofar: ") + text;
     // A file name must not steer the terminal or break the line.
-    for (QChar &character : line) {
-        if (character.category() == QChar::Other_Control)
-            character = QLatin1Char('?');
-    }
-    const QByteArray bytes = pathForDisplay(line) + '\n';
+    const QByteArray bytes = "quenlofar: " + pathForDisplay(displayText(text)) + '\n';
     for (qint64 written = 0; written < bytes.size();) {
         const ssize_t count = ::write(STDERR_FILENO, bytes.constData() + written, size_t(bytes.size() - written));
         if (count < 0 && errno != EINTR)

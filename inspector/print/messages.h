@@ -2,7 +2,7 @@
 
 #include <QString>
 
-/// Prints "quenlofar: `text`" on standard error as one line, whatever characters stand in it.
+/// Prints "quenlofar: `text`" on standard error as one line; displayText makes the characters in it harmless.
 void printMessage(const QString &text);
 /// The operating system's words for an error number.
 QString systemErrorText(int errorNumber);

@@ -50,15 +50,21 @@ bool TextOutput::flush()
     return !m_failed;
 }
 
-QString csvField(const QString &text)
+QString csvText(const QString &text, CsvTexts texts)
 {
-    const bool needsQuotes = std::any_of(text.begin(), text.end(),
+    QString cell = text;
+    if (texts == CsvTexts::Guarded) {
+        cell = displayText(text);
+        // What a spreadsheet would take for a formula.
+        if (!text.isEmpty() && QStringView(u"=+-@\t").contains(text.front()))
+            cell.prepend(QLatin1Char('\''));
+    }
+    const bool needsQuotes = std::any_of(cell.cbegin(), cell.cend(),
                                          [](QChar character) { return QStringView(u",\"\r\n").contains(character); });
     if (!needsQuotes)
-        return text;
-    QString quoted = text;
-    quoted.replace(QLatin1Char('"'), QStringLiteral("\"\""));
-    return QLatin1Char('"') + quoted + QLatin1Char('"');
+        return cell;
+    cell.replace(QLatin1Char('"'), QStringLiteral("\"\""));
+    return QLatin1Char('"') + cell + QLatin1Char('"');
 }
 
 QStringList tableLines(const QVector<QStringList> &rows, const QVector<int> &numberColumns)

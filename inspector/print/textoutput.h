@@ -1,5 +1,7 @@
 #pragma once
 
+#include "options.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QVector>
@@ -36,8 +38,9 @@ private:
     QString m_errorText;
 };
 
-/// `text` as one field of comma-separated values (RFC 4180), in quotes where it needs them.
-QString csvField(const QString &text);
+/// `text`, which comes from a file or is its name, as one field of comma-separated values (RFC 4180), in quotes where
+/// it needs them.
+QString csvText(const QString &text, CsvTexts texts);
 
 /// `rows` as lines with aligned columns; those in `numberColumns` to the right. The last column is not padded.
 QStringList tableLines(const QVector<QStringList> &rows, const QVector<int> &numberColumns);
