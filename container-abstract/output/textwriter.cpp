@@ -133,6 +133,8 @@ void TextWriter::Private::printContents(const Field &field)
     printName(field.name, nameColour);
     if (!field.value.isEmpty())
         raw(" = ").clipped(field.value);
+    else if (field.isEmptyText())
+        raw(" = \"\"");
     else if (field.meaning.isEmpty() && field.size > 0)
         raw("  (").counted(field.size, "byte").raw(" of data)");
     else if (field.meaning.isEmpty())

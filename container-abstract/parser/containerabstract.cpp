@@ -100,9 +100,10 @@ void ContainerAbstractPrivate::addFieldOf(ContainerAbstract &parser, quint64 off
                                           const FieldRow &row)
 {
     const size_t at = size_t(row.valueOffset >= 0 ? row.valueOffset : row.offset);
-    parser.addLeaf(offset + quint64(row.offset), quint64(row.width()), nameText.borrow(row.name),
-                   fieldText(record, at, row.kind, row.width()), row.meaning ? row.meaning(record) : QString(),
-                   descriptionText.borrow(row.description));
+    const QString value = fieldText(record, at, row.kind, row.width());
+    const uchar code = row.kind == FieldKind::Text && value.isEmpty() ? emptyTextCode : uchar(0);
+    parser.addField(false, offset + quint64(row.offset), code, quint64(row.width()), nameText.borrow(row.name), value,
+                    row.meaning ? row.meaning(record) : QString(), descriptionText.borrow(row.description), -1);
 }
 
 void ContainerAbstractPrivate::rememberSinkFailure()

@@ -31,12 +31,6 @@ QString guidText(const RecordView &record, size_t at)
         .toString();
 }
 
-QString hexText(const QByteArray &bytes)
-{
-    const bool isZero = std::all_of(bytes.begin(), bytes.end(), [](char byte) { return byte == '\0'; });
-    return isZero ? QString() : QString::fromLatin1(bytes.toHex());
-}
-
 } // namespace
 
 QByteArray RecordView::lentBytes(size_t at, size_t count) const
@@ -80,7 +74,7 @@ QString fieldText(const RecordView &record, size_t at, FieldKind kind, int width
     case FieldKind::Text:
         return bytesToText(record.lentBytes(at, size_t(width)));
     case FieldKind::Hex:
-        return hexText(record.lentBytes(at, size_t(width)));
+        return QString::fromLatin1(record.lentBytes(at, size_t(width)).toHex(' '));
     }
     return {};
 }

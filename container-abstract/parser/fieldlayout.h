@@ -24,7 +24,7 @@ enum class FieldKind : quint8 {
     Words4,
     Guid, ///< 16 bytes as Windows stores them, "{00000001-0000-0010-8000-00aa00389b71}"
     Text, ///< as many bytes as the row says, see bytesToText
-    Hex, ///< the same as two hexadecimal digits each; empty where all are zero
+    Hex, ///< the same as two hexadecimal digits each, "00 1f ff"
 };
 
 /// The bytes of a field of this kind; 0 where only the row says it.

@@ -14,7 +14,8 @@
  *     }
  *     frame stream/number offset+size key                a reported frame
  *
- * A leaf whose flag, code or index is not false, 0 and -1 gets " flag 1 code 9 index 5" after it.
+ * The value of a text that is there but empty (emptyTextCode) is shown as "". Any other leaf whose flag, code or index
+ * is not false, 0 and -1 gets " flag 1 code 9 index 5" after it.
  */
 class RecordingSink : public ElementSink
 {
@@ -51,11 +52,13 @@ public:
         QString line = place(field.isUnparsedData() ? QStringView(u"unparsed") : field.name, field.offset, field.size);
         if (!field.value.isEmpty())
             line += QLatin1Char(' ') + field.value.toString();
+        else if (field.isEmptyText())
+            line += QStringLiteral(" \"\"");
         if (!field.meaning.isEmpty())
             line += QStringLiteral(" [") + field.meaning.toString() + QLatin1Char(']');
         if (!field.description.isEmpty())
             line += QStringLiteral(" (") + field.description.toString() + QLatin1Char(')');
-        if (field.flag || field.code != 0 || field.index != -1)
+        if (field.flag || (field.code != 0 && !field.isEmptyText()) || field.index != -1)
             line += QStringLiteral(" flag %1 code %2 index %3").arg(int(field.flag)).arg(field.code).arg(field.index);
         add(line);
         return takes();

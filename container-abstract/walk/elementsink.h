@@ -10,11 +10,15 @@
 /// The name of a leaf that covers bytes which no parser interprets. It is a mark, never shown to people.
 inline constexpr QStringView unparsedDataMarker{u"d771bd4e-a2e6-46e3-ad1c-1aafa1b60c87"};
 
+/// Field::code of a leaf whose value is a text that is there but has no character, such as a name of zero bytes alone:
+/// it is shown as "", not as data. The host gives it to rows of the kind FieldKind::Text.
+inline constexpr uchar emptyTextCode = 1;
+
 /// One leaf on its way from a parser to a sink. The texts are lent for the call.
 struct Field
 {
     bool flag; ///< host-defined; parsers pass false so far
-    uchar code; ///< host-defined; parsers pass 0 so far
+    uchar code; ///< 0, or emptyTextCode
     quint64 offset; ///< first byte, from the start of the file
     quint64 size; ///< width in bytes; 0 is legal
     qint64 index; ///< ordinal among repeated records, or -1
@@ -25,6 +29,8 @@ struct Field
 
     /// It covers bytes that nobody interprets.
     bool isUnparsedData() const { return name == unparsedDataMarker; }
+    /// Its value is a text without a character.
+    bool isEmptyText() const { return code == emptyTextCode && value.isEmpty(); }
 };
 
 /**

@@ -11,6 +11,8 @@ QString contentsText(const ElementTree &tree, ElementTree::Item item)
     const QString meaning = tree.meaning(item);
     if (!value.isEmpty())
         text += QStringLiteral(" = ") + value;
+    else if (tree.code(item) == emptyTextCode)
+        text += QStringLiteral(" = \"\"");
     if (!meaning.isEmpty())
         text += QStringLiteral("  (") + meaning + QLatin1Char(')');
     return text;

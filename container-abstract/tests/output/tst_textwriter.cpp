@@ -172,6 +172,10 @@ void TestTextWriter::lines_data()
     leafRow("no value: the description stays", leaf(3, 0, u"value", {}, {}, u"d"),
             "     3       0  value  (empty)  d\n");
     leafRow("no value: a meaning takes its place", leaf(3, 12, u"n", {}, u"m"), "     3      12  n  (m)\n");
+    leafRow("a text without a character", {false, emptyTextCode, 3, 12, -1, u"n", {}, {}, {}},
+            "     3      12  n = \"\"\n");
+    leafRow("a text without a character that means something", {false, emptyTextCode, 3, 0, -1, u"n", {}, u"m", {}},
+            "     3       0  n = \"\"  (m)\n");
     leafRow("unparsed data", leaf(3, 32208, unparsedDataMarker, {}),
             "     3   32208  32208 bytes that no parser interprets\n");
     leafRow("one unparsed byte", leaf(3, 1, unparsedDataMarker, {}),

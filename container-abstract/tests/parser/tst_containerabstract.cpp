@@ -138,6 +138,20 @@ private Q_SLOTS:
                               QStringLiteral("third 103+1 2")}));
     }
 
+    void aTextOfZerosIsEmptyNotData()
+    {
+        constexpr FieldRow rows[] = {
+            textRow(u"text", 0, 2), textRow(u"hex", 2, 2, FieldKind::Hex), {u"id", 4, FieldKind::FourCC}};
+        Host host;
+        host.parser.addRecord(100, RecordView("\0\0\0\0\0\0\0\0", 8), rows);
+        host.parser.addWholeFields(200, RecordView("a\0\0\1", 4), rows);
+        host.parser.addLeaf(300, 2, QStringLiteral("value"), host.parser.bytesToText(QByteArray(2, '\0')));
+        QCOMPARE(host.sink.lines,
+                 (QStringList{QStringLiteral("text 100+2 \"\""), QStringLiteral("hex 102+2 00 00"),
+                              QStringLiteral("id 104+4"), QStringLiteral("text 200+2 a"),
+                              QStringLiteral("hex 202+2 00 01"), QStringLiteral("value 300+2")}));
+    }
+
     void wholeFields_data()
     {
         QTest::addColumn<int>("size");

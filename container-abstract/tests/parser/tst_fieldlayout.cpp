@@ -132,8 +132,11 @@ void TestFieldLayout::text_data()
     row("a text is as long as its row says", "78414243440000", 1, FieldKind::Text, QStringLiteral("ABC"), 3);
     row("a text ends with its record", "7841", 1, FieldKind::Text, QStringLiteral("A"), 100);
     row("a text's zeros at the end are none of it", "41420000", 0, FieldKind::Text, QStringLiteral("AB"), 4);
-    row("hexadecimal digits", "0001ff00", 1, FieldKind::Hex, QStringLiteral("01ff00"), 3);
-    row("hexadecimal, all zero: empty", "00000000", 0, FieldKind::Hex, QString(), 4);
+    row("hexadecimal digits", "0001ff00", 1, FieldKind::Hex, QStringLiteral("01 ff 00"), 3);
+    row("hexadecimal, all zero: digits too", "00000000", 0, FieldKind::Hex, QStringLiteral("00 00 00 00"), 4);
+    row("hexadecimal digits end with the record", "0102", 1, FieldKind::Hex, QStringLiteral("02"), 4);
+    row("no bytes, no digits", "0102", 2, FieldKind::Hex, QString(), 4);
+    row("a text of zeros is empty", "00000000", 0, FieldKind::Text, QString(), 4);
 }
 
 void TestFieldLayout::text()

@@ -36,6 +36,11 @@ QByteArray bext(quint16 version)
         + le(qint16(-2010)) + zeros(180);
 }
 
+QByteArray zeroDigits(int bytes)
+{
+    return QByteArray("00 ").repeated(bytes).trimmed();
+}
+
 /// The lines behind `title`'s header, up to its end; see RecordingSink.
 QStringList linesIn(const QStringList &lines, const QString &title)
 {
@@ -157,15 +162,17 @@ void TestContainerWave::chunks_data()
         "REF|OriginationDate 340+10 2024-05-17|OriginationTime 350+8 12:34:56|"
         "TimeReference 358+8 48|Version 366+2 ";
     row("bext, version 1: no loudness", "bext", bext(1),
-        (QByteArray(bextLines)
-         + "1|UMID 368+64|LoudnessValue 432+2 -2300|LoudnessRange 434+2 750|MaxTruePeakLevel 436+2 -100|"
-           "MaxMomentaryLoudness 438+2 -1850|MaxShortTermLoudness 440+2 -2010|Reserved 442+180")
+        (QByteArray(bextLines) + "1|UMID 368+64 " + zeroDigits(64)
+         + "|LoudnessValue 432+2 -2300|LoudnessRange 434+2 750|MaxTruePeakLevel 436+2 -100|"
+           "MaxMomentaryLoudness 438+2 -1850|MaxShortTermLoudness 440+2 -2010|Reserved 442+180 "
+         + zeroDigits(180))
             .constData());
     row("bext, version 2, with a history", "bext", bext(2) + "A=PCM",
-        (QByteArray(bextLines)
-         + "2|UMID 368+64|LoudnessValue 432+2 -2300 [-23.00 LUFS]|LoudnessRange 434+2 750 [7.50 LU]|"
+        (QByteArray(bextLines) + "2|UMID 368+64 " + zeroDigits(64)
+         + "|LoudnessValue 432+2 -2300 [-23.00 LUFS]|LoudnessRange 434+2 750 [7.50 LU]|"
            "MaxTruePeakLevel 436+2 -100 [-1.00 dBTP]|MaxMomentaryLoudness 438+2 -1850 [-18.50 LUFS]|"
-           "MaxShortTermLoudness 440+2 -2010 [-20.10 LUFS]|Reserved 442+180|CodingHistory 622+5 A=PCM|padding 627+1 0")
+           "MaxShortTermLoudness 440+2 -2010 [-20.10 LUFS]|Reserved 442+180 "
+         + zeroDigits(180) + "|CodingHistory 622+5 A=PCM|padding 627+1 0")
             .constData());
     const QByteArray header = u16(0xFFFE) + u16(2) + u32(48000) + u32(288000) + u16(6) + u16(24);
     const char *const headerLines = "wFormatTag 20+2 65534 [extensible wave format]|nChannels 22+2 2|"
