@@ -1,6 +1,7 @@
 #include "textwriter.h"
 
 #include "displaytext.h"
+#include "ecma48.h"
 #include "outputbuffer.h"
 #include "statuscodes.h"
 #include "textwidth.h"
@@ -24,14 +25,14 @@ int digitsOf(quint64 number, quint64 base = 10)
     return digits;
 }
 
-// What is printed in which colour, as ECMA-48 sequences.
-constexpr std::string_view plain = "\033[0m";
-constexpr std::string_view placeColour = "\033[2m"; // faint
-constexpr std::string_view nodeColour = "\033[1m"; // bold
-constexpr std::string_view nameColour = "\033[36m";
-constexpr std::string_view meaningColour = "\033[32m";
-constexpr std::string_view remarkColour = "\033[33m";
-constexpr std::string_view troubleColour = "\033[31m";
+// What is printed in which colour.
+constexpr std::string_view plain = ecma48::plain;
+constexpr std::string_view placeColour = ecma48::faint;
+constexpr std::string_view nodeColour = ecma48::bold;
+constexpr std::string_view nameColour = ecma48::cyan;
+constexpr std::string_view meaningColour = ecma48::green;
+constexpr std::string_view remarkColour = ecma48::yellow;
+constexpr std::string_view troubleColour = ecma48::red;
 
 } // namespace
 

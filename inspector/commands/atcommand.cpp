@@ -1,6 +1,7 @@
 #include "commands.h"
 
 #include "displaytext.h"
+#include "ecma48.h"
 #include "elementpath.h"
 #include "elementtree.h"
 #include "exitstatus.h"
@@ -176,8 +177,7 @@ QStringList PlaceText::row(Item item, size_t depth, Role role) const
     QString text = QString(int(2 * std::min(depth, deepestIndentation)), QLatin1Char(' ')) + itemText(item);
     text.prepend(role == Role::Sought ? QStringLiteral("> ") : QStringLiteral("  "));
     if (m_colour && role != Role::Around)
-        text = (role == Role::Sought ? QStringLiteral("\033[1m") : QStringLiteral("\033[2m")) + text
-            + QStringLiteral("\033[0m");
+        text = ecma48::styled(text, role == Role::Sought ? ecma48::bold : ecma48::faint);
     return {QString::number(m_tree.offset(item)), QString::number(m_tree.size(item)), text};
 }
 

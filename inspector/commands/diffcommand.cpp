@@ -1,6 +1,7 @@
 #include "commands.h"
 
 #include "displaytext.h"
+#include "ecma48.h"
 #include "elementtree.h"
 #include "exitstatus.h"
 #include "filewalker.h"
@@ -143,10 +144,10 @@ void DifferenceText::printLine(QChar sign, const QString &text)
         m_output.line(line);
         return;
     }
-    const char *const colour = sign == QLatin1Char('-') ? "\033[31m"
-        : sign == QLatin1Char('+')                      ? "\033[32m"
-                                                        : "\033[33m";
-    m_output.line(QLatin1String(colour) + line + QLatin1String("\033[0m"));
+    m_output.line(ecma48::styled(line,
+                                 sign == QLatin1Char('-')       ? ecma48::red
+                                     : sign == QLatin1Char('+') ? ecma48::green
+                                                                : ecma48::yellow));
 }
 
 void DifferenceText::printOne(QChar sign, QStringView path, const ElementTree &tree, ElementTree::Item item)

@@ -1,5 +1,7 @@
 #include "hexdump.h"
 
+#include "ecma48.h"
+
 #include <algorithm>
 
 HexDump::HexDump(quint64 end) : m_digits(std::max(8, int(QString::number(end, 16).size()))) { }
@@ -30,7 +32,7 @@ QString HexDump::line(quint64 offset, const QByteArray &bytes) const
 QString HexDump::styled(quint64 offset, const QString &text) const
 {
     const bool isMarked = !m_marked || (offset >= m_marked->offset && offset < m_marked->end());
-    return isMarked || !m_colour ? text : QStringLiteral("\033[2m") + text + QStringLiteral("\033[0m");
+    return isMarked || !m_colour ? text : ecma48::styled(text, ecma48::faint);
 }
 
 /// The end of a marked range is shown behind its last byte: at the end of that byte's line.

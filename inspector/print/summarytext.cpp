@@ -1,6 +1,7 @@
 #include "summarytext.h"
 
 #include "displaytext.h"
+#include "ecma48.h"
 #include "filesummary.h"
 #include "report.h"
 #include "statuscodes.h"
@@ -11,11 +12,10 @@
 
 namespace {
 
-// ECMA-48 sequences, as in trees.
-constexpr char plain[] = "\033[0m";
-constexpr char fileColour[] = "\033[1m"; // bold
-constexpr char labelColour[] = "\033[2m"; // faint
-constexpr char troubleColour[] = "\033[31m";
+// As in trees.
+constexpr std::string_view fileColour = ecma48::bold;
+constexpr std::string_view labelColour = ecma48::faint;
+constexpr std::string_view troubleColour = ecma48::red;
 
 // More do not fit on a screen.
 constexpr int mostStreams = 8;
@@ -207,7 +207,7 @@ void SummaryText::add(const QString &label, const QString &text, bool isTrouble)
     m_rows.append({displayText(label), displayText(text), isTrouble});
 }
 
-QString SummaryText::coloured(const QString &text, const char *colour) const
+QString SummaryText::coloured(const QString &text, std::string_view colour) const
 {
-    return m_style.colour ? QLatin1String(colour) + text + QLatin1String(plain) : text;
+    return m_style.colour ? ecma48::styled(text, colour) : text;
 }

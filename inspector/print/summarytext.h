@@ -5,6 +5,8 @@
 #include <QString>
 #include <QVector>
 
+#include <string_view>
+
 struct FileSummary;
 class TextOutput;
 
@@ -30,7 +32,7 @@ private:
     void addBytes(const FileSummary &summary);
     void addStatus(const FileSummary &summary);
     void add(const QString &label, const QString &text, bool isTrouble = false);
-    QString coloured(const QString &text, const char *colour) const;
+    QString coloured(const QString &text, std::string_view colour) const;
 
     TextOutput &m_output;
     const TextStyle m_style;

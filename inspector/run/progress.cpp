@@ -1,5 +1,6 @@
 #include "progress.h"
 
+#include "ecma48.h"
 #include "terminal.h"
 
 #include <unistd.h>
@@ -16,8 +17,10 @@ using namespace std::chrono_literals;
 constexpr auto patience = 500ms;
 constexpr auto interval = 100ms;
 
-void writeToTerminal(const QByteArray &bytes)
+/// `text` takes the place of what the line holds.
+void writeLine(const QByteArray &text)
 {
+    const QByteArray bytes = QByteArray(ecma48::eraseLine.data(), int(ecma48::eraseLine.size())) + text;
     // Where this cannot be written there is nobody to see it.
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, bytes.constData(), size_t(bytes.size()));
 }
@@ -90,14 +93,14 @@ void ProgressMeter::work()
 
 void ProgressMeter::show()
 {
-    writeToTerminal("\r\033[K" + line().left(terminalWidth() - 1).toUtf8());
+    writeLine(line().left(terminalWidth() - 1).toUtf8());
     m_isShown = true;
 }
 
 void ProgressMeter::erase()
 {
     if (m_isShown)
-        writeToTerminal("\r\033[K");
+        writeLine({});
     m_isShown = false;
 }
 
