@@ -55,6 +55,14 @@ void printFile(JsonStream &json, const DocumentStart &start)
         json.null();
     else
         json.text(start.container);
+    if (start.parserName.isNull())
+        return;
+    json.key("parser");
+    json.beginObject();
+    json.member("name", start.parserName);
+    if (!start.parserVersion.isNull())
+        json.member("version", start.parserVersion);
+    json.endObject();
 }
 
 void printStart(JsonStream &json, const DocumentStart &start)

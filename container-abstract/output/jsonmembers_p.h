@@ -5,7 +5,8 @@
 #include "jsonstream_p.h"
 #include "runresult.h"
 
-/// What is known of a file before it is walked: "file", "fileSize", "container".
+/// What is known of a file before it is walked: "file", "fileSize", "container" and, of a file
+/// that a parser accepts, "parser".
 void printFile(JsonStream &json, const DocumentStart &start);
 /// The members that every document about a file begins with: "formatVersion", and those of printFile.
 void printStart(JsonStream &json, const DocumentStart &start);

@@ -38,7 +38,8 @@ public:
     JsonPrinter &boolean(bool value); ///< a value
     JsonPrinter &null(); ///< a value: what is not known
 
-    /// The members that documents about a file begin with: "formatVersion", "file", "fileSize", "container".
+    /// The members that documents about a file begin with: "formatVersion", "file", "fileSize", "container" and,
+    /// where a parser accepts the file, "parser".
     JsonPrinter &documentStart(const DocumentStart &start);
     /// The same without "formatVersion": for each of several files of one document.
     JsonPrinter &fileStart(const DocumentStart &start);

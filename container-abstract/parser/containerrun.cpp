@@ -294,6 +294,8 @@ RunResult ContainerRun::run(const QString &path, const QVector<ParserFactory> &p
         if (verdict == Verdict::Recognised) {
             start.container = factory.containerName;
             start.parser = ordinal;
+            start.parserName = factory.name.isNull() ? factory.containerName : factory.name;
+            start.parserVersion = factory.version;
             step.walk(start, sink);
         }
         step.collect();

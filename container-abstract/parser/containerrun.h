@@ -26,6 +26,8 @@ struct ParserFactory
     std::function<std::unique_ptr<ContainerAbstract>()> create;
     /// Empty where the plug-in has no describer; may return null like `create`.
     std::function<std::unique_ptr<ContainerDescriber>()> createDescriber = {};
+    QString name = {}; ///< what documents call the parser: "quenlofar-container-avi"; null: as the container
+    QString version = {}; ///< of the plug-in; null where it is not known
 };
 
 /// Opens what stands behind a path; on failure null, with the reason in `*error`. See openFileSource.

@@ -45,6 +45,9 @@ struct Plugin
     CreateDescriberFunction createDescriber = nullptr; // null where it has none
 };
 
+constexpr std::string_view libraryPrefix = "lib";
+constexpr std::string_view libraryEnding = ".so";
+
 /// "libquenlofar-container-NAME.so", also with a version behind it; not the framework's own library.
 bool isPluginFileName(const std::string &name)
 {
@@ -55,6 +58,13 @@ bool isPluginFileName(const std::string &name)
 QString textOf(const std::string &bytes)
 {
     return pathFromBytes(QByteArray(bytes.data(), int(bytes.size())));
+}
+
+/// "quenlofar-container-NAME" of the name of a plug-in's file.
+QString libraryName(const std::string &fileName)
+{
+    const size_t end = fileName.rfind(libraryEnding);
+    return textOf(fileName.substr(libraryPrefix.size(), end - libraryPrefix.size()));
 }
 
 /// The dynamic linker's latest complaint, without the file name that it often begins with.
@@ -261,6 +271,7 @@ bool PluginLoader::Private::load(const std::string &path, const std::string &fil
         return false;
     }
     plugin.info.file = textOf(path);
+    plugin.info.name = libraryName(fileName);
     plugin.info.version = versionOf(plugin.library.get());
 
     const auto behind = std::upper_bound(plugins.begin(), plugins.end(), plugin.fileName,
@@ -303,6 +314,8 @@ QVector<ParserFactory> PluginLoader::parsersFor(const QString &path) const
                               [create] { return std::unique_ptr<ContainerAbstract>(create()); }};
         if (const CreateDescriberFunction describe = plugin.createDescriber)
             factory.createDescriber = [describe] { return std::unique_ptr<ContainerDescriber>(describe()); };
+        factory.name = plugin.info.name;
+        factory.version = plugin.info.version;
         const bool claims = dot >= 0 && plugin.info.extensions.contains(extension, Qt::CaseInsensitive);
         (claims ? claiming : others).append(factory);
     }

@@ -15,6 +15,7 @@ struct PluginInfo
     QString containerName; ///< "AVI"
     QStringList extensions; ///< without a dot
     QString file; ///< its path, see pathFromBytes
+    QString name; ///< the file's own, "quenlofar-container-avi"
     QString version; ///< null where the plug-in does not tell it, see pluginversion.h
 };
 

@@ -21,7 +21,8 @@ bool ElementTree::beginDocument(const DocumentStart &start)
     try {
         if (d->itemCount > 0 || !d->frames.isEmpty() || d->finished)
             d = std::make_unique<Private>(d->maxBytes);
-        d->document = {ownCopy(start.file), ownCopy(start.container), start.fileSize, start.parser};
+        d->document = {ownCopy(start.file), ownCopy(start.container),  start.fileSize,
+                       start.parser,        ownCopy(start.parserName), ownCopy(start.parserVersion)};
     } catch (const std::exception &) {
         d->fail();
     }

@@ -12,6 +12,8 @@ struct DocumentStart
     QString container; ///< the name of the container format; null when no parser accepts the file
     qint64 fileSize = -1; ///< bytes; -1 when the file cannot be opened
     int parser = -1; ///< ordinal, in what ContainerRun::run was given, of the parser that accepts the file; -1 for none
+    QString parserName = {}; ///< that parser's ParserFactory::name; null for none
+    QString parserVersion = {}; ///< null where its plug-in tells none
 };
 
 /// Which of the host's bounds ended a run early.

@@ -18,6 +18,8 @@ DOCS = pathlib.Path(os.environ["QUENLOFAR_DOCS"])
 # Sanitizers are slow and take memory: bounds in time and space are looser there.
 SANITIZED = bool(os.environ.get("QUENLOFAR_SANITIZED"))
 
+# What documents say of the parser of AVI files.
+PARSER = {"name": "quenlofar-container-avi", "version": os.environ["QUENLOFAR_VERSION"]}
 GOLDENS = sorted((SAMPLES / "golden").glob("*.avi"))
 
 

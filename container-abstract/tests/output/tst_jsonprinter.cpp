@@ -81,6 +81,22 @@ void TestJsonPrinter::documents_data()
         },
         R"({"formatVersion":1,"file":"a","fileSize":12,"container":"AVI"})");
     row(
+        "the parser that accepts a file",
+        [](JsonPrinter &json) {
+            json.beginObject();
+            json.documentStart(
+                {QStringLiteral("a"), QStringLiteral("AVI"), 12, 0, QStringLiteral("p"), QStringLiteral("1.0")});
+            json.endObject();
+        },
+        R"({"formatVersion":1,"file":"a","fileSize":12,"container":"AVI","parser":{"name":"p","version":"1.0"}})");
+    row(
+        "a parser without a version, in one of several files",
+        [](JsonPrinter &json) {
+            json.beginObject().fileStart({QStringLiteral("a"), QStringLiteral("AVI"), 12, 0, QStringLiteral("p")});
+            json.endObject();
+        },
+        R"({"file":"a","fileSize":12,"container":"AVI","parser":{"name":"p"}})");
+    row(
         "of a file that could not be opened nothing is known",
         [](JsonPrinter &json) {
             json.beginObject().documentStart({QStringLiteral("a"), {}, -1}).endObject();

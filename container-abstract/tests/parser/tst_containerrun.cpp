@@ -151,6 +151,8 @@ private Q_SLOTS:
                 sink);
         QCOMPARE(sink.document.container, QStringLiteral("C"));
         QCOMPARE(sink.document.parser, 2);
+        QCOMPARE(sink.document.parserName, QStringLiteral("C"));
+        QVERIFY(sink.document.parserVersion.isNull());
         verifyBalanced(sink);
     }
 
@@ -166,6 +168,7 @@ private Q_SLOTS:
         QCOMPARE(result.status, int(StatusNotRecognised));
         QVERIFY(sink.document.container.isNull());
         QCOMPARE(sink.document.parser, -1);
+        QVERIFY(sink.document.parserName.isNull());
         QCOMPARE(sink.document.fileSize, qint64(3));
         QVERIFY(sink.lines.isEmpty());
         verifyBalanced(sink);

@@ -127,6 +127,7 @@ void TestPluginLoader::loadsAPlugin()
     const QVector<ParserFactory> factories = loader.parsersFor(QStringLiteral("film.avi"));
     QCOMPARE(factories.size(), 1);
     QCOMPARE(factories.first().containerName, QStringLiteral("Dummy"));
+    QCOMPARE(factories.first().name, QStringLiteral("quenlofar-container-good"));
     QVERIFY(factories.first().create() != nullptr);
 }
 
@@ -428,12 +429,15 @@ void TestPluginLoader::claimingParsersComeFirst()
 void TestPluginLoader::aVersionIsOptional()
 {
     install(describingPlugin, pluginFile("a"));
-    install(goodPlugin, pluginFile("b"));
+    install(goodPlugin, QStringLiteral("libquenlofar-container-b.so.1.2"));
     PluginLoader loader;
     loader.addDirectory(m_directory->path());
     QCOMPARE(int(loader.plugins().size()), 2);
     QCOMPARE(loader.plugins()[0].version, QStringLiteral("1.20-beta"));
     QVERIFY(loader.plugins()[1].version.isNull());
+    QCOMPARE(loader.plugins()[1].name, QStringLiteral("quenlofar-container-b"));
+    QCOMPARE(loader.parsersFor({})[0].version, QStringLiteral("1.20-beta"));
+    QVERIFY(loader.parsersFor({})[1].version.isNull());
 }
 
 void TestPluginLoader::severalThatClaimAreOrderedByFileName()

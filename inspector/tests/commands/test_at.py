@@ -67,7 +67,7 @@ class At(Case):
 
     def test_json_typed_by_hand(self):
         document = self.document(self.film, "30")
-        self.assertEqual(list(document), ["formatVersion", "file", "fileSize", "container", "places", "status"])
+        self.assertEqual(list(document), ["formatVersion", "file", "fileSize", "container", "parser", "places", "status"])
         self.assertEqual(document["places"], [{"offset": 30, "leaves": [{
             "path": "RIFF(AVI )/LIST(movi)/00dc/size",
             "components": [

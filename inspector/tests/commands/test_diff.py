@@ -4,7 +4,7 @@ import os
 import struct
 import unittest
 
-from support import GOLDENS, Case, chunk, documents, riff_list, run, with_paths
+from support import GOLDENS, PARSER, Case, chunk, documents, riff_list, run, with_paths
 
 
 def avi(*chunks, tail=b"\1" * 200):
@@ -77,8 +77,8 @@ class Diff(Case):
         self.assertEqual(list(document), ["formatVersion", "first", "second", "differences", "same"])
         self.assertEqual(document, {
             "formatVersion": 1,
-            "first": {"file": first_name, "fileSize": 246, "container": "AVI", "status": 0},
-            "second": {"file": second_name, "fileSize": 247, "container": "AVI", "status": 0},
+            "first": {"file": first_name, "fileSize": 246, "container": "AVI", "parser": PARSER, "status": 0},
+            "second": {"file": second_name, "fileSize": 247, "container": "AVI", "parser": PARSER, "status": 0},
             "differences": [{
                 "kind": "changed", "path": "unparsed", "differs": ["size"],
                 "first": {"unparsed": True, "offset": 46, "size": 200},

@@ -5,7 +5,7 @@ import io
 import os
 import unittest
 
-from support import GOLDENS, SAMPLES, Case, documents, film, film_of_streams, run
+from support import GOLDENS, PARSER, SAMPLES, Case, documents, film, film_of_streams, run
 
 PLAIN_PLUGIN = os.path.dirname(os.environ["QUENLOFAR_PLAIN_PLUGIN"])
 
@@ -80,9 +80,10 @@ stream  kind   code      picture  frames/s  samples/s  channels  bits     bit ra
         result = run("streams", "--format", "json", path)
         self.assertEnds(result, 0)
         document, = documents(result.stdout)
-        self.assertEqual(list(document), ["formatVersion", "file", "fileSize", "container", "streams", "status"])
+        self.assertEqual(list(document), ["formatVersion", "file", "fileSize", "container", "parser", "streams", "status"])
         self.assertEqual(document, {
             "formatVersion": 1, "file": path.decode(), "fileSize": 49142, "container": "AVI", "status": 0,
+            "parser": PARSER,
             "streams": [{"ordinal": 0, "videoOrdinal": 0, "kind": "video", "codecCode": "MJPG",
                          "codecName": "Motion JPEG", "width": 64, "height": 48, "frameRate": 25, "seconds": 1}]})
 

@@ -3,7 +3,7 @@
 import os
 import unittest
 
-from support import SANITIZED, Case, documents, film, film_of_streams, peak_memory, run
+from support import PARSER, SANITIZED, Case, documents, film, film_of_streams, peak_memory, run
 
 PLAIN_PLUGIN = os.path.dirname(os.environ["QUENLOFAR_PLAIN_PLUGIN"])
 
@@ -131,7 +131,7 @@ class Json(Case):
         document, = documents(result.stdout)
         self.assertEqual(list(document)[:4], ["formatVersion", "file", "fileSize", "container"])
         self.assertEqual(document, {
-            "formatVersion": 1, "file": self.sample().decode(), "fileSize": 22956, "container": "AVI",
+            "formatVersion": 1, "file": self.sample().decode(), "fileSize": 22956, "container": "AVI", "parser": PARSER,
             "rows": [{"label": "segments", "text": "1 (RIFF AVI )"},
                      {"label": "title", "text": "Zwölf Boxkämpfer 映像"}, {"label": "artist", "text": "Example"},
                      {"label": "comment", "text": "made for tests"},

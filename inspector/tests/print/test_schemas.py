@@ -2,12 +2,14 @@
 
 import copy
 import json
+import os
 import unittest
 
 import jsonschema
 
-from support import DOCS, GOLDENS, Case, documents, run
+from support import DOCS, GOLDENS, PARSER, Case, documents, run
 
+PLAIN_PLUGIN = os.path.dirname(os.environ["QUENLOFAR_PLAIN_PLUGIN"])
 SCHEMA = json.loads((DOCS / "json-output.schema.json").read_text())
 
 
@@ -53,12 +55,39 @@ class Schemas(Case):
         same, = self.assertFollows("diff", files[0], files[0])
         self.assertTrue(same["same"])
 
+    def walks(self, *files):
+        """What documents of all commands say of the walks of `files`, with the schema of each."""
+        for command, more in [("tree", []), ("summary", []), ("streams", []), ("frames", []), ("coverage", []),
+                              ("at", ["0"])]:
+            for file in files:
+                document, = documents(run(command, "--format", "json", "--plugin-dir", PLAIN_PLUGIN, file, *more).stdout)
+                yield (jsonschema.Draft202012Validator(SCHEMA) if command == "tree" else validator(command)), document
+        document, = documents(run("diff", "--format", "json", "--plugin-dir", PLAIN_PLUGIN, *files[:2]).stdout)
+        yield validator("walk"), document["first"]
+        yield validator("walk"), document["second"]
+
+    def test_the_parser_is_named(self):
+        plain = self.path("a.plain", b"PLAIN\x01")
+        text = self.path("text.avi", b"no film at all")
+        names = {"AVI": PARSER,
+                 "Plain": {"name": "quenlofar-container-plain"}}
+        seen = set()
+        for schema, document in self.walks(self.sample(), plain, text, self.path("missing")):
+            schema.validate(document)
+            container = document["container"]
+            seen.add(container)
+            self.assertEqual(document.get("parser"), names.get(container))
+            for wrong in (1, {}, {"name": ""}, {"name": 1}, {"name": "a", "version": None}):
+                self.assertFalse(schema.is_valid(dict(document, parser=wrong)))
+            self.assertEqual(schema.is_valid(dict(document, parser={"name": "a"})), container is not None)
+        self.assertEqual(seen, {"AVI", "Plain", None})
+
     def test_the_schema_says_no(self):
         film = self.sample()
         for command, arguments in {"summary": [film], "streams": [film], "frames": [film], "coverage": [film],
                                    "at": [film, "30"], "diff": [film, film]}.items():
             document, = self.assertFollows(command, *arguments)
-            optional = {"limit", "cancelled", "error"}
+            optional = {"limit", "cancelled", "error", "parser"}
             for key in sorted(set(document) - optional):
                 with self.subTest(command=command, key=key):
                     lacking = copy.deepcopy(document)
