@@ -1,6 +1,7 @@
 #include "commands.h"
 #include "exitstatus.h"
 #include "filepath.h"
+#include "interrupt.h"
 #include "messages.h"
 #include "options.h"
 #include "pluginloader.h"
@@ -32,6 +33,14 @@ void loadPlugins(const QString &named, PluginLoader *plugins)
         printMessage(QStringLiteral("warning: ") + warning);
 }
 
+/// The list of files, if one is named: an input, too.
+QVector<QString> listsOf(const InputChoice &input)
+{
+    if (input.list.isNull())
+        return {};
+    return {input.list == QLatin1String("-") ? QStringLiteral("/dev/stdin") : input.list};
+}
+
 int runCommand(const Options &options)
 {
     if (!options.usageError.isNull()) {
@@ -50,7 +59,11 @@ int runCommand(const Options &options)
                      + pluginPlaces(options.pluginDirectory).join(QStringLiteral(", ")));
         return ExitFailure;
     }
+    // Before there is a file that has to go when the program is ended.
+    InterruptWatch::install();
     if (!output.choose(options.output))
+        return InterruptWatch::wasInterrupted() ? InterruptWatch::exitStatus() : int(ExitFailure);
+    if (!output.spares(options.input.files) || !output.spares(listsOf(options.input)))
         return ExitFailure;
     switch (options.command) {
     case Options::Command::Summary:
@@ -83,8 +96,9 @@ int main(int argc, char **argv)
     occupyStandardDescriptors();
     // Patterns are matched character by character; numbers and messages stay the same in every locale.
     std::setlocale(LC_CTYPE, "C.UTF-8");
-    // A reader that has gone shows as an error of write().
+    // A reader that has gone, and a file that may not grow any more, show as errors of write().
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     try {
         return runCommand(parseOptions(argc, argv));
     } catch (const std::bad_alloc &) {

@@ -2,6 +2,7 @@
 
 #include "displaytext.h"
 #include "filepath.h"
+#include "interrupt.h"
 
 #include <unistd.h>
 
@@ -12,9 +13,10 @@ void printMessage(const QString &text)
 {
     // A file name must not steer the terminal or break the line.
     const QByteArray bytes = "quenlofar: " + pathForDisplay(displayText(text)) + '\n';
+    const BlockingCall call;
     for (qint64 written = 0; written < bytes.size();) {
         const ssize_t count = ::write(STDERR_FILENO, bytes.constData() + written, size_t(bytes.size() - written));
-        if (count < 0 && errno != EINTR)
+        if (count < 0 && (errno != EINTR || call.isHopeless()))
             return; // there is nowhere left to complain
         written += count > 0 ? count : 0;
     }

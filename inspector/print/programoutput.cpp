@@ -2,8 +2,10 @@
 
 #include "exitstatus.h"
 #include "filepath.h"
+#include "interrupt.h"
 #include "messages.h"
 #include "options.h"
+#include "outputtarget.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -15,12 +17,10 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <system_error>
 
 namespace {
 
-bool outputWasClosed = false;
+bool wasClosed[3] = {}; // standard input, output, errors
 constexpr int noSuchCommand = 127; // as shells end
 
 /// The permissions that a new file would get.
@@ -31,24 +31,8 @@ mode_t ordinaryMode()
     return mode_t(0666) & ~mask;
 }
 
-/// The place that a path leads to in the end, whether or not there is something: what replaces a link is not the link.
-QByteArray withoutLinks(const QByteArray &path)
-{
-    namespace fs = std::filesystem;
-    constexpr int most = 40; // as the system has it
-    fs::path place(path.constData());
-    for (int links = 0; links < most; ++links) {
-        std::error_code error;
-        const fs::path next = fs::read_symlink(place, error);
-        if (error)
-            break;
-        place = place.parent_path() / next;
-    }
-    return QByteArray::fromStdString(place.string());
-}
-
 /// Gives a new file the permissions, and as far as possible the owner, of the one that it will replace.
-void takeOver(int descriptor, const struct stat *existing)
+void takeOver(int descriptor, const std::optional<struct stat> &existing)
 {
     if (!existing) {
         ::fchmod(descriptor, ordinaryMode());
@@ -58,6 +42,31 @@ void takeOver(int descriptor, const struct stat *existing)
     ::fchmod(descriptor, existing->st_mode & mode_t(0777));
 }
 
+/// A second number for one of our descriptors; -1 and errno if that cannot be written to.
+int duplicateForWriting(int descriptor)
+{
+    const int flags = ::fcntl(descriptor, F_GETFL);
+    if (flags < 0)
+        return -1;
+    const bool isStandard = descriptor <= STDERR_FILENO;
+    if ((flags & O_ACCMODE) == O_RDONLY || (isStandard && wasClosed[descriptor])) {
+        errno = EBADF;
+        return -1;
+    }
+    return ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+}
+
+/// Waits until somebody reads, if `path` is a pipe's; -1 and errno when that fails or a signal came.
+int openDevice(const QByteArray &path)
+{
+    const BlockingCall call;
+    int descriptor;
+    do {
+        descriptor = ::open(path.constData(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+    } while (descriptor < 0 && errno == EINTR && !InterruptWatch::wasInterrupted());
+    return descriptor;
+}
+
 } // namespace
 
 void occupyStandardDescriptors()
@@ -65,8 +74,7 @@ void occupyStandardDescriptors()
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(descriptor, F_GETFD) >= 0 || errno != EBADF)
             continue;
-        if (descriptor == STDOUT_FILENO)
-            outputWasClosed = true;
+        wasClosed[descriptor] = true;
         // The lowest free number is the one that is missing.
         if (::open("/dev/null", O_RDWR) < 0)
             return;
@@ -76,12 +84,6 @@ void occupyStandardDescriptors()
 ProgramOutput::ProgramOutput() : m_descriptor(STDOUT_FILENO), m_isTerminal(::isatty(STDOUT_FILENO) == 1)
 {
     open(QIODevice::WriteOnly | QIODevice::Unbuffered);
-}
-
-ProgramOutput::~ProgramOutput()
-{
-    if (!m_temporary.isEmpty())
-        ::unlink(m_temporary.constData());
 }
 
 bool ProgramOutput::choose(const OutputChoice &choice)
@@ -94,29 +96,52 @@ bool ProgramOutput::choose(const OutputChoice &choice)
 bool ProgramOutput::openFile(const QString &path)
 {
     m_target = pathToBytes(path);
-    struct stat existing = {};
-    const bool exists = ::stat(m_target.constData(), &existing) == 0;
-    const bool isTooLong = !exists && errno == ENAMETOOLONG;
     m_isTerminal = false;
-    if (isTooLong || (exists && (!S_ISREG(existing.st_mode) || ::access(m_target.constData(), W_OK) != 0))) {
-        // A device or a pipe is written to; nothing can be put in its place. A protected file or an impossible name
-        // says why it cannot be.
-        m_descriptor = ::open(m_target.constData(), O_WRONLY | O_CLOEXEC);
-    } else {
-        m_target = withoutLinks(m_target);
-        // Beside the target, under a name of its own: the target's may be as long as names can be. mkostemp replaces
-        // the six X by what makes it unique.
-        m_temporary = m_target.left(m_target.lastIndexOf('/') + 1) + ".quenlofar.XXXXXX";
-        m_descriptor = ::mkostemp(m_temporary.data(), O_CLOEXEC);
-    }
+    m_descriptor = openTarget(m_target);
     if (m_descriptor < 0) {
         const int error = errno;
-        m_temporary.clear();
-        printMessage(QStringLiteral("%1 cannot be written: %2").arg(path, systemErrorText(error)));
+        if (!InterruptWatch::wasInterrupted())
+            printMessage(QStringLiteral("%1 cannot be written: %2").arg(path, systemErrorText(error)));
         return false;
     }
-    if (!m_temporary.isEmpty())
-        takeOver(m_descriptor, exists ? &existing : nullptr);
+    return true;
+}
+
+/// A descriptor to write to, or -1 and errno.
+int ProgramOutput::openTarget(const QByteArray &path)
+{
+    const OutputTarget target = findOutputTarget(path);
+    if (target.error != 0) {
+        errno = target.error;
+        return -1;
+    }
+    if (target.existing && (S_ISREG(target.existing->st_mode) || S_ISBLK(target.existing->st_mode)))
+        m_overwritten = FileIdentity{target.existing->st_dev, target.existing->st_ino};
+    if (target.descriptor >= 0)
+        return duplicateForWriting(target.descriptor);
+    if (!target.isReplaceable()) {
+        // A device or a pipe is written to; nothing can be put in its place.
+        return openDevice(path);
+    }
+    m_target = target.path;
+    const int descriptor = m_temporary.create(target.path);
+    if (descriptor >= 0)
+        takeOver(descriptor, target.existing);
+    return descriptor;
+}
+
+bool ProgramOutput::spares(const QVector<QString> &files) const
+{
+    if (!m_overwritten)
+        return true;
+    for (const QString &file : files) {
+        struct stat input = {};
+        if (::stat(pathToBytes(file).constData(), &input) == 0 && input.st_dev == m_overwritten->device
+            && input.st_ino == m_overwritten->number) {
+            printMessage(QStringLiteral("%1 is an input: output would destroy it").arg(file));
+            return false;
+        }
+    }
     return true;
 }
 
@@ -134,6 +159,7 @@ bool ProgramOutput::startPager()
     m_pager = ::fork();
     if (m_pager == 0) {
         std::signal(SIGPIPE, SIG_DFL); // what is ignored would stay so in the pager, too
+        std::signal(SIGXFSZ, SIG_DFL);
         ::dup2(pipeEnds[0], STDIN_FILENO);
         ::execl("/bin/sh", "sh", "-c", command.constData(), static_cast<char *>(nullptr));
         ::_exit(noSuchCommand);
@@ -162,20 +188,22 @@ int ProgramOutput::print(const QByteArray &text)
 int ProgramOutput::finish(bool isComplete)
 {
     const bool isStandardOutput = m_descriptor == STDOUT_FILENO;
-    if (!hasFailed() && !(isStandardOutput && outputWasClosed) && ::close(m_descriptor) != 0 && errno != EINTR)
+    if (!hasFailed() && !(isStandardOutput && wasClosed[STDOUT_FILENO]) && ::close(m_descriptor) != 0 && errno != EINTR)
         remember(errno);
     else if (hasFailed() && !isStandardOutput)
         ::close(m_descriptor);
     if (m_pager > 0)
         return waitForPager();
-    if (isComplete && !m_temporary.isEmpty() && !hasFailed())
-        keepFile();
+    if (isComplete && m_temporary.exists() && !hasFailed() && !m_temporary.keepAs(m_target))
+        remember(errno);
     if (isReaderGone())
         return ExitReaderGone;
     if (!hasFailed())
         return ExitClean;
     const QString place = m_target.isEmpty() ? QStringLiteral("standard output") : pathFromBytes(m_target);
     printMessage(QStringLiteral("%1 cannot be written: %2").arg(place, errorString()));
+    if (m_isReaderAsleep)
+        InterruptWatch::end(); // not in good order
     return ExitFailure;
 }
 
@@ -191,14 +219,6 @@ int ProgramOutput::waitForPager()
     return ExitClean;
 }
 
-void ProgramOutput::keepFile()
-{
-    if (std::rename(m_temporary.constData(), m_target.constData()) == 0)
-        m_temporary.clear();
-    else
-        remember(errno);
-}
-
 qint64 ProgramOutput::readData(char *, qint64)
 {
     return -1;
@@ -208,26 +228,45 @@ qint64 ProgramOutput::writeData(const char *data, qint64 size)
 {
     if (m_guard.aboutToWrite)
         m_guard.aboutToWrite();
-    if (m_descriptor == STDOUT_FILENO && outputWasClosed && !hasFailed()) {
+    if (m_descriptor == STDOUT_FILENO && wasClosed[STDOUT_FILENO] && !hasFailed()) {
         m_error = EBADF;
         setErrorString(QStringLiteral("it is closed"));
     }
+    BlockingCall call;
     qint64 written = 0;
     while (!hasFailed() && written < size) {
         const ssize_t count = ::write(m_descriptor, data + written, size_t(size - written));
         if (count >= 0) {
             written += count;
+            call.progressed();
         } else if (errno == EAGAIN) {
-            // Somebody shares the descriptor and made it non-blocking.
-            pollfd output{m_descriptor, POLLOUT, 0};
-            ::poll(&output, 1, -1);
-        } else if (errno != EINTR) {
+            waitForRoom();
+            giveUpIfHopeless(call);
+        } else if (errno == EINTR) {
+            giveUpIfHopeless(call);
+        } else {
             remember(errno);
         }
     }
     if (m_guard.written)
         m_guard.written(size > 0 && data[size - 1] == '\n');
     return hasFailed() ? -1 : size;
+}
+
+/// For when somebody shares the descriptor and made it non-blocking. A signal ends it, too.
+void ProgramOutput::waitForRoom()
+{
+    pollfd output{m_descriptor, POLLOUT, 0};
+    ::poll(&output, 1, -1);
+}
+
+void ProgramOutput::giveUpIfHopeless(const BlockingCall &call)
+{
+    if (!call.isHopeless())
+        return;
+    m_isReaderAsleep = true;
+    m_error = EINTR;
+    setErrorString(QStringLiteral("nobody takes it; what was written is incomplete"));
 }
 
 void ProgramOutput::remember(int error)

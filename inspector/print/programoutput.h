@@ -1,12 +1,19 @@
 #pragma once
 
+#include "temporaryfile.h"
+
 #include <QByteArray>
 #include <QIODevice>
 #include <QString>
+#include <QVector>
 
 #include <atomic>
 #include <functional>
+#include <optional>
 
+#include <sys/types.h>
+
+class BlockingCall;
 struct OutputChoice;
 
 /**
@@ -31,11 +38,13 @@ class ProgramOutput : public QIODevice
 {
 public:
     ProgramOutput();
-    /// Removes what a file without finish() has left.
-    ~ProgramOutput() override;
+    ~ProgramOutput() override = default;
 
     /// Chooses another place than standard output; says on standard error why that is not possible.
     bool choose(const OutputChoice &choice);
+    /// False, and a message, when that place is one of `files`, which the output would destroy. Links and other names
+    /// of a file count.
+    bool spares(const QVector<QString> &files) const;
 
     bool isSequential() const override { return true; }
     /// Somebody looks at it as it comes.
@@ -59,7 +68,17 @@ protected:
     qint64 writeData(const char *data, qint64 size) override;
 
 private:
+    /// A file by its number, whatever it is called.
+    struct FileIdentity
+    {
+        dev_t device;
+        ino_t number;
+    };
+
     bool openFile(const QString &path);
+    int openTarget(const QByteArray &path);
+    void waitForRoom();
+    void giveUpIfHopeless(const BlockingCall &call);
     bool startPager();
     int waitForPager();
     void remember(int error);
@@ -68,8 +87,10 @@ private:
     int m_descriptor;
     bool m_isTerminal;
     std::atomic<int> m_error{0}; // the first errno; asked for by several threads
+    bool m_isReaderAsleep = false; // a signal came, and nobody took what is left
     QByteArray m_target; // of a file; empty otherwise
-    QByteArray m_temporary; // what it is called until it is complete
+    TemporaryFile m_temporary; // what becomes the target when it is complete
+    std::optional<FileIdentity> m_overwritten; // what the output goes to or will replace, if that is a file
     pid_t m_pager = 0;
     OutputGuard m_guard;
 };

@@ -58,7 +58,6 @@ private:
     const PluginLoader &m_plugins;
     ProgramOutput &m_output;
     const SinkMaker &m_makeSink;
-    InterruptWatch m_watch;
     OrderedOutput m_order;
     std::optional<ProgressMeter> m_meter;
 
@@ -73,6 +72,8 @@ private:
 int Batch::run()
 {
     findFiles();
+    if (!m_output.spares(m_files))
+        return ExitFailure;
     const quint64 jobs = std::clamp<quint64>(quint64(m_files.size()), 1, m_options.jobs);
     if (wantsProgress(m_options, m_output))
         startMeter();
@@ -85,14 +86,14 @@ int Batch::run()
                          .arg(systemErrorText(error)));
         return ExitFailure;
     }
-    const bool sawAll = !m_watch.flag();
+    const bool sawAll = !InterruptWatch::flag();
     if (m_files.size() > 1 && !m_troubles.isEmpty() && sawAll && !m_options.quiet)
         printMessage(troubleSummary(int(m_files.size()), m_troubles));
 
-    const int outputStatus = m_output.finish(!m_watch.wasInterrupted());
+    const int outputStatus = m_output.finish(!InterruptWatch::wasInterrupted());
     if (outputStatus != ExitClean)
         return outputStatus;
-    return m_watch.wasInterrupted() ? m_watch.exitStatus() : m_exitStatus;
+    return InterruptWatch::wasInterrupted() ? InterruptWatch::exitStatus() : m_exitStatus;
 }
 
 void Batch::findFiles()
@@ -104,6 +105,8 @@ void Batch::findFiles()
             extensions += plugin.extensions;
     }
     const InputFiles found = findInputFiles(m_options.input, extensions);
+    if (InterruptWatch::wasInterrupted())
+        return; // the list may have been cut off
     m_files = found.files;
     for (const QString &problem : found.problems)
         printMessage(problem);
@@ -129,11 +132,11 @@ void Batch::work()
 {
     const quint64 worker = m_workers++;
     ContainerRun run(m_options.limits);
-    run.shareCancelFlag(m_watch.flag());
+    run.shareCancelFlag(InterruptWatch::flag());
     if (m_meter)
         run.setProgress(m_meter->position(worker));
     // Who takes a file also finishes it: those behind it wait for their turn.
-    while (!m_watch.flag()) {
+    while (!InterruptWatch::flag()) {
         const quint64 ordinal = m_next++;
         if (ordinal >= quint64(m_files.size()))
             return;
@@ -142,7 +145,7 @@ void Batch::work()
             m_order.finish(ordinal, report);
         } catch (...) {
             // Memory ended: what comes behind this file would wait for it forever.
-            m_watch.flag() = true;
+            InterruptWatch::flag() = true;
             m_order.abandon();
             throw;
         }
@@ -160,7 +163,7 @@ FileReport Batch::walk(quint64 ordinal, ContainerRun &run, QIODevice &place)
     // What became of the output is said once, at the end.
     const bool outputFailed = m_output.hasFailed();
     if (outputFailed)
-        m_watch.flag() = true;
+        InterruptWatch::flag() = true;
     return reportOf(file, result, outputFailed);
 }
 

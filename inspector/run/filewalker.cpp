@@ -11,7 +11,7 @@
 FileWalker::FileWalker(const Options &options, const PluginLoader &plugins)
     : m_options(options), m_plugins(plugins), m_run(options.limits)
 {
-    m_run.shareCancelFlag(m_watch.flag());
+    m_run.shareCancelFlag(InterruptWatch::flag());
 }
 
 std::optional<RunResult> FileWalker::walk(const QString &file, ElementSink &sink)
@@ -40,5 +40,5 @@ int FileWalker::finish(ProgramOutput &output, int exitStatus) const
     const int outputStatus = output.finish(!wasInterrupted() && exitStatus < ExitFailure);
     if (outputStatus != ExitClean)
         return outputStatus;
-    return wasInterrupted() ? m_watch.exitStatus() : exitStatus;
+    return wasInterrupted() ? InterruptWatch::exitStatus() : exitStatus;
 }

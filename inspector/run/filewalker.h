@@ -14,7 +14,7 @@ struct FileReport;
 struct Options;
 
 /// For commands that look at one or two files: walks them one by one, says what is wrong with them, and ends the
-/// program as it is to end. SIGINT, SIGTERM and SIGHUP end the walk while the object lives.
+/// program as it is to end. A signal ends the walk, see InterruptWatch.
 class FileWalker
 {
 public:
@@ -26,7 +26,7 @@ public:
     std::optional<RunResult> walk(const QString &file, ElementSink &sink);
     /// Ends the current walk, and every later one, at the next element. May be called by the sink.
     void stop() { m_run.cancel(); }
-    bool wasInterrupted() const { return m_watch.wasInterrupted(); }
+    bool wasInterrupted() const { return InterruptWatch::wasInterrupted(); }
 
     /// Prints what `report` has to say, as far as it is wanted, and returns its exit status.
     int tell(const FileReport &report) const;
@@ -37,6 +37,5 @@ public:
 private:
     const Options &m_options;
     const PluginLoader &m_plugins;
-    InterruptWatch m_watch;
     ContainerRun m_run;
 };

@@ -1,6 +1,7 @@
 #include "inputfiles.h"
 
 #include "filepath.h"
+#include "interrupt.h"
 #include "options.h"
 
 #include <algorithm>
@@ -29,12 +30,13 @@ std::string bytesOf(const QString &path)
     return {bytes.constData(), size_t(bytes.size())};
 }
 
-/// Everything that can be read from `descriptor`; nothing when reading fails on the way.
+/// Everything that can be read from `descriptor`; nothing when reading fails on the way, or a signal came.
 std::optional<std::string> readAll(int descriptor)
 {
     std::string all;
     std::vector<char> bytes(1 << 16);
-    for (;;) {
+    const BlockingCall call;
+    while (!InterruptWatch::wasInterrupted()) {
         const ssize_t count = ::read(descriptor, bytes.data(), bytes.size());
         if (count == 0)
             return all;
@@ -43,12 +45,24 @@ std::optional<std::string> readAll(int descriptor)
         else if (errno != EINTR)
             return std::nullopt;
     }
+    return std::nullopt;
+}
+
+/// A list may be a pipe's, which waits for a writer; -1 when it cannot be opened, or a signal came.
+int openList(const QString &list)
+{
+    const BlockingCall call;
+    int descriptor;
+    do {
+        descriptor = ::open(bytesOf(list).c_str(), O_RDONLY | O_CLOEXEC);
+    } while (descriptor < 0 && errno == EINTR && !InterruptWatch::wasInterrupted());
+    return descriptor;
 }
 
 void readList(const QString &list, InputFiles *found)
 {
     const bool isStandardInput = list == QLatin1String("-");
-    const int descriptor = isStandardInput ? STDIN_FILENO : ::open(bytesOf(list).c_str(), O_RDONLY | O_CLOEXEC);
+    const int descriptor = isStandardInput ? STDIN_FILENO : openList(list);
     const std::optional<std::string> bytes = descriptor < 0 ? std::nullopt : readAll(descriptor);
     if (!isStandardInput && descriptor >= 0)
         ::close(descriptor);
@@ -76,7 +90,7 @@ void searchDirectory(const fs::path &top, const QStringList &extensions, InputFi
 {
     std::vector<fs::path> pending = {top};
     std::vector<std::string> files;
-    while (!pending.empty()) {
+    while (!pending.empty() && !InterruptWatch::wasInterrupted()) {
         const fs::path directory = std::move(pending.back());
         pending.pop_back();
         std::error_code error;

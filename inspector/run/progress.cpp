@@ -1,6 +1,7 @@
 #include "progress.h"
 
 #include "ecma48.h"
+#include "interrupt.h"
 #include "terminal.h"
 
 #include <unistd.h>
@@ -21,6 +22,7 @@ constexpr auto interval = 100ms;
 void writeLine(const QByteArray &text)
 {
     const QByteArray bytes = QByteArray(ecma48::eraseLine.data(), int(ecma48::eraseLine.size())) + text;
+    const BlockingCall call; // a terminal that was stopped does not keep the program
     // Where this cannot be written there is nobody to see it.
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, bytes.constData(), size_t(bytes.size()));
 }

@@ -7,8 +7,8 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 WALK, TEXT, INPUT, PARSER, TREE, COMPARE, OUTPUT, PLUGINS, TESTING = HOST = [
     f"container-abstract/{room}" for room in "walk text input parser tree compare output plugins testing".split()]
 FACTS, FILTERS, PLACES = COMMON = ["common/facts", "common/filters", "common/places"]
-COMMANDLINE, PRINT, RUN, COMMANDS = INSPECTOR = [
-    f"inspector/{room}" for room in "commandline print run commands".split()]
+COMMANDLINE, PROCESS, PRINT, RUN, COMMANDS = INSPECTOR = [
+    f"inspector/{room}" for room in "commandline process print run commands".split()]
 ARROWS = {
     WALK: [],
     TEXT: [],
@@ -26,9 +26,10 @@ ARROWS = {
     FILTERS: HOST,
     PLACES: HOST,
     COMMANDLINE: HOST,
-    PRINT: [COMMANDLINE, *COMMON, *HOST],
-    RUN: [PRINT, COMMANDLINE, *COMMON, *HOST],
-    COMMANDS: [RUN, PRINT, COMMANDLINE, *COMMON, *HOST],
+    PROCESS: [COMMANDLINE, *HOST],
+    PRINT: [PROCESS, COMMANDLINE, *COMMON, *HOST],
+    RUN: [PRINT, PROCESS, COMMANDLINE, *COMMON, *HOST],
+    COMMANDS: [RUN, PRINT, PROCESS, COMMANDLINE, *COMMON, *HOST],
     "inspector/documentation": [COMMANDLINE, *HOST],
     "inspector": [*INSPECTOR, *COMMON, *HOST],
 }
