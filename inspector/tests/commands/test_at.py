@@ -186,7 +186,7 @@ class At(Case):
 
     @unittest.skipIf(SANITIZED, "the sanitizer's runtime has to come first")
     def test_read_error(self):
-        result = run("at", self.film, "0", env={"LD_PRELOAD": os.environ["QUENLOFAR_FAILING_READ"],
+        result = run("at", self.film, "0", env={"LD_PRELOAD": os.environ["QUENLOFAR_FAULT_INJECTOR"],
                                                 "QUENLOFAR_FAIL_READ_AT": "100"})
         self.assertEqual(result.returncode, 2)
         self.assertIn(b"reading failed at byte ", result.stderr)

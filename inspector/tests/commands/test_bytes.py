@@ -135,7 +135,7 @@ class Bytes(Case):
         output = self.path("out")
         name = self.path("50%2%3.avi", self.data)
         result = run("bytes", name, "0+512", "-o", output,
-                     env={"LD_PRELOAD": os.environ["QUENLOFAR_FAILING_READ"], "QUENLOFAR_FAIL_READ_AT": "100"})
+                     env={"LD_PRELOAD": os.environ["QUENLOFAR_FAULT_INJECTOR"], "QUENLOFAR_FAIL_READ_AT": "100"})
         self.assertEnds(result, 2, f"{os.fsdecode(name)}: reading failed at byte 100: Input/output error")
         self.assertFalse(os.path.exists(output))
 

@@ -253,7 +253,7 @@ class Progress(Case):
     @unittest.skipIf(SANITIZED, "the sanitizer's runtime has to come first")
     def test_ends_by_itself(self):
         path = self.path("film", film(20000))
-        slow = {"LD_PRELOAD": os.environ["QUENLOFAR_FAILING_READ"], "QUENLOFAR_SLOW_READ": "200"}
+        slow = {"LD_PRELOAD": os.environ["QUENLOFAR_FAULT_INJECTOR"], "QUENLOFAR_SLOW_READ": "200"}
         output, status = Terminal("tree", "--color", "never", "--depth", "1", path, columns=500, env=slow).finish()
         self.assertEqual(status, 0)
         self.assertRegex(output, PROGRESS)

@@ -113,7 +113,7 @@ class Files(Case):
 
     @unittest.skipIf(SANITIZED, "the sanitizer's runtime has to come first")
     def test_read_error(self):
-        preload = {"LD_PRELOAD": os.environ["QUENLOFAR_FAILING_READ"]}
+        preload = {"LD_PRELOAD": os.environ["QUENLOFAR_FAULT_INJECTOR"]}
         path = self.sample()
         clean = run("tree", "--format", "json", path, env=preload)
         self.assertEnds(clean, 0)
@@ -135,7 +135,7 @@ class Files(Case):
     @unittest.skipIf(SANITIZED, "the sanitizer's runtime has to come first")
     def test_read_error_at_once(self):
         result = run("tree", "--format", "json", self.sample(),
-                     env={"LD_PRELOAD": os.environ["QUENLOFAR_FAILING_READ"], "QUENLOFAR_FAIL_READ_AT": "0"})
+                     env={"LD_PRELOAD": os.environ["QUENLOFAR_FAULT_INJECTOR"], "QUENLOFAR_FAIL_READ_AT": "0"})
         self.assertEnds(result, 2, "reading failed at byte 0: Input/output error")
         document = documents(result.stdout)[0]
         self.assertEqual((document["container"], document["status"], document["error"]["kind"]), (None, 2, "read"))
