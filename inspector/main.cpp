@@ -7,6 +7,7 @@
 #include "pluginloader.h"
 #include "pluginplaces.h"
 #include "programoutput.h"
+#include "targetguard.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -33,14 +34,6 @@ void loadPlugins(const QString &named, PluginLoader *plugins)
         printMessage(QStringLiteral("warning: ") + warning);
 }
 
-/// The list of files, if one is named: an input, too.
-QVector<QString> listsOf(const InputChoice &input)
-{
-    if (input.list.isNull())
-        return {};
-    return {input.list == QLatin1String("-") ? QStringLiteral("/dev/stdin") : input.list};
-}
-
 int runCommand(const Options &options)
 {
     if (!options.usageError.isNull()) {
@@ -63,7 +56,7 @@ int runCommand(const Options &options)
     InterruptWatch::install();
     if (!output.choose(options.output))
         return InterruptWatch::wasInterrupted() ? InterruptWatch::exitStatus() : int(ExitFailure);
-    if (!output.spares(options.input.files) || !output.spares(listsOf(options.input)))
+    if (!isTargetSafe(options, plugins, output))
         return ExitFailure;
     switch (options.command) {
     case Options::Command::Summary:

@@ -5,6 +5,7 @@
 //       CALL  open read write close rename unlink stat fsync malloc thread
 //       HOW   the number of an error; "short": one byte is read or written, not all; "interrupted": EINTR and nothing
 //             done, every second time where it lasts
+//   QUENLOFAR_FAULT_PATH=NAME     only calls that name this very path count
 //   QUENLOFAR_FAULT_REPORT=FILE   gets "COUNT STRUCK" at the end: calls of that kind, and how many of them failed
 //   QUENLOFAR_FAIL_READ_AT=N      from this byte on files fail to be read with EIO, as a damaged disk does
 //   QUENLOFAR_SLOW_READ=N         each read takes N milliseconds, as over a network
@@ -53,6 +54,7 @@ int error = 0;
 off_t failReadAt = -1;
 long slowRead = 0; // milliseconds
 char report[4096];
+char onlyPath[4096]; // empty: any, and calls that name none
 
 std::atomic<bool> isArmed{false};
 std::atomic<long> count{0};
@@ -64,10 +66,12 @@ template <typename Function> Function real(const char *name)
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
-/// True when this call of `which` has to fail.
-bool strikes(Kind which)
+/// True when this call of `which` has to fail; `path` is what it names.
+bool strikes(Kind which, const char *path = nullptr)
 {
     if (!isArmed.load(std::memory_order_relaxed) || which != kind)
+        return false;
+    if (onlyPath[0] != '\0' && (!path || std::strcmp(path, onlyPath) != 0))
         return false;
     const long number = ++count;
     if (number != first && (number < first || !goesOn))
@@ -80,9 +84,9 @@ bool strikes(Kind which)
 }
 
 /// A call that fails or is done: `done` is called for the latter.
-template <typename Done> auto orFail(Kind which, Done done) -> decltype(done())
+template <typename Done> auto orFail(Kind which, const char *path, Done done) -> decltype(done())
 {
-    if (!strikes(which))
+    if (!strikes(which, path))
         return done();
     errno = how == How::Interrupted ? EINTR : error;
     return decltype(done())(-1);
@@ -111,8 +115,8 @@ ssize_t readAt(const char *name, int descriptor, void *data, size_t size, off_t 
 {
     const auto next = real<ssize_t (*)(int, void *, size_t, off_t)>(name);
     if (slowRead > 0) {
-        const timespec pause{slowRead / 1000, slowRead % 1000 * 1'000'000};
-        nanosleep(&pause, nullptr);
+        timespec pause{slowRead / 1000, slowRead % 1000 * 1'000'000};
+        while (nanosleep(&pause, &pause) != 0) { } // a signal makes no network faster
     }
     if (failReadAt >= 0 && isArmed) {
         if (offset >= failReadAt) {
@@ -160,6 +164,8 @@ void readEnvironment()
         failReadAt = std::atoll(limit);
     if (const char *const milliseconds = std::getenv("QUENLOFAR_SLOW_READ"))
         slowRead = std::atol(milliseconds);
+    if (const char *const path = std::getenv("QUENLOFAR_FAULT_PATH"))
+        std::snprintf(onlyPath, sizeof onlyPath, "%s", path);
     if (const char *const file = std::getenv("QUENLOFAR_FAULT_REPORT"))
         std::snprintf(report, sizeof report, "%s", file);
     unsetenv("LD_PRELOAD"); // a pager or a shell is not the one that is looked at
@@ -224,7 +230,7 @@ EXPORTED int close(int descriptor)
 {
     static const auto next = real<int (*)(int)>("close");
     const int result = next(descriptor);
-    return orFail(Close, [&] { return result; });
+    return orFail(Close, nullptr, [&] { return result; });
 }
 
 #define FORWARD_OPEN(name)                                                                                             \
@@ -235,7 +241,7 @@ EXPORTED int close(int descriptor)
         va_start(rest, flags);                                                                                         \
         const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;                                         \
         va_end(rest);                                                                                                  \
-        return orFail(Open, [&] { return next(path, flags, mode); });                                                  \
+        return orFail(Open, path, [&] { return next(path, flags, mode); });                                            \
     }
 FORWARD_OPEN(open)
 FORWARD_OPEN(open64)
@@ -243,32 +249,32 @@ FORWARD_OPEN(open64)
 EXPORTED int mkostemp(char *name, int flags)
 {
     static const auto next = real<int (*)(char *, int)>("mkostemp");
-    return orFail(Open, [&] { return next(name, flags); });
+    return orFail(Open, name, [&] { return next(name, flags); });
 }
 
 EXPORTED int mkostemp64(char *name, int flags)
 {
     static const auto next = real<int (*)(char *, int)>("mkostemp64");
-    return orFail(Open, [&] { return next(name, flags); });
+    return orFail(Open, name, [&] { return next(name, flags); });
 }
 
 EXPORTED int rename(const char *from, const char *to) noexcept
 {
     static const auto next = real<int (*)(const char *, const char *)>("rename");
-    return orFail(Rename, [&] { return next(from, to); });
+    return orFail(Rename, to, [&] { return next(from, to); });
 }
 
 EXPORTED int unlink(const char *path) noexcept
 {
     static const auto next = real<int (*)(const char *)>("unlink");
-    return orFail(Unlink, [&] { return next(path); });
+    return orFail(Unlink, path, [&] { return next(path); });
 }
 
 #define FORWARD_STAT(name, Status)                                                                                     \
     EXPORTED int name(const char *path, struct Status *status) noexcept                                                \
     {                                                                                                                  \
         static const auto next = real<int (*)(const char *, struct Status *)>(#name);                                  \
-        return orFail(Stat, [&] { return next(path, status); });                                                       \
+        return orFail(Stat, path, [&] { return next(path, status); });                                                 \
     }
 FORWARD_STAT(stat, stat)
 FORWARD_STAT(stat64, stat64)
@@ -279,7 +285,7 @@ FORWARD_STAT(lstat64, stat64)
     EXPORTED int name(int descriptor, struct Status *status) noexcept                                                  \
     {                                                                                                                  \
         static const auto next = real<int (*)(int, struct Status *)>(#name);                                           \
-        return orFail(Stat, [&] { return next(descriptor, status); });                                                 \
+        return orFail(Stat, nullptr, [&] { return next(descriptor, status); });                                        \
     }
 FORWARD_FSTAT(fstat, stat)
 FORWARD_FSTAT(fstat64, stat64)
@@ -287,13 +293,13 @@ FORWARD_FSTAT(fstat64, stat64)
 EXPORTED int fsync(int descriptor)
 {
     static const auto next = real<int (*)(int)>("fsync");
-    return orFail(Fsync, [&] { return next(descriptor); });
+    return orFail(Fsync, nullptr, [&] { return next(descriptor); });
 }
 
 EXPORTED int fdatasync(int descriptor)
 {
     static const auto next = real<int (*)(int)>("fdatasync");
-    return orFail(Fsync, [&] { return next(descriptor); });
+    return orFail(Fsync, nullptr, [&] { return next(descriptor); });
 }
 
 EXPORTED int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*work)(void *),

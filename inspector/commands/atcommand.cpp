@@ -16,6 +16,7 @@
 #include "placefinder.h"
 #include "programoutput.h"
 #include "report.h"
+#include "statuscodes.h"
 #include "terminal.h"
 #include "textoutput.h"
 
@@ -346,9 +347,11 @@ int AtCommand::show()
     if (!result)
         return ExitFailure;
     const bool isOpen = m_tree.document().fileSize >= 0;
-    if (isOpen)
-        m_file.open(m_fileName);
     int exitStatus = ExitClean;
+    if (isOpen && m_file.open(m_fileName) != StatusOk) {
+        printMessage(QStringLiteral("%1: cannot be opened again: %2").arg(m_fileName, m_file.errorText()));
+        exitStatus = ExitFailure;
+    }
     print(isOpen ? offsetsInFile(&exitStatus) : std::vector<quint64>(), &*result);
     FileReport report = reportOf(m_fileName, *result, m_output.hasFailed());
     // If the walk could not read the file either, that was said.

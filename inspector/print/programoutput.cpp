@@ -145,6 +145,11 @@ bool ProgramOutput::spares(const QVector<QString> &files) const
     return true;
 }
 
+QString ProgramOutput::replacedFile() const
+{
+    return m_temporary.exists() && m_overwritten ? pathFromBytes(m_target) : QString();
+}
+
 bool ProgramOutput::startPager()
 {
     int pipeEnds[2];

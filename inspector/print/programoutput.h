@@ -45,6 +45,8 @@ public:
     /// False, and a message, when that place is one of `files`, which the output would destroy. Links and other names
     /// of a file count.
     bool spares(const QVector<QString> &files) const;
+    /// The file that is there and will be replaced; null when there is none.
+    QString replacedFile() const;
 
     bool isSequential() const override { return true; }
     /// Somebody looks at it as it comes.

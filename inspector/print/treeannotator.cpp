@@ -2,6 +2,7 @@
 
 #include "digits.h"
 #include "runresult.h"
+#include "statuscodes.h"
 
 #include <limits>
 
@@ -9,8 +10,9 @@ bool TreeAnnotator::beginDocument(const DocumentStart &start)
 {
     m_paths.clear();
     m_file.close();
-    if (m_choice.bytes && start.fileSize >= 0)
-        m_file.open(start.file); // a failure shows as bytes that are not there
+    m_trouble = QString();
+    if (m_choice.bytes && start.fileSize >= 0 && m_file.open(start.file) != StatusOk)
+        m_trouble = QStringLiteral("its bytes cannot be read: ") + m_file.errorText();
     return m_next.beginDocument(start);
 }
 
@@ -43,6 +45,20 @@ bool TreeAnnotator::endElement()
     if (m_choice.paths)
         m_paths.leave();
     return m_next.endElement();
+}
+
+bool TreeAnnotator::endDocument(const RunResult &result)
+{
+    // If the walk could not read the file either, that is said.
+    if (m_file.hasReadError() && result.error.kind == FileError::None)
+        m_trouble = QStringLiteral("its bytes cannot be read: ") + m_file.errorText();
+    return m_next.endDocument(result) && m_trouble.isNull();
+}
+
+QString TreeAnnotator::errorText() const
+{
+    const QString text = m_next.errorText();
+    return text.isNull() ? m_trouble : text;
 }
 
 /// As pairs of digits, valid until the next call; empty when nothing can be read there.

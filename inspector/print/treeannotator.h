@@ -13,7 +13,8 @@ struct AnnotationChoice
     bool bytes = false; ///< the first ones of each leaf
 };
 
-/// Notes for each item its path, and for each leaf the bytes that stand there. Bytes that cannot be read are left out.
+/// Notes for each item its path, and for each leaf the bytes that stand there. Bytes that cannot be read are
+/// left out; the end of the document then fails.
 class TreeAnnotator : public TreeFilter
 {
 public:
@@ -25,6 +26,8 @@ public:
     bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override;
     bool addField(const Field &field) override;
     bool endElement() override;
+    bool endDocument(const RunResult &result) override;
+    QString errorText() const override;
 
 private:
     QStringView bytesAt(quint64 offset, quint64 size);
@@ -32,5 +35,6 @@ private:
     const AnnotationChoice m_choice;
     ElementPathTracker m_paths;
     FileDevice m_file;
+    QString m_trouble; // why bytes could not be read
     QString m_bytes;
 };

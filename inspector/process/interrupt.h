@@ -5,9 +5,9 @@
 
 /**
  * The signals that end the program. The first of them sets a flag, at which all work comes to its end in good order:
- * documents are completed, the temporary file goes. SIGQUIT, or a second signal, ends the program at once; the temporary
- * file goes then, too. A second one that belongs to the same request is none: a signal other than SIGINT may come again
- * for a second, any other within 150 ms.
+ * documents are completed, the temporary file goes. SIGQUIT, or a second signal, ends the program at once; the
+ * temporary file goes then, too. A second one that belongs to the same request is none: a signal other than SIGINT may
+ * come again for a second, any other within 150 ms.
  */
 class InterruptWatch
 {

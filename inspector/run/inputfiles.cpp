@@ -2,20 +2,20 @@
 
 #include "filepath.h"
 #include "interrupt.h"
+#include "messages.h"
 #include "options.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <vector>
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -80,30 +80,70 @@ void readList(const QString &list, InputFiles *found)
     }
 }
 
-bool hasExtension(const fs::path &path, const QStringList &extensions)
+bool hasExtension(const std::string &name, const QStringList &extensions)
 {
-    const std::string dotted = path.extension().string();
-    return !dotted.empty() && extensions.contains(textOf(dotted.substr(1)), Qt::CaseInsensitive);
+    const size_t dot = name.rfind('.');
+    return dot != std::string::npos && dot > 0
+        && extensions.contains(textOf(name.substr(dot + 1)), Qt::CaseInsensitive);
 }
 
-void searchDirectory(const fs::path &top, const QStringList &extensions, InputFiles *found)
+struct DirectoryCloser
 {
-    std::vector<fs::path> pending = {top};
+    void operator()(DIR *directory) const { ::closedir(directory); }
+};
+
+enum class EntryKind { Directory, File, Other };
+
+/// A link counts as what it leads to, but not as a directory.
+EntryKind kindOf(const dirent &entry, const std::string &path)
+{
+    if (entry.d_type == DT_DIR)
+        return EntryKind::Directory;
+    if (entry.d_type == DT_REG)
+        return EntryKind::File;
+    struct stat found = {};
+    if (entry.d_type == DT_UNKNOWN && ::lstat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode))
+        return EntryKind::Directory;
+    return ::stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode) ? EntryKind::File : EntryKind::Other;
+}
+
+/// One directory's own entries. Returns an errno, or 0. Not std::filesystem's iterator: it ends the program where there
+/// is no memory.
+int readDirectory(const std::string &directory, const QStringList &extensions, std::vector<std::string> *directories,
+                  std::vector<std::string> *files)
+{
+    const std::unique_ptr<DIR, DirectoryCloser> opened(::opendir(directory.c_str()));
+    if (!opened)
+        return errno;
+    while (!InterruptWatch::wasInterrupted()) {
+        errno = 0;
+        const dirent *const entry = ::readdir(opened.get());
+        if (!entry)
+            return errno;
+        const std::string name = entry->d_name;
+        if (name == "." || name == "..")
+            continue;
+        const std::string path = directory + (directory.back() == '/' ? "" : "/") + name;
+        const EntryKind kind = kindOf(*entry, path);
+        if (kind == EntryKind::Directory)
+            directories->push_back(path);
+        else if (kind == EntryKind::File && hasExtension(name, extensions))
+            files->push_back(path);
+    }
+    return 0;
+}
+
+void searchDirectory(const std::string &top, const QStringList &extensions, InputFiles *found)
+{
+    std::vector<std::string> pending = {top};
     std::vector<std::string> files;
     while (!pending.empty() && !InterruptWatch::wasInterrupted()) {
-        const fs::path directory = std::move(pending.back());
+        const std::string directory = std::move(pending.back());
         pending.pop_back();
-        std::error_code error;
-        for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error)) {
-            std::error_code unknownKind;
-            if (entry->is_directory(unknownKind) && !entry->is_symlink(unknownKind))
-                pending.push_back(entry->path());
-            else if (entry->is_regular_file(unknownKind) && hasExtension(entry->path(), extensions))
-                files.push_back(entry->path().string());
-        }
-        if (error)
+        const int error = readDirectory(directory, extensions, &pending, &files);
+        if (error != 0)
             found->problems.append(
-                QStringLiteral("%1 cannot be searched: %2").arg(textOf(directory.string()), textOf(error.message())));
+                QStringLiteral("%1 cannot be searched: %2").arg(textOf(directory), systemErrorText(error)));
     }
     std::sort(files.begin(), files.end());
     for (const std::string &file : files)

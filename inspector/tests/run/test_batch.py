@@ -1,8 +1,10 @@
 """Many files at once: how they are found, side by side in order, what is said of them, and output that goes to a file."""
 
+import errno
 import json
 import os
 import pathlib
+import shutil
 import signal
 import stat
 import subprocess
@@ -313,6 +315,196 @@ class OutputFile(Batch):
         self.assertEnds(self.write("/dev/null"), 0)
         self.assertTrue(stat.S_ISCHR(os.stat("/dev/null").st_mode))
         self.assertEqual(self.write("/dev/stdout").stdout, run("tree", "--format", "json", self.sample()).stdout)
+
+    def test_inputs_are_spared(self):
+        contents = film(3)
+        first, other = self.path("a.avi", contents), self.path("b.avi", contents)
+        os.link(first, self.path("same.avi"))
+        os.symlink("a.avi", self.path("link.avi"))
+        os.mkdir(self.path("r"))
+        note = self.path("r/x.avi", b"a note that no parser recognises")
+        names = self.path("list", other + b"\n" + note + b"\n")
+        message = "is an input: output would destroy it"
+        for rule, arguments in [("the only input", ["tree", first, "-o", first]),
+                                ("the second of several", ["tree", other, first, "-o", first]),
+                                ("several, side by side", ["tree", "-j", "2", other, first, "-o", first]),
+                                ("another name of it", ["tree", self.path("same.avi"), "-o", first]),
+                                ("a link to it", ["tree", self.path("link.avi"), "-o", first]),
+                                ("a link as the target", ["tree", first, "-o", self.path("link.avi")]),
+                                ("one of a list", ["streams", "--files-from", names, "-o", note]),
+                                ("the list", ["streams", "--files-from", names, "-o", names]),
+                                ("one in a directory", ["streams", "-r", self.path("r"), "-o", note]),
+                                ("at", ["at", first, "3", "-o", first]), ("bytes", ["bytes", first, "0+9", "-o", first]),
+                                ("frames", ["frames", first, "-o", first]),
+                                ("coverage", ["coverage", first, "-o", first]),
+                                ("diff, first", ["diff", first, other, "-o", first]),
+                                ("diff, second", ["diff", other, first, "-o", first])]:
+            with self.subTest(rule=rule):
+                before = sorted(os.listdir(self.directory))
+                self.assertEnds(run(*arguments), 2, message)
+                self.assertEqual(self.contents(first), contents)
+                self.assertEqual(self.contents(note), b"a note that no parser recognises")
+                self.assertEqual(self.contents(names), other + b"\n" + note + b"\n")
+                self.assertEqual(sorted(os.listdir(self.directory)), before)
+        with open(first, "ab") as standard:
+            result = run("tree", first, "-o", "/dev/stdout", stdout=standard)
+        self.assertEnds(result, 2, message)
+        with open(names, "rb") as listed:
+            self.assertEnds(run("tree", "--files-from", "-", "-o", names, stdin=listed), 2, message)
+
+    def test_films_are_spared(self):
+        # summary -o *.avi: to the program the first film is no input.
+        contents = film(30)
+        first, other = self.path("a.avi", contents), self.path("b.avi", contents)
+        before = sorted(os.listdir(self.directory))
+        for command in (["summary"], ["tree", "--format", "json"], ["at", "--format", "json"]):
+            with self.subTest(command=command):
+                places = ["3"] if command[0] == "at" else []
+                self.assertEnds(run(*command, "-o", first, other, *places), 2,
+                                f"{first.decode()} is a media file (AVI): output would destroy it")
+                self.assertEqual(self.contents(first), contents)
+                self.assertEqual(sorted(os.listdir(self.directory)), before)
+        # Bytes of a film may be one; an earlier output, however long, and with a film far inside it, is none.
+        self.assertEnds(run("bytes", other, "0+100", "-o", first), 0)
+        self.assertEqual(self.contents(first), contents[:100])
+        earlier = self.path("earlier", b"x" * 70000 + contents)
+        os.truncate(earlier, 1 << 40)
+        self.assertEnds(run("summary", other, "-o", earlier, timeout=20), 0)
+        self.assertLess(os.stat(earlier).st_size, 10000)
+
+    def test_open_descriptors(self):
+        expected = run("tree", self.sample()).stdout
+        target = self.path("log", b"before\n")
+        for name, options in [("/dev/stdout", {"stdout": 1}), ("/dev/fd/1", {"stdout": 1}),
+                              ("/proc/self/fd/1", {"stdout": 1}), ("/proc/thread-self/fd/1", {"stdout": 1}),
+                              ("/dev/stderr", {"stderr": 1}), ("/dev/fd/", {"pass_fds": 1})]:
+            with self.subTest(name=name):
+                self.path("log", b"before\n")
+                with open(target, "ab") as log:
+                    given = {key: log if key != "pass_fds" else [log.fileno()] for key in options}
+                    whole = name + (str(log.fileno()) if name == "/dev/fd/" else "")
+                    self.assertEqual(run("tree", self.sample(), "-o", whole, **given).returncode, 0)
+                    log.write(b"behind\n")
+                self.assertEqual(self.contents(target), b"before\n" + expected + b"behind\n")
+                self.assertEqual(os.listdir(self.directory), ["log"])
+
+    def test_link_to_standard_output(self):
+        # As containers have them for logs.
+        os.symlink("/dev/stdout", self.path("log"))
+        os.symlink("log", self.path("other"))
+        for name in ("log", "other"):
+            result = run("tree", self.sample(), "-o", self.path(name))
+            self.assertEnds(result, 0)
+            self.assertEqual(result.stdout, run("tree", self.sample()).stdout)
+            self.assertTrue(os.path.islink(self.path(name)))
+
+    def test_open_descriptor_of_a_deleted_file(self):
+        target = self.path("gone", b"before\n")
+        with open(target, "r+b") as file:
+            file.seek(0, os.SEEK_END)
+            os.unlink(target)
+            self.assertEnds(run("tree", self.sample(), "-o", "/dev/stdout", stdout=file), 0)
+            file.seek(0)
+            self.assertEqual(file.read(), b"before\n" + run("tree", self.sample()).stdout)
+            self.assertEqual(os.listdir(self.directory), [])
+            # Of another process: there is no name to put something in its place.
+            other = f"/proc/{os.getpid()}/fd/{file.fileno()}".encode()
+            self.assertEnds(self.write(other), 2, f"{other.decode()} cannot be written: No such file or directory")
+        self.assertEqual(os.listdir(self.directory), [])
+
+    def test_descriptors_that_cannot_be_written(self):
+        self.assertEnds(self.write("/dev/fd/77"), 2, "/dev/fd/77 cannot be written: Bad file descriptor")
+        with open(self.sample(), "rb") as file:
+            self.assertEnds(self.write("/dev/stdin", stdin=file), 2, "/dev/stdin cannot be written: Bad file descrip")
+        command = f"{PROGRAM} tree '{self.sample().decode()}' -o /dev/stdout >&-"
+        self.assertEnds(run("-c", command, program="sh"), 2, "/dev/stdout cannot be written: Bad file descriptor")
+
+    def test_loops_of_links(self):
+        os.symlink("b", self.path("a"))
+        os.symlink("a", self.path("b"))
+        os.symlink("self", self.path("self"))
+        for name in ("a", "self"):
+            self.assertEnds(self.write(self.path(name)), 2,
+                            f"{self.path(name).decode()} cannot be written: Too many levels of symbolic links")
+        self.assertEqual(sorted(os.listdir(self.directory)), ["a", "b", "self"])
+
+    @unittest.skipIf(SANITIZED, "the sanitizer's runtime has to come first")
+    def test_where_the_system_does_not_tell(self):
+        # Only what is surely not there is a new file.
+        for number, text in [(errno.EACCES, "Permission denied"), (errno.EIO, "Input/output error"),
+                             (errno.ELOOP, "Too many levels of symbolic links"), (errno.ENOTDIR, "Not a directory")]:
+            for name, old in [("new", None), ("old", b"old")]:
+                with self.subTest(text=text, name=name):
+                    target = self.path(name, old)
+                    result = self.write(target, env={"LD_PRELOAD": os.environ["QUENLOFAR_FAULT_INJECTOR"],
+                                                     "QUENLOFAR_FAULT": f"stat:1:{number}",
+                                                     "QUENLOFAR_FAULT_PATH": os.fsdecode(target)})
+                    self.assertEnds(result, 2, f"{target.decode()} cannot be written: {text}")
+                    self.assertEqual(os.listdir(self.directory), [name] if old else [])
+                    if old:
+                        self.assertEqual(self.contents(target), old)
+                        os.unlink(target)
+
+    @unittest.skipIf(os.geteuid() != 0, "only root has files of others to lay as traps")
+    def test_links_of_others(self):
+        os.chmod(self.directory, 0o755)
+        for rule, mode, owner, follows in [("as in /tmp", 0o1777, NOBODY, False), ("ours, as in /tmp", 0o1777, 0, True),
+                                           ("nobody else may write", 0o1755, NOBODY, True),
+                                           ("not sticky", 0o777, NOBODY, True)]:
+            for kept in (None, b"kept"):
+                with self.subTest(rule=rule, kept=kept):
+                    place = self.path(f"place{mode}{owner}{kept}")
+                    os.mkdir(place)
+                    os.chmod(place, mode)
+                    victim = self.path("victim", kept)
+                    link = os.path.join(place, b"link")
+                    os.symlink(victim, link)
+                    os.chown(link, owner, owner, follow_symlinks=False)
+                    if follows:
+                        self.assertEnds(self.write(link), 0)
+                    else:
+                        self.assertEnds(self.write(link), 2, f"{link.decode()} cannot be written: Permission denied")
+                    self.assertEqual(os.path.exists(victim) and self.contents(victim) != kept, follows)
+                    self.assertEqual(os.listdir(place), [b"link"])
+                    if os.path.exists(victim):
+                        os.unlink(victim)
+
+    def kernel_protects(self, what):
+        with open(f"/proc/sys/fs/protected_{what}", encoding="ascii") as file:
+            return os.geteuid() == 0 and file.read().strip() != "0"
+
+    def test_what_the_kernel_refuses(self):
+        # Held against what a shell gets, where the kernel is set to refuse anything.
+        skipped = [what for what in ("symlinks", "regular") if not self.kernel_protects(what)]
+        os.chmod(self.directory, 0o1777)
+        victim = self.path("victim", b"kept")
+        if "symlinks" not in skipped:
+            os.symlink(victim, self.path("trap"))
+            os.chown(self.path("trap"), NOBODY, NOBODY, follow_symlinks=False)
+        if "regular" not in skipped:
+            os.chown(self.directory, NOBODY, NOBODY)
+            self.path("trap2", b"kept")
+            os.chown(self.path("trap2"), NOBODY + 1, NOBODY + 1)
+        for name in ("trap", "trap2"):
+            if os.path.lexists(self.path(name)):
+                shell = subprocess.run(["sh", "-c", 'echo x > "$1"', "sh", self.path(name)], stderr=subprocess.PIPE,
+                                       check=False)
+                self.assertIn(b"Permission denied", shell.stderr)
+                self.assertEnds(self.write(self.path(name)), 2, "cannot be written: Permission denied")
+        self.assertEqual(self.contents(victim), b"kept")
+        if skipped:
+            self.skipTest(f"fs.protected_{' and fs.protected_'.join(skipped)} refuse nothing here")
+
+    def test_running_program(self):
+        copy = self.path("program")
+        shutil.copy(PROGRAM, copy)
+        with open("/bin/sleep", "rb") as file:
+            self.path("program", file.read())
+        os.chmod(copy, 0o755)
+        process = subprocess.Popen([copy, "60"])
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        self.assertEnds(self.write(copy), 2, "cannot be written: Text file busy")
 
     def test_files_with_problems_are_complete(self):
         target = self.path("out")
