@@ -36,7 +36,7 @@ constexpr std::array<EndingSignal, 8> endingSignals{{
     {SIGQUIT, true, 0s}, // a user asks for a core dump
 }};
 
-constexpr std::chrono::nanoseconds patience = 600ms; // with somebody who does not take the output
+constexpr std::chrono::nanoseconds patience = 500ms; // with somebody who does not take the output
 constexpr long tick = 100'000'000; // nanoseconds
 
 std::atomic<bool> stopWanted{false};

@@ -39,7 +39,7 @@ public:
 
     /// The other side took or gave something: it is not asleep.
     void progressed();
-    /// True when a signal has come and the other side has not moved for a good half second: give up. Asked after EINTR.
+    /// True when a signal has come and the other side has not moved for half a second: give up. Asked after EINTR.
     bool isHopeless() const;
 
 private:
