@@ -93,14 +93,14 @@ extern "C" void handleEndingSignal(int number)
     const EndingSignal &signal = rowOf(number);
     const std::int64_t time = now().count();
     std::int64_t first = 0;
-    if (signal.endsAtOnce) {
+    const bool isFirst = caughtAt.compare_exchange_strong(first, time);
+    const bool isSameRequest = isFirst || time - first <= (number == caught ? signal.grace : oneRequest).count();
+    if (signal.endsAtOnce || !isSameRequest) {
         endAtOnce(number);
-    } else if (caughtAt.compare_exchange_strong(first, time)) {
+    } else if (isFirst) {
         caught = number;
         stopWanted = true;
         startTicks();
-    } else if (time - first > (number == caught ? signal.grace : oneRequest).count()) {
-        endAtOnce(number);
     }
     errno = savedErrno;
 }

@@ -123,7 +123,10 @@ int readDirectory(const std::string &directory, const QStringList &extensions, s
         const std::string name = entry->d_name;
         if (name == "." || name == "..")
             continue;
-        const std::string path = directory + (directory.back() == '/' ? "" : "/") + name;
+        std::string path = directory;
+        if (path.back() != '/')
+            path += '/';
+        path += name;
         const EntryKind kind = kindOf(*entry, path);
         if (kind == EntryKind::Directory)
             directories->push_back(path);
