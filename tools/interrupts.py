@@ -101,21 +101,28 @@ class Bench:
             if run.has_timeout:
                 name = run.signals[0].name.removeprefix("SIG")
                 arguments = ["timeout", "--preserve-status", "-s", name, f"{max(run.delay, 0.001):.6f}", *arguments]
-            process = subprocess.Popen(arguments, env=self.environment, stdin=subprocess.DEVNULL,
-                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE, preexec_fn=prepare)
-            try:
-                if not run.has_timeout:
-                    time.sleep(run.delay)
-                    for number in run.signals:
-                        process.send_signal(number)
-                        time.sleep(0.002)
-                output, errors = process.communicate(timeout=PATIENCE)
-            except subprocess.TimeoutExpired:
-                process.kill()
-                process.communicate()
-                yield "it does not end"
-                return
-            yield from self.judge(run, clean, process.returncode, output, errors, target)
+            # cat is a reader that never sleeps; one of this program's threads may have to wait for the others.
+            with tempfile.TemporaryFile(dir=self.directory) as output, \
+                    tempfile.TemporaryFile(dir=self.directory) as errors:
+                with subprocess.Popen(["cat"], stdin=subprocess.PIPE, stdout=output) as reader:
+                    process = subprocess.Popen(arguments, env=self.environment, stdin=subprocess.DEVNULL,
+                                               stdout=reader.stdin, stderr=errors, preexec_fn=prepare)
+                    reader.stdin.close()
+                    try:
+                        if not run.has_timeout:
+                            time.sleep(run.delay)
+                            for number in run.signals:
+                                process.send_signal(number)
+                                time.sleep(0.002)
+                        process.wait(PATIENCE)
+                    except subprocess.TimeoutExpired:
+                        process.kill()
+                        process.wait()
+                        yield "it does not end"
+                        return
+                for file in (output, errors):
+                    file.seek(0)
+                yield from self.judge(run, clean, process.returncode, output.read(), errors.read(), target)
 
     @staticmethod
     def judge(run, clean, status, output, errors, target):

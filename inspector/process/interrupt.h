@@ -26,7 +26,7 @@ public:
 
 /**
  * Stands around system calls that may block for as long as somebody else likes: writes to a pipe, reads from one. Once
- * a signal has come, such a call returns with EINTR within a tenth of a second, and again and again: no signal is lost
+ * a signal has come, such a call returns with EINTR within a twentieth of a second, and again and again: no signal is lost
  * between a look at the flag and the call, whichever thread the signal went to.
  */
 class BlockingCall
@@ -39,7 +39,7 @@ public:
 
     /// The other side took or gave something: it is not asleep.
     void progressed();
-    /// True when a signal has come and the other side has not moved for half a second: give up. Asked after EINTR.
+    /// True when a signal has come and the other side has not moved for most of a second: give up. Asked after EINTR.
     bool isHopeless() const;
 
 private:
