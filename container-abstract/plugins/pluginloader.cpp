@@ -3,8 +3,9 @@
 #include "bytesource.h"
 #include "containerabstract.h"
 #include "containerdescriber.h"
+#include "elflibrary.h"
 #include "filepath.h"
-#include "neededlibraries.h"
+#include "plugintrust.h"
 #include "texts.h"
 
 #include <dlfcn.h>
@@ -107,6 +108,35 @@ QString foreignAbi(const std::vector<std::string> &needed)
     const QString ownQt = QString::number(QT_VERSION_MAJOR);
     if (!qt.isNull() && qt != ownQt)
         return QStringLiteral("it was built with Qt %1, this framework with Qt %2").arg(qt, ownQt);
+    return {};
+}
+
+constexpr const char *neededExports[] = {"containerName", "supportedExtensions", "createParser"};
+constexpr const char *describerExport = "createDescriber";
+
+/// Why the library at `path` cannot be used, as far as its file says: before any of its code has run. Null where
+/// nothing speaks against it, or where the dynamic linker knows better what is wrong.
+QString unfitness(const std::string &path, bool *isDescribing)
+{
+    QString openError;
+    const std::unique_ptr<ByteSource> file = openFileSource(textOf(path), &openError);
+    if (!file)
+        return openError;
+    const ElfLibrary library(*file);
+    if (!library.isLibrary())
+        return {};
+    if (library.isCutOff())
+        return QStringLiteral("its end is missing");
+    const std::vector<std::string> needed = library.neededLibraries();
+    if (const QString reason = foreignAbi(needed); !reason.isNull())
+        return reason;
+    for (const char *const name : neededExports) {
+        if (!library.exports(name))
+            return QStringLiteral("it does not export %1").arg(QLatin1String(name));
+    }
+    if (frameworkAbi(needed).isNull())
+        return QStringLiteral("it is not linked with libquenlofar-container-abstract: its ABI is unknown");
+    *isDescribing = library.exports(describerExport);
     return {};
 }
 
@@ -217,22 +247,20 @@ bool PluginLoader::Private::load(const std::string &path, const std::string &fil
 {
     Plugin plugin;
     plugin.fileName = fileName;
-    // What the file says is looked at before any of its code runs.
-    QString openError;
-    const std::unique_ptr<ByteSource> file = openFileSource(textOf(path), &openError);
-    if (file && isCutOff(*file)) {
-        warn(path, QStringLiteral("its end is missing"));
+    const PluginTrust trust = trustInPlugin(path);
+    if (!trust.objection.isNull()) {
+        warn(path, trust.objection);
         return false;
     }
-    const std::vector<std::string> needed = file ? neededLibraries(*file) : std::vector<std::string>();
-    if (const QString reason = foreignAbi(needed); !reason.isNull()) {
+    bool isDescribing = false;
+    if (const QString reason = unfitness(trust.path, &isDescribing); !reason.isNull()) {
         warn(path, reason);
         return false;
     }
     // Everything is resolved now: a missing symbol shows here, not in the middle of a file.
-    plugin.library.reset(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
+    plugin.library.reset(dlopen(trust.path.c_str(), RTLD_NOW | RTLD_LOCAL));
     if (!plugin.library) {
-        warn(path, linkerError(path));
+        warn(path, linkerError(trust.path));
         return false;
     }
 
@@ -242,20 +270,15 @@ bool PluginLoader::Private::load(const std::string &path, const std::string &fil
             return true;
     }
 
-    const auto name = lookUp<ContainerNameFunction>(plugin.library.get(), "containerName");
-    const auto extensions = lookUp<SupportedExtensionsFunction>(plugin.library.get(), "supportedExtensions");
-    plugin.create = lookUp<CreateParserFunction>(plugin.library.get(), "createParser");
+    const auto name = lookUp<ContainerNameFunction>(plugin.library.get(), neededExports[0]);
+    const auto extensions = lookUp<SupportedExtensionsFunction>(plugin.library.get(), neededExports[1]);
+    plugin.create = lookUp<CreateParserFunction>(plugin.library.get(), neededExports[2]);
     if (!name || !extensions || !plugin.create) {
-        const char *const missing = !name ? "containerName" : !extensions ? "supportedExtensions" : "createParser";
-        warn(path, QStringLiteral("it does not export %1").arg(QLatin1String(missing)));
+        warn(path, QStringLiteral("its exports are not found"));
         return false;
     }
-
-    if (!needed.empty() && frameworkAbi(needed).isNull()) {
-        warn(path, QStringLiteral("it is not linked with libquenlofar-container-abstract: its ABI is unknown"));
-        return false;
-    }
-    plugin.createDescriber = lookUp<CreateDescriberFunction>(plugin.library.get(), "createDescriber");
+    if (isDescribing)
+        plugin.createDescriber = lookUp<CreateDescriberFunction>(plugin.library.get(), describerExport);
 
     try {
         plugin.info.containerName = ownCopy(name());

@@ -24,9 +24,10 @@ struct PluginInfo
  * export containerName, supportedExtensions and createParser. An export createDescriber is optional.
  *
  * Directories are searched in the order in which they are added; of equal file names the first that can be used
- * counts. A plug-in that cannot be loaded, lacks an export, or was built for another ABI of the framework or another
- * major version of Qt (its code then never runs) is left out and said in warnings(). Libraries are unloaded when the
- * loader goes: parsers and describers that it created have to be gone before.
+ * counts. A plug-in that cannot be loaded is left out and said in warnings(). So is one that lacks an export or was
+ * built for another ABI of the framework or another major version of Qt, and, where the effective user is root, one
+ * that others could change (plugintrust.h): of these no code ever runs. Libraries are unloaded when the loader goes:
+ * parsers and describers that it created have to be gone before.
  */
 class CONTAINERABSTRACT_EXPORT PluginLoader
 {

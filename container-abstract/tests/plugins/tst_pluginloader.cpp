@@ -75,6 +75,7 @@ private Q_SLOTS:
     void leavesOutWhatCannotBeUsed();
     void refusesWhatIsLinkedWithAnother_data();
     void refusesWhatIsLinkedWithAnother();
+    void codeOfNoPluginNeverRuns();
     void badPluginDoesNotHideOthers();
     void firstOfEqualFileNamesCounts();
     void badPluginDoesNotHideLaterOneOfItsName();
@@ -188,6 +189,7 @@ void TestPluginLoader::leavesOutWhatCannotBeUsed_data()
     QTest::addColumn<QString>("reason");
     QTest::newRow("an export is missing") << "incomplete" << 1 << "it does not export createParser";
     QTest::newRow("all exports are missing") << "unrelated" << 1 << "it does not export containerName";
+    QTest::newRow("the exports are no functions") << "variables" << 1 << "it does not export containerName";
     QTest::newRow("the begin of a library") << "begin" << 1 << "its end is missing";
     QTest::newRow("nobody knows which framework") << "unlinked" << 1 << "it is not linked with ";
     QTest::newRow("an export that throws") << "throwing" << 1 << "it fails when it is asked what it knows";
@@ -210,6 +212,8 @@ void TestPluginLoader::leavesOutWhatCannotBeUsed()
         QVERIFY(QFile::copy(incompletePlugin, file));
     else if (kind == QLatin1String("unrelated"))
         QVERIFY(QFile::copy(unrelatedPlugin, file));
+    else if (kind == QLatin1String("variables"))
+        QVERIFY(QFile::copy(QStringLiteral(QUENLOFAR_VARIABLE_PLUGIN), file));
     else if (kind == QLatin1String("begin"))
         QVERIFY(writeFile(file, beginOf(goodPlugin)));
     else if (kind == QLatin1String("unlinked"))
@@ -272,6 +276,21 @@ void TestPluginLoader::refusesWhatIsLinkedWithAnother()
     QVERIFY(qEnvironmentVariableIsSet("QUENLOFAR_FOREIGN_PLUGIN"));
     dlclose(handle);
     qunsetenv("QUENLOFAR_FOREIGN_PLUGIN");
+}
+
+void TestPluginLoader::codeOfNoPluginNeverRuns()
+{
+    install(unrelatedPlugin, pluginFile("x"));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    QCOMPARE(int(loader.warnings().size()), 1);
+    QVERIFY(!qEnvironmentVariableIsSet("QUENLOFAR_UNRELATED_RAN"));
+
+    void *const handle = dlopen(QFile::encodeName(unrelatedPlugin).constData(), RTLD_NOW);
+    QVERIFY2(handle, "it could be loaded, which would run its code");
+    QVERIFY(qEnvironmentVariableIsSet("QUENLOFAR_UNRELATED_RAN"));
+    dlclose(handle);
+    qunsetenv("QUENLOFAR_UNRELATED_RAN");
 }
 
 void TestPluginLoader::badPluginDoesNotHideOthers()
