@@ -20,12 +20,16 @@
 
 namespace {
 
-void loadPlugins(const QString &named, PluginLoader *plugins)
+void loadPlugins(const QStringList &named, PluginLoader *plugins)
 {
-    // Places of ours may be missing; one that the user names should be there.
-    struct stat found = {};
-    if (!named.isNull() && (stat(pathToBytes(named).constData(), &found) != 0 || !S_ISDIR(found.st_mode)))
-        printMessage(QStringLiteral("warning: --plugin-dir %1: there is no such directory").arg(named));
+    if (!PluginPlaceTrust::ofProcess().inCaller && !named.isEmpty())
+        printMessage(QStringLiteral("warning: --plugin-dir does not count where the program has more rights than you"));
+    for (const QString &place : named) {
+        // Places of ours may be missing; one that the user names should be there.
+        struct stat found = {};
+        if (stat(pathToBytes(place).constData(), &found) != 0 || !S_ISDIR(found.st_mode))
+            printMessage(QStringLiteral("warning: --plugin-dir %1: there is no such directory").arg(place));
+    }
     const QStringList places = pluginPlaces(named);
     for (const QString &place : places)
         plugins->addDirectory(place);
@@ -46,10 +50,10 @@ int runCommand(const Options &options)
         return output.print(options.information);
 
     PluginLoader plugins;
-    loadPlugins(options.pluginDirectory, &plugins);
+    loadPlugins(options.pluginDirectories, &plugins);
     if (plugins.plugins().isEmpty()) {
         printMessage(QStringLiteral("no usable parser plug-in in any of: ")
-                     + pluginPlaces(options.pluginDirectory).join(QStringLiteral(", ")));
+                     + pluginPlaces(options.pluginDirectories).join(QStringLiteral(", ")));
         return ExitFailure;
     }
     // Before there is a file that has to go when the program is ended.

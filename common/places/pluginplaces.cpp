@@ -2,6 +2,7 @@
 
 #include "filepath.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
@@ -20,17 +21,45 @@ QByteArray programDirectory()
     return slash == std::string::npos ? QByteArray() : QByteArray(program.data(), int(slash));
 }
 
+/// Where the user keeps plug-ins; empty where the environment does not tell. A relative path is none, because it would
+/// be another one in each directory.
+QByteArray ownDirectory()
+{
+    QByteArray data = qgetenv("XDG_DATA_HOME");
+    if (!data.startsWith('/')) {
+        const QByteArray home = qgetenv("HOME");
+        data = home.startsWith('/') ? home + "/.local/share" : QByteArray();
+    }
+    return data.isEmpty() ? QByteArray() : data + "/quenlofar/" QUENLOFAR_ABI "/plugins";
+}
+
 } // namespace
 
-QStringList pluginPlaces(const QString &named)
+PluginPlaceTrust PluginPlaceTrust::ofProcess()
+{
+    const bool isPrivileged = getauxval(AT_SECURE) != 0;
+    // Where it is kept, HOME is that of the user who asked for another one's rights.
+    constexpr const char *changesOfUser[] = {"SUDO_UID", "DOAS_USER", "PKEXEC_UID"};
+    const bool isForAnother =
+        std::any_of(std::begin(changesOfUser), std::end(changesOfUser), qEnvironmentVariableIsSet);
+    return {!isPrivileged, !isPrivileged && !isForAnother};
+}
+
+QStringList pluginPlaces(const QStringList &named, const PluginPlaceTrust &trust)
 {
     QStringList places;
-    if (!named.isNull())
-        places.append(named);
-    const QList<QByteArray> fromEnvironment = qgetenv("QUENLOFAR_PLUGIN_PATH").split(':');
-    for (const QByteArray &directory : fromEnvironment) {
-        if (!directory.isEmpty())
-            places.append(pathFromBytes(directory));
+    if (trust.inCaller) {
+        places += named;
+        const QList<QByteArray> fromEnvironment = qgetenv("QUENLOFAR_PLUGIN_PATH").split(':');
+        for (const QByteArray &directory : fromEnvironment) {
+            if (!directory.isEmpty())
+                places.append(pathFromBytes(directory));
+        }
+    }
+    if (trust.inHome) {
+        const QByteArray own = ownDirectory();
+        if (!own.isEmpty())
+            places.append(pathFromBytes(own));
     }
     const QByteArray here = programDirectory();
     if (!here.isEmpty()) {

@@ -92,17 +92,24 @@ CommandLine::CommandLine(const Arguments &arguments, Options &options)
 {
     m_app.set_version_flag("--version", "quenlofar " QUENLOFAR_VERSION, "Print the version and exit");
     m_app
-        .add_option_function<std::string>(
-            "--plugin-dir", [this](const std::string &place) { m_options.pluginDirectory = m_arguments.text(place); },
-            "Look for parser plug-ins here first")
-        ->type_name("DIR");
+        .add_option_function<std::vector<std::string>>(
+            "--plugin-dir",
+            [this](const std::vector<std::string> &places) {
+                m_options.pluginDirectories += textsOf(m_arguments, places);
+            },
+            "Look for parser plug-ins here first; several times: in this order")
+        ->type_name("DIR")
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     m_app.require_subcommand(1);
     m_app.fallthrough();
     m_app.footer("FILE... alone is summary FILE...; quenlofar COMMAND --help says more, with examples.\n"
                  "Exit status: 0 nothing wrong with any file; 1 some file has a problem; 2 wrong usage, no plug-in,\n"
                  "a file that could not be read, or output that could not be written; 129, 130, 143\n"
                  "ended by a signal; 141 nobody reads the output any more.\n"
-                 "QUENLOFAR_PLUGIN_PATH names more directories with plug-ins, separated by colons.");
+                 "QUENLOFAR_PLUGIN_PATH names more directories with plug-ins, separated by colons. Your own are in\n"
+                 "$XDG_DATA_HOME/quenlofar/" QUENLOFAR_ABI "/plugins, as a rule below ~/.local/share.");
     addSummary();
     addTree();
     addStreams();

@@ -66,7 +66,7 @@ struct Options
     enum class Format { Text, Json, Csv };
 
     Command command = Command::None;
-    QString pluginDirectory; ///< null when none was named
+    QStringList pluginDirectories; ///< named as arguments, in their order
     InputChoice input;
     OutputChoice output;
     Format format = Format::Text;

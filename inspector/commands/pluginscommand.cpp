@@ -2,8 +2,28 @@
 
 #include "displaytext.h"
 #include "filepath.h"
+#include "messages.h"
 #include "pluginloader.h"
 #include "programoutput.h"
+
+#include <algorithm>
+
+namespace {
+
+/// Files go to the first plug-in that recognises them: of two for one format the second may never get any.
+void warnOfDoubles(const QVector<PluginInfo> &plugins)
+{
+    for (auto plugin = plugins.begin(); plugin != plugins.end(); ++plugin) {
+        const auto first = std::find_if(plugins.begin(), plugin, [&](const PluginInfo &earlier) {
+            return earlier.containerName == plugin->containerName;
+        });
+        if (first != plugin)
+            printMessage(QStringLiteral("warning: two plug-ins are for %1: %2 is asked before %3")
+                             .arg(plugin->containerName, first->file, plugin->file));
+    }
+}
+
+} // namespace
 
 int listPlugins(const PluginLoader &plugins, ProgramOutput &output)
 {
@@ -15,5 +35,6 @@ int listPlugins(const PluginLoader &plugins, ProgramOutput &output)
                      .arg(displayText(plugin.containerName), displayText(plugin.extensions.join(QLatin1Char(','))),
                           displayText(plugin.file), version);
     }
+    warnOfDoubles(all);
     return output.print(pathForDisplay(lines));
 }

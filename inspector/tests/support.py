@@ -12,6 +12,7 @@ import unittest
 from collections import Counter
 
 PROGRAM = os.environ["QUENLOFAR_PROGRAM"]
+ABI = os.environ["QUENLOFAR_ABI"]
 PLUGIN = pathlib.Path(os.environ["QUENLOFAR_PLUGIN"])
 SAMPLES = pathlib.Path(os.environ["QUENLOFAR_SAMPLES"])
 DOCS = pathlib.Path(os.environ["QUENLOFAR_DOCS"])
@@ -26,6 +27,7 @@ GOLDENS = sorted((SAMPLES / "golden").glob("*.avi"))
 def environment(**changes):
     """The environment of the program: that of the tests, without places for plug-ins."""
     result = {key: value for key, value in os.environ.items() if key != "QUENLOFAR_PLUGIN_PATH"}
+    result["XDG_DATA_HOME"] = "/nowhere"
     result.update(changes)
     return result
 

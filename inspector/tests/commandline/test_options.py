@@ -47,7 +47,6 @@ class Usage(Case):
             (["tree", sample, "--format"], "--format"),
             (["plugins", "--format", "json"], "--format"),
             (["tree", "--plugin-dir"], "--plugin-dir"),
-            (["--plugin-dir", "a", "--plugin-dir", "b", "plugins"], "--plugin-dir"),
             (["tree", "--max-items", "0", sample], "--max-items: has to be a number from 1 to 18446744073709551615"),
             (["tree", "--max-items", "-1", sample], "--max-items"),
             (["tree", "--max-items", "12x", sample], "--max-items"),

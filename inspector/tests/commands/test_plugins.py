@@ -6,7 +6,7 @@ import shutil
 import subprocess
 import unittest
 
-from support import PLUGIN, PROGRAM, Case, run
+from support import ABI, PLUGIN, PROGRAM, Case, run
 
 
 class Plugins(Case):
@@ -59,6 +59,90 @@ class Plugins(Case):
         one = self.place("one")
         self.assertUses(run("plugins", "--plugin-dir", one, program=self.program), one)
         self.assertEnds(run("tree", self.sample(), "--plugin-dir", one, program=self.program), 0)
+
+    def test_several_named_directories(self):
+        one, two = self.place("one"), self.place("two")
+        self.assertUses(run("plugins", "--plugin-dir", two, "--plugin-dir", one, program=self.program), two)
+        other = self.place("other", file_name="libquenlofar-container-zzz.so")
+        named = ["--plugin-dir", one, f"--plugin-dir={other}"]
+        for arguments in [["plugins", *named], [*named, "plugins"]]:
+            with self.subTest(arguments=arguments):
+                self.assertUses(run(*arguments, program=self.program), one, other)
+        self.assertEnds(run(*named, self.sample(), program=self.program), 0)
+        self.assertEnds(run("plugins", "--plugin-dir", one, "--plugin-dir", "/nowhere", program=self.program), 0,
+                        "--plugin-dir /nowhere: there is no such")
+
+    def test_own_directory(self):
+        own = self.place(f"home/.local/share/quenlofar/{ABI}/plugins")
+        moved = self.place(f"data/quenlofar/{ABI}/plugins")
+        self.place(f"relative/quenlofar/{ABI}/plugins")
+        home = {"HOME": str(self.directory / "home")}
+        for rule, changes, expected in [
+            ("below HOME", {"XDG_DATA_HOME": ""}, own),
+            ("where XDG_DATA_HOME says", {"XDG_DATA_HOME": str(self.directory / "data")}, moved),
+            ("a relative path is none", {"XDG_DATA_HOME": "relative"}, own),
+        ]:
+            with self.subTest(rule=rule):
+                self.assertUses(run("plugins", program=self.program, env={**home, **changes}, cwd=self.directory),
+                                expected)
+        for rule, changes in [("no absolute HOME", {"HOME": "home"}), ("under sudo", {**home, "SUDO_UID": "1000"}),
+                              ("under doas", {**home, "DOAS_USER": "ada"}),
+                              ("under pkexec", {**home, "PKEXEC_UID": "1000"})]:
+            with self.subTest(rule=rule):
+                result = run("plugins", program=self.program, env={"XDG_DATA_HOME": "", **changes}, cwd=self.directory)
+                self.assertEnds(result, 2, "no usable parser plug-in")
+
+    def test_own_directory_comes_behind_what_is_named_and_before_the_installation(self):
+        self.place("moved/plugins")
+        own = self.place(f"data/quenlofar/{ABI}/plugins")
+        listed = self.place("listed")
+        data = {"XDG_DATA_HOME": str(self.directory / "data")}
+        self.assertUses(run("plugins", program=self.program, env=data), own)
+        self.assertUses(run("plugins", program=self.program, env={**data, "QUENLOFAR_PLUGIN_PATH": str(listed)}), listed)
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root can take on other users")
+    def test_more_rights_than_the_caller(self):
+        # The kernel tells a program when its effective user is another one than that of who started it.
+        os.chmod(self.directory, 0o755)
+        named, listed = self.place("named"), self.place("listed")
+        self.place(f"data/quenlofar/{ABI}/plugins")
+        beside = self.place("moved/plugins")
+        environment = {"QUENLOFAR_PLUGIN_PATH": str(listed), "XDG_DATA_HOME": str(self.directory / "data")}
+        secure = dict(program=self.program, preexec_fn=lambda: os.setreuid(65534, 0))
+        if run("--version", **secure).returncode != 0:
+            self.skipTest("with other rights the program's libraries are not found here")
+        self.assertUses(run("plugins", program=self.program, env=environment), listed)
+        result = run("plugins", "--plugin-dir", named, env=environment, **secure)
+        self.assertEnds(result, 0, "--plugin-dir does not count")
+        self.assertTrue(os.path.samefile(result.stdout.decode().split("\t")[2], beside / PLUGIN.name))
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root is protected")
+    def test_root_refuses_what_others_can_change(self):
+        open_place = self.place("open")
+        os.chmod(open_place, 0o777)
+        self.assertEnds(run("plugins", "--plugin-dir", open_place, program=self.program), 2,
+                        f"{open_place / PLUGIN.name} cannot be used: root runs no code that others can change, and "
+                        f"everybody may write to {open_place}", "no usable parser plug-in")
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root is protected")
+    def test_root_trusts_the_owner_of_the_program(self):
+        place = self.place("place")
+        for path in (place, place / PLUGIN.name):
+            os.chown(path, 65534, -1)
+        self.assertEnds(run("plugins", "--plugin-dir", place, program=self.program), 2, "belongs to the user 65534",
+                        "no usable parser plug-in")
+        os.chown(self.program, 65534, -1)
+        self.assertUses(run("plugins", "--plugin-dir", place, program=self.program), place)
+
+    def test_two_for_one_format(self):
+        one = self.place("one")
+        two = self.place("two", file_name="libquenlofar-container-second.so")
+        arguments = ["--plugin-dir", two, "--plugin-dir", one]
+        result = run("plugins", *arguments, program=self.program)
+        self.assertEnds(result, 0, f"warning: two plug-ins are for AVI: {one / PLUGIN.name} is asked before "
+                                   f"{two / 'libquenlofar-container-second.so'}")
+        self.assertUses(result, one, two)
+        self.assertEnds(run("tree", self.sample(), *arguments, program=self.program), 0)
 
     def test_environment(self):
         one, two = self.place("one"), self.place("two")

@@ -101,7 +101,7 @@ class Completion(support.Case):
         (self.directory / "archive").mkdir()
 
     def environment(self):
-        return support.environment(HOME=str(self.directory), XDG_CONFIG_HOME="/none", LC_ALL="C.UTF-8")
+        return support.environment(HOME=str(self.directory), XDG_DATA_HOME=str(self.directory / ".local/share"), XDG_CONFIG_HOME="/none", LC_ALL="C.UTF-8")
 
     def check(self, offered, offers=OFFERS):
         for line, expected in offers:
