@@ -4,6 +4,7 @@ function(quenlofar_add_test name)
     add_executable(${name} ${arg_SOURCES})
     set_target_properties(${name} PROPERTIES AUTOMOC ON RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} ${QT}::Test project_warnings)
+    quenlofar_precompile_test(${name})
     target_compile_definitions(${name} PRIVATE
         QUENLOFAR_PLUGIN_DIR="${QUENLOFAR_BUILD_PLUGIN_DIR}" QUENLOFAR_SAMPLES_DIR="${CMAKE_SOURCE_DIR}/samples")
     add_test(NAME ${name} COMMAND ${name})
