@@ -6,7 +6,8 @@ function(quenlofar_add_test name)
     target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} ${QT}::Test project_warnings)
     quenlofar_precompile_test(${name})
     target_compile_definitions(${name} PRIVATE
-        QUENLOFAR_PLUGIN_DIR="${QUENLOFAR_BUILD_PLUGIN_DIR}" QUENLOFAR_SAMPLES_DIR="${CMAKE_SOURCE_DIR}/samples")
+        QUENLOFAR_PLUGINS_FROM_TESTS="../${QUENLOFAR_INSTALL_PLUGIN_DIR}" # build trees may be moved
+        QUENLOFAR_SAMPLES_DIR="${CMAKE_SOURCE_DIR}/samples")
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 300)
 endfunction()

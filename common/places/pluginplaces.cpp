@@ -63,8 +63,9 @@ QStringList pluginPlaces(const QStringList &named, const PluginPlaceTrust &trust
     }
     const QByteArray here = programDirectory();
     if (!here.isEmpty()) {
-        for (const char *const relative : {QUENLOFAR_INSTALLED_PLUGINS, QUENLOFAR_BUILT_PLUGINS})
-            places.append(pathFromBytes(QByteArray(here).append('/').append(relative)));
+        // No link is left in the program's path, so ".." may be taken away by looking at it alone.
+        const std::filesystem::path place = std::filesystem::path(here.toStdString()) / QUENLOFAR_PLUGINS_FROM_PROGRAM;
+        places.append(pathFromBytes(QByteArray::fromStdString(place.lexically_normal().string())));
     }
     return places;
 }

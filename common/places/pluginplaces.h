@@ -19,6 +19,7 @@ struct PluginPlaceTrust
 /**
  * Where parser plug-ins are looked for, in the order in which they count: `named`, the directories of the environment
  * variable QUENLOFAR_PLUGIN_PATH, the user's own ($XDG_DATA_HOME/quenlofar/ABI/plugins, where XDG_DATA_HOME is
- * ~/.local/share unless it is set), then the places relative to the program, installed or built.
+ * ~/.local/share unless it is set), then the place that is the same relative to the program in an installation and in
+ * a build tree. That one is printed as it is found, without "..".
  */
 QStringList pluginPlaces(const QStringList &named, const PluginPlaceTrust &trust = PluginPlaceTrust::ofProcess());

@@ -8,6 +8,7 @@
 #include "jsonwriter.h"
 #include "pluginloader.h"
 
+#include <QFileInfo>
 #include <QIODevice>
 
 #include <cinttypes>
@@ -22,6 +23,13 @@
 // was counted. One line of "name=value" per file and sink: tools/bench makes tables of them.
 
 namespace {
+
+/// Where the build tree that this program stands in has its plug-ins.
+QString pluginDirectory()
+{
+    return QFileInfo(QStringLiteral("/proc/self/exe")).canonicalPath()
+        + QStringLiteral("/" QUENLOFAR_PLUGINS_FROM_BENCHMARKS);
+}
 
 class CountingSink final : public ElementSink
 {
@@ -153,7 +161,7 @@ public:
     Bench(const char *path, int runs, double leastSeconds, bool hasFloor)
         : m_path(path), m_runs(runs), m_leastSeconds(leastSeconds), m_hasFloor(hasFloor)
     {
-        m_plugins.addDirectory(QStringLiteral(QUENLOFAR_PLUGIN_DIR));
+        m_plugins.addDirectory(pluginDirectory());
         m_parsers = m_plugins.parsersFor(pathFromBytes(m_path));
         std::ifstream expected(std::string(path) + ".expected");
         if (expected >> m_expected.items >> m_expected.bytesRead >> m_expected.frames)
@@ -164,7 +172,7 @@ public:
     bool measure(const std::vector<std::string> &sinks)
     {
         if (m_parsers.isEmpty()) {
-            std::fprintf(stderr, "walk-benchmark: no parser in %s\n", QUENLOFAR_PLUGIN_DIR);
+            std::fprintf(stderr, "walk-benchmark: no parser in %s\n", qPrintable(pluginDirectory()));
             return false;
         }
         std::vector<Measurement> floors;

@@ -5,6 +5,7 @@
 #include "pluginloader.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QSet>
 #include <QTest>
@@ -15,7 +16,8 @@
 
 namespace {
 
-const QString pluginDirectory = QStringLiteral(QUENLOFAR_PLUGIN_DIR);
+const QString pluginDirectory =
+    QFileInfo(QStringLiteral("/proc/self/exe")).canonicalPath() + QStringLiteral("/" QUENLOFAR_PLUGINS_FROM_TESTS);
 const QString pluginFile = pluginDirectory + QStringLiteral("/libquenlofar-container-avi.so");
 const QString sample = QStringLiteral(QUENLOFAR_SAMPLES_DIR "/golden/ffmpeg-mpeg4-mp3vbr-info-utf8.avi");
 

@@ -8,6 +8,10 @@ import unittest
 
 from support import ABI, PLUGIN, PROGRAM, Case, run
 
+PREFIX = pathlib.Path(PROGRAM).parent.parent
+OWN_PLACE = PLUGIN.parent.relative_to(PREFIX) # where a program finds plug-ins by itself
+FRAMEWORK = "libquenlofar-container-abstract.so*"
+
 
 class Plugins(Case):
     def setUp(self):
@@ -16,6 +20,10 @@ class Plugins(Case):
         self.program = self.directory / "moved" / "bin" / "quenlofar"
         self.program.parent.mkdir(parents=True)
         shutil.copy(PROGRAM, self.program)
+        for library in PREFIX.rglob(FRAMEWORK):
+            moved = self.directory / "moved" / library.relative_to(PREFIX)
+            moved.parent.mkdir(exist_ok=True)
+            moved.symlink_to(library)
 
     def place(self, name, plugin=PLUGIN, file_name=PLUGIN.name):
         """A directory `name` with a plug-in: a copy of `plugin`, or a text file."""
@@ -152,8 +160,8 @@ class Plugins(Case):
                 self.assertUses(run("plugins", program=self.program, env={"QUENLOFAR_PLUGIN_PATH": value}), expected)
 
     def test_relative_to_the_program(self):
-        self.assertUses(run("plugins"), PLUGIN.parent.parent / "bin" / ".." / "plugins")
-        beside = self.place("moved/plugins")
+        self.assertUses(run("plugins"), PLUGIN.parent)
+        beside = self.place("moved" / OWN_PLACE)
         for program in (self.program, self.directory / "link"):
             with self.subTest(program=program):
                 if program != self.program:
@@ -163,12 +171,11 @@ class Plugins(Case):
                 self.assertTrue(os.path.samefile(result.stdout.decode().split("\t")[2].strip(), beside / PLUGIN.name))
 
     def test_order_of_places(self):
-        named, listed, own = self.place("named"), self.place("listed"), self.place("moved/plugins")
+        named, listed, own = self.place("named"), self.place("listed"), self.place("moved" / OWN_PLACE)
         environment = {"QUENLOFAR_PLUGIN_PATH": str(listed)}
-        bin_directory = self.program.parent
         self.assertUses(run("plugins", "--plugin-dir", named, program=self.program, env=environment), named)
         self.assertUses(run("plugins", program=self.program, env=environment), listed)
-        self.assertUses(run("plugins", program=self.program), bin_directory / ".." / own.name)
+        self.assertUses(run("plugins", program=self.program), own)
 
     def test_all_places_count(self):
         one = self.place("one", file_name="libquenlofar-container-b.so")
