@@ -13,12 +13,35 @@ QString leftOutText(const QVector<DescriptionRow> &rows)
     return found == rows.end() ? QString() : found->text;
 }
 
+quint64 FileSummary::bitRate(uint videoOrdinal, const StreamFrames &streamFrames) const
+{
+    constexpr double bitsPerByte = 8.0;
+    constexpr double most = 1e18; // what is more is no rate, and has to fit
+    // Writers count some frames that they do not store. Where more are missing, the index covers a part of the stream.
+    constexpr double leastCovered = 0.9;
+    const double rate = frameRate(videoOrdinal);
+    if (streamFrames.count == 0 || !std::isfinite(rate) || rate <= 0.0)
+        return 0;
+    const StreamDescription *const stream = videoStream(videoOrdinal);
+    if (stream && double(streamFrames.count) < leastCovered * stream->seconds() * rate)
+        return 0;
+    const double bitsPerFrame = double(streamFrames.bytes) * bitsPerByte / double(streamFrames.count);
+    return quint64(std::llround(std::min(most, bitsPerFrame * rate)));
+}
+
+const StreamDescription *FileSummary::videoStream(uint videoOrdinal) const
+{
+    const auto found = std::find_if(streams.begin(), streams.end(), [videoOrdinal](const StreamDescription &stream) {
+        return stream.videoOrdinal == int(videoOrdinal);
+    });
+    return found == streams.end() ? nullptr : &*found;
+}
+
+/// Frames per second; 0 when it is not known.
 double FileSummary::frameRate(uint videoOrdinal) const
 {
-    for (const StreamDescription &stream : streams) {
-        if (stream.videoOrdinal == int(videoOrdinal))
-            return stream.frameRate;
-    }
+    if (const StreamDescription *const stream = videoStream(videoOrdinal))
+        return stream->frameRate;
     // Of very many streams not all are described.
     if (videoOrdinal >= uint(result.videoStreams.size()))
         return 0.0;

@@ -23,7 +23,12 @@ struct FileSummary
     ByteAccounting bytes{ByteAccounting::Detail::Covered};
     RunResult result;
 
-    /// Frames per second of a video stream; 0 when it is not known.
+    /// Bits per second of a video stream, from its frames; 0 when they do not cover the stream, or the frame rate is
+    /// not known.
+    quint64 bitRate(uint videoOrdinal, const StreamFrames &streamFrames) const;
+
+private:
+    const StreamDescription *videoStream(uint videoOrdinal) const;
     double frameRate(uint videoOrdinal) const;
 };
 

@@ -3,7 +3,6 @@
 #include "videostream.h"
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 namespace {
@@ -40,15 +39,6 @@ Spread SpreadNumbers::spread()
     spread.greatest = m_wide.empty() ? *std::max_element(m_narrow.begin(), m_narrow.end())
                                      : *std::max_element(m_wide.begin(), m_wide.end());
     return spread;
-}
-
-quint64 StreamFrames::bitRate(double frameRate) const
-{
-    constexpr double bitsPerByte = 8.0;
-    constexpr double most = 1e18; // what is more is no rate, and has to fit
-    if (count == 0 || !std::isfinite(frameRate) || frameRate <= 0.0)
-        return 0;
-    return quint64(std::llround(std::min(most, double(bytes) * bitsPerByte / double(count) * frameRate)));
 }
 
 void FrameStatistics::add(const Frame &frame)

@@ -40,9 +40,6 @@ struct StreamFrames
     quint64 lastKeyFrame = 0; ///< its place among the frames, from 1; 0 before the first
     SpreadNumbers sizes; ///< bytes
     SpreadNumbers keySpacings; ///< frames from one key frame to the next
-
-    /// Bits per second of the frames when `frameRate` of them are shown in a second; 0 when it is not known.
-    quint64 bitRate(double frameRate) const;
 };
 
 /// Counts the frames that a walk reports, in at most 8 bytes per frame.

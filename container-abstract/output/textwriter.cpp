@@ -64,6 +64,7 @@ public:
     Private &sizeColumn(quint64 value);
     Private &colour(std::string_view sequence) { return style.colour ? raw(sequence) : *this; }
     Private &clipped(QStringView whole);
+    Private &quotedIfBlank(QStringView whole);
 
     OutputBuffer output;
     const TextStyle style;
@@ -133,7 +134,7 @@ void TextWriter::Private::printContents(const Field &field)
     }
     printName(field.name, nameColour);
     if (!field.value.isEmpty())
-        raw(" = ").clipped(field.value);
+        raw(" = ").quotedIfBlank(field.value);
     else if (field.isEmptyText())
         raw(" = \"\"");
     else if (field.meaning.isEmpty() && field.size > 0)
@@ -243,9 +244,10 @@ void TextWriter::Private::indent()
 void TextWriter::Private::printName(QStringView name, std::string_view sequence)
 {
     const QStringView shown = notes.path.isEmpty() ? name : notes.path;
-    colour(sequence).text(shown).colour(plain);
+    const bool isBlank = isAllBlanks(shown);
+    colour(sequence).raw(isBlank ? "\"" : "").text(shown).raw(isBlank ? "\"" : "").colour(plain);
     if (style.width > 0)
-        room -= textWidth(shown, TextForm::Escaped);
+        room -= textWidth(shown, TextForm::Escaped) + (isBlank ? 2 : 0);
 }
 
 void TextWriter::Private::endItem()
@@ -326,6 +328,14 @@ void TextWriter::Private::printOutcome(const RunResult &result)
     if (!result.sinkError.isNull())
         raw("not printed to its end: ").text(result.sinkError).raw("\n");
     colour(plain);
+}
+
+TextWriter::Private &TextWriter::Private::quotedIfBlank(QStringView whole)
+{
+    if (!isAllBlanks(whole))
+        return clipped(whole);
+    room -= 2;
+    return raw("\"").clipped(whole).raw("\"");
 }
 
 TextWriter::Private &TextWriter::Private::raw(std::string_view ascii)

@@ -2,7 +2,8 @@
 
 double StreamDescription::seconds() const
 {
-    if (length < 0 || timeBaseNumerator == 0 || timeBaseDenominator == 0)
+    // Until the length is known a writer leaves 0, and sound of no length is of no use to anybody.
+    if (length < (kind == Kind::Audio ? 1 : 0) || timeBaseNumerator == 0 || timeBaseDenominator == 0)
         return -1.0;
     return double(length) * double(timeBaseNumerator) / double(timeBaseDenominator);
 }

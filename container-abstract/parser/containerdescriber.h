@@ -46,7 +46,7 @@ struct CONTAINERABSTRACT_EXPORT StreamDescription
     quint32 bitsPerSample = 0; ///< of one channel
     quint64 bitRate = 0; ///< bits per second, the average where it varies
 
-    /// In units of timeBaseNumerator / timeBaseDenominator seconds; -1 when unknown.
+    /// In units of timeBaseNumerator / timeBaseDenominator seconds; -1 when unknown. Of sound 0 is as good as unknown.
     qint64 length = -1;
     quint32 timeBaseNumerator = 0; ///< 0 when the time base is unknown
     quint32 timeBaseDenominator = 0; ///< 0 when the time base is unknown

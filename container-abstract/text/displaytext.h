@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringView>
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -28,6 +29,19 @@ template <EscapeForm form = EscapeForm::Display> constexpr bool needsEscape(char
         return unit < 0x20 || unit == u'\\' || (form == EscapeForm::Json && unit == u'"');
     return unit <= 0x9F || unit == 0x061C || unit == 0x200E || unit == 0x200F || (unit >= 0x2028 && unit <= 0x202E)
         || (unit >= 0x2066 && unit <= 0x2069);
+}
+
+/// Whether a text, such as the id of a chunk, is seen only where it stands in quotes.
+inline bool isAllBlanks(QStringView text)
+{
+    return !text.isEmpty()
+        && std::all_of(text.begin(), text.end(), [](QChar unit) { return unit == QLatin1Char(' '); });
+}
+
+/// A text that isAllBlanks in quotes, any other as it is.
+inline QString quotedIfBlank(const QString &text)
+{
+    return isAllBlanks(text) ? QLatin1Char('"') + text + QLatin1Char('"') : text;
 }
 
 /// What stands in the place of one unit that needs it.

@@ -96,14 +96,14 @@ private:
     {
         return {QString::number(stream.ordinal),
                 stream.kindText(),
-                displayText(stream.codecCode),
+                displayText(codeText(stream)),
                 pictureText(stream),
                 stream.frameRate > 0.0 ? decimalText(stream.frameRate) : QString(),
                 numberText(stream.sampleRate),
                 numberText(stream.channels),
                 numberText(stream.bitsPerSample),
                 bitRateText(stream.bitRate),
-                durationText(stream.seconds()),
+                lengthText(stream),
                 displayText(stream.codecName),
                 displayText(stream.name)};
     }

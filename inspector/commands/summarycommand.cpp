@@ -34,7 +34,7 @@ void printFrames(JsonPrinter &json, FileSummary &summary)
         printSpread(json, u"keySpacing", &frames.keySpacings);
         json.key(u"bytes").number(frames.bytes);
         printSpread(json, u"sizes", &frames.sizes);
-        const quint64 bitRate = frames.bitRate(summary.frameRate(ordinal));
+        const quint64 bitRate = summary.bitRate(ordinal, frames);
         if (bitRate > 0)
             json.key(u"bitRate").number(bitRate);
         json.endObject();

@@ -1,5 +1,6 @@
 #include "itemtext.h"
 
+#include "displaytext.h"
 #include "jsonprinter.h"
 
 QString contentsText(const ElementTree &tree, ElementTree::Item item)
@@ -10,7 +11,7 @@ QString contentsText(const ElementTree &tree, ElementTree::Item item)
     const QString value = tree.value(item);
     const QString meaning = tree.meaning(item);
     if (!value.isEmpty())
-        text += QStringLiteral(" = ") + value;
+        text += QStringLiteral(" = ") + quotedIfBlank(value);
     else if (tree.code(item) == emptyTextCode)
         text += QStringLiteral(" = \"\"");
     if (!meaning.isEmpty())

@@ -1,5 +1,6 @@
 #include "streamoutput.h"
 
+#include "displaytext.h"
 #include "jsonprinter.h"
 
 #include <cmath>
@@ -83,6 +84,18 @@ QString durationText(double seconds)
     const qint64 whole = std::llround(seconds);
     const QChar zero = QLatin1Char('0');
     return QStringLiteral("%1:%2:%3").arg(whole / 3600).arg(whole / 60 % 60, 2, 10, zero).arg(whole % 60, 2, 10, zero);
+}
+
+QString lengthText(const StreamDescription &stream)
+{
+    if (stream.kind == StreamDescription::Kind::Audio && stream.length == 0)
+        return QStringLiteral("unknown");
+    return durationText(stream.seconds());
+}
+
+QString codeText(const StreamDescription &stream)
+{
+    return quotedIfBlank(stream.codecCode);
 }
 
 void printStreams(JsonPrinter &json, const QVector<StreamDescription> &streams)

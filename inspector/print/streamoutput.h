@@ -17,6 +17,10 @@ QString decimalText(double number);
 QString bitRateText(quint64 bitsPerSecond);
 /// "2.1 s"; from a minute on hours, minutes and seconds: "1:02:03".
 QString durationText(double seconds);
+/// How long a stream lasts, as durationText; "unknown" for sound whose header says 0, as it does until it is filled in.
+QString lengthText(const StreamDescription &stream);
+/// The codec as the container names it. Blanks alone are in quotes.
+QString codeText(const StreamDescription &stream);
 
 /// Prints `streams` as the value of a key: an array with an object for each, without what is not known.
 void printStreams(JsonPrinter &json, const QVector<StreamDescription> &streams);

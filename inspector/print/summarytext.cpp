@@ -32,8 +32,8 @@ void appendPart(QString *text, const QString &part)
 QString codecText(const StreamDescription &stream)
 {
     if (stream.codecCode.isEmpty() || stream.codecName.isEmpty())
-        return stream.codecCode + stream.codecName;
-    return QStringLiteral("%1 (%2)").arg(stream.codecCode, stream.codecName);
+        return codeText(stream) + stream.codecName;
+    return QStringLiteral("%1 (%2)").arg(codeText(stream), stream.codecName);
 }
 
 QString channelsText(quint32 channels)
@@ -58,7 +58,8 @@ QString streamText(const StreamDescription &stream)
     if (stream.bitsPerSample > 0)
         appendPart(&text, QStringLiteral("%1 bits").arg(stream.bitsPerSample));
     appendPart(&text, bitRateText(stream.bitRate));
-    appendPart(&text, durationText(stream.seconds()));
+    const QString length = lengthText(stream);
+    appendPart(&text, length == QLatin1String("unknown") ? QStringLiteral("length unknown") : length);
     if (!stream.name.isEmpty())
         appendPart(&text, QStringLiteral("\"%1\"").arg(stream.name));
     return text;
@@ -163,7 +164,7 @@ void SummaryText::addFrames(FileSummary &summary, uint videoOrdinal)
     StreamFrames &frames = found->second;
     add(QStringLiteral("  frames"), QStringLiteral("%1, %2").arg(frames.count).arg(keyFramesText(&frames)));
     QString text = sizesText(frames.sizes.spread(), m_style.sizes);
-    appendPart(&text, bitRateText(frames.bitRate(summary.frameRate(videoOrdinal))));
+    appendPart(&text, bitRateText(summary.bitRate(videoOrdinal, frames)));
     add(QStringLiteral("  sizes"), text);
 }
 

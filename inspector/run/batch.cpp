@@ -81,9 +81,7 @@ int Batch::run()
     m_output.setGuard({});
     m_meter.reset();
     if (error != 0) {
-        printMessage(QStringLiteral("no stack for --max-depth %1: %2")
-                         .arg(m_options.limits.maxDepth)
-                         .arg(systemErrorText(error)));
+        printMessage(QStringLiteral("no thread can be started: %1").arg(systemErrorText(error)));
         return ExitFailure;
     }
     const bool sawAll = !InterruptWatch::flag();

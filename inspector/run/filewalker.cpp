@@ -21,8 +21,7 @@ std::optional<RunResult> FileWalker::walk(const QString &file, ElementSink &sink
                                      [&] { result = m_run.run(file, m_plugins.parsersFor(file), sink); });
     if (error == 0)
         return result;
-    printMessage(
-        QStringLiteral("no stack for --max-depth %1: %2").arg(m_options.limits.maxDepth).arg(systemErrorText(error)));
+    printMessage(QStringLiteral("no thread can be started: %1").arg(systemErrorText(error)));
     return std::nullopt;
 }
 

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <dirent.h>
@@ -30,7 +31,8 @@ std::string bytesOf(const QString &path)
     return {bytes.constData(), size_t(bytes.size())};
 }
 
-/// Everything that can be read from `descriptor`; nothing when reading fails on the way, or a signal came.
+/// Everything that can be read from `descriptor`; nothing when reading fails on the way, errno then says why, or when a
+/// signal came.
 std::optional<std::string> readAll(int descriptor)
 {
     std::string all;
@@ -64,10 +66,11 @@ void readList(const QString &list, InputFiles *found)
     const bool isStandardInput = list == QLatin1String("-");
     const int descriptor = isStandardInput ? STDIN_FILENO : openList(list);
     const std::optional<std::string> bytes = descriptor < 0 ? std::nullopt : readAll(descriptor);
+    const int error = errno;
     if (!isStandardInput && descriptor >= 0)
         ::close(descriptor);
     if (!bytes) {
-        found->problems.append(QStringLiteral("the list %1 cannot be read").arg(list));
+        found->problems.append(QStringLiteral("the list %1 cannot be read: %2").arg(list, systemErrorText(error)));
         return;
     }
     const std::string &names = *bytes;
@@ -92,9 +95,17 @@ struct DirectoryCloser
     void operator()(DIR *directory) const { ::closedir(directory); }
 };
 
-enum class EntryKind { Directory, File, Other };
+enum class EntryKind { Directory, File, LostLink, Other };
 
-/// A link counts as what it leads to, but not as a directory.
+/// What a search of directories finds.
+struct FoundEntries
+{
+    std::vector<std::string> directories; // still to be searched
+    std::vector<std::string> files;
+    std::vector<std::pair<std::string, int>> lostLinks; // and the error numbers
+};
+
+/// A link counts as what it leads to, but not as a directory; errno says why one leads nowhere.
 EntryKind kindOf(const dirent &entry, const std::string &path)
 {
     if (entry.d_type == DT_DIR)
@@ -104,13 +115,14 @@ EntryKind kindOf(const dirent &entry, const std::string &path)
     struct stat found = {};
     if (entry.d_type == DT_UNKNOWN && ::lstat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode))
         return EntryKind::Directory;
-    return ::stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode) ? EntryKind::File : EntryKind::Other;
+    if (::stat(path.c_str(), &found) == 0)
+        return S_ISREG(found.st_mode) ? EntryKind::File : EntryKind::Other;
+    return entry.d_type == DT_LNK || S_ISLNK(found.st_mode) ? EntryKind::LostLink : EntryKind::Other;
 }
 
 /// One directory's own entries. Returns an errno, or 0. Not std::filesystem's iterator: it ends the program where there
 /// is no memory.
-int readDirectory(const std::string &directory, const QStringList &extensions, std::vector<std::string> *directories,
-                  std::vector<std::string> *files)
+int readDirectory(const std::string &directory, const QStringList &extensions, FoundEntries *found)
 {
     const std::unique_ptr<DIR, DirectoryCloser> opened(::opendir(directory.c_str()));
     if (!opened)
@@ -128,29 +140,35 @@ int readDirectory(const std::string &directory, const QStringList &extensions, s
             path += '/';
         path += name;
         const EntryKind kind = kindOf(*entry, path);
+        const int linkError = errno;
         if (kind == EntryKind::Directory)
-            directories->push_back(path);
+            found->directories.push_back(path);
         else if (kind == EntryKind::File && hasExtension(name, extensions))
-            files->push_back(path);
+            found->files.push_back(path);
+        else if (kind == EntryKind::LostLink && hasExtension(name, extensions))
+            found->lostLinks.emplace_back(path, linkError);
     }
     return 0;
 }
 
 void searchDirectory(const std::string &top, const QStringList &extensions, InputFiles *found)
 {
-    std::vector<std::string> pending = {top};
-    std::vector<std::string> files;
-    while (!pending.empty() && !InterruptWatch::wasInterrupted()) {
-        const std::string directory = std::move(pending.back());
-        pending.pop_back();
-        const int error = readDirectory(directory, extensions, &pending, &files);
+    FoundEntries entries;
+    entries.directories = {top};
+    while (!entries.directories.empty() && !InterruptWatch::wasInterrupted()) {
+        const std::string directory = std::move(entries.directories.back());
+        entries.directories.pop_back();
+        const int error = readDirectory(directory, extensions, &entries);
         if (error != 0)
             found->problems.append(
                 QStringLiteral("%1 cannot be searched: %2").arg(textOf(directory), systemErrorText(error)));
     }
-    std::sort(files.begin(), files.end());
-    for (const std::string &file : files)
+    std::sort(entries.files.begin(), entries.files.end());
+    for (const std::string &file : entries.files)
         found->files.append(textOf(file));
+    std::sort(entries.lostLinks.begin(), entries.lostLinks.end());
+    for (const auto &[link, error] : entries.lostLinks)
+        found->problems.append(QStringLiteral("%1 leads nowhere: %2").arg(textOf(link), systemErrorText(error)));
 }
 
 } // namespace

@@ -14,6 +14,6 @@ struct InputFiles
 };
 
 /// Reads the list and searches the directories of `choice`; files in directories need one of `extensions` (without a
-/// dot, in upper or lower case). A symbolic link to a directory is not followed. A
-/// signal ends the search; what was found by then says nothing.
+/// dot, in upper or lower case). A symbolic link to a directory is not followed; one with such an extension that leads
+/// nowhere is a problem. A signal ends the search; what was found by then says nothing.
 InputFiles findInputFiles(const InputChoice &choice, const QStringList &extensions);

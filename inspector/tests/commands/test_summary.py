@@ -1,9 +1,10 @@
 """What `summary` says of a file. The values of the samples are what ffprobe finds in them."""
 
 import os
+import struct
 import unittest
 
-from support import PARSER, SANITIZED, Case, documents, film, film_of_streams, peak_memory, run
+from support import PARSER, SANITIZED, Case, chunk, documents, film, film_of_streams, peak_memory, riff_list, run
 
 PLAIN_PLUGIN = os.path.dirname(os.environ["QUENLOFAR_PLAIN_PLUGIN"])
 
@@ -178,6 +179,49 @@ class Json(Case):
         pretty = run("summary", "--format", "json", "--pretty", self.sample()).stdout
         self.assertTrue(pretty.startswith(b'{\n  "formatVersion": 1,\n'))
         self.assertEqual(documents(pretty.replace(b"\n", b"")), plain)
+
+
+def blank_ids():
+    """A film with a video codec and a chunk whose ids are four blanks, and sound whose length was never filled in."""
+    video = chunk(b"strh", b"vids" + b"    " + struct.pack("<IHH8I", 0, 0, 0, 0, 1, 25, 0, 3, 0, 0, 0) + bytes(8))
+    video += chunk(b"strf", struct.pack("<IiiHH", 40, 16, 8, 1, 24) + b"    " + bytes(20))
+    sound = chunk(b"strh", b"auds" + bytes(4) + struct.pack("<IHH8I", 0, 0, 0, 0, 1, 8000, 0, 0, 0, 0, 0) + bytes(8))
+    sound += chunk(b"strf", struct.pack("<HHIIHH", 1, 1, 8000, 8000, 1, 8))
+    lists = riff_list(b"hdrl", riff_list(b"strl", video) + riff_list(b"strl", sound))
+    return riff_list(b"AVI ", lists + chunk(b"    ", b"abcd") + riff_list(b"movi", b""), b"RIFF")
+
+
+class WhatIsNotKnown(Case):
+    def test_ids_of_blanks_are_seen(self):
+        path = self.path("blank.avi", blank_ids())
+        self.assertEqual(dict(rows(run("summary", path).stdout))["stream 0"],
+                         'video, "    ", 16 x 8, 25 frames/second, 0.12 s')
+        self.assertIn('  video  "    "', run("streams", path).stdout.decode())
+        tree = run("tree", path).stdout.decode().splitlines()
+        self.assertIn('    48       4          fccHandler = "    "', tree)
+        self.assertIn('   248      12    "    "', tree)
+        self.assertIn('   248       4      id = "    "', tree)
+        # Documents have the text itself.
+        document, = documents(run("summary", "--format", "json", path).stdout)
+        self.assertEqual(document["streams"][0]["codecCode"], "    ")
+
+    def test_length_of_sound_that_was_never_filled_in(self):
+        path = self.path("blank.avi", blank_ids())
+        self.assertEqual(dict(rows(run("summary", path).stdout))["stream 1"],
+                         "audio, 0x0001 (PCM), 8000 Hz, 1 channel, 8 bits, 64.0 kbit/s, length unknown")
+        self.assertRegex(run("streams", path).stdout.decode(), r"64\.0 kbit/s +unknown  PCM\n")
+        document, = documents(run("streams", "--format", "json", path).stdout)
+        self.assertEqual(document["streams"][0]["seconds"], 0.12)
+        self.assertNotIn("seconds", document["streams"][1])
+
+    def test_bit_rate_of_some_of_the_frames(self):
+        # Its index is that of the first RIFF list alone: 5 of 20 frames.
+        path = self.sample("spliced-opendml-avix")
+        frames, = documents(run("summary", "--format", "json", path).stdout)[0]["frames"]
+        self.assertEqual((frames["count"], "bitRate" in frames), (5, False))
+        self.assertNotIn("bit/s", dict(rows(run("summary", path).stdout))["sizes"])
+        # A frame that the writer counted and did not store makes no difference worth hiding the rate for: 20 of 21.
+        self.assertIn("31.4 kbit/s", dict(rows(run("summary", self.sample()).stdout))["sizes"])
 
 
 class PluginWithoutDescriber(Case):

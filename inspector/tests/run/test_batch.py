@@ -4,6 +4,7 @@ import errno
 import json
 import os
 import pathlib
+import resource
 import shutil
 import signal
 import stat
@@ -93,11 +94,21 @@ class Finding(Batch):
         good, = self.make("good/a.avi")
         os.symlink("a.avi", self.path("good/link.avi"))
         os.symlink(".", self.path("good/round"))
-        os.symlink("nowhere", self.path("good/broken.avi"))
+        os.symlink("nowhere", self.path("good/other.txt")) # not asked for
         os.mkfifo(self.path("good/pipe.avi"))
         result = self.streams("-r", self.path("good"), timeout=20)
         self.assertEnds(result, 0)
         self.assertEqual(files_of(result), [good, self.path("good/link.avi")])
+
+    def test_links_that_lead_nowhere(self):
+        good, = self.make("good/a.avi")
+        os.symlink("nowhere", self.path("good/broken.avi"))
+        os.symlink("round.avi", self.path("good/round.avi"))
+        result = self.streams("-r", self.path("good"))
+        self.assertEnds(result, 2,
+                        f"{self.path('good/broken.avi').decode()} leads nowhere: No such file or directory",
+                        f"{self.path('good/round.avi').decode()} leads nowhere: Too many levels of symbolic links")
+        self.assertEqual(files_of(result), [good])
 
     def test_names_that_are_not_utf8(self):
         odd = [os.path.join(os.fsencode(self.directory), name) for name in (b"a\xff.avi", b"b\n.avi", b"c\xc3\xa4.avi")]
@@ -125,16 +136,28 @@ class Finding(Batch):
 
     def test_list_that_cannot_be_read(self):
         good, = self.make("a.avi")
-        for name in (self.path("missing"), os.fsencode(self.directory)):
+        for name, reason in ((self.path("missing"), "No such file or directory"),
+                             (os.fsencode(self.directory), "Is a directory")):
             with self.subTest(name=name):
                 result = self.streams("--files-from", name, good)
-                self.assertEnds(result, 2, f"the list {name.decode()} cannot be read")
+                self.assertEnds(result, 2, f"the list {name.decode()} cannot be read: {reason}")
                 self.assertEqual(files_of(result), [good])
         directory = os.open(self.directory, os.O_RDONLY)
         self.addCleanup(os.close, directory)
         result = self.streams("--files-from", "-", good, stdin=directory)
-        self.assertEnds(result, 2, "the list - cannot be read")
+        self.assertEnds(result, 2, "the list - cannot be read: Is a directory")
         self.assertEqual(files_of(result), [good])
+
+    @unittest.skipIf(SANITIZED, "the sanitizer's runtime starts a thread of its own")
+    def test_no_thread(self):
+        def without_threads():
+            without_privileges()
+            resource.setrlimit(resource.RLIMIT_NPROC, (1, 1))
+
+        os.chmod(self.directory, 0o755)
+        result = self.streams("-j", "2", *self.make("a.avi", "b.avi"), preexec_fn=without_threads)
+        self.assertEnds(result, 2, "no thread can be started: Resource temporarily unavailable")
+        self.assertNotIn(b"stack", result.stderr)
 
     def test_same_file_twice(self):
         path, = self.make("a.avi")
