@@ -16,7 +16,12 @@ install(FILES
 
 set(install_root /quenlofar) # any: only the way from one place to the other counts
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(no_unique_symbols) # pkg-config's users get what QuenlofarAddPlugin.cmake gives those of CMake
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    set(no_unique_symbols -fno-gnu-unique)
+endif()
 file(RELATIVE_PATH root_from_pkgconfig ${install_root}/${pkgconfig_dir} ${install_root})
+string(REGEX REPLACE "/$" "" root_from_pkgconfig ${root_from_pkgconfig})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/quenlofar-container-abstract.pc.in quenlofar-container-abstract.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quenlofar-container-abstract.pc
     DESTINATION ${pkgconfig_dir} COMPONENT development)

@@ -126,6 +126,30 @@ class Wave(Case):
         trees = [self.run_program("tree", SAMPLES[0], *place) for place in ([], ["--plugin-dir", source])]
         self.assertEqual(trees[0].stdout, trees[1].stdout)
 
+    def test_both_ways_compile_alike(self):
+        # A function that is seen from outside keeps something for the whole process; another one is not marked.
+        source = self.directory / "seen"
+        source.mkdir()
+        (source / "seen.cpp").write_text(
+            '__attribute__((visibility("default"))) inline int &kept() { static int value; return value; }\n'
+            'int notMarked() { return kept(); }\n'
+            'extern "C" __attribute__((visibility("default"))) int marked() { return notMarked(); }\n')
+        (source / "CMakeLists.txt").write_text(
+            "cmake_minimum_required(VERSION 3.16)\nproject(seen LANGUAGES CXX)\nfind_package(quenlofar REQUIRED)\n"
+            "quenlofar_add_plugin(seen seen.cpp)\n")
+        configure_and_build(source, source / "build", self.prefix)
+        package, = self.prefix.rglob("quenlofar-container-abstract.pc")
+        flags = call("pkg-config", "--cflags", package.stem, env={"PKG_CONFIG_PATH": str(package.parent)}).split()
+        call(os.environ["QUENLOFAR_CXX"], "-std=c++17", "-shared", "-fPIC", *flags, *sdk.FLAGS, "-o", source / "seen.so",
+             source / "seen.cpp")
+        for library in (source / "build" / "libquenlofar-container-seen.so", source / "seen.so"):
+            symbols = [line.split()[-2:] for line in call("nm", "--dynamic", "--defined-only", library).splitlines()]
+            with self.subTest(library=library.name):
+                self.assertIn(["T", "marked"], symbols)
+                self.assertFalse([name for kind, name in symbols if "notMarked" in name])
+                self.assertTrue([name for kind, name in symbols if "kept" in name])
+                self.assertFalse([name for kind, name in symbols if kind == "u"]) # keeps a library from being unloaded
+
     def test_samples(self):
         self.assertEqual(sorted(FORMATS), [path.stem for path in SAMPLES])
         for path, document in zip(SAMPLES, self.documents(*SAMPLES)):
