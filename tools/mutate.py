@@ -1,15 +1,17 @@
 """Changes one small thing at a time and asks the tests whether they notice.
 
-The tree is copied to build/mutate/tree and built once, with the parser as a shared library. A mutant is then one
-compilation of the changed file, one link of its library, and runs of the tests with that library preloaded, until one
+The tree is copied to build/mutate/tree and built once, with the parser as a shared library. Which files there are, and
+which tests, the build says. A mutant is then one compilation of the changed file, one link of its library, and runs of the tests with that library preloaded, until one
 of them fails. Changes are drawn by a seeded generator, so that two runs try the same ones. Results are appended to
 build/mutate/results.jsonl: a change that was noticed is not tried again until its file changes, one that was not
 noticed is tried again once the tests have changed. tools/mutants-without-effect.txt lists changes that alter nothing
 that can be observed, each with its reason; they do not count.
 """
 import argparse
+import collections
 import hashlib
 import json
+import math
 import os
 import random
 import re
@@ -32,30 +34,10 @@ LEAST_PERCENT = 95
 
 AVI, HOST = "container-avi", "container-abstract"
 LIBRARIES = {AVI: "container-avi-core", HOST: "quenlofar-container-abstract"}
-# File, how large its share of the mutants is, and the tests that tell most about it; the library's others come next.
-# The last two are slow. clang-format has its say on the sources: the operators below are looked for in its spelling.
-FILES = [
-    (f"{AVI}/parser/walker.cpp", 4, ["tst_walker", "tst_goldens"]),
-    (f"{AVI}/parser/chunks_fileheaders.cpp", 2, ["tst_fileheaders", "tst_videoproperties"]),
-    (f"{AVI}/parser/chunks_streams.cpp", 3, ["tst_streams", "tst_goldens"]),
-    (f"{AVI}/parser/chunks_audioformat.cpp", 3, ["tst_audioformat"]),
-    (f"{AVI}/parser/chunks_indexes.cpp", 4, ["tst_indexes"]),
-    (f"{AVI}/parser/chunktable.cpp", 2, ["tst_chunktable"]),
-    (f"{AVI}/parser/detection.cpp", 2, ["tst_detection"]),
-    (f"{AVI}/parser/containeravi.cpp", 2, ["tst_containeravi", "tst_fileheaders", "tst_chunktable", "tst_streams", "tst_chunkids"]),
-    (f"{AVI}/parser/timetext.cpp", 1.5, ["tst_timetext"]),
-    (f"{HOST}/parser/fieldlayout.cpp", 1, ["tst_fieldlayout"]),
-    (f"{AVI}/parser/fourcctable.cpp", 2, ["tst_fourcctable"]),
-    (f"{HOST}/parser/containerrun.cpp", 3, ["tst_containerrun", "tst_runstops"]),
-    (f"{HOST}/parser/containerabstract.cpp", 1.5, ["tst_containerabstract", "tst_containerrun", "tst_runstops"]),
-    (f"{HOST}/text/texts.cpp", 2, ["tst_texts"]),
-    (f"{HOST}/input/filedevice.cpp", 3, ["tst_filedevice", "tst_filedevicewindow"]),
-    (f"{AVI}/parser/chunkids.cpp", 2, ["tst_chunktable", "tst_walker", "tst_chunkids"]),
-    (f"{HOST}/parser/fieldlayout.h", 0.5, ["tst_fieldlayout"]),
-]
-# These take seconds each, and tell more about what the others are for; a file may name one all the same. tst_plugin
-# asks how the plug-in is linked, which is otherwise in the copy.
-LEFT_OUT = ["tst_elementtree", "tst_elementtreeruns", "tst_hostile", "tst_chunkids", "tst_pluginloader", "tst_plugin"]
+# These take seconds each, and tell more about what the others are for; they are asked about the files that they are named
+# after. tst_plugin asks how the plug-in is linked, which is otherwise in the copy.
+SLOW = ["tst_elementtree", "tst_elementtreeruns", "tst_hostile", "tst_chunkids", "tst_pluginloader"]
+NEVER = ["tst_plugin"]
 
 # Included in front of every mutant as a precompiled header: Qt's headers take most of a compilation.
 PRECOMPILED = "#include <QtCore/QtCore>\n" + "".join(
@@ -113,16 +95,18 @@ def run_logged(command, log):
         sys.exit(f"mutate: this failed: {' '.join(map(str, command))}")
 
 
+def configure_copy():
+    # A build type without any flags: not optimised, and built the fastest.
+    run_logged(["cmake", "-S", TREE, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Mutate",
+                "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON"], WORK / "configure.log")
+
+
 def build_copy(jobs):
-    if not (BUILD / "build.ninja").exists():
-        # A build type without any flags: not optimised, and built the fastest.
-        run_logged(["cmake", "-S", TREE, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Mutate",
-                    "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON"], WORK / "configure.log")
     run_logged(["ninja", "-C", BUILD, f"-j{jobs}"], WORK / "build.log")
 
 
 class Library:
-    """How the objects of one library are made and linked, as the build system does it."""
+    """How the objects of one library are made and linked, as the build system does it. The copy is configured."""
 
     def __init__(self, directory):
         target = LIBRARIES[directory]
@@ -139,12 +123,23 @@ class Library:
                 self.link = shlex.split(line.split(" && ")[1])
         listed = subprocess.run(["ctest", "--test-dir", str(BUILD / directory), "--show-only"], capture_output=True,
                                 text=True, check=True).stdout
-        self.tests = sorted(set(re.findall(r"Test *#\d+: (tst_\w+)", listed)) - set(LEFT_OUT))
+        self.tests = sorted(set(re.findall(r"Test *#\d+: (tst_\w+)", listed)) - set(NEVER))
+
+    def files(self):
+        """The library's sources, and its headers that have a test of their own; relative to the copy."""
+        sources = [Path(source) for source in self.compile]
+        ours = [source.relative_to(TREE) for source in sources if source.is_relative_to(TREE)]
+        rooms = {TREE / source.parent for source in ours}
+        headers = [header.relative_to(TREE) for room in rooms for header in room.glob("*.h")
+                   if f"tst_{header.stem}" in self.tests]
+        return sorted(path.as_posix() for path in ours + headers)
+
+    def precompile(self):
         some = next(words for source, words in self.compile.items() if source.endswith(".cpp"))
-        self.precompiled = WORK / f"{directory}.h"
+        self.precompiled = WORK / f"{self.directory}.h"
         self.precompiled.write_text(PRECOMPILED)
         flags = self.flags(some)
-        stamp = WORK / f"{directory}.h.flags"
+        stamp = WORK / f"{self.directory}.h.flags"
         if not stamp.exists() or stamp.read_text() != " ".join(flags):
             run_logged(flags + ["-x", "c++-header", str(self.precompiled), "-o", f"{self.precompiled}.gch"],
                        WORK / "precompile.log")
@@ -369,18 +364,39 @@ def run_test(test, preload, seconds):
         return "timeout"
 
 
+def telling_tests(file, tests, folders, results):
+    """`tests` in the order in which they probably notice a change in `file`: those that did before, by how often; those
+    that are named after it; those of its room, for which `folders` has the folder of each test; all others. Of the slow
+    ones only those that are named after it."""
+    path = Path(file)
+    noticed = collections.Counter(result["by"].split()[0] for key, result in results.items()
+                                  if result["by"] and key.startswith(f"{file} | "))
+
+    def is_namesake(test):
+        name = test.removeprefix("tst_")
+        return name in path.stem or path.stem in name
+
+    def rank(test):
+        return (-noticed[test], not is_namesake(test), folders.get(test) != path.parent.name, test)
+
+    return sorted((test for test in tests if test not in SLOW or is_namesake(test)), key=rank)
+
+
 class Trial:
-    def __init__(self):
-        self.libraries = {directory: Library(directory) for directory in (AVI, HOST)}
+    def __init__(self, libraries, results):
+        self.libraries, self.results = libraries, results
+        for library in libraries.values():
+            library.precompile()
+        self.folders = {path.stem: path.parent.name for path in TREE.rglob("tests/**/tst_*.cpp")}
         self.bounds = {} # seconds that each test may take; 0 where it can tell nothing
         self.object = WORK / "mutant.o"
 
-    def tests_for(self, file, telling):
+    def tests_for(self, file):
         library = self.libraries[file.split("/")[0]]
-        others = [test for test in library.tests if test not in telling]
+        tests = telling_tests(file, library.tests, self.folders, self.results)
         if library.directory == HOST:
-            others += ["tst_walker", "tst_goldens", "tst_streams"] # users of the framework
-        return telling + others
+            tests += ["tst_walker", "tst_goldens", "tst_streams"] # users of the framework
+        return tests
 
     def bound_of(self, test):
         """Measured with nothing changed, when the test is first needed."""
@@ -392,17 +408,17 @@ class Trial:
                 print(f"mutate: {test} is left out: it fails although nothing was changed", file=sys.stderr)
         return self.bounds[test]
 
-    def try_mutant(self, mutant, telling):
+    def try_mutant(self, mutant):
         """("killed" or "survived" or "does not compile" or "same code", by which test)."""
         if mutant.file.endswith(".h"):
-            return self.try_header(mutant, telling)
+            return self.try_header(mutant)
         library = self.libraries[mutant.file.split("/")[0]]
         source = TREE / mutant.file
         if library.object_from(source, mutant.mutated(), self.object) is not None:
             return "does not compile", ""
         preload = WORK / f"lib{LIBRARIES[library.directory]}.so"
         library.link_with(source, self.object, preload)
-        outcome = self.run_tests(self.tests_for(mutant.file, telling), preload)
+        outcome = self.run_tests(self.tests_for(mutant.file), preload)
         if outcome[0] == "survived" and self.is_same_code(library, source, mutant):
             return "same code", ""
         return outcome
@@ -424,20 +440,17 @@ class Trial:
             objects.append(self.object.read_bytes())
         return objects[0] == objects[1]
 
-    def try_header(self, mutant, telling):
-        """A header is compiled into the tests too: these are built again."""
+    def try_header(self, mutant):
+        """A header is compiled into the tests too: the one that is named after it is built again."""
         path = TREE / mutant.file
         try:
             path.write_text(mutant.mutated())
-            for test in telling:
-                log = WORK / "header.log"
-                with open(log, "wb") as file:
-                    if subprocess.run(["ninja", "-C", BUILD, "-j1", test], stdin=subprocess.DEVNULL, stdout=file,
-                                      stderr=subprocess.STDOUT).returncode != 0:
-                        return "does not compile", ""
-                if run_test(test, None, 300) != "passed":
-                    return "killed", test
-            return "survived", ""
+            test = f"tst_{path.stem}"
+            with open(WORK / "header.log", "wb") as file:
+                if subprocess.run(["ninja", "-C", BUILD, "-j1", test], stdin=subprocess.DEVNULL, stdout=file,
+                                  stderr=subprocess.STDOUT).returncode != 0:
+                    return "does not compile", ""
+            return ("survived", "") if run_test(test, None, 300) == "passed" else ("killed", test)
         finally:
             path.write_text(mutant.text)
 
@@ -473,20 +486,38 @@ def without_effect():
     return reasons
 
 
-def draw(limit, only):
-    """Which mutants to try: from each file its share, at most what it has."""
-    files = [entry for entry in FILES if not only or only in entry[0]]
-    if not files:
-        sys.exit(f"mutate: no file is named like {only}: {', '.join(entry[0] for entry in FILES)}")
-    weights = sum(weight for _, weight, _ in files)
-    return [(mutant, telling) for file, weight, telling in files
-            for mutant in mutants_of(file)[:max(1, round(limit * weight / weights))]]
+def shares(limit, counts):
+    """How many of `limit` mutants each file gets of its `counts`: in proportion to the square root, so that long tables do
+    not leave the loops over them without any; at least one where there is one. Headers get a quarter, because most of
+    the library is compiled again for each of their mutants."""
+    roots = {file: math.sqrt(count) / (4 if file.endswith(".h") else 1) for file, count in counts.items() if count}
+    return {file: min(counts[file], max(1, round(limit * root / sum(roots.values())))) for file, root in roots.items()}
+
+
+def draw(limit, only, files):
+    """Which mutants to try: from each of the files its share."""
+    chosen = [file for file in files if not only or only in file]
+    if not chosen:
+        sys.exit(f"mutate: no file is named like {only}: {', '.join(files)}")
+    mutants = {file: mutants_of(file) for file in chosen}
+    counts = {file: len(found) for file, found in mutants.items()}
+    return [mutant for file, share in shares(limit, counts).items() for mutant in mutants[file][:share]]
+
+
+def gone(keys):
+    """Those of the keys that name no change that is still possible."""
+    possible = {}
+    for key in keys:
+        file = key.split(" | ")[0]
+        if file not in possible:
+            possible[file] = {mutant.key() for mutant in mutants_of(file)} if (TREE / file).exists() else set()
+    return [key for key in keys if key not in possible[key.split(" | ")[0]]]
 
 
 def report(drawn, results, reasons):
     counts = {}
     survivors = []
-    for mutant, _ in drawn:
+    for mutant in drawn:
         result = results.get(mutant.key())
         outcome = result["outcome"] if result else "not tried"
         if outcome == "survived" and mutant.key() in reasons:
@@ -504,6 +535,8 @@ def report(drawn, results, reasons):
         print(f"SURVIVED {mutant.file}:{mutant.line}:{mutant.column}: {mutant.title()}\n    {mutant.key()}")
     counted = totals["killed"] + totals["survived"]
     percent = 100 * totals["killed"] / counted if counted else 0
+    for key in gone(reasons):
+        print(f"GONE from the sources, so {WITHOUT_EFFECT.name} needs it no more:\n    {key}")
     print(f"{counted} mutants count, the tests noticed {totals['killed']} of them: {percent:.1f} %")
     return percent >= LEAST_PERCENT
 
@@ -521,27 +554,30 @@ def main():
     WORK.mkdir(parents=True, exist_ok=True)
     if not options.frozen:
         copy_tree()
-    drawn = draw(options.limit, options.only)
+        configure_copy()
+    libraries = {directory: Library(directory) for directory in (AVI, HOST)}
+    files = [file for library in libraries.values() for file in library.files()]
+    drawn = draw(options.limit, options.only, files)
     if options.list:
-        for mutant, _ in drawn:
+        for mutant in drawn:
             print(f"{mutant.file}:{mutant.line}:{mutant.column}: {mutant.title()}")
         return 0
     if not options.frozen:
         build_copy(options.jobs)
     results = earlier_results()
     tests = tests_digest()
-    sources = {file: digest([TREE / file]) for file, _, _ in FILES}
+    sources = {file: digest([TREE / file]) for file in files}
     started = time.monotonic()
     trial = None
-    for number, (mutant, telling) in enumerate(drawn, 1):
+    for number, mutant in enumerate(drawn, 1):
         known = results.get(mutant.key())
         if known and known["source"] == sources[mutant.file] and (known["outcome"] != "survived" or known["tests"] == tests):
             continue
         if options.minutes and time.monotonic() - started > 60 * options.minutes:
             print(f"mutate: stopped after {options.minutes:g} minutes; the next run goes on", file=sys.stderr)
             break
-        trial = trial or Trial()
-        outcome, test = trial.try_mutant(mutant, telling)
+        trial = trial or Trial(libraries, results)
+        outcome, test = trial.try_mutant(mutant)
         result = {"key": mutant.key(), "outcome": outcome, "by": test, "source": sources[mutant.file], "tests": tests}
         results[mutant.key()] = result
         with open(RESULTS, "a", encoding="utf-8") as file:
