@@ -296,7 +296,7 @@ void TextWriter::Private::printVideoStream(int ordinal, const VideoStream &strea
 
 void TextWriter::Private::printOutcome(const RunResult &result)
 {
-    // "no problem found" is said of files alone with which nothing at all is wrong.
+    // "no problem found" is said only of files with which nothing is wrong.
     if (result.isClean()) {
         raw("status ").number(StatusOk).raw(": ").text(statusText(StatusOk)).raw("\n");
         return;
