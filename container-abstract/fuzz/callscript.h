@@ -98,7 +98,7 @@ private:
             stream.width = input.take<quint32>();
             stream.height = input.take<quint32>();
             stream.formatCode = input.take<quint32>();
-            stream.codecId = input.take<quint32>();
+            stream.codecId = input.take<qint32>();
             stream.frameRate = input.takeDouble();
             result.videoStreams.append(stream);
         }

@@ -199,7 +199,8 @@ void JsonWriter::Private::printVideoStream(const VideoStream &stream)
     json.member("width", stream.width);
     json.member("height", stream.height);
     json.member("formatCode", stream.formatCode);
-    json.member("codecId", stream.codecId);
+    json.key("codecId");
+    json.signedNumber(stream.codecId);
     json.key("frameRate");
     json.real(stream.frameRate);
     json.endObject();

@@ -56,6 +56,7 @@ public:
     // These return the object itself, so that a line reads as it prints.
     Private &raw(std::string_view ascii);
     Private &number(quint64 value);
+    Private &signedNumber(qint32 value);
     Private &text(QStringView text);
     Private &counted(quint64 count, std::string_view unit);
     Private &column(quint64 value);
@@ -286,7 +287,7 @@ void TextWriter::Private::printVideoStream(int ordinal, const VideoStream &strea
         raw("unknown frame rate, ");
     }
     if (stream.codecId != 0)
-        raw("codec ").number(stream.codecId);
+        raw("codec ").signedNumber(stream.codecId);
     else
         raw("unknown codec");
     if (stream.formatCode != 0)
@@ -303,8 +304,7 @@ void TextWriter::Private::printOutcome(const RunResult &result)
     }
     colour(troubleColour);
     if (result.status != StatusOk) {
-        raw("status ").raw(result.status < 0 ? "-" : "").number(quint64(std::abs(qint64(result.status))));
-        raw(": ").text(statusText(result.status)).raw("\n");
+        raw("status ").signedNumber(result.status).raw(": ").text(statusText(result.status)).raw("\n");
     }
     if (result.limit != RunLimit::None) {
         raw("stopped at byte ").number(result.stopPosition).raw(" by the limit of ");
@@ -350,6 +350,11 @@ TextWriter::Private &TextWriter::Private::number(quint64 value)
     char *const begin = output.reserve(mostDigits);
     output.commit(std::to_chars(begin, begin + mostDigits, value).ptr);
     return *this;
+}
+
+TextWriter::Private &TextWriter::Private::signedNumber(qint32 value)
+{
+    return raw(value < 0 ? "-" : "").number(quint64(std::abs(qint64(value))));
 }
 
 TextWriter::Private &TextWriter::Private::column(quint64 value)

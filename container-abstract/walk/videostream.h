@@ -14,7 +14,7 @@ struct VideoStream
     quint32 width = 0; ///< picture width in pixels, as the 32-bit pattern that the file holds
     quint32 height = 0; ///< picture height in pixels; a top-down bitmap's negative height stays a 32-bit pattern
     quint32 formatCode = 0; ///< pixel format number; 3 is packed 24-bit blue-green-red, 0 is none given
-    quint32 codecId = 0; ///< codec number of libavcodec's enumeration as of 2012-2013; 0 is none known
+    qint32 codecId = 0; ///< codec number of libavcodec's enumeration as of 2012-2013; 0 is none known
     double frameRate = 0.0; ///< frames per second; infinite or not a number where the file's header says so
 };
 

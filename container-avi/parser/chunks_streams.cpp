@@ -124,7 +124,7 @@ constexpr FieldRow bitmapHeaderRows[] = {
 static_assert(tiles(bitmapHeaderRows, 0, bitmapHeaderSize), "strf, video: the rows leave a gap or overlap");
 // clang-format on
 
-constexpr quint32 rawVideoCodec = 14;
+constexpr qint32 rawVideoCodec = 14;
 constexpr quint32 packedBgr24Format = 3;
 
 } // namespace
@@ -190,7 +190,7 @@ int ContainerAVI::parseChunkSTRF_video(quint64 offset, quint32 size)
         stream.codecId = rawVideoCodec;
         stream.formatCode = packedBgr24Format;
     } else {
-        stream.codecId = quint32(getCodecID(videoCodecs, compression));
+        stream.codecId = getCodecID(videoCodecs, compression);
     }
     return StatusOk;
 }

@@ -93,9 +93,9 @@ bool ContainerAVI::readId(ChunkId *id)
 
 bool ContainerAVI::readSize(quint32 *size)
 {
-    char bytes[4];
+    char bytes[4] = {};
     const bool complete = m_file.read(bytes, sizeof bytes) == qint64(sizeof bytes);
-    *size = complete ? qFromLittleEndian<quint32>(bytes) : 0;
+    *size = qFromLittleEndian<quint32>(bytes);
     return complete;
 }
 
@@ -222,7 +222,10 @@ int ContainerAVI::showKnownChunk(const ChunkStart &chunk, quint64 *size)
 {
     quint32 stored = 0;
     m_file.seek(qint64(chunk.position + 4));
-    const int readStatus = readSize(&stored) ? StatusOk : StatusEndOfFile;
+    const bool hasSize = readSize(&stored);
+    if (!hasSize)
+        stored = 0; // part of a size says nothing
+    const int readStatus = hasSize ? StatusOk : StatusEndOfFile;
     const quint32 padded = stored + (stored & 1); // 0xFFFFFFFF becomes 0
     *size = quint64(padded) + chunk.skipped + chunkHeaderSize;
     if (chunk.entry && chunk.entry->type == TypeList)

@@ -51,7 +51,7 @@ protected:
     void finalizeParsing() override { }
 
 private:
-    void addStream(double frameRate, quint32 height, quint32 codec)
+    void addStream(double frameRate, quint32 height, qint32 codec)
     {
         addField(false, 0, 0, 0, QStringLiteral("fccType"), {}, QStringLiteral("Video"), {}, -1);
         VideoStream &stream = *m_videoStreams.last();

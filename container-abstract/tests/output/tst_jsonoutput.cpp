@@ -58,13 +58,13 @@ void TestJsonOutput::frameRates()
     const QByteArray document = printed([rate](ElementSink &sink) {
         sink.beginDocument(someFile);
         RunResult result;
-        result.videoStreams = {{1, 2, 0, 4, rate}, {5, 6, 7, 8, rate}};
+        result.videoStreams = {{1, 2, 0, 4, rate}, {5, 6, 7, -8, rate}};
         sink.endDocument(result);
     });
     QCOMPARE(document,
              around("",
                     R"("status":0,"videoStreams":[{"width":1,"height":2,"formatCode":0,"codecId":4,"frameRate":)" + text
-                        + R"(},{"width":5,"height":6,"formatCode":7,"codecId":8,"frameRate":)" + text
+                        + R"(},{"width":5,"height":6,"formatCode":7,"codecId":-8,"frameRate":)" + text
                         + R"(}],"frames":[])"));
     if (text != "null")
         QCOMPARE(text.toDouble(), rate);

@@ -287,6 +287,8 @@ void TestTextWriter::videoStreams_data()
                                          << QByteArray("1 x 2147483648 top-down, 1 frames/second, codec 4");
     QTest::newRow("the largest height") << VideoStream{1, 0x7FFFFFFF, 0, 4, 1}
                                         << QByteArray("1 x 2147483647, 1 frames/second, codec 4");
+    QTest::newRow("the codec has a sign")
+        << VideoStream{1, 1, 0, -2147483647 - 1, 1} << QByteArray("1 x 1, 1 frames/second, codec -2147483648");
     QTest::newRow("the width has no sign")
         << VideoStream{0xFFFFFFFF, 1, 0, 4, 1} << QByteArray("4294967295 x 1, 1 frames/second, codec 4");
 }

@@ -69,7 +69,9 @@ private Q_SLOTS:
         QTest::addColumn<int>("status");
         QTest::newRow("little-endian") << QByteArray("\x04\x03\x02\x01", 4) << quint32(0x01020304) << 0;
         QTest::newRow("all bits") << QByteArray("\xFF\xFF\xFF\xFF") << quint32(0xFFFFFFFF) << 0;
-        QTest::newRow("three bytes count as none") << QByteArray("\x04\x03\x02", 3) << quint32(0) << 5;
+        QTest::newRow("three bytes are kept") << QByteArray("\x04\x03\x02", 3) << quint32(0x00020304) << 5;
+        QTest::newRow("two bytes are kept") << QByteArray("\x04\x03", 2) << quint32(0x00000304) << 5;
+        QTest::newRow("one byte is kept") << QByteArray("\x04", 1) << quint32(0x00000004) << 5;
         QTest::newRow("no byte came") << QByteArray() << quint32(0) << 5;
     }
     void getSize()

@@ -413,7 +413,7 @@ void TestStreams::showsVideoFormat()
              }));
     QCOMPARE(record.width, 640u);
     QCOMPARE(record.height, 480u);
-    QCOMPARE(record.codecId, 13u);
+    QCOMPARE(record.codecId, 13);
     QCOMPARE(record.formatCode, 9u);
     QCOMPARE(record.frameRate, 1.5);
 }
@@ -468,28 +468,28 @@ void TestStreams::videoRecord_data()
     QTest::addColumn<QByteArray>("format");
     QTest::addColumn<QString>("shown"); // the lines of the height and the compression
     QTest::addColumn<quint32>("height");
-    QTest::addColumn<quint32>("codecId");
+    QTest::addColumn<qint32>("codecId");
     QTest::addColumn<quint32>("formatCode"); // 99 stood there before
 
     const QString positive = QStringLiteral("biHeight 8+4 2 (Height of image (in pixels).)|biCompression 16+4");
     QTest::newRow("known FourCC") << VideoFormat().picture(1, 2).compression("H264").bytes()
-                                  << positive + QStringLiteral(" H264") << 2u << 28u << 99u;
+                                  << positive + QStringLiteral(" H264") << 2u << 28 << 99u;
     QTest::newRow("unknown FourCC") << VideoFormat().picture(1, 2).compression("Xvid").bytes()
-                                    << positive + QStringLiteral(" Xvid") << 2u << 0u << 99u;
+                                    << positive + QStringLiteral(" Xvid") << 2u << 0 << 99u;
     QTest::newRow("uncompressed: raw video, packed 24-bit")
-        << VideoFormat().picture(1, 2).bytes() << positive << 2u << 14u << 3u;
+        << VideoFormat().picture(1, 2).bytes() << positive << 2u << 14 << 3u;
     QTest::newRow("a number for a FourCC: shown up to its zero byte")
-        << VideoFormat().picture(1, 2).compression(u32(1)).bytes() << positive + QLatin1Char(' ') + QChar(1) << 2u
-        << 46u << 99u;
+        << VideoFormat().picture(1, 2).compression(u32(1)).bytes() << positive + QLatin1Char(' ') + QChar(1) << 2u << 46
+        << 99u;
     QTest::newRow("raw video by number 3 keeps the pixel format")
-        << VideoFormat().picture(1, 2).compression(u32(3)).bytes() << positive + QLatin1Char(' ') + QChar(3) << 2u
-        << 14u << 99u;
+        << VideoFormat().picture(1, 2).compression(u32(3)).bytes() << positive + QLatin1Char(' ') + QChar(3) << 2u << 14
+        << 99u;
     QTest::newRow("bytes from 0x80 up") << VideoFormat().picture(1, 2).compression("H26\xB4").bytes()
-                                        << positive + QStringLiteral(" H26") + QChar(0xB4) << 2u << 0u << 99u;
+                                        << positive + QStringLiteral(" H26") + QChar(0xB4) << 2u << 0 << 99u;
     QTest::newRow("top-down picture: the height's bit pattern")
         << VideoFormat().picture(1, -2).compression("H264").bytes()
-        << QStringLiteral("biHeight 8+4 -2 (Height of image (in pixels).)|biCompression 16+4 H264") << 4294967294u
-        << 28u << 99u;
+        << QStringLiteral("biHeight 8+4 -2 (Height of image (in pixels).)|biCompression 16+4 H264") << 4294967294u << 28
+        << 99u;
 }
 
 void TestStreams::videoRecord()
@@ -497,7 +497,7 @@ void TestStreams::videoRecord()
     QFETCH(QByteArray, format);
     QFETCH(QString, shown);
     QFETCH(quint32, height);
-    QFETCH(quint32, codecId);
+    QFETCH(qint32, codecId);
     QFETCH(quint32, formatCode);
     VideoStream record;
     record.codecId = 77;
@@ -523,11 +523,11 @@ void TestStreams::videoFormatChangesOnlyTheLastRecord()
     parser.call(AviProbe::strf, 0, 40);
     QCOMPARE(first.width, 0u);
     QCOMPARE(last.width, 3u);
-    QCOMPARE(last.codecId, 8u);
+    QCOMPARE(last.codecId, 8);
     parser.call(AviProbe::strf, 40, 40); // a second format of the stream overwrites the first
     QCOMPARE(last.width, 5u);
     QCOMPARE(last.height, 6u);
-    QCOMPARE(last.codecId, 0u);
+    QCOMPARE(last.codecId, 0);
 }
 
 void TestStreams::videoFormatWithoutARecord()
@@ -548,7 +548,7 @@ void TestStreams::videoFormatOfAnotherStreamChangesNoRecord()
         QCOMPARE(parser.call(AviProbe::strfVideo, 40), 0);
     }
     QCOMPARE(record.width, 0u);
-    QCOMPARE(record.codecId, 0u);
+    QCOMPARE(record.codecId, 0);
 }
 
 void TestStreams::shortVideoFormatIsZeroFilled()
@@ -561,7 +561,7 @@ void TestStreams::shortVideoFormatIsZeroFilled()
     QCOMPARE(parser.lines().at(5), QStringLiteral("biCompression 16+4 XV"));
     QCOMPARE(parser.lines().at(10), QStringLiteral("biClrImportant 36+4 0"));
     QCOMPARE(record.height, 4u);
-    QCOMPARE(record.codecId, 0u);
+    QCOMPARE(record.codecId, 0);
 }
 
 QTEST_APPLESS_MAIN(TestStreams)
