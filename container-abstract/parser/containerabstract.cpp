@@ -34,15 +34,22 @@ void ContainerAbstract::closeFile()
 void ContainerAbstract::beginElement(quint64 offset, quint64 size, const QString &title, qint64 index)
 {
     d->admitNode(m_file, offset);
+    if (Q_UNLIKELY(!ParserProtocol::makesSense(offset, size, index))) {
+        const ParserProtocol::Place right = d->protocol.putRight({offset, size, index}, m_file.pos());
+        offset = right.offset;
+        size = right.size;
+        index = right.index;
+    }
     if (d->sink && Q_UNLIKELY(!d->sink->beginElement(offset, size, title, index)))
         d->rememberSinkFailure();
 }
 
 void ContainerAbstract::endElement() noexcept
 {
-    // A parser that ends more than it began must not end the host's own nodes.
-    if (d->openNodes == 0)
+    if (Q_UNLIKELY(d->openNodes == 0)) {
+        d->protocol.nodeEndedUnbegun(m_file.pos());
         return;
+    }
     --d->openNodes;
     if (d->sink && Q_UNLIKELY(!d->sink->endElement()))
         d->rememberSinkFailure();
@@ -52,6 +59,12 @@ void ContainerAbstract::addField(bool flag, quint64 offset, uchar code, quint64 
                                  const QString &value, const QString &meaning, const QString &description, qint64 index)
 {
     d->admitItem(m_file, offset);
+    if (Q_UNLIKELY(!ParserProtocol::makesSense(offset, size, index))) {
+        const ParserProtocol::Place right = d->protocol.putRight({offset, size, index}, m_file.pos());
+        offset = right.offset;
+        size = right.size;
+        index = right.index;
+    }
     const Field field{flag, code, offset, size, index, name, value, meaning, description};
     if (d->sink && Q_UNLIKELY(!d->sink->addField(field)))
         d->rememberSinkFailure();
@@ -90,7 +103,10 @@ QString ContainerAbstract::bytesToText(const QByteArray &bytes)
 
 int ContainerAbstract::reportFrame(uint streamIndex, quint64 frameNumber)
 {
-    const Frame frame{streamIndex, frameNumber, m_frameOffset, m_frameSize, m_frameIsKey != 0};
+    Frame frame{streamIndex, frameNumber, m_frameOffset, m_frameSize, m_frameIsKey != 0};
+    // Without a run nobody announces streams.
+    if (d->recordsStreams && Q_UNLIKELY(!d->protocol.takesFrame(&frame, d->streams.size(), m_file.pos())))
+        return StatusOk;
     if (d->sink && Q_UNLIKELY(!d->sink->reportFrame(frame)))
         d->rememberSinkFailure();
     return StatusOk;
@@ -136,6 +152,14 @@ void ContainerAbstractPrivate::stopRun(const FileDevice &file, quint64 offset, S
 bool ContainerAbstractPrivate::announcesVideoStream(const Field &field) const
 {
     return field.meaning == videoStreamMeaning && field.name == videoStreamField;
+}
+
+void ContainerAbstractPrivate::dropEverything(ContainerAbstract &parser)
+{
+    items = openNodes = 0;
+    streams.clear();
+    parser.m_videoStreams.clear();
+    parser.m_streamFrameCounters.clear();
 }
 
 void ContainerAbstractPrivate::addVideoStream(ContainerAbstract &parser)

@@ -3,6 +3,7 @@
 #include "containerabstract.h"
 #include "containerrun.h"
 #include "lenttext.h"
+#include "parserprotocol_p.h"
 
 #include <atomic>
 #include <deque>
@@ -47,6 +48,8 @@ public:
     void rememberSinkFailure();
     bool announcesVideoStream(const Field &field) const;
     void addVideoStream(ContainerAbstract &parser);
+    /// Drops what came before the walk: nobody was there to take it.
+    void dropEverything(ContainerAbstract &parser);
     /// Adds the leaf of one row of a record that starts at `offset` of the file.
     void addFieldOf(ContainerAbstract &parser, quint64 offset, const RecordView &record, const FieldRow &row);
 
@@ -64,6 +67,7 @@ public:
     Stop stop = Stop::None;
     bool sinkFailed = false; // also where the run was stopped for another reason before
     quint64 stopPosition = 0; // bytes from the start of the file
+    ParserProtocol protocol;
 
     LentText nameText, descriptionText; // of leaves that are made from rows
 

@@ -64,7 +64,8 @@ struct CONTAINERABSTRACT_EXPORT StreamDescription
  * A describer is a sink: it sees one walk, from beginDocument to endDocument, and is asked afterwards. It learns from
  * nodes and leaves alone, so a description costs no tree, the parser's state stays as it is, and a tree that is
  * replayed is described like the file. It keeps little, whatever the file says: texts are clipped, lists are bounded
- * (and say so in a row), and a leaf that it does not want costs next to nothing.
+ * (and say so in a row), and a leaf that it does not want costs next to nothing. DescribingSink drops rows without a
+ * label, and gives streams whose ordinals make no sense those of their places in the list.
  */
 class CONTAINERABSTRACT_EXPORT ContainerDescriber : public ElementSink
 {

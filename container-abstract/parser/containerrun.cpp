@@ -29,8 +29,6 @@ QString failureOf(const ElementSink &sink)
 
 void explainStop(const ContainerAbstractPrivate &host, RunResult *result)
 {
-    if (host.sinkFailed)
-        result->sinkError = failureOf(*host.sink);
     switch (host.stop) {
     case Stop::None:
         return;
@@ -148,6 +146,8 @@ public:
     {
         int status = StatusNotRecognised;
         guard([&] { status = m_parser.verifyContainerFormat(m_path); });
+        m_host.protocol.detected(m_host.items, m_file.pos());
+        m_host.dropEverything(m_parser);
         if (status == StatusOk && m_host.stop == Stop::None)
             status = m_parser.openFile(m_path);
         if (wasStopped() || m_result.error.kind == FileError::Memory)
@@ -174,8 +174,10 @@ public:
         if (!sink.beginDocument(start))
             m_host.rememberSinkFailure();
         guard([this] { walkTopLevel(); });
-        while (m_host.openNodes > 0)
-            m_parser.endElement();
+        endNodes();
+        if (m_host.sinkFailed)
+            m_result.sinkError = failureOf(sink);
+        m_host.sink = nullptr; // a destructor of the parser's comes too late
     }
 
     /// Adds to the result what this parser's part of the run has shown.
@@ -183,11 +185,13 @@ public:
     {
         if (m_file.hasReadError() && m_result.error.kind == FileError::None)
             m_result.error = {FileError::Read, m_file.readErrorOffset(), m_file.errorText()};
+        if (m_result.error.kind == FileError::None)
+            m_result.error = m_host.protocol.trouble();
         m_file.close();
         m_result.items += m_host.items;
         m_result.bytesRead += m_file.bytesRead();
-        for (const VideoStream *stream : std::as_const(m_parser.m_videoStreams))
-            m_result.videoStreams.append(*stream);
+        for (const VideoStream &stream : std::as_const(m_host.streams))
+            m_result.videoStreams.append(stream);
         explainStop(m_host, &m_result);
     }
 
@@ -217,6 +221,12 @@ private:
         m_parser.prepareParsing();
         qint64 begin = 0;
         keepFirst(m_parser.findBeginOfContainer(&begin), &m_result.status);
+        endNodesOfCall();
+        if (!m_host.protocol.takesBegin(begin, m_file.size()))
+            begin = m_file.size();
+        // Unless the parser itself has shown what stands there.
+        if (begin > 0 && m_host.items == 0)
+            addUnwalked(0, quint64(begin));
         m_parser.m_levelEnds = {m_file.size()};
         m_parser.m_position = quint64(begin);
         while (m_parser.m_position < end) {
@@ -224,6 +234,26 @@ private:
                 return;
         }
         m_parser.finalizeParsing();
+        endNodesOfCall();
+    }
+
+    /// The leaf over bytes that the parser passed over.
+    void addUnwalked(quint64 offset, quint64 size)
+    {
+        m_parser.addField(false, offset, 0, size, unparsedDataMarker.toString(), {}, {}, {}, -1);
+    }
+
+    void endNodes()
+    {
+        while (m_host.openNodes > 0)
+            m_parser.endElement();
+    }
+
+    /// A parser's call ends the nodes that it begins: what comes next stands at the top level.
+    void endNodesOfCall()
+    {
+        m_host.protocol.callReturned(m_host.openNodes, m_file.pos());
+        endNodes();
     }
 
     /// Parses one top-level element and moves on behind it; false when the run was stopped inside.
@@ -238,9 +268,10 @@ private:
         if (m_file.hasReadError())
             keepFirst(StatusReadError, &m_result.status);
         keepFirst(status, &m_result.status);
+        endNodesOfCall();
         const quint64 rest = end - position;
         if (size == 0)
-            m_parser.addField(false, position, 0, rest, unparsedDataMarker.toString(), {}, {}, {}, -1);
+            addUnwalked(position, rest);
         // Wherever the parser has left its position: every step leads on.
         m_parser.m_position = position + (size == 0 ? rest : std::min(size, rest));
         return true;

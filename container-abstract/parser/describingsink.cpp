@@ -3,6 +3,7 @@
 #include "containerabstract.h"
 #include "texts.h"
 
+#include <algorithm>
 #include <exception>
 #include <new>
 
@@ -30,6 +31,31 @@ template <typename Description> QVector<Description> ownCopies(const QVector<Des
     for (const Description &each : lent)
         copies.append(ownCopyOf(each));
     return copies;
+}
+
+/// Without rows that have no label: nobody could tell what they say.
+QVector<DescriptionRow> labelledOnly(QVector<DescriptionRow> rows)
+{
+    rows.erase(std::remove_if(rows.begin(), rows.end(), [](const DescriptionRow &row) { return row.label.isEmpty(); }),
+               rows.end());
+    return rows;
+}
+
+/// Ordinals that make no sense are replaced by those that the streams' order gives.
+QVector<StreamDescription> withSensibleOrdinals(QVector<StreamDescription> streams)
+{
+    int videoStreams = 0;
+    for (int i = 0; i < int(streams.size()); ++i) {
+        StreamDescription &stream = streams[i];
+        if (stream.ordinal < 0)
+            stream.ordinal = i;
+        if (stream.kind != StreamDescription::Kind::Video)
+            stream.videoOrdinal = -1;
+        else if (stream.videoOrdinal < 0)
+            stream.videoOrdinal = videoStreams;
+        videoStreams += stream.kind == StreamDescription::Kind::Video ? 1 : 0;
+    }
+    return streams;
 }
 
 } // namespace
@@ -113,8 +139,8 @@ bool DescribingSink::endDocument(const RunResult &result)
 {
     const bool isTaken = pass([&](ContainerDescriber &describer) {
         const bool isEnded = describer.endDocument(result);
-        QVector<DescriptionRow> rows = ownCopies(describer.rows());
-        m_streams = ownCopies(describer.streams());
+        QVector<DescriptionRow> rows = labelledOnly(ownCopies(describer.rows()));
+        m_streams = withSensibleOrdinals(ownCopies(describer.streams()));
         m_rows.swap(rows);
         return isEnded;
     });

@@ -12,6 +12,8 @@ public:
     std::function<int(ScriptedParser &, const QString &)> verify;
     using Parse = std::function<int(ScriptedParser &, quint64 *)>;
     Parse parse;
+    std::function<void(ScriptedParser &)> prepare = [](ScriptedParser &) {};
+    qint64 begin = 0; ///< what findBeginOfContainer answers
     std::function<void(const char *)> called = [](const char *) {};
 
     using ContainerAbstract::addField;
@@ -48,7 +50,7 @@ protected:
     int findBeginOfContainer(qint64 *offset) override
     {
         called("findBeginOfContainer");
-        *offset = 0;
+        *offset = begin;
         return 0;
     }
     int parseElement(quint64 *size) override
@@ -56,7 +58,11 @@ protected:
         called("parseElement");
         return parse(*this, size);
     }
-    void prepareParsing() override { called("prepareParsing"); }
+    void prepareParsing() override
+    {
+        called("prepareParsing");
+        prepare(*this);
+    }
     void finalizeParsing() override { called("finalizeParsing"); }
 };
 

@@ -39,6 +39,9 @@ struct Field
  * Calls come in this order: beginDocument; any number of beginElement, addField, endElement (strictly nested) and
  * reportFrame; endDocument. Leaves may come with no node open: they stand at the top level.
  *
+ * Offset and size of nodes, leaves and frames add up to at most 2^63, and an index is -1 or more, whatever the file
+ * says and the parser does.
+ *
  * Every text is lent for the call and may live in a plug-in that is unloaded later: a sink that keeps a text copies
  * its characters.
  *

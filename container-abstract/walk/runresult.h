@@ -22,7 +22,8 @@ enum class RunLimit { None, Items, Depth, Work };
 /// Trouble that is not the file's contents.
 struct FileError
 {
-    /// What failed. Parser: the parser itself, by an exception; no bytes make a sound one do that.
+    /// What failed. Parser: the parser itself, by an exception or an answer that makes no sense (a node left open, an
+    /// index below -1, a frame of a stream that was not announced...); no bytes make a sound one do that.
     enum Kind { None, Open, Read, Memory, Parser };
     Kind kind = None; ///< None when there was no trouble
     qint64 offset = -1; ///< byte at which it happened; -1 when there is none to name

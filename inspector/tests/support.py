@@ -14,6 +14,7 @@ from collections import Counter
 PROGRAM = os.environ["QUENLOFAR_PROGRAM"]
 ABI = os.environ["QUENLOFAR_ABI"]
 PLUGIN = pathlib.Path(os.environ["QUENLOFAR_PLUGIN"])
+UNRULY = pathlib.Path(os.environ["QUENLOFAR_UNRULY_PLUGIN"])
 SAMPLES = pathlib.Path(os.environ["QUENLOFAR_SAMPLES"])
 DOCS = pathlib.Path(os.environ["QUENLOFAR_DOCS"])
 # Sanitizers are slow and take memory: bounds in time and space are looser there.

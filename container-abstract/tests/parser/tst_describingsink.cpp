@@ -96,7 +96,7 @@ ParserFactory parserOf(char letter)
         parser.parse = [](ScriptedParser &self, quint64 *size) {
             *size = 4;
             self.beginElement(0, 4, QStringLiteral("node"), -1);
-            self.addLeaf(1, 2, QStringLiteral("leaf"), QStringLiteral("value"));
+            self.addLeaf(1, 2, QStringLiteral("fccType"), QStringLiteral("value"), QStringLiteral("Video"));
             self.reportFrame(0, 7);
             self.endElement();
             return 0;
@@ -242,6 +242,46 @@ private Q_SLOTS:
         all[0].createDescriber = nullptr;
         DescribingSink next(all);
         QVERIFY(walk("Axyz", all, next).sinkError.isNull());
+    }
+
+    void ordinalsOfADescriberMakeSense()
+    {
+        class Nonsense : public SilentDescriber
+        {
+        public:
+            QVector<DescriptionRow> rows() const override
+            {
+                return {{QString(), QStringLiteral("no label")}, {QStringLiteral("label"), QString()}};
+            }
+            QVector<StreamDescription> streams() const override
+            {
+                using Kind = StreamDescription::Kind;
+                QVector<StreamDescription> streams(4);
+                streams[0].ordinal = -1;
+                streams[0].kind = Kind::Video;
+                streams[1].ordinal = -5;
+                streams[1].kind = Kind::Audio;
+                streams[1].videoOrdinal = 3;
+                streams[2].ordinal = 9;
+                streams[2].kind = Kind::Video;
+                streams[2].videoOrdinal = -7;
+                streams[3].ordinal = 10;
+                streams[3].kind = Kind(77);
+                streams[3].videoOrdinal = 0;
+                return streams;
+            }
+        };
+        QVector<ParserFactory> all{parserOf('A')};
+        all[0].createDescriber = [] { return std::make_unique<Nonsense>(); };
+        DescribingSink sink(all);
+        QVERIFY(walk("Axyz", all, sink).sinkError.isNull());
+        QCOMPARE(int(sink.rows().size()), 1);
+        QCOMPARE(sink.rows().first().label, QStringLiteral("label"));
+        QVector<int> ordinals;
+        const QVector<StreamDescription> streams = sink.streams();
+        for (const StreamDescription &stream : streams)
+            ordinals << stream.ordinal << stream.videoOrdinal;
+        QCOMPARE(ordinals, (QVector<int>{0, 0, 1, -1, 9, 1, 10, -1}));
     }
 
     void aDescriberMayHaveNothingToSay()

@@ -338,11 +338,12 @@ private Q_SLOTS:
     void aSinkThatFailsAtAFrameEndsTheRun()
     {
         RecordingSink sink;
-        sink.failAt = 1;
+        sink.failAt = 2;
         const RunResult result = runOver(
             "0123456789",
             [](ScriptedParser &parser) {
                 parser.parse = [](ScriptedParser &self, quint64 *size) {
+                    self.addLeaf(0, 1, QStringLiteral("fccType"), {}, QStringLiteral("Video"));
                     self.reportFrame(0, 0);
                     self.addLeaf(0, 1, QStringLiteral("never"));
                     *size = 1;
@@ -351,7 +352,7 @@ private Q_SLOTS:
             },
             sink);
         QCOMPARE(result.sinkError, QStringLiteral("the sink is full"));
-        QCOMPARE(sink.calls, 1);
+        QCOMPARE(sink.calls, 2);
     }
 };
 

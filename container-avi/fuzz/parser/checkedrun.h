@@ -199,6 +199,7 @@ inline CheckedResult checkedRun(const QByteArray &bytes, const RunSettings &sett
     checked.result = run.run(QStringLiteral("memory.avi"), parsers, sink);
     checked.seconds = threadSeconds() - begin;
     checked.json = output.bytes();
+    require(checked.result.error.kind != FileError::Parser, "no bytes make the parser break its rules");
     checkDescription(describer, checked.result);
 
     BoundedOutput replayed;

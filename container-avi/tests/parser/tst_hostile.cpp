@@ -4,6 +4,7 @@
 #include "elementtree.h"
 #include "testing/memoryrun.h"
 
+#include <QFile>
 #include <QTest>
 
 #include <pthread.h>
@@ -201,6 +202,22 @@ private Q_SLOTS:
         const RunResult result = walk(riff(letters, quint32(letters.size())), sink);
         QCOMPARE(result.limit, RunLimit::None);
         QVERIFY(result.bytesRead < 10 * quint64(letters.size()));
+    }
+
+    void noCutMakesTheParserBreakARule()
+    {
+        QFile sample(QStringLiteral(QUENLOFAR_SAMPLES_DIR "/sample.avi"));
+        QVERIFY(sample.open(QIODevice::ReadOnly));
+        const QByteArray file = sample.readAll();
+        QCOMPARE(file.size(), 22956);
+        for (int size = 0; size <= int(file.size()); ++size) {
+            CountingSink sink;
+            const RunResult result = walk(QByteArray::fromRawData(file.constData(), size), sink);
+            QVERIFY2(result.error.kind == FileError::None,
+                     qPrintable(QStringLiteral("cut at %1: %2").arg(size).arg(result.error.message)));
+            QVERIFY(result.sinkError.isNull());
+            QCOMPARE(sink.depth, 0);
+        }
     }
 };
 

@@ -7,7 +7,7 @@ import unittest
 
 import jsonschema
 
-from support import DOCS, GOLDENS, PARSER, Case, documents, run
+from support import DOCS, GOLDENS, PARSER, UNRULY, Case, documents, run
 
 PLAIN_PLUGIN = os.path.dirname(os.environ["QUENLOFAR_PLAIN_PLUGIN"])
 SCHEMA = json.loads((DOCS / "json-output.schema.json").read_text())
@@ -81,6 +81,31 @@ class Schemas(Case):
                 self.assertFalse(schema.is_valid(dict(document, parser=wrong)))
             self.assertEqual(schema.is_valid(dict(document, parser={"name": "a"})), container is not None)
         self.assertEqual(seen, {"AVI", "Plain", None})
+
+    def test_plugins_that_break_rules(self):
+        """Every document follows the schema, whatever a plug-in does; and it says what the plug-in did."""
+        plugins = ("--plugin-dir", UNRULY.parent)
+        everything = "BDbdefilmnostz-"
+        for deeds in [*everything, everything, everything.replace("t", ""), "Dt", ""]:
+            file = self.path("file.unruly", b"UNRULY" + deeds.encode())
+            tree, = documents(run("tree", "--format", "json", "--paths", *plugins, file).stdout)
+            with self.subTest(deeds=deeds):
+                self.assertIsNone(jsonschema.exceptions.best_match(
+                    jsonschema.Draft202012Validator(SCHEMA).iter_errors(tree)))
+                harmless = {"", "d", "m", "s", "z", "-"}
+                self.assertEqual("error" not in tree, deeds in harmless, tree)
+                if "error" in tree:
+                    self.assertEqual(tree["error"]["kind"], "parser")
+                    text = run("tree", *plugins, file)
+                    self.assertIn(b"the parser failed", text.stdout)
+                    self.assertEqual(text.returncode, 2)
+            for command in ("summary", "streams", "frames", "coverage"):
+                document, = self.assertFollows(command, *plugins, file)
+                # What a parser that throws would have shown is not known.
+                if command == "coverage" and "t" not in deeds and document["container"]:
+                    self.assertEqual(document["gaps"]["bytes"], 0, deeds)
+            self.assertFollows("at", *plugins, file, "0", "6")
+            self.assertFollows("diff", *plugins, file, file)
 
     def test_the_schema_says_no(self):
         film = self.sample()
