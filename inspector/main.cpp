@@ -16,7 +16,6 @@
 #include <csignal>
 #include <exception>
 #include <new>
-#include <string_view>
 
 namespace {
 
@@ -99,9 +98,7 @@ int main(int argc, char **argv)
     try {
         return runCommand(parseOptions(argc, argv));
     } catch (const std::bad_alloc &) {
-        // Without memory there is no text to put together.
-        constexpr std::string_view message = "quenlofar: not enough memory\n";
-        [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, message.data(), message.size());
+        printOutOfMemory();
         return ExitFailure;
     } catch (const std::exception &exception) {
         printMessage(QString::fromLocal8Bit(exception.what()));

@@ -43,8 +43,9 @@ ElementTree::Private::Private(quint64 bound) : maxBytes(bound), pool(bound) { }
 
 void ElementTree::Private::provide(quint64 chunks)
 {
+    // For all chunks that the pool can have then: it may take more than what is missing, and any store may get them.
     for (WordStore *store : {&items, &pending, &side})
-        store->expectChunks(pool.total() - pool.free() + chunks);
+        store->expectChunks(pool.total() + chunks + ChunkPool::chunksOfSlab);
     pool.provide(chunks);
     if (items.size() == 0) {
         labels.intern({false, 0, 0, 0, -1, {}, {}, {}, {}}, 0);

@@ -27,7 +27,7 @@ void ChunkPool::grow()
 {
     constexpr size_t hugePage = size_t(1) << 21;
     constexpr size_t slabBytes = 2 * hugePage;
-    constexpr quint64 chunksOfSlab = slabBytes / sizeof(WordChunk);
+    static_assert(chunksOfSlab == slabBytes / sizeof(WordChunk));
     constexpr quint64 chunksOfSmallTree = 128;
 
     if (isAtBound())

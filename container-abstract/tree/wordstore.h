@@ -27,6 +27,9 @@ public:
     /// Takes at most `maxBytes` from the system, and never more than 32-bit positions can address.
     explicit ChunkPool(quint64 maxBytes);
 
+    /// Large trees take so many at once.
+    static constexpr quint64 chunksOfSlab = (quint64(4) << 20) / sizeof(WordChunk);
+
     /// Makes sure that `count` chunks can be taken; throws std::bad_alloc when memory or the bound ends.
     void provide(quint64 count);
     quint64 free() const { return m_free; }

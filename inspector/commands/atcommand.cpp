@@ -276,15 +276,13 @@ void PlaceJson::printMembers(Item item, QStringView path, const Neighbours &neig
         m_json.key(u"path").text(path);
     m_json.key(u"components").beginArray();
     for (const Item component : chainTo(m_tree, item))
-        printItem(m_json, m_tree, component);
+        PrintableItem(m_tree, component).printTo(m_json);
     m_json.endArray();
     if (neighbours.previous) {
-        m_json.key(u"previous");
-        printItem(m_json, m_tree, *neighbours.previous);
+        PrintableItem(m_tree, *neighbours.previous).printTo(m_json.key(u"previous"));
     }
     if (neighbours.next) {
-        m_json.key(u"next");
-        printItem(m_json, m_tree, *neighbours.next);
+        PrintableItem(m_tree, *neighbours.next).printTo(m_json.key(u"next"));
     }
 }
 
@@ -343,19 +341,17 @@ bool AtCommand::parseOffsets()
 
 int AtCommand::show()
 {
-    std::optional<RunResult> result = m_walker.walk(m_fileName, m_tree);
-    if (!result)
-        return ExitFailure;
+    RunResult result = m_walker.walk(m_fileName, m_tree);
     const bool isOpen = m_tree.document().fileSize >= 0;
     int exitStatus = ExitClean;
     if (isOpen && m_file.open(m_fileName) != StatusOk) {
         printMessage(QStringLiteral("%1: cannot be opened again: %2").arg(m_fileName, m_file.errorText()));
         exitStatus = ExitFailure;
     }
-    print(isOpen ? offsetsInFile(&exitStatus) : std::vector<quint64>(), &*result);
-    FileReport report = reportOf(m_fileName, *result, m_output.hasFailed());
+    print(isOpen ? offsetsInFile(&exitStatus) : std::vector<quint64>(), &result);
+    FileReport report = reportOf(m_fileName, result, m_output.hasFailed());
     // If the walk could not read the file either, that was said.
-    if (m_file.hasReadError() && result->error.kind == FileError::None) {
+    if (m_file.hasReadError() && result.error.kind == FileError::None) {
         report.exitStatus = ExitFailure;
         report.messages.append(QStringLiteral("%1: reading failed at byte %2: %3")
                                    .arg(m_fileName, QString::number(m_file.readErrorOffset()), m_file.errorText()));

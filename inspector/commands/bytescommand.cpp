@@ -88,19 +88,15 @@ int Extraction::extract()
 std::optional<FileRange> Extraction::find(const ElementPath &path, int *exitStatus)
 {
     EarlyFinder finder(path, m_walker);
-    std::optional<RunResult> result = m_walker.walk(m_file, finder);
-    if (!result) {
-        *exitStatus = ExitFailure;
-        return std::nullopt;
-    }
+    RunResult result = m_walker.walk(m_file, finder);
     // Else it was the finder who had seen enough.
     if (finder.found() || !m_walker.wasInterrupted())
-        result->cancelled = false;
+        result.cancelled = false;
     if (!finder.found()) {
-        *exitStatus = tellWhyNotFound(*result);
+        *exitStatus = tellWhyNotFound(result);
         return std::nullopt;
     }
-    *exitStatus = m_walker.tell(reportOf(m_file, *result, false));
+    *exitStatus = m_walker.tell(reportOf(m_file, result, false));
     return FileRange{{finder.offset(), false}, finder.size()};
 }
 

@@ -7,6 +7,7 @@
 #include "filewalker.h"
 #include "itemtext.h"
 #include "jsonprinter.h"
+#include "messages.h"
 #include "options.h"
 #include "programoutput.h"
 #include "report.h"
@@ -17,6 +18,7 @@
 #include "treecomparison.h"
 
 #include <array>
+#include <exception>
 #include <memory>
 #include <optional>
 
@@ -93,6 +95,8 @@ public:
     virtual bool print(const ItemDifference &difference) = 0;
     virtual bool print(const FrameDifference &difference) = 0;
     virtual void end(bool isSame) = 0;
+    /// Ends what was begun when there is no memory to go on. Takes none.
+    virtual void endEarly() = 0;
     /// In the place of everything else: the files cannot be compared.
     virtual void printTrouble() = 0;
 
@@ -117,6 +121,7 @@ public:
     bool print(const ItemDifference &difference) override;
     bool print(const FrameDifference &difference) override;
     void end(bool isSame) override;
+    void endEarly() override { m_output.flush(); }
     void printTrouble() override { }
 
 private:
@@ -223,6 +228,12 @@ public:
         m_json.endArray().key(u"same").boolean(isSame).endObject();
         m_json.finish();
     }
+    void endEarly() override
+    {
+        m_json.endArray().key(u"error").beginObject().key(u"kind").text(u"memory").key(u"offset").null();
+        m_json.key(u"message").text(u"not enough memory to compare the files").endObject().endObject();
+        m_json.finish();
+    }
     void printTrouble() override
     {
         printFiles();
@@ -266,19 +277,21 @@ bool DifferenceJson::print(const ItemDifference &difference)
 {
     const bool isInFirst = difference.kind != ItemDifference::OnlyInSecond;
     const bool isInSecond = difference.kind != ItemDifference::OnlyInFirst;
+    std::optional<PrintableItem> first;
+    std::optional<PrintableItem> second;
+    if (isInFirst)
+        first.emplace(m_first, difference.first);
+    if (isInSecond)
+        second.emplace(m_second, difference.second);
     m_json.beginObject().key(u"kind");
     m_json.text(!isInSecond ? u"onlyInFirst" : !isInFirst ? u"onlyInSecond" : u"changed");
     m_json.key(u"path").text(difference.path);
     if (isInFirst && isInSecond)
         printAspects(difference.aspects);
-    if (isInFirst) {
-        m_json.key(u"first");
-        printItem(m_json, m_first, difference.first);
-    }
-    if (isInSecond) {
-        m_json.key(u"second");
-        printItem(m_json, m_second, difference.second);
-    }
+    if (first)
+        first->printTo(m_json.key(u"first"));
+    if (second)
+        second->printTo(m_json.key(u"second"));
     m_json.endObject();
     return m_json.errorText().isNull();
 }
@@ -344,20 +357,25 @@ int DiffCommand::show()
         return ExitFailure;
     }
     printer->begin();
-    const bool same = isSame(*printer);
+    bool same = false;
+    try {
+        same = isSame(*printer);
+    } catch (const std::exception &) {
+        printer->endEarly();
+        printOutOfMemory();
+        return ExitFailure;
+    }
     printer->end(same);
     return same ? ExitClean : ExitFileProblem;
 }
 
 bool DiffCommand::read(const QString &file, ElementTree *tree)
 {
-    const std::optional<RunResult> result = m_walker.walk(file, *tree);
-    if (!result)
-        return false;
+    const RunResult result = m_walker.walk(file, *tree);
     // What is merely damaged is still compared.
-    const bool isComplete = result->error.kind == FileError::None && result->status != StatusNotRecognised
-        && result->limit == RunLimit::None && !result->cancelled && result->sinkError.isNull();
-    FileReport report = reportOf(file, *result, false);
+    const bool isComplete = result.error.kind == FileError::None && result.status != StatusNotRecognised
+        && result.limit == RunLimit::None && !result.cancelled && result.sinkError.isNull();
+    FileReport report = reportOf(file, result, false);
     if (!isComplete)
         report.exitStatus = ExitFailure;
     m_walker.tell(report);

@@ -19,24 +19,29 @@ QString contentsText(const ElementTree &tree, ElementTree::Item item)
     return text;
 }
 
-void printItem(JsonPrinter &json, const ElementTree &tree, ElementTree::Item item)
+PrintableItem::PrintableItem(const ElementTree &tree, ElementTree::Item item)
+    : m_isNode(tree.isNode(item)), m_isUnparsed(tree.isUnparsedData(item)), m_offset(tree.offset(item)),
+      m_size(tree.size(item)), m_index(tree.index(item)), m_name(tree.name(item)), m_value(tree.value(item)),
+      m_meaning(tree.meaning(item)), m_description(tree.description(item))
+{
+}
+
+void PrintableItem::printTo(JsonPrinter &json) const
 {
     json.beginObject();
-    const bool isNode = tree.isNode(item);
-    const bool isUnparsed = tree.isUnparsedData(item);
-    if (isUnparsed)
+    if (m_isUnparsed)
         json.key(u"unparsed").boolean(true);
     else
-        json.key(isNode ? u"node" : u"field").text(tree.name(item));
-    json.key(u"offset").number(tree.offset(item)).key(u"size").number(tree.size(item));
-    if (isNode && tree.index(item) >= 0)
-        json.key(u"index").signedNumber(tree.index(item));
-    if (!isNode && !isUnparsed) {
-        json.key(u"value").text(tree.value(item));
-        if (const QString meaning = tree.meaning(item); !meaning.isEmpty())
-            json.key(u"meaning").text(meaning);
-        if (const QString description = tree.description(item); !description.isEmpty())
-            json.key(u"description").text(description);
+        json.key(m_isNode ? u"node" : u"field").text(m_name);
+    json.key(u"offset").number(m_offset).key(u"size").number(m_size);
+    if (m_isNode && m_index >= 0)
+        json.key(u"index").signedNumber(m_index);
+    if (!m_isNode && !m_isUnparsed) {
+        json.key(u"value").text(m_value);
+        if (!m_meaning.isEmpty())
+            json.key(u"meaning").text(m_meaning);
+        if (!m_description.isEmpty())
+            json.key(u"description").text(m_description);
     }
     json.endObject();
 }

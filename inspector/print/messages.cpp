@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <string_view>
 #include <system_error>
 
 void printMessage(const QString &text)
@@ -20,6 +21,12 @@ void printMessage(const QString &text)
             return; // there is nowhere left to complain
         written += count > 0 ? count : 0;
     }
+}
+
+void printOutOfMemory() noexcept
+{
+    constexpr std::string_view message = "quenlofar: not enough memory\n";
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, message.data(), message.size());
 }
 
 QString systemErrorText(int errorNumber)

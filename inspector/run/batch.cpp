@@ -1,6 +1,5 @@
 #include "batch.h"
 
-#include "deepstack.h"
 #include "elementsink.h"
 #include "exitstatus.h"
 #include "filepath.h"
@@ -18,7 +17,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <exception>
+#include <new>
 #include <optional>
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -49,9 +52,11 @@ public:
 private:
     void findFiles();
     void startMeter();
-    void work();
+    void workSideBySide(quint64 jobs);
+    void work() noexcept;
     FileReport walk(quint64 ordinal, ContainerRun &run, QIODevice &place);
-    void tell(const FileReport &report);
+    void tell(const FileReport &report) noexcept;
+    void tellAsFarAsWanted(const FileReport &report);
     void say(const QString &message);
 
     const Options &m_options;
@@ -66,6 +71,9 @@ private:
     std::atomic<quint64> m_workers{0};
     int m_exitStatus = ExitClean;
     QStringList m_troubles;
+    // Made beforehand, of a file for which there was no memory: a copy takes none.
+    const FileReport m_outOfMemory{
+        ExitFailure, {QStringLiteral("not enough memory to look at a file")}, QStringLiteral("memory ran out")};
     bool m_outputEnded = false;
 };
 
@@ -77,13 +85,9 @@ int Batch::run()
     const quint64 jobs = std::clamp<quint64>(quint64(m_files.size()), 1, m_options.jobs);
     if (wantsProgress(m_options, m_output))
         startMeter();
-    const int error = callSideBySide(jobs, m_options.limits.maxDepth, [this] { work(); });
+    workSideBySide(jobs);
     m_output.setGuard({});
     m_meter.reset();
-    if (error != 0) {
-        printMessage(QStringLiteral("no thread can be started: %1").arg(systemErrorText(error)));
-        return ExitFailure;
-    }
     const bool sawAll = !InterruptWatch::flag();
     if (m_files.size() > 1 && !m_troubles.isEmpty() && sawAll && !m_options.quiet)
         printMessage(troubleSummary(int(m_files.size()), m_troubles));
@@ -92,6 +96,22 @@ int Batch::run()
     if (outputStatus != ExitClean)
         return outputStatus;
     return InterruptWatch::wasInterrupted() ? InterruptWatch::exitStatus() : m_exitStatus;
+}
+
+/// This thread works too: where the system gives no others, it does everything.
+void Batch::workSideBySide(quint64 jobs)
+{
+    std::vector<std::thread> others;
+    others.reserve(jobs - 1);
+    try {
+        while (others.size() < jobs - 1)
+            others.emplace_back([this] { work(); });
+    } catch (const std::exception &) {
+        // Those that there are do the work.
+    }
+    work();
+    for (std::thread &other : others)
+        other.join();
 }
 
 void Batch::findFiles()
@@ -126,7 +146,7 @@ void Batch::startMeter()
 }
 
 /// What each thread does: the next file, until there is none.
-void Batch::work()
+void Batch::work() noexcept
 {
     const quint64 worker = m_workers++;
     ContainerRun run(m_options.limits);
@@ -138,15 +158,13 @@ void Batch::work()
         const quint64 ordinal = m_next++;
         if (ordinal >= quint64(m_files.size()))
             return;
+        FileReport report = m_outOfMemory;
         try {
-            const FileReport report = walk(ordinal, run, *m_order.place(ordinal));
-            m_order.finish(ordinal, report);
-        } catch (...) {
-            // Memory ended: what comes behind this file would wait for it forever.
-            InterruptWatch::flag() = true;
-            m_order.abandon();
-            throw;
+            report = walk(ordinal, run, *m_order.place(ordinal));
+        } catch (const std::exception &) {
+            // The file has no document, or a whole one; the others go on.
         }
+        m_order.finish(ordinal, report);
         if (m_meter)
             m_meter->fileDone(worker, sizeOfFile(m_files.at(int(ordinal))));
     }
@@ -166,13 +184,23 @@ FileReport Batch::walk(quint64 ordinal, ContainerRun &run, QIODevice &place)
 }
 
 /// Called for one file at a time.
-void Batch::tell(const FileReport &report)
+void Batch::tell(const FileReport &report) noexcept
 {
     // Nothing is said of files that stand behind the end of the output; how far they were walked is chance.
     if (m_outputEnded)
         return;
     m_outputEnded = m_output.hasFailed();
     m_exitStatus = std::max(m_exitStatus, report.exitStatus);
+    try {
+        tellAsFarAsWanted(report);
+    } catch (const std::bad_alloc &) {
+        m_exitStatus = ExitFailure;
+        printOutOfMemory();
+    }
+}
+
+void Batch::tellAsFarAsWanted(const FileReport &report)
+{
     if (!report.trouble.isNull())
         m_troubles.append(report.trouble);
     if (m_options.quiet && report.exitStatus < ExitFailure)

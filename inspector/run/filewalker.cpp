@@ -1,6 +1,5 @@
 #include "filewalker.h"
 
-#include "deepstack.h"
 #include "exitstatus.h"
 #include "messages.h"
 #include "options.h"
@@ -14,15 +13,9 @@ FileWalker::FileWalker(const Options &options, const PluginLoader &plugins)
     m_run.shareCancelFlag(InterruptWatch::flag());
 }
 
-std::optional<RunResult> FileWalker::walk(const QString &file, ElementSink &sink)
+RunResult FileWalker::walk(const QString &file, ElementSink &sink)
 {
-    RunResult result;
-    const int error = callSideBySide(1, m_options.limits.maxDepth,
-                                     [&] { result = m_run.run(file, m_plugins.parsersFor(file), sink); });
-    if (error == 0)
-        return result;
-    printMessage(QStringLiteral("no thread can be started: %1").arg(systemErrorText(error)));
-    return std::nullopt;
+    return m_run.run(file, m_plugins.parsersFor(file), sink);
 }
 
 int FileWalker::tell(const FileReport &report) const

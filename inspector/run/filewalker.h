@@ -5,8 +5,6 @@
 
 #include <QString>
 
-#include <optional>
-
 class ElementSink;
 class PluginLoader;
 class ProgramOutput;
@@ -21,9 +19,8 @@ public:
     /// What is given outlives the object.
     FileWalker(const Options &options, const PluginLoader &plugins);
 
-    /// Walks `file` into `sink`, where elements may nest as deep as the options allow; nothing, and a message, when
-    /// there is no memory for such a stack.
-    std::optional<RunResult> walk(const QString &file, ElementSink &sink);
+    /// Walks `file` into `sink`.
+    RunResult walk(const QString &file, ElementSink &sink);
     /// Ends the current walk, and every later one, at the next element. May be called by the sink.
     void stop() { m_run.cancel(); }
     bool wasInterrupted() const { return InterruptWatch::wasInterrupted(); }

@@ -1,5 +1,7 @@
 #include "orderedoutput.h"
 
+#include <new>
+
 class OrderedOutput::Place : public QIODevice
 {
 public:
@@ -30,32 +32,49 @@ OrderedOutput::OrderedOutput(QIODevice &output, Reporter reporter) : m_output(ou
 
 std::unique_ptr<QIODevice> OrderedOutput::place(quint64 ordinal)
 {
-    return std::make_unique<Place>(*this, ordinal);
+    auto place = std::make_unique<Place>(*this, ordinal);
+    const std::lock_guard lock(m_mutex);
+    m_waiting.try_emplace(ordinal);
+    return place;
 }
 
 bool OrderedOutput::write(quint64 ordinal, const char *data, qint64 size)
 {
     std::unique_lock lock(m_mutex);
     m_turnChanged.wait(lock, [&] { return ordinal == m_turn || m_kept + size <= room || m_failed; });
+    if (ordinal != m_turn && !m_failed && keep(ordinal, data, size))
+        return true;
+    m_turnChanged.wait(lock, [&] { return ordinal == m_turn || m_failed; });
     if (m_failed)
         return false;
-    if (ordinal != m_turn) {
-        m_waiting[ordinal].bytes.append(data, int(size));
-        m_kept += size;
-        return true;
-    }
     m_failed = m_output.write(data, size) != size;
     if (m_failed)
         m_turnChanged.notify_all();
     return !m_failed;
 }
 
-void OrderedOutput::finish(quint64 ordinal, const FileReport &report)
+/// False where there is no memory to keep it: the file goes on when it is its turn.
+bool OrderedOutput::keep(quint64 ordinal, const char *data, qint64 size) noexcept
 {
-    const std::lock_guard lock(m_mutex);
-    Waiting &finished = m_waiting[ordinal];
-    finished.isFinished = true;
-    finished.report = report;
+    try {
+        m_waiting.find(ordinal)->second.bytes.append(data, int(size));
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
+    m_kept += size;
+    return true;
+}
+
+void OrderedOutput::finish(quint64 ordinal, const FileReport &report) noexcept
+{
+    std::unique_lock lock(m_mutex);
+    if (const auto finished = m_waiting.find(ordinal); finished != m_waiting.end()) {
+        finished->second.isFinished = true;
+        finished->second.report = report;
+    } else {
+        m_turnChanged.wait(lock, [&] { return ordinal == m_turn; });
+        m_reporter(m_turn++, report);
+    }
     for (auto next = m_waiting.begin(); next != m_waiting.end() && next->first == m_turn;) {
         flush(&next->second);
         if (!next->second.isFinished)
@@ -67,14 +86,7 @@ void OrderedOutput::finish(quint64 ordinal, const FileReport &report)
     m_turnChanged.notify_all();
 }
 
-void OrderedOutput::abandon()
-{
-    const std::lock_guard lock(m_mutex);
-    m_failed = true;
-    m_turnChanged.notify_all();
-}
-
-void OrderedOutput::flush(Waiting *waiting)
+void OrderedOutput::flush(Waiting *waiting) noexcept
 {
     m_kept -= waiting->bytes.size();
     if (!m_failed && !waiting->bytes.isEmpty())

@@ -116,6 +116,7 @@ class TestMemoryEnds : public QObject
 private Q_SLOTS:
     void aTreeKeepsWhatItTook_data();
     void aTreeKeepsWhatItTook();
+    void aLargeTreeRefusesWhatItHasNoMemoryFor();
     void aUsedTreeThatCannotBeEmptiedSaysSo();
     void aJsonDocumentIsCompleteAndSaysSo();
 };
@@ -145,6 +146,27 @@ void TestMemoryEnds::aTreeKeepsWhatItTook()
         QCOMPARE(difference(tree, plain), QString());
     }
     QVERIFY(allocations > 50);
+}
+
+void TestMemoryEnds::aLargeTreeRefusesWhatItHasNoMemoryFor()
+{
+    // Beyond 16 MiB a tree takes its memory in larger pieces, which are not all of them asked for at once.
+    constexpr quint64 leavesOfPiece = 5000;
+    for (int pieces = 170; pieces < 290; pieces += 3) {
+        ElementTree tree;
+        tree.beginDocument({QStringLiteral("a.avi"), QStringLiteral("AVI"), 100});
+        const Field field = leaf(0, 1, u"name", u"7");
+        for (quint64 i = 0; i < quint64(pieces) * leavesOfPiece; ++i)
+            QVERIFY(tree.addField(field));
+        allocationsLeft = 0;
+        quint64 more = 0;
+        while (more < 100 * leavesOfPiece && tree.addField(field))
+            ++more;
+        tree.endDocument({});
+        allocationsLeft = unlimited;
+        QCOMPARE(tree.itemCount(), quint64(pieces) * leavesOfPiece + more);
+        QCOMPARE(tree.childCount(tree.root()), quint32(tree.itemCount()));
+    }
 }
 
 void TestMemoryEnds::aUsedTreeThatCannotBeEmptiedSaysSo()
