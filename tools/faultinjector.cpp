@@ -6,7 +6,7 @@
 //       HOW   the number of an error; "short": one byte is read or written, not all; "interrupted": EINTR and nothing
 //             done, every second time where it lasts
 //   QUENLOFAR_FAULT_PATH=NAME     only calls that name this very path count
-//   QUENLOFAR_FAULT_REPORT=FILE   gets "COUNT STRUCK" at the end: calls of that kind, and how many of them failed
+//   QUENLOFAR_FAULT_REPORT=FILE   gets a line "CALL COUNT" for each kind at the end
 //   QUENLOFAR_FAIL_READ_AT=N      from this byte on files fail to be read with EIO, as a damaged disk does
 //   QUENLOFAR_SLOW_READ=N         each read takes N milliseconds, as over a network
 //
@@ -57,8 +57,7 @@ char report[4096];
 char onlyPath[4096]; // empty: any, and calls that name none
 
 std::atomic<bool> isArmed{false};
-std::atomic<long> count{0};
-std::atomic<long> struck{0};
+std::atomic<long> counts[std::size(kindNames)];
 
 /// The function of the C library that one of ours stands before.
 template <typename Function> Function real(const char *name)
@@ -69,17 +68,18 @@ template <typename Function> Function real(const char *name)
 /// True when this call of `which` has to fail; `path` is what it names.
 bool strikes(Kind which, const char *path = nullptr)
 {
-    if (!isArmed.load(std::memory_order_relaxed) || which != kind)
+    if (!isArmed.load(std::memory_order_relaxed))
         return false;
     if (onlyPath[0] != '\0' && (!path || std::strcmp(path, onlyPath) != 0))
         return false;
-    const long number = ++count;
+    const long number = ++counts[which];
+    if (which != kind)
+        return false;
     if (number != first && (number < first || !goesOn))
         return false;
     // Whoever tries again must come through some time.
     if (goesOn && how == How::Interrupted && (number - first) % 2 != 0)
         return false;
-    ++struck;
     return true;
 }
 
@@ -177,7 +177,8 @@ void writeReport()
     if (report[0] == '\0')
         return;
     if (FILE *const file = std::fopen(report, "we")) {
-        std::fprintf(file, "%ld %ld\n", count.load(), struck.load());
+        for (size_t i = 0; i < std::size(kindNames); ++i)
+            std::fprintf(file, "%s %ld\n", kindNames[i], counts[i].load());
         std::fclose(file);
     }
 }

@@ -121,14 +121,14 @@ class Bench:
             return Outcome(result.returncode, result.stdout, result.stderr,
                            out.read_bytes() if out.exists() else None, left)
 
-    def count(self, command, call):
-        """How often `command` makes a call of that kind."""
+    def counts(self, command):
+        """How often `command` makes calls of each kind, by their names."""
         with tempfile.NamedTemporaryFile(dir=self.directory, prefix="report-") as report:
-            self.run(command, f"{call}:2000000000:1", report.name)
-            text = pathlib.Path(report.name).read_text(encoding="ascii")
-        if not text:
+            self.run(command, "open:2000000000:1", report.name)
+            lines = pathlib.Path(report.name).read_text(encoding="ascii").splitlines()
+        if not lines:
             sys.exit(f"faults: {command.name}: there is no report of the injector")
-        return int(text.split()[0])
+        return {call: int(count) for call, count in (line.split() for line in lines)}
 
 
 def sample_of(samples, name):
@@ -229,8 +229,9 @@ def main(arguments):
         tasks = []
         for command in (command for command in COMMANDS if command.name in options.commands):
             clean = bench.run(command)
+            counts = bench.counts(command)
             for call in options.calls:
-                count = bench.count(command, call)
+                count = counts[call]
                 for rule in rules(call, places_of(count, MOST_PLACES), count):
                     tasks.append((command, call, clean, rule))
         for command, call, rule, wrong, outcome in pool.map(try_rule, tasks[::options.thin]):

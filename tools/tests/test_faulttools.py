@@ -49,7 +49,9 @@ class Injector(unittest.TestCase):
     def test_report(self):
         with tempfile.NamedTemporaryFile("r", encoding="ascii") as report:
             self.cat("write:1+:short", "12345", QUENLOFAR_FAULT_REPORT=report.name)
-            self.assertEqual(report.read(), "5 5\n")
+            lines = report.read().splitlines()
+        self.assertIn("write 5", lines)
+        self.assertIn("rename 0", lines)
 
     def test_rules_that_are_none(self):
         for rule in ("", "rea:1:5", "read:0:5", "read:1", "read:1:", "read:1:some", "read"):
