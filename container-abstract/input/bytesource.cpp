@@ -23,6 +23,11 @@ const char *ByteSource::memory() const
     return nullptr;
 }
 
+qint64 ByteSource::holeEnd(qint64 position)
+{
+    return position;
+}
+
 namespace {
 
 static_assert(sizeof(off_t) == sizeof(qint64), "files above 2 GiB need a 64-bit off_t");
@@ -94,6 +99,21 @@ public:
     }
 
     QString errorText() const override { return systemErrorText(m_error); }
+
+    qint64 holeEnd(qint64 position) override
+    {
+        if (position < 0 || position >= m_size)
+            return position;
+        // A file system without holes says that there is data right here, or refuses.
+        const off_t data = ::lseek(m_descriptor, position, SEEK_DATA);
+        if (data >= 0)
+            return std::clamp<qint64>(data, position, m_size);
+        // No data up to the end; which is where the file ends by now, in case it has shrunk.
+        struct stat status;
+        if (errno != ENXIO || ::fstat(m_descriptor, &status) != 0)
+            return position;
+        return std::max(position, std::min<qint64>(status.st_size, m_size));
+    }
 
 private:
     const int m_descriptor;

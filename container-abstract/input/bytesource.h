@@ -24,6 +24,11 @@ public:
     virtual QString errorText() const;
     /// All bytes, where they stand in memory for the life of the source; otherwise null.
     virtual const char *memory() const;
+    /**
+     * Where the hole around `position` ends, in bytes from the start and at most size(): up to there every byte is
+     * known to be zero without being read, as in a sparse file. `position` itself where there is none, and by default.
+     */
+    virtual qint64 holeEnd(qint64 position);
 };
 
 /**

@@ -1,6 +1,7 @@
 #include "filedevice.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace {
 
@@ -19,6 +20,14 @@ constexpr qint64 largestDirectRead = 4 * kib * kib;
 constexpr qint64 firstArrayStep = kib * kib;
 /// Qt 5 counts the bytes of an array in an int.
 constexpr qint64 largestArray = std::numeric_limits<int>::max() - 1024;
+/// The window while reading goes on forwards without a jump.
+constexpr quint64 steadyWindow = keptBehind + quint64(largestFill);
+
+bool isZero(const char *bytes, quint64 size)
+{
+    // Each byte is compared with the next one.
+    return bytes[0] == 0 && std::memcmp(bytes, bytes + 1, size_t(size - 1)) == 0;
+}
 
 } // namespace
 
@@ -38,6 +47,7 @@ int FileDevice::open(std::unique_ptr<ByteSource> source, const QString &error)
 {
     close();
     m_interrupted = false;
+    m_trustsHoles = true;
     m_readErrorOffset = -1;
     m_errorText = source ? QString() : error;
     if (!source)
@@ -78,6 +88,55 @@ QByteArray FileDevice::read(qint64 maxSize)
     return bytes;
 }
 
+qint64 FileDevice::passHole(qint64 step, qint64 most, quint64 readsPerByte)
+{
+    if (!m_mayBeInHole || m_bytesRead > m_readLimit || (m_stop && m_stop->load(std::memory_order_relaxed)))
+        return 0;
+    m_mayBeInHole = false;
+    // While reading goes on forwards, each fill is as large as the last and begins where that ended. Everything but the
+    // position and the counts is therefore the same again after this many bytes.
+    const qint64 period = std::lcm(step, largestFill);
+    const quint64 readable = (m_readLimit - m_bytesRead) / readsPerByte;
+    const qint64 room = std::min(holeBehindWindow(), std::max<qint64>(most, 0));
+    const qint64 distance = qint64(std::min(quint64(room), readable)) / period * period;
+    if (distance == 0 || !moveWindow(distance))
+        return 0;
+    m_position += distance;
+    m_bytesRead += quint64(distance) * readsPerByte;
+    if (m_progress)
+        m_progress->store(m_position, std::memory_order_relaxed);
+    return distance;
+}
+
+/// How many bytes of a hole follow the window, where the window lies in the hole and the position in the window.
+qint64 FileDevice::holeBehindWindow() const
+{
+    const qint64 windowEnd = m_windowBegin + qint64(m_windowSize);
+    // Where the window does not begin and end with zeros, the source is not even asked: that is most of any file.
+    if (m_position < m_windowBegin || m_position > windowEnd || m_window[0] != 0 || m_window[m_windowSize - 1] != 0)
+        return 0;
+    return std::max<qint64>(std::min(m_source->holeEnd(m_windowBegin), m_size) - windowEnd, 0);
+}
+
+/// Moves the window, which is of the steady size, on by `distance` bytes from zeros to zeros. Where either are none it
+/// stays, and the result is false: a source may be wrong, and a file may have shrunk.
+bool FileDevice::moveWindow(qint64 distance)
+{
+    char *const window = m_buffer.get();
+    m_trustsHoles = isZero(window, steadyWindow);
+    if (!m_trustsHoles)
+        return false;
+    const qint64 came = m_source->readAt(m_windowBegin + distance, window, qint64(steadyWindow));
+    m_trustsHoles = came == qint64(steadyWindow) && isZero(window, steadyWindow);
+    if (!m_trustsHoles) {
+        std::memset(window, 0, steadyWindow);
+        return false;
+    }
+    m_windowBegin += distance;
+    m_bytesFetched += quint64(came);
+    return true;
+}
+
 qint64 FileDevice::readOutsideWindow(char *data, qint64 maxSize)
 {
     if (maxSize <= 0 || isStopped())
@@ -107,6 +166,7 @@ qint64 FileDevice::readOutsideWindow(char *data, qint64 maxSize)
             // An empty window that ends here, so that reading on from here counts as sequential.
             m_windowBegin = m_position + count;
             m_windowSize = 0;
+            m_mayBeInHole = false;
         }
         came += count;
         m_position += count;
@@ -138,6 +198,7 @@ bool FileDevice::fillWindow(qint64 wanted)
     m_window = m_buffer.get();
     m_windowBegin = m_position - qint64(kept);
     m_windowSize = kept + quint64(came);
+    m_mayBeInHole = m_windowSize == steadyWindow && m_trustsHoles;
     return true;
 }
 
@@ -165,6 +226,7 @@ void FileDevice::dropWindow()
     m_windowBegin = 0;
     m_windowSize = 0;
     m_fillSize = 0;
+    m_mayBeInHole = false;
 }
 
 bool FileDevice::isStopped()

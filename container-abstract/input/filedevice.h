@@ -65,6 +65,15 @@ public:
     }
     /// The same into a new array, never larger than what the file can still give, and never 2 GiB or more.
     QByteArray read(qint64 maxSize);
+    /**
+     * Passes over a hole of a sparse file, for a loop that reads forwards, every byte `readsPerByte` times, and finds
+     * zeros of no interest. Moves on by a multiple of `step` bytes, at most `most`, to where position, window and
+     * bytesRead() are what they would be had all of it been read; a limit strikes where it would have.
+     *
+     * @return by how many bytes it moved on; 0 where there is no hole or it is not worth while. Cheap: the source is
+     *         asked once for each window, so this may be called after every read.
+     */
+    qint64 passHole(qint64 step, qint64 most, quint64 readsPerByte);
 
     /// Bytes that read() has handed out since the device was made.
     quint64 bytesRead() const { return m_bytesRead; }
@@ -96,6 +105,8 @@ private:
     qint64 fetch(char *data, qint64 size, qint64 wanted);
     void dropWindow();
     bool isStopped();
+    qint64 holeBehindWindow() const;
+    bool moveWindow(qint64 distance);
     void rememberReadError(qint64 offset);
 
     const char *m_window = ""; // never null; bytes m_windowBegin .. m_windowBegin + m_windowSize of the source
@@ -113,6 +124,8 @@ private:
     const std::atomic<bool> *m_stop = nullptr;
     std::atomic<qint64> *m_progress = nullptr;
     bool m_interrupted = false;
+    bool m_mayBeInHole = false; // the window may lie in a hole: the source was not asked yet
+    bool m_trustsHoles = true; // what the source says of holes was true so far
     qint64 m_readErrorOffset = -1;
     QString m_errorText;
 };

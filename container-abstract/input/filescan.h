@@ -4,6 +4,8 @@
 
 #include <QtEndian>
 
+#include <string_view>
+
 /**
  * The seek() and read() of a FileDevice for loops that look at a 32-bit word at every byte. For the life of the scan it
  * holds the device's position, window and count of bytes, so that a compiler can keep them in registers; the device
@@ -38,6 +40,28 @@ public:
         return readThroughDevice(word);
     }
 
+    /// What the window has from `position` on, for a loop that looks at many words at once; empty where that lies
+    /// outside of it. Valid until the next read.
+    std::string_view ahead(quint64 position) const
+    {
+        const quint64 at = position - quint64(m_windowBegin);
+        return at < m_windowSize ? std::string_view(m_window + at, size_t(m_windowSize - at)) : std::string_view();
+    }
+    /// Counts `bytes` of what ahead() gave as read, and moves to `position`.
+    void accountFor(quint64 bytes, quint64 position)
+    {
+        m_bytesRead += bytes;
+        m_position = qint64(position);
+    }
+    /// See FileDevice::passHole, for a loop that reads the word at every byte: moves on by at most `most` bytes.
+    qint64 passHole(qint64 most)
+    {
+        store();
+        const qint64 passed = m_file.passHole(1, most, sizeof(quint32));
+        load();
+        return passed;
+    }
+
 private:
     bool readInWindow(quint64 position, quint32 *word)
     {
@@ -63,8 +87,8 @@ private:
     {
         m_window = m_file.m_window;
         m_windowBegin = m_file.m_windowBegin;
-        const quint64 size = m_file.m_windowSize;
-        m_wordsInWindow = size < sizeof(quint32) ? 0 : size - sizeof(quint32) + 1;
+        m_windowSize = m_file.m_windowSize;
+        m_wordsInWindow = m_windowSize < sizeof(quint32) ? 0 : m_windowSize - sizeof(quint32) + 1;
         m_position = m_file.m_position;
         m_bytesRead = m_file.m_bytesRead;
     }
@@ -77,6 +101,7 @@ private:
     FileDevice &m_file;
     const char *m_window;
     qint64 m_windowBegin;
+    quint64 m_windowSize;
     quint64 m_wordsInWindow; // places at which a whole word begins
     qint64 m_position;
     quint64 m_bytesRead;
