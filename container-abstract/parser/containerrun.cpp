@@ -106,11 +106,12 @@ quint64 RunLimits::itemsFor(qint64 fileSize) const
 
 quint64 RunLimits::workFor(qint64 fileSize) const
 {
+    if (maxWork != 0)
+        return maxWork;
     constexpr quint64 most = std::numeric_limits<quint64>::max();
-    const quint64 bytes = quint64(fileSize);
-    if (bytes != 0 && maxWorkFactor > (most - workAllowance) / bytes)
-        return most;
-    return bytes * maxWorkFactor + workAllowance;
+    // A long double holds every number of bytes exactly.
+    const long double bytes = static_cast<long double>(fileSize) * static_cast<long double>(maxWorkFactor);
+    return bytes >= static_cast<long double>(most - workAllowance) ? most : quint64(bytes) + workAllowance;
 }
 
 /// One parser at work on one file: the host's half of the calling order.

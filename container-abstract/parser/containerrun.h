@@ -40,7 +40,8 @@ struct CONTAINERABSTRACT_EXPORT RunLimits
 
     quint64 maxItems = defaultItems; ///< nodes and leaves
     quint64 maxDepth = 1000; ///< nodes that are open at the same time
-    quint64 maxWorkFactor = 64; ///< bytes read: this many times the file size, and workAllowance more
+    double maxWorkFactor = 64; ///< bytes read: this many times the file size, and workAllowance more; not negative
+    quint64 maxWork = 0; ///< bytes read; 0 leaves it to maxWorkFactor
 
     /// Bytes that may be read of every file, however small.
     static constexpr quint64 workAllowance = quint64(64) * 1024 * 1024;

@@ -2,8 +2,11 @@
 
 #include "options.h"
 
+#include <algorithm>
 #include <charconv>
 #include <functional>
+#include <string_view>
+#include <utility>
 
 namespace {
 
@@ -82,6 +85,33 @@ void parseRange(const std::string &option, const std::string &text, quint64 *fir
         *last = parseNumber(option, end, 0, anyNumber);
     if (*first > *last)
         throw CLI::ValidationError(option, "ends before it begins");
+}
+
+/// "0.5", a multiple of a file's size, or "500MB", a number of bytes in one of the units in which sizes are shown.
+void parseWork(const std::string &option, const std::string &text, RunLimits *limits)
+{
+    constexpr std::pair<std::string_view, double> units[] = {
+        {"B", 1.0},      {"kB", 1e3},     {"MB", 1e6},     {"GB", 1e9},     {"TB", 1e12},
+        {"PB", 1e15},    {"EB", 1e18},    {"KiB", 0x1p10}, {"MiB", 0x1p20}, {"GiB", 0x1p30},
+        {"TiB", 0x1p40}, {"PiB", 0x1p50}, {"EiB", 0x1p60}};
+    constexpr double pastAnyNumber = 0x1p64;
+    double number = 0;
+    const auto [rest, error] =
+        std::from_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
+    const std::string_view unit(rest, size_t(text.data() + text.size() - rest));
+    const auto *const known =
+        std::find_if(std::begin(units), std::end(units), [unit](const auto &row) { return row.first == unit; });
+    const double bytes = known == std::end(units) ? 0 : number * known->second;
+    const bool isFactor = unit.empty() && number > 0 && number < pastAnyNumber;
+    if (error != std::errc() || !(isFactor || (bytes >= 1 && bytes < pastAnyNumber))) {
+        throw CLI::ValidationError(option,
+                                   "has to be a multiple of the file's size, such as 64 or 0.5, or a number of bytes "
+                                   "with its unit, such as 4096B, 500MB or 1.5GiB");
+    }
+    if (isFactor)
+        limits->maxWorkFactor = number;
+    else
+        limits->maxWork = quint64(bytes);
 }
 
 } // namespace
@@ -432,8 +462,13 @@ void CommandLine::addLimits(CLI::App &command)
               "Elements and fields per file [one million, or the file's size in bytes if that is more]");
     addNumber(command, "--max-depth", &limits.maxDepth, 1, Options::deepestDepth, "N",
               "Levels of nested elements [80]");
-    addNumber(command, "--max-work", &limits.maxWorkFactor, 1, anyNumber, "FACTOR",
-              "Bytes read per file, as a multiple of its size, in addition to 64 MiB [64]");
+    const auto storeWork = [&limits](const std::string &text) { parseWork("--max-work", text, &limits); };
+    command
+        .add_option_function<std::string>(
+            "--max-work", storeWork,
+            "Bytes read per file: as a multiple of its size, such as 64 or 0.5, in addition to 64 MiB; or a number of "
+            "bytes with its unit, such as 4096B, 500MB or 1.5GiB [64]")
+        ->type_name("FACTOR|SIZE");
 }
 
 void CommandLine::addOutput(CLI::App &command)

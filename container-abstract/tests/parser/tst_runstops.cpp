@@ -22,6 +22,19 @@ private Q_SLOTS:
         QCOMPARE(limits.workFor(0), quint64(67'108'864));
     }
 
+    void workIsAFractionOrANumberOfBytes()
+    {
+        RunLimits limits;
+        limits.maxWorkFactor = 0.5;
+        QCOMPARE(limits.workFor(1001), quint64(500 + 67'108'864));
+        limits.maxWorkFactor = 1e30;
+        QCOMPARE(limits.workFor(1000), std::numeric_limits<quint64>::max());
+        limits.maxWorkFactor = 1;
+        QCOMPARE(limits.workFor(std::numeric_limits<qint64>::max()), quint64(0x8000000003FFFFFF));
+        limits.maxWork = 17;
+        QCOMPARE(limits.workFor(1000), quint64(17));
+    }
+
     void exactlyTheAllowedItemsAreAdded()
     {
         RecordingSink sink;

@@ -12,7 +12,7 @@ class Information(Case):
             (["--help"], ["tree", "plugins", "--plugin-dir DIR", "--version", "QUENLOFAR_PLUGIN_PATH"]),
             (["-h"], ["tree", "plugins"]),
             (["tree", "--help"], ["FILE...", "--format text|json", "--pretty", "--max-items N", "--max-depth N",
-                                  "--max-work FACTOR", "--collapse", "--files-from FILE", "--jobs N"]),
+                                  "--max-work FACTOR|SIZE", "--collapse", "--files-from FILE", "--jobs N"]),
             (["plugins", "--help"], ["quenlofar plugins"]),
             (["--plugin-dir", "/nowhere", "tree", "--help"], ["FILE..."]),
         ]:
@@ -54,7 +54,10 @@ class Usage(Case):
             (["tree", "--max-items", "0x10", sample], "--max-items"),
             (["tree", "--max-items", "18446744073709551616", sample], "--max-items"),
             (["tree", "--max-depth", "1001", sample], "--max-depth: has to be a number from 1 to 1000"),
-            (["tree", "--max-work", "many", sample], "--max-work"),
+            *((["tree", "--max-work", work, sample], "--max-work: has to be a multiple of the file's size, such as 64 or "
+                                                    "0.5, or a number of bytes with its unit")
+              for work in ("many", "", "0", "-1", "0B", "0.5B", "-1MB", "1 MB", "1mb", "MB", "1MBx", "1e3", "inf", "nan",
+                           "0x10", "17EiB", "16EiB", "18446744073709551616", "1,5")),
             (["tree", "-o", "", sample], "--output: has to name a file"),
             (["bytes", sample, "0+1", "--output", ""], "--output: has to name a file"),
         ]:

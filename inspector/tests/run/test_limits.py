@@ -103,6 +103,25 @@ class Limits(Case):
         jsonschema.Draft202012Validator(SCHEMA).validate(document)
         self.assertEnds(run("tree", "--max-work", "8", path), 0)
 
+    def test_work_as_a_fraction_and_in_bytes(self):
+        path = self.path("garbage", film(1))
+        os.truncate(path, 40 * 1024 * 1024)
+        for work, most in [
+            ("0.5", (20 + 64) * 1024 * 1024),
+            (".25", (10 + 64) * 1024 * 1024),
+            ("10000B", 10000),
+            ("64kB", 64000),
+            ("1.5MB", 1500000),
+            ("64KiB", 65536),
+            ("1.25MiB", 1310720),
+        ]:
+            with self.subTest(work=work):
+                result = run("tree", "--format", "json", "--max-work", work, path)
+                self.assertEnds(result, 1, f"more than {most} bytes had to be read; --max-work raises this limit")
+                self.assertEqual(self.document(result)["limit"], "work")
+        for work in ("1GB", "1TiB", "15EiB", "3.9"):
+            self.assertEnds(run("tree", "--max-work", work, path), 0)
+
 
 if __name__ == "__main__":
     unittest.main()
