@@ -65,6 +65,58 @@ ChunkIdTable::ChunkIdTable()
         m_lastPairs[byte] = true; // the fourth byte is zero
         m_lastPairs[byte << 8] = true; // the third one is
     }
+    noteMiddlePairs();
+}
+
+/// Zero bytes, of which files have many, are none of these pairs: a text of no or one character is not known.
+void ChunkIdTable::noteMiddlePairs()
+{
+    const auto note = [this](quint32 first, quint32 last) { m_middlePairs[first >> 8 | (last & 0xFF) << 8] = true; };
+    for (quint32 bytes = 0; bytes < m_decimal.size(); ++bytes) {
+        if (m_hexadecimal[bytes]) {
+            for (const quint32 last : dataPairs)
+                note(bytes, last);
+        }
+        if (m_decimal[bytes]) {
+            note(bytes, indexPair);
+            note(indexPair, bytes);
+        }
+    }
+    for (const ChunkId id : m_rowIds)
+        note(id.word() & 0xFFFF, id.word() >> 16);
+    // Texts of three characters, and of two, which are the first and the last two at once.
+    for (const quint32 last : dataPairs) {
+        m_middlePairs[last] = true;
+        m_middlePairs[last >> 8] = true;
+    }
+    m_middlePairs[indexPair] = true;
+    m_middlePairs[indexPair >> 8] = true;
+}
+
+quint64 ChunkIdTable::findFirst(const char *bytes, quint64 count) const
+{
+    constexpr quint64 step = 8;
+    quint64 at = 0;
+    for (; count - at >= step; at += step) {
+        const char *const words = bytes + at;
+        if (qFromUnaligned<quint64>(words) == 0)
+            continue; // no id begins with a zero byte
+        // Not "||": in arbitrary data each of eight branches would cost more than all the looks into the table.
+        unsigned candidates = 0;
+        for (quint64 i = 0; i < step; ++i)
+            candidates |= unsigned(canBeKnown(words + i));
+        if (candidates == 0)
+            continue;
+        for (quint64 i = 0; i < step; ++i) {
+            if (canBeKnown(words + i) && find(ChunkId::fromBytes(words + i)) != unknown)
+                return at + i;
+        }
+    }
+    for (; at < count; ++at) {
+        if (find(ChunkId::fromBytes(bytes + at)) != unknown)
+            return at;
+    }
+    return count;
 }
 
 int ChunkIdTable::findCandidate(ChunkId id) const

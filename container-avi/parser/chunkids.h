@@ -41,12 +41,19 @@ public:
 
     /// Row of the chunk table, or streamChunk, or unknown.
     int find(ChunkId id) const { return m_lastPairs[id.word() >> 16] ? findCandidate(id) : unknown; }
+    /// False for most words that are unknown, told by two of their bytes alone. `bytes` are the four of the word.
+    bool canBeKnown(const char *bytes) const { return m_middlePairs[qFromLittleEndian<quint16>(bytes + 1)]; }
+    /// The first of `count` places, a byte from one to the next, at which a known id begins; `count` if there is none.
+    /// Three bytes follow the last place.
+    quint64 findFirst(const char *bytes, quint64 count) const;
 
 private:
     ChunkIdTable();
     int findCandidate(ChunkId id) const;
+    void noteMiddlePairs();
 
     std::array<bool, 65536> m_lastPairs{}; // last two bytes, the third one lowest, of an id that can be known
+    std::array<bool, 65536> m_middlePairs{}; // second and third byte, the second one lowest, of such an id
     std::bitset<65536> m_hexadecimal; // two bytes, first one lowest, whose text QString::toInt reads in base 16
     std::bitset<65536> m_decimal; // and in base 10
     ChunkId m_rowIds[rowCount];

@@ -57,12 +57,14 @@ int ContainerAVI::verifyContainerFormat(const QString &path)
     const qint64 size = std::min(fileSize, blockSize);
     const auto block = std::make_unique<char[]>(size_t(size));
     // Kept: what follows the last whole block is not looked at.
-    for (qint64 left = fileSize / size; left > 0; --left) {
+    for (qint64 left = fileSize / size; left > 0;) {
         if (m_file.read(block.get(), size) != size)
             return StatusNotRecognised;
         // Kept: the first RIFF header decides, also when it is of another form and an AVI one would follow.
         if (const char *riff = findRiff(block.get(), size))
             return isFourCC(riff + 8, "AVI ") || isFourCC(riff + 8, "AVIX") ? StatusOk : StatusNotRecognised;
+        --left;
+        left -= m_file.passHole(size, left * size, 1) / size;
     }
     return StatusNotRecognised;
 }

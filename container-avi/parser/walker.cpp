@@ -2,7 +2,7 @@
 #include "filescan.h"
 
 #include <algorithm>
-#include <array>
+#include <limits>
 
 namespace {
 
@@ -18,23 +18,123 @@ const QString sizeName = QStringLiteral("size");
 const QString typeName = QStringLiteral("type");
 const QString valueName = QStringLiteral("value");
 
-/// Blank, digits, letters and "_": what four bytes have to be made of to be an id at all.
-constexpr std::array<quint8, 256> makeIdCharacters()
+/// Blank, digits, letters and "_": what four bytes have to be made of to be an id at all. 1 or 0, by choices instead of
+/// branches, which a compiler turns into operations on many bytes at once.
+constexpr quint8 isIdCharacter(quint8 c)
 {
-    std::array<quint8, 256> valid{};
-    for (unsigned c = 0; c < valid.size(); ++c) {
-        valid[c] = c == ' ' || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || c == '_' || (c >= 'a' && c <= 'z');
-    }
-    return valid;
+    const auto lowerCase = quint8(c | 0x20); // what is no letter does not become one
+    const quint8 digit = quint8(c - '0') < 10 ? 1 : 0;
+    const quint8 letter = quint8(lowerCase - 'a') < 26 ? 1 : 0;
+    const quint8 blank = c == ' ' ? 1 : 0;
+    const quint8 underscore = c == '_' ? 1 : 0;
+    return digit | letter | blank | underscore;
 }
-
-constexpr std::array<quint8, 256> idCharacters = makeIdCharacters();
 
 bool isWellFormed(ChunkId id)
 {
-    // Not "&&": in garbage each of four branches would be a guess.
-    return (idCharacters[id.byte(0)] & idCharacters[id.byte(1)] & idCharacters[id.byte(2)] & idCharacters[id.byte(3)])
+    return (isIdCharacter(quint8(id.byte(0))) & isIdCharacter(quint8(id.byte(1))) & isIdCharacter(quint8(id.byte(2)))
+            & isIdCharacter(quint8(id.byte(3))))
         != 0;
+}
+
+/// Whether `size` makes four well-formed bytes in front of it the id of a chunk.
+bool isSizeOfUnknownChunk(quint32 size, qint64 levelEnd)
+{
+    // Kept: the size is compared with the place where the list ends, not with the room that is left in it. A size
+    // that leads out of the list still has its data searched for known ids.
+    return size != 0 && qint64(size) <= levelEnd;
+}
+
+/// Steps over bytes at which no chunk begins, as far as they and the bytes behind them are at hand.
+class GarbageScan
+{
+public:
+    /// Both outlive the object.
+    GarbageScan(const ChunkIdTable &ids, qint64 levelEnd)
+        : m_ids(ids), m_levelEnd(levelEnd),
+          m_mostSize(quint32(std::clamp<qint64>(levelEnd, 0, std::numeric_limits<quint32>::max())))
+    {
+    }
+
+    /// Looks at `count` places from `bytes` on, behind the last of which 7 bytes follow: how many were passed.
+    quint64 pass(const char *bytes, quint64 count)
+    {
+        quint64 at = 0;
+        for (; count - at >= blockSize; at += blockSize) {
+            const quint64 passed = passBlock(bytes + at);
+            if (passed < blockSize)
+                return at + passed;
+        }
+        return at;
+    }
+    /// How many of the places that were passed hold what could be an id, so that a size was looked at as well.
+    quint64 wellFormed() const { return m_wellFormed; }
+
+private:
+    static constexpr quint64 blockSize = 64;
+    static constexpr quint64 groupSize = 8;
+
+    quint64 passBlock(const char *bytes)
+    {
+        quint8 characters[blockSize + 3];
+        for (quint64 i = 0; i < blockSize + 3; ++i)
+            characters[i] = isIdCharacter(quint8(bytes[i]));
+        quint8 formed[blockSize];
+        quint8 sum = 0; // at most blockSize
+        for (quint64 i = 0; i < blockSize; ++i) {
+            formed[i] = characters[i] & characters[i + 1] & characters[i + 2] & characters[i + 3];
+            sum = quint8(sum + formed[i]);
+        }
+        if (sum == 0)
+            return blockSize;
+        for (quint64 i = 0; i < blockSize; i += groupSize) {
+            if (!canBeginChunk(bytes + i))
+                continue;
+            for (quint64 j = i; j < i + groupSize; ++j) {
+                if (formed[j] != 0 && beginsChunk(bytes + j)) {
+                    m_wellFormed += quint64(std::count(formed, formed + j, 1));
+                    return j;
+                }
+            }
+        }
+        m_wellFormed += sum;
+        return blockSize;
+    }
+    /// False where no chunk begins at any of the places of a group. Without branches, like the id table's search.
+    bool canBeginChunk(const char *bytes) const
+    {
+        unsigned can = 0;
+        for (quint64 i = 0; i < groupSize; ++i) {
+            const quint32 size = qFromLittleEndian<quint32>(bytes + i + sizeof(quint32));
+            can |= unsigned(m_ids.canBeKnown(bytes + i)) | unsigned(size - 1 < m_mostSize);
+        }
+        return can != 0;
+    }
+    bool beginsChunk(const char *bytes) const
+    {
+        return isSizeOfUnknownChunk(qFromLittleEndian<quint32>(bytes + sizeof(quint32)), m_levelEnd)
+            || m_ids.find(ChunkId::fromBytes(bytes)) != ChunkIdTable::unknown;
+    }
+
+    const ChunkIdTable &m_ids;
+    const qint64 m_levelEnd;
+    const quint32 m_mostSize; // of an unknown chunk; the least one is 1
+    quint64 m_wellFormed = 0;
+};
+
+/// Moves `file` on from `position` over bytes of its window at which no chunk begins, and counts what reading them
+/// word by word would: how many bytes it moved.
+quint64 passGarbage(FileScan &file, quint64 position, qint64 levelEnd, const ChunkIdTable &ids)
+{
+    constexpr quint64 bytesLookedAt = 8; // id and size
+    const std::string_view bytes = file.ahead(position);
+    if (bytes.size() < bytesLookedAt || qint64(position) >= levelEnd)
+        return 0;
+    GarbageScan scan(ids, levelEnd);
+    const quint64 places = std::min(quint64(bytes.size()) - (bytesLookedAt - 1), quint64(levelEnd) - position);
+    const quint64 passed = scan.pass(bytes.data(), places);
+    file.accountFor(sizeof(quint32) * (passed + scan.wellFormed()), position + passed);
+    return passed;
 }
 
 /// A list's end on the stack of ends, for as long as one of its children is parsed.
@@ -124,30 +224,29 @@ ContainerAVI::Found ContainerAVI::findChunk(qint64 levelEnd, ChunkStart *chunk)
 ContainerAVI::Found ContainerAVI::findId(qint64 levelEnd, ChunkStart *chunk)
 {
     FileScan file(m_file);
-    for (quint64 position = chunk->position;; file.seek(qint64(++position))) {
+    for (quint64 position = chunk->position;;) {
         chunk->position = position;
         if (qint64(position) >= levelEnd)
             return Found::TailOfList;
         quint32 id = 0;
         if (!file.read(&id))
             return Found::EndOfFile;
-        if (!isWellFormed(ChunkId(id)))
-            continue;
-        chunk->id = ChunkId(id);
-        const int row = m_ids.find(chunk->id);
-        if (row != ChunkIdTable::unknown) {
-            chunk->entry = row == ChunkIdTable::streamChunk ? nullptr : m_elementsByRow[row];
-            return Found::KnownChunk;
+        if (isWellFormed(ChunkId(id))) {
+            chunk->id = ChunkId(id);
+            const int row = m_ids.find(chunk->id);
+            if (row != ChunkIdTable::unknown) {
+                chunk->entry = row == ChunkIdTable::streamChunk ? nullptr : m_elementsByRow[row];
+                return Found::KnownChunk;
+            }
+            if (!file.readAt(position + 4, &chunk->size))
+                return Found::EndOfFile;
+            if (isSizeOfUnknownChunk(chunk->size, levelEnd))
+                return Found::UnknownChunk;
         }
-        quint32 size = 0;
-        if (!file.readAt(position + 4, &size))
-            return Found::EndOfFile;
-        // Kept: the size is compared with the place where the list ends, not with the room that is left in it. A size
-        // that leads out of the list still has its data searched for known ids.
-        if (size != 0 && qint64(size) <= levelEnd) {
-            chunk->size = size;
-            return Found::UnknownChunk;
-        }
+        file.seek(qint64(++position));
+        // What is not at hand, a word that reaches out of the window for one, is read above.
+        position += quint64(file.passHole(levelEnd - qint64(position)));
+        position += passGarbage(file, position, levelEnd, m_ids);
     }
 }
 
@@ -157,15 +256,31 @@ ContainerAVI::Found ContainerAVI::findKnownIdInside(const ChunkStart &chunk, qui
 {
     FileScan file(m_file);
     const ChunkIdTable &ids = m_ids;
-    const quint64 last = chunk.position + chunk.size + 4;
-    for (quint64 at = chunk.position + chunkHeaderSize; at <= last; ++at) {
-        quint32 id = 0;
-        if (!file.readAt(at, &id))
-            return Found::EndOfFile;
-        if (ids.find(ChunkId(id)) != ChunkIdTable::unknown) {
-            *known = at;
+    const quint64 end = chunk.position + chunk.size + 5; // behind the last place where four bytes are data
+    for (quint64 at = chunk.position + chunkHeaderSize; at < end;) {
+        const std::string_view bytes = file.ahead(at);
+        if (bytes.size() < sizeof(quint32)) {
+            quint32 id = 0;
+            if (!file.readAt(at, &id))
+                return Found::EndOfFile;
+            if (ids.find(ChunkId(id)) != ChunkIdTable::unknown) {
+                *known = at;
+                return Found::KnownChunk;
+            }
+            ++at;
+            at += quint64(file.passHole(qint64(end - at)));
+            continue;
+        }
+        const quint64 places = std::min(quint64(bytes.size()) - (sizeof(quint32) - 1), end - at);
+        const quint64 unknown = ids.findFirst(bytes.data(), places);
+        const quint64 looked = std::min(unknown + 1, places);
+        // The file stands behind the last word that was looked at.
+        file.accountFor(sizeof(quint32) * looked, at + looked + 3);
+        if (unknown < places) {
+            *known = at + unknown;
             return Found::KnownChunk;
         }
+        at += places;
     }
     return Found::UnknownChunk;
 }
