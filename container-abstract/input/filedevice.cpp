@@ -204,19 +204,23 @@ bool FileDevice::fillWindow(qint64 wanted)
 
 qint64 FileDevice::fetch(char *data, qint64 size, qint64 wanted)
 {
+    if (m_progress)
+        m_progress->isReading.store(true, std::memory_order_relaxed);
     qint64 count = m_source->readAt(m_position, data, size);
     if (count < 0 && wanted < size) {
         // What was to be read ahead may be damaged where what is wanted is not.
         m_fillSize = 0;
         count = m_source->readAt(m_position, data, wanted);
     }
+    if (m_progress)
+        m_progress->isReading.store(false, std::memory_order_relaxed);
     if (count < 0) {
         rememberReadError(m_position);
         return 0;
     }
     m_bytesFetched += quint64(count);
     if (m_progress)
-        m_progress->store(m_position, std::memory_order_relaxed);
+        m_progress->position.store(m_position, std::memory_order_relaxed);
     return count;
 }
 
@@ -231,7 +235,9 @@ void FileDevice::dropWindow()
 
 bool FileDevice::isStopped()
 {
-    if (m_bytesRead <= m_readLimit && !(m_stop && m_stop->load(std::memory_order_relaxed)))
+    using Clock = std::chrono::steady_clock;
+    const bool isLate = m_deadline != Clock::time_point::max() && Clock::now() >= m_deadline;
+    if (m_bytesRead <= m_readLimit && !(m_stop && m_stop->load(std::memory_order_relaxed)) && !isLate)
         return false;
     m_interrupted = true;
     return true;

@@ -8,9 +8,17 @@
 #include <QString>
 
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <limits>
 #include <memory>
+
+/// Where a walk is, for whoever watches it from another thread.
+struct WalkProgress
+{
+    std::atomic<qint64> position{0}; ///< what was read or found last, in bytes from the start of the file
+    std::atomic<bool> isReading{false}; ///< the walk waits for bytes of the source
+};
 
 /**
  * The input of a parser: positioned reads over a file or over memory, through one read-ahead window.
@@ -90,10 +98,11 @@ public:
     void setReadLimit(quint64 bytes) { m_readLimit = bytes; }
     /// While `*flag` is true, reads that leave the window come back empty. The flag outlives the device's use.
     void setStopFlag(const std::atomic<bool> *flag) { m_stop = flag; }
-    /// From now on `*position` is where the window was filled last, for somebody on another thread. It outlives the
-    /// use.
-    void setProgress(std::atomic<qint64> *position) { m_progress = position; }
-    /// Since the file was opened a read came back empty, or short, because of the limit or the flag.
+    /// From now on reads that leave the window come back empty once this time has come.
+    void setDeadline(std::chrono::steady_clock::time_point deadline) { m_deadline = deadline; }
+    /// From now on `*progress` says where the window was filled last. It outlives the use.
+    void setProgress(WalkProgress *progress) { m_progress = progress; }
+    /// Since the file was opened a read came back empty, or short, because of the limit, the flag or the deadline.
     bool wasInterrupted() const { return m_interrupted; }
 
 private:
@@ -122,7 +131,8 @@ private:
     quint64 m_bytesFetched = 0;
     quint64 m_readLimit = std::numeric_limits<quint64>::max();
     const std::atomic<bool> *m_stop = nullptr;
-    std::atomic<qint64> *m_progress = nullptr;
+    std::chrono::steady_clock::time_point m_deadline = std::chrono::steady_clock::time_point::max();
+    WalkProgress *m_progress = nullptr;
     bool m_interrupted = false;
     bool m_mayBeInHole = false; // the window may lie in a hole: the source was not asked yet
     bool m_trustsHoles = true; // what the source says of holes was true so far

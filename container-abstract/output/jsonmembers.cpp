@@ -21,6 +21,8 @@ QStringView limitName(RunLimit limit)
         return u"depth";
     case RunLimit::Work:
         return u"work";
+    case RunLimit::Time:
+        return u"time";
     case RunLimit::None:
         break;
     }

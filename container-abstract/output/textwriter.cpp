@@ -311,6 +311,7 @@ void TextWriter::Private::printOutcome(const RunResult &result)
         counted(result.limitValue,
                 result.limit == RunLimit::Items       ? "item"
                     : result.limit == RunLimit::Depth ? "nested node"
+                    : result.limit == RunLimit::Time  ? "second"
                                                       : "byte");
         raw(result.limit == RunLimit::Work ? " to be read\n" : "\n");
     }

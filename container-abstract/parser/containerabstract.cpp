@@ -3,6 +3,8 @@
 #include "containerabstract_p.h"
 #include "texts.h"
 
+#include <algorithm>
+
 ContainerAbstract::CommonElement::CommonElement() : type(0) { }
 
 ContainerAbstract::CommonElement::CommonElement(int elementType, const QString &elementName)
@@ -137,10 +139,37 @@ bool ContainerAbstractPrivate::noticeStop(const FileDevice &file, quint64 positi
             stop = Stop::Cancelled;
         else if (file.bytesRead() > workLimit)
             stop = Stop::Work;
+        else if (isLate())
+            stop = Stop::Time;
         else
             stop = reason;
     }
     return stop != Stop::None;
+}
+
+/// How many items are added between two looks at the clock.
+constexpr quint64 itemsBetweenLooks = 16;
+
+quint64 ContainerAbstractPrivate::firstLook() const
+{
+    return deadline == std::chrono::steady_clock::time_point::max() ? itemLimit
+                                                                    : std::min(itemLimit, itemsBetweenLooks);
+}
+
+bool ContainerAbstractPrivate::isLate() const
+{
+    using Clock = std::chrono::steady_clock;
+    return deadline != Clock::time_point::max() && Clock::now() >= deadline;
+}
+
+/// Ends the run if there are as many items as there may be, or if it is late.
+void ContainerAbstractPrivate::look(const FileDevice &file, quint64 offset)
+{
+    if (items >= itemLimit)
+        stopRun(file, offset, Stop::Items);
+    if (isLate())
+        stopRun(file, offset, Stop::Time);
+    nextLook = std::min(itemLimit, items + itemsBetweenLooks);
 }
 
 void ContainerAbstractPrivate::stopRun(const FileDevice &file, quint64 offset, Stop reason)

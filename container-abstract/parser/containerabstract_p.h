@@ -6,6 +6,7 @@
 #include "parserprotocol_p.h"
 
 #include <atomic>
+#include <chrono>
 #include <deque>
 #include <limits>
 
@@ -21,18 +22,20 @@ struct RunStopped
 class CONTAINERABSTRACT_EXPORT ContainerAbstractPrivate
 {
 public:
-    enum class Stop { None, Items, Depth, Work, Cancelled, SinkFailed };
+    enum class Stop { None, Items, Depth, Work, Time, Cancelled, SinkFailed };
 
     static ContainerAbstractPrivate &of(ContainerAbstract &parser) { return *parser.d; }
 
     /// Counts one more node or leaf that starts at `offset`, or ends the run if it has to end here.
     void admitItem(const FileDevice &file, quint64 offset)
     {
-        if (Q_UNLIKELY(items >= itemLimit))
-            stopRun(file, offset, Stop::Items);
+        if (Q_UNLIKELY(items >= nextLook))
+            look(file, offset);
         if (Q_UNLIKELY(mustStop(file)))
             stopRun(file, offset, Stop::None);
         ++items;
+        if (progress)
+            progress->position.store(qint64(offset), std::memory_order_relaxed);
     }
     /// The same for a node, which has to find room among the open ones too.
     void admitNode(const FileDevice &file, quint64 offset)
@@ -42,6 +45,8 @@ public:
         admitItem(file, offset);
         ++openNodes;
     }
+    /// The number of items at which the item limit, or the clock, is looked at for the first time.
+    quint64 firstLook() const;
     /// True when the run has to end: for a reason noted before, for one from outside, or for `reason` if it is one.
     /// The first reason is kept, with `position` as the place.
     bool noticeStop(const FileDevice &file, quint64 position, Stop reason = Stop::None);
@@ -55,15 +60,19 @@ public:
 
     ElementSink *sink = nullptr;
     const std::atomic<bool> *cancel = nullptr;
+    WalkProgress *progress = nullptr;
     SourceOpener opener; // empty: files are opened by their path
     bool recordsStreams = false;
 
     quint64 items = 0;
     quint64 openNodes = 0;
     quint64 itemLimit = std::numeric_limits<quint64>::max();
+    quint64 nextLook = std::numeric_limits<quint64>::max(); // items at which the limit or the clock may end the run
     quint64 depthLimit = std::numeric_limits<quint64>::max();
     quint64 workLimit = std::numeric_limits<quint64>::max(); // bytes that this parser may still read
     quint64 totalWorkLimit = std::numeric_limits<quint64>::max(); // of the whole run
+    quint64 secondsLimit = 0;
+    std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
     Stop stop = Stop::None;
     bool sinkFailed = false; // also where the run was stopped for another reason before
     quint64 stopPosition = 0; // bytes from the start of the file
@@ -79,5 +88,7 @@ private:
         return stop != Stop::None || file.bytesRead() > workLimit
             || (cancel && cancel->load(std::memory_order_relaxed));
     }
+    bool isLate() const;
+    void look(const FileDevice &file, quint64 offset);
     [[noreturn]] void stopRun(const FileDevice &file, quint64 offset, Stop reason);
 };

@@ -5,11 +5,13 @@
 #include "containerabstract_p.h"
 
 #include <algorithm>
+#include <chrono>
 #include <exception>
 #include <new>
 #include <stdexcept>
 
 using Stop = ContainerAbstractPrivate::Stop;
+using Clock = std::chrono::steady_clock;
 
 namespace {
 
@@ -44,6 +46,10 @@ void explainStop(const ContainerAbstractPrivate &host, RunResult *result)
         result->limit = RunLimit::Work;
         result->limitValue = host.totalWorkLimit;
         break;
+    case Stop::Time:
+        result->limit = RunLimit::Time;
+        result->limitValue = host.secondsLimit;
+        break;
     case Stop::Cancelled:
         result->cancelled = true;
         break;
@@ -70,6 +76,15 @@ FileError thrownError(qint64 offset)
     } catch (...) {
         return {FileError::Parser, offset, QStringLiteral("it threw what is no exception")};
     }
+}
+
+/// When a run has to end that begins now.
+Clock::time_point deadlineOf(const RunLimits &limits)
+{
+    constexpr quint64 longest = 1'000'000'000; // as good as never; the clock counts no further than some centuries
+    if (limits.maxSeconds == 0)
+        return Clock::time_point::max();
+    return Clock::now() + std::chrono::seconds(std::min(limits.maxSeconds, longest));
 }
 
 /// Another parser may still take the file: keeps the first failure of one in `*failure`.
@@ -128,11 +143,20 @@ public:
 
     void setOpener(const SourceOpener &opener) { m_host.opener = opener; }
 
-    void setProgress(std::atomic<qint64> *position) { m_file.setProgress(position); }
-
-    void setBounds(const RunLimits &limits, qint64 fileSize, const std::atomic<bool> *cancel)
+    void setProgress(WalkProgress *progress)
     {
+        m_host.progress = progress;
+        m_file.setProgress(progress);
+    }
+
+    void setBounds(const RunLimits &limits, qint64 fileSize, std::chrono::steady_clock::time_point deadline,
+                   const std::atomic<bool> *cancel)
+    {
+        m_host.secondsLimit = limits.maxSeconds;
+        m_host.deadline = deadline;
+        m_file.setDeadline(deadline);
         m_host.itemLimit = limits.itemsFor(fileSize);
+        m_host.nextLook = m_host.firstLook();
         m_host.depthLimit = limits.maxDepth;
         m_host.totalWorkLimit = limits.workFor(fileSize);
         // The parsers that were asked before this one have used up their part.
@@ -295,6 +319,7 @@ std::unique_ptr<ByteSource> ContainerRun::openSource(const QString &path, QStrin
 RunResult ContainerRun::run(const QString &path, const QVector<ParserFactory> &parsers, ElementSink &sink)
 {
     using Verdict = ParserRun::Verdict;
+    const Clock::time_point deadline = deadlineOf(m_limits);
     RunResult result;
     DocumentStart start{path, {}, -1};
     Verdict verdict = Verdict::NotRecognised;
@@ -320,7 +345,7 @@ RunResult ContainerRun::run(const QString &path, const QVector<ParserFactory> &p
         }
         ParserRun step(*parser, path, &result);
         step.setOpener(m_opener);
-        step.setBounds(m_limits, start.fileSize, m_cancel);
+        step.setBounds(m_limits, start.fileSize, deadline, m_cancel);
         step.setProgress(m_progress);
         verdict = step.detect();
         if (verdict == Verdict::Recognised) {

@@ -15,6 +15,7 @@
 class ByteSource;
 class ContainerAbstract;
 class ContainerDescriber;
+struct WalkProgress;
 
 /// How to get a parser of one container format.
 struct ParserFactory
@@ -42,6 +43,7 @@ struct CONTAINERABSTRACT_EXPORT RunLimits
     quint64 maxDepth = 1000; ///< nodes that are open at the same time
     double maxWorkFactor = 64; ///< bytes read: this many times the file size, and workAllowance more; not negative
     quint64 maxWork = 0; ///< bytes read; 0 leaves it to maxWorkFactor
+    quint64 maxSeconds = 0; ///< from the begin of the run, by the clock on the wall; 0: no bound
 
     /// Bytes that may be read of every file, however small.
     static constexpr quint64 workAllowance = quint64(64) * 1024 * 1024;
@@ -77,9 +79,9 @@ public:
     void cancel() noexcept { m_cancel->store(true, std::memory_order_relaxed); }
     /// From now on `flag` is what cancels: several runs that share one are cancelled together. It outlives the runs.
     void shareCancelFlag(std::atomic<bool> &flag) noexcept { m_cancel = &flag; }
-    /// While a file is walked, `*position` follows where it is being read, in bytes from its start; forwards as a rule,
-    /// with jumps. Null (the default) for nobody who looks. It outlives the runs.
-    void setProgress(std::atomic<qint64> *position) noexcept { m_progress = position; }
+    /// While a file is walked, `*progress` follows where it is read and where elements and fields are found; forwards
+    /// as a rule, with jumps. Null (the default) for nobody who looks. It outlives the runs.
+    void setProgress(WalkProgress *progress) noexcept { m_progress = progress; }
 
 private:
     std::unique_ptr<ByteSource> openSource(const QString &path, QString *error) const;
@@ -88,5 +90,5 @@ private:
     SourceOpener m_opener;
     std::atomic<bool> m_ownCancel{false};
     std::atomic<bool> *m_cancel = &m_ownCancel;
-    std::atomic<qint64> *m_progress = nullptr;
+    WalkProgress *m_progress = nullptr;
 };

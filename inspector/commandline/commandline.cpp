@@ -12,6 +12,7 @@ namespace {
 
 constexpr quint64 anyNumber = std::numeric_limits<quint64>::max();
 constexpr quint64 mostJobs = 256;
+constexpr quint64 longestSeconds = 1'000'000'000;
 
 /// A whole decimal number from `least` to `most`, or a usage error.
 quint64 parseNumber(const std::string &option, const std::string &text, quint64 least, quint64 most)
@@ -469,6 +470,8 @@ void CommandLine::addLimits(CLI::App &command)
             "Bytes read per file: as a multiple of its size, such as 64 or 0.5, in addition to 64 MiB; or a number of "
             "bytes with its unit, such as 4096B, 500MB or 1.5GiB [64]")
         ->type_name("FACTOR|SIZE");
+    addNumber(command, "--max-seconds", &limits.maxSeconds, 1, longestSeconds, "N",
+              "Seconds per file, where its parser lets itself be ended [no limit]");
 }
 
 void CommandLine::addOutput(CLI::App &command)

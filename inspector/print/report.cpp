@@ -43,6 +43,11 @@ QString limitReason(const RunResult &result)
     case RunLimit::Work:
         return stopped
             + QStringLiteral("more than %1 bytes had to be read; --max-work raises this limit").arg(result.limitValue);
+    case RunLimit::Time:
+        return stopped
+            + QStringLiteral("it took more than %1 %2; --max-seconds raises this limit")
+                  .arg(result.limitValue)
+                  .arg(result.limitValue == 1 ? QStringLiteral("second") : QStringLiteral("seconds"));
     }
     return {};
 }

@@ -1,5 +1,6 @@
 #include "scriptedrun.h"
 
+#include <QElapsedTimer>
 #include <QTest>
 
 #include <limits>
@@ -202,18 +203,19 @@ private Q_SLOTS:
     void progressFollowsTheReading()
     {
         RecordingSink sink;
-        std::atomic<qint64> position{-1};
+        WalkProgress progress;
         SourceState state;
         state.size = 10'000'000;
         ContainerRun run;
         run.setOpener(faultyOpener(&state));
-        run.setProgress(&position);
+        run.setProgress(&progress);
         QVector<qint64> seen;
         const auto readAt = [&](ScriptedParser &self, qint64 place) {
             char byte = 0;
             self.m_file.seek(place);
             self.m_file.read(&byte, 1);
-            seen.append(position);
+            QVERIFY(!progress.isReading);
+            seen.append(progress.position);
         };
         run.run(clipPath,
                 {scriptedFactory(QStringLiteral("TEST"),
@@ -227,6 +229,94 @@ private Q_SLOTS:
                                  })},
                 sink);
         QCOMPARE(seen, (QVector<qint64>{5, 5, 9'000'000}));
+    }
+
+    void progressFollowsWhatIsFound()
+    {
+        RecordingSink sink;
+        WalkProgress progress;
+        ContainerRun run;
+        run.setOpener(memoryOpener("0123456789"));
+        run.setProgress(&progress);
+        QVector<qint64> seen;
+        run.run(clipPath,
+                {scriptedFactory(QStringLiteral("TEST"),
+                                 [&](ScriptedParser &parser) {
+                                     parser.parse = [&](ScriptedParser &self, quint64 *size) {
+                                         self.beginElement(3, 5, QStringLiteral("node"), -1);
+                                         seen.append(progress.position);
+                                         self.addField(false, 7, 0, 1, QStringLiteral("leaf"), {}, {}, {}, -1);
+                                         seen.append(progress.position);
+                                         self.endElement();
+                                         *size = 10;
+                                         return 0;
+                                     };
+                                 })},
+                sink);
+        QCOMPARE(seen, (QVector<qint64>{3, 7}));
+    }
+
+    void timeEndsARun_data()
+    {
+        QTest::addColumn<QByteArray>("doing");
+        QTest::newRow("that adds and adds") << QByteArray("adding");
+        QTest::newRow("that reads and reads") << QByteArray("reading");
+        QTest::newRow("that looks for its format") << QByteArray("detecting");
+    }
+    void timeEndsARun()
+    {
+        QFETCH(QByteArray, doing);
+        RecordingSink sink;
+        SourceState state;
+        state.size = 10'000'000;
+        RunLimits limits;
+        limits.maxSeconds = 1;
+        limits.maxItems = std::numeric_limits<quint64>::max();
+        limits.maxWorkFactor = std::numeric_limits<quint64>::max();
+        ContainerRun run(limits);
+        run.setOpener(faultyOpener(&state));
+        const auto readOn = [](ScriptedParser &self) {
+            char byte = 0;
+            for (qint64 place = 0;; place = (place + 1'000'000) % 10'000'000) {
+                self.m_file.seek(place);
+                if (self.m_file.read(&byte, 1) != 1)
+                    return;
+            }
+        };
+        QElapsedTimer timer;
+        timer.start();
+        const RunResult result =
+            run.run(clipPath,
+                    {scriptedFactory(QStringLiteral("TEST"),
+                                     [&](ScriptedParser &parser) {
+                                         if (doing == "detecting") {
+                                             parser.verify = [&](ScriptedParser &self, const QString &path) {
+                                                 self.openFile(path);
+                                                 readOn(self);
+                                                 return int(StatusNotRecognised);
+                                             };
+                                         }
+                                         parser.parse = [&](ScriptedParser &self, quint64 *) -> int {
+                                             if (doing == "reading") {
+                                                 readOn(self);
+                                                 return StatusEndOfFile;
+                                             }
+                                             for (;;) {
+                                                 self.beginElement(5, 1, QStringLiteral("node"), -1);
+                                                 self.endElement();
+                                                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                                             }
+                                         };
+                                     })},
+                    sink);
+        QCOMPARE(result.limit, RunLimit::Time);
+        QCOMPARE(result.limitValue, quint64(1));
+        QCOMPARE(result.status, int(StatusOk));
+        QVERIFY(!result.cancelled);
+        QVERIFY(timer.elapsed() >= 1000);
+        QVERIFY(timer.elapsed() < 10000);
+        if (doing == "adding")
+            QCOMPARE(result.stopPosition, quint64(5));
     }
 
     void readsOfACancelledRunSayNothingOfTheFile()
