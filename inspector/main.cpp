@@ -1,4 +1,5 @@
 #include "commands.h"
+#include "crashreport.h"
 #include "exitstatus.h"
 #include "filepath.h"
 #include "interrupt.h"
@@ -90,6 +91,7 @@ int runCommand(const Options &options)
 int main(int argc, char **argv)
 {
     occupyStandardDescriptors();
+    CrashReport::install();
     // Patterns are matched character by character; numbers and messages stay the same in every locale.
     std::setlocale(LC_CTYPE, "C.UTF-8");
     // A reader that has gone, and a file that may not grow any more, show as errors of write().

@@ -153,7 +153,9 @@ std::string programPage(const ProgramDefinition &definition, const PageFrame &fr
 {
     std::string rest = frame.programProse;
     const std::string sections[] = {takeSection(&rest, "ENVIRONMENT"), takeSection(&rest, "FILES"),
-                                    takeSection(&rest, "EXIT STATUS"), takeSection(&rest, "EXAMPLES")};
+                                    takeSection(&rest, "EXIT STATUS"), takeSection(&rest, "EXAMPLES"),
+                                    takeSection(&rest, "DIAGNOSTICS")};
+    const std::string security = takeSection(&rest, "SECURITY CONSIDERATIONS"); // comes last
     std::string page = head(definition.program.name, definition.program.description, frame)
         + ".Nm\n.Op Fl \\-plugin\\-dir Ar DIR\n.Ar COMMAND\n.Op Ar ARGUMENT ...\n"
           ".Nm\n.Ar FILE ...\n.Sh DESCRIPTION\n"
@@ -170,7 +172,7 @@ std::string programPage(const ProgramDefinition &definition, const PageFrame &fr
     page += ".El\n.Pp\nOptions:\n" + optionList(definition.program);
     for (const std::string &section : sections)
         page += section;
-    return page + seeAlso;
+    return page + seeAlso + security;
 }
 
 std::string commandPage(const CommandDefinition &command, const std::string &prose, const PageFrame &frame)

@@ -1,5 +1,6 @@
 #include "batch.h"
 
+#include "crashreport.h"
 #include "elementsink.h"
 #include "exitstatus.h"
 #include "filepath.h"
@@ -12,11 +13,14 @@
 #include "programoutput.h"
 #include "progress.h"
 #include "report.h"
+#include "walkrecord.h"
+#include "watchdog.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <deque>
 #include <exception>
 #include <new>
 #include <optional>
@@ -38,6 +42,12 @@ bool wantsProgress(const Options &options, const ProgramOutput &output)
     return !options.quiet && !output.hasPager() && ::isatty(STDERR_FILENO) == 1;
 }
 
+/// Whether somebody sees what is said while the work goes on.
+bool mayInform(const Options &options, const ProgramOutput &output)
+{
+    return options.progress == When::Always || (!options.quiet && !output.hasPager() && ::isatty(STDERR_FILENO) == 1);
+}
+
 class Batch
 {
 public:
@@ -54,7 +64,7 @@ private:
     void startMeter();
     void workSideBySide(quint64 jobs);
     void work() noexcept;
-    FileReport walk(quint64 ordinal, ContainerRun &run, QIODevice &place);
+    FileReport walk(quint64 ordinal, ContainerRun &run, WalkRecord &record);
     void tell(const FileReport &report) noexcept;
     void tellAsFarAsWanted(const FileReport &report);
     void say(const QString &message);
@@ -64,7 +74,9 @@ private:
     ProgramOutput &m_output;
     const SinkMaker &m_makeSink;
     OrderedOutput m_order;
+    std::deque<WalkRecord> m_records; // of the workers
     std::optional<ProgressMeter> m_meter;
+    std::optional<Watchdog> m_watchdog;
 
     QVector<QString> m_files;
     std::atomic<quint64> m_next{0};
@@ -83,9 +95,14 @@ int Batch::run()
     if (!m_output.spares(m_files))
         return ExitFailure;
     const quint64 jobs = std::clamp<quint64>(quint64(m_files.size()), 1, m_options.jobs);
+    for (quint64 worker = 0; worker < jobs; ++worker)
+        m_records.emplace_back();
     if (wantsProgress(m_options, m_output))
         startMeter();
+    m_watchdog.emplace(m_records, m_options, mayInform(m_options, m_output),
+                       [this](const QString &message) { say(message); });
     workSideBySide(jobs);
+    m_watchdog.reset();
     m_output.setGuard({});
     m_meter.reset();
     const bool sawAll = !InterruptWatch::flag();
@@ -139,7 +156,7 @@ void Batch::startMeter()
     quint64 bytes = 0;
     for (const QString &file : std::as_const(m_files))
         bytes += sizeOfFile(file);
-    m_meter.emplace(m_options.jobs, bytes, quint64(m_files.size()), m_options.output.sizes);
+    m_meter.emplace(m_records, bytes, quint64(m_files.size()), m_options.output.sizes);
     if (m_output.isTerminal()) {
         m_output.setGuard({[this] { m_meter->hide(); }, [this](bool isLineEnded) { m_meter->mayShow(isLineEnded); }});
     }
@@ -150,9 +167,10 @@ void Batch::work() noexcept
 {
     const quint64 worker = m_workers++;
     ContainerRun run(m_options.limits);
+    WalkRecord &record = m_records[worker];
+    const CrashStack stack;
     run.shareCancelFlag(InterruptWatch::flag());
-    if (m_meter)
-        run.setProgress(m_meter->position(worker));
+    run.setProgress(record.progress());
     // Who takes a file also finishes it: those behind it wait for their turn.
     while (!InterruptWatch::flag()) {
         const quint64 ordinal = m_next++;
@@ -160,21 +178,24 @@ void Batch::work() noexcept
             return;
         FileReport report = m_outOfMemory;
         try {
-            report = walk(ordinal, run, *m_order.place(ordinal));
+            report = walk(ordinal, run, record);
         } catch (const std::exception &) {
             // The file has no document, or a whole one; the others go on.
         }
         m_order.finish(ordinal, report);
         if (m_meter)
-            m_meter->fileDone(worker, sizeOfFile(m_files.at(int(ordinal))));
+            m_meter->fileDone(sizeOfFile(m_files.at(int(ordinal))));
     }
 }
 
-FileReport Batch::walk(quint64 ordinal, ContainerRun &run, QIODevice &place)
+FileReport Batch::walk(quint64 ordinal, ContainerRun &run, WalkRecord &record)
 {
+    const std::unique_ptr<QIODevice> place = m_order.place(ordinal);
+    WatchedOutput output(*place, record);
     const QString &file = m_files.at(int(ordinal)); // several threads do this: operator[] could detach
-    const QVector<ParserFactory> parsers = m_plugins.parsersFor(file);
-    const std::unique_ptr<ElementSink> sink = m_makeSink(place, {parsers, ordinal == 0, m_files.size() > 1});
+    const WalkNote note(record, file);
+    const QVector<ParserFactory> parsers = record.noted(m_plugins.parsersFor(file));
+    const std::unique_ptr<ElementSink> sink = m_makeSink(output, {parsers, ordinal == 0, m_files.size() > 1});
     const RunResult result = run.run(file, parsers, *sink);
     // What became of the output is said once, at the end.
     const bool outputFailed = m_output.hasFailed();

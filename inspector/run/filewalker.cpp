@@ -1,21 +1,33 @@
 #include "filewalker.h"
 
+#include "crashreport.h"
 #include "exitstatus.h"
+#include "interrupt.h"
 #include "messages.h"
 #include "options.h"
 #include "pluginloader.h"
 #include "programoutput.h"
 #include "report.h"
+#include "watchdog.h"
+
+#include <unistd.h>
 
 FileWalker::FileWalker(const Options &options, const PluginLoader &plugins)
     : m_options(options), m_plugins(plugins), m_run(options.limits)
 {
+    m_records.emplace_back();
     m_run.shareCancelFlag(InterruptWatch::flag());
+    m_run.setProgress(m_records.front().progress());
 }
 
 RunResult FileWalker::walk(const QString &file, ElementSink &sink)
 {
-    return m_run.run(file, m_plugins.parsersFor(file), sink);
+    WalkRecord &record = m_records.front();
+    const Watchdog watchdog(m_records, m_options,
+                            !m_options.quiet && !m_options.output.pager && ::isatty(STDERR_FILENO) == 1, printMessage);
+    const CrashStack stack;
+    const WalkNote note(record, file);
+    return m_run.run(file, record.noted(m_plugins.parsersFor(file)), sink);
 }
 
 int FileWalker::tell(const FileReport &report) const

@@ -2,8 +2,11 @@
 
 #include "containerrun.h"
 #include "interrupt.h"
+#include "walkrecord.h"
 
 #include <QString>
+
+#include <deque>
 
 class ElementSink;
 class PluginLoader;
@@ -35,4 +38,5 @@ private:
     const Options &m_options;
     const PluginLoader &m_plugins;
     ContainerRun m_run;
+    std::deque<WalkRecord> m_records; // one: files are walked one by one
 };

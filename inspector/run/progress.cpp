@@ -3,6 +3,7 @@
 #include "ecma48.h"
 #include "interrupt.h"
 #include "terminal.h"
+#include "walkrecord.h"
 
 #include <unistd.h>
 
@@ -40,9 +41,9 @@ QString timeText(double seconds)
 
 } // namespace
 
-ProgressMeter::ProgressMeter(quint64 workers, quint64 totalBytes, quint64 files, SizeUnits units)
-    : m_totalBytes(totalBytes), m_files(files), m_units(units == SizeUnits::Bytes ? SizeUnits::Si : units),
-      m_begin(std::chrono::steady_clock::now()), m_positions(workers)
+ProgressMeter::ProgressMeter(const std::deque<WalkRecord> &workers, quint64 totalBytes, quint64 files, SizeUnits units)
+    : m_workers(workers), m_totalBytes(totalBytes), m_files(files),
+      m_units(units == SizeUnits::Bytes ? SizeUnits::Si : units), m_begin(std::chrono::steady_clock::now())
 {
     m_thread = std::thread([this] { work(); });
 }
@@ -58,9 +59,8 @@ ProgressMeter::~ProgressMeter()
     m_thread.join();
 }
 
-void ProgressMeter::fileDone(quint64 worker, quint64 size)
+void ProgressMeter::fileDone(quint64 size)
 {
-    m_positions[worker] = 0;
     m_doneBytes += size;
     ++m_doneFiles;
 }
@@ -109,8 +109,8 @@ void ProgressMeter::erase()
 QString ProgressMeter::line() const
 {
     quint64 bytes = m_doneBytes;
-    for (const std::atomic<qint64> &position : m_positions)
-        bytes += quint64(std::max<qint64>(position, 0));
+    for (const WalkRecord &worker : m_workers)
+        bytes += quint64(std::max<qint64>(worker.place().first, 0));
     bytes = std::min(bytes, m_totalBytes);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_begin).count();
     const double rate = double(bytes) / seconds;

@@ -6,10 +6,12 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <thread>
-#include <vector>
+
+class WalkRecord;
 
 /**
  * Shows on standard error how far the work is, in one line that is written over and leaves no trace. Nothing is shown
@@ -18,17 +20,15 @@
 class ProgressMeter
 {
 public:
-    /// `totalBytes` in `files` files are worked on by `workers` threads.
-    ProgressMeter(quint64 workers, quint64 totalBytes, quint64 files, SizeUnits units);
+    /// `totalBytes` in `files` files are worked on by threads whose records, which outlive the object, are `workers`.
+    ProgressMeter(const std::deque<WalkRecord> &workers, quint64 totalBytes, quint64 files, SizeUnits units);
     /// Takes the line away.
     ~ProgressMeter();
     ProgressMeter(const ProgressMeter &) = delete;
     ProgressMeter &operator=(const ProgressMeter &) = delete;
 
-    /// Where worker `worker` is to note how far it is in its file.
-    std::atomic<qint64> *position(quint64 worker) { return &m_positions[worker]; }
-    /// Worker `worker` has finished a file of `size` bytes.
-    void fileDone(quint64 worker, quint64 size);
+    /// A worker has finished a file of `size` bytes.
+    void fileDone(quint64 size);
 
     /// Takes the line away so that something else can be written where it stands.
     void hide();
@@ -41,11 +41,11 @@ private:
     void erase();
     QString line() const;
 
+    const std::deque<WalkRecord> &m_workers;
     const quint64 m_totalBytes;
     const quint64 m_files;
     const SizeUnits m_units;
     const std::chrono::steady_clock::time_point m_begin;
-    std::vector<std::atomic<qint64>> m_positions;
     std::atomic<quint64> m_doneBytes{0};
     std::atomic<quint64> m_doneFiles{0};
 
