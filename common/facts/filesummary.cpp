@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <exception>
 
 QString leftOutText(const QVector<DescriptionRow> &rows)
 {
@@ -52,43 +51,38 @@ double FileSummary::frameRate(uint videoOrdinal) const
 bool SummarySink::beginDocument(const DocumentStart &start)
 {
     m_summary.start = start;
-    const bool isCounted = took(m_summary.bytes.beginDocument(start), m_summary.bytes);
-    return took(m_describer.beginDocument(start), m_describer) && isCounted;
+    m_summary.bytes.beginDocument(start);
+    return took(m_describer.beginDocument(start));
 }
 
 // Each call goes to those parts alone that make something of it: files hold millions of items.
 
 bool SummarySink::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
 {
-    return took(m_describer.beginElement(offset, size, title, index), m_describer);
+    return took(m_describer.beginElement(offset, size, title, index));
 }
 
 bool SummarySink::addField(const Field &field)
 {
-    const bool isCounted = took(m_summary.bytes.addField(field), m_summary.bytes);
-    return took(m_describer.addField(field), m_describer) && isCounted;
+    m_summary.bytes.addField(field);
+    return took(m_describer.addField(field));
 }
 
 bool SummarySink::endElement()
 {
-    return took(m_describer.endElement(), m_describer);
+    return took(m_describer.endElement());
 }
 
 bool SummarySink::reportFrame(const Frame &frame)
 {
-    try {
-        m_summary.frames.add(frame);
-    } catch (const std::exception &) {
-        m_errorText = QStringLiteral("not enough memory to count the frames");
-        return false;
-    }
-    return took(m_describer.reportFrame(frame), m_describer);
+    m_summary.frames.add(frame);
+    return took(m_describer.reportFrame(frame));
 }
 
 bool SummarySink::endDocument(const RunResult &result)
 {
-    took(m_summary.bytes.endDocument(result), m_summary.bytes);
-    took(m_describer.endDocument(result), m_describer);
+    m_summary.bytes.endDocument(result);
+    took(m_describer.endDocument(result));
     m_summary.rows = m_describer.rows();
     m_summary.streams = streamsOf(m_describer, result);
     m_summary.result = result;
@@ -98,10 +92,10 @@ bool SummarySink::endDocument(const RunResult &result)
     return m_errorText.isNull();
 }
 
-/// Remembers the first trouble of a part.
-bool SummarySink::took(bool isTaken, const ElementSink &part)
+/// Remembers the first trouble of the describer, the only part that may refuse anything.
+bool SummarySink::took(bool isTaken)
 {
     if (Q_UNLIKELY(!isTaken) && m_errorText.isNull())
-        m_errorText = part.errorText();
+        m_errorText = m_describer.errorText();
     return isTaken;
 }

@@ -51,7 +51,7 @@ protected:
     virtual QString print(FileSummary &summary) = 0;
 
 private:
-    bool took(bool isTaken, const ElementSink &part);
+    bool took(bool isTaken);
 
     FileSummary m_summary;
     DescribingSink m_describer;

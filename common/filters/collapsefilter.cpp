@@ -24,10 +24,11 @@ CollapseFilter::CollapseFilter(TreeWriter &next) : TreeFilter(next)
 
 bool CollapseFilter::beginDocument(const DocumentStart &start)
 {
+    const bool isTaken = m_next.beginDocument(start);
     m_levels.clear();
     m_levels.emplace_back(nullptr);
     m_keptBytes = 0;
-    return m_next.beginDocument(start);
+    return isTaken;
 }
 
 bool CollapseFilter::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)

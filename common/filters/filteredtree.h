@@ -6,33 +6,9 @@
 #include <utility>
 #include <vector>
 
-/// Counts the nodes that are open behind it.
-class NodeCounter : public TreeFilter
-{
-public:
-    using TreeFilter::TreeFilter;
-
-    quint64 openNodes() const { return m_openNodes; }
-
-    bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override
-    {
-        ++m_openNodes;
-        return m_next.beginElement(offset, size, title, index);
-    }
-    bool endElement() override
-    {
-        --m_openNodes;
-        return m_next.endElement();
-    }
-
-private:
-    quint64 m_openNodes = 0;
-};
-
 /**
- * A writer with filters in front of it, as one sink. Filters keep things, and may throw std::bad_alloc from every call
- * before they hand that call on; nothing more is then asked of them. The nodes that have reached the writer are ended,
- * and errorText says what happened.
+ * A writer with filters in front of it, as one sink. Filters keep things and may throw from every call, before or after
+ * they hand it on: the document is then ended by the writer alone, which ends the nodes that have reached it.
  */
 class FilteredTree : public ElementSink
 {
@@ -55,10 +31,7 @@ public:
 
 private:
     template <typename Call> bool pass(Call call);
-    bool endWhatIsClosed();
 
     std::vector<std::unique_ptr<TreeWriter>> m_stages; // the writer first
-    NodeCounter *m_counter; // in front of the writer
-    quint64 m_openNodes = 0; // as the walk sees it: those in the writer are the outer ones of them
-    bool m_memoryEnded = false;
+    bool m_isInCall = false; // of a filter's, or one that it threw from
 };

@@ -5,7 +5,7 @@
 #include <QString>
 
 /// What stands between a walk and the writer of a tree: hands everything on as it is. One that keeps things may throw
-/// std::bad_alloc before it hands a call on; see FilteredTree.
+/// std::bad_alloc; it hands beginDocument on before it may, so that there always is a document. See FilteredTree.
 class TreeFilter : public TreeWriter
 {
 public:

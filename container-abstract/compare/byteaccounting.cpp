@@ -1,7 +1,6 @@
 #include "byteaccounting.h"
 
 #include <algorithm>
-#include <exception>
 #include <limits>
 #include <vector>
 
@@ -68,7 +67,7 @@ public:
         decltype(m_positions)().swap(m_positions);
         decltype(m_covers)().swap(m_covers);
     }
-    /// `position` is not before end(). May throw std::bad_alloc; the map is then still well-formed.
+    /// `position` is not before end(). May throw std::bad_alloc.
     void append(quint64 position, Cover cover)
     {
         cover &= m_distinction;
@@ -161,7 +160,7 @@ public:
 
     void add(quint64 begin, quint64 end, Cover kind);
     void mergePending();
-    void fail() noexcept;
+    void drop() noexcept;
 
     // Fewer are not worth a merge.
     static constexpr size_t leastPending = 8192;
@@ -171,7 +170,6 @@ public:
     bool finished = false;
     CoverMap map;
     std::vector<LeafEnd> pending; // of leaves that begin before the end of the map
-    QString errorText;
 };
 
 ByteAccounting::ByteAccounting(Detail detail) : d(new Private(detail)) { }
@@ -180,63 +178,47 @@ ByteAccounting::~ByteAccounting() = default;
 
 bool ByteAccounting::beginDocument(const DocumentStart &start)
 {
-    try {
-        d = std::make_unique<Private>(d->detail);
-    } catch (const std::exception &) {
-        d->fail();
-        return false;
-    }
+    d = std::make_unique<Private>(d->detail);
     d->fileSize = quint64(std::max<qint64>(start.fileSize, 0));
     return true;
 }
 
 bool ByteAccounting::beginElement(quint64, quint64, QStringView, qint64)
 {
-    return d->errorText.isNull();
+    return true;
 }
 
 bool ByteAccounting::addField(const Field &field)
 {
-    if (d->finished || !d->errorText.isNull())
+    if (d->finished)
         return false;
     const quint64 begin = std::min(field.offset, d->fileSize);
     const quint64 end = begin + std::min(field.size, d->fileSize - begin);
     if (begin == end)
         return true;
-    try {
-        const Cover cover = coverOf(field);
-        d->add(begin, end, cover == dataCover && d->detail == Detail::Covered ? interpretedCover : cover);
-    } catch (const std::exception &) {
-        d->fail();
-    }
-    return d->errorText.isNull();
+    const Cover cover = coverOf(field);
+    d->add(begin, end, cover == dataCover && d->detail == Detail::Covered ? interpretedCover : cover);
+    return true;
 }
 
 bool ByteAccounting::endElement()
 {
-    return d->errorText.isNull();
+    return true;
 }
 
 bool ByteAccounting::reportFrame(const Frame &)
 {
-    return d->errorText.isNull();
+    return true;
 }
 
-bool ByteAccounting::endDocument(const RunResult &)
+bool ByteAccounting::endDocument(const RunResult &result)
 {
-    try {
-        if (!d->finished && d->errorText.isNull())
-            d->mergePending();
-    } catch (const std::exception &) {
-        d->fail();
-    }
+    if (result.error.kind == FileError::Memory)
+        d->drop();
+    else if (!d->finished)
+        d->mergePending();
     d->finished = true;
-    return d->errorText.isNull();
-}
-
-QString ByteAccounting::errorText() const
-{
-    return d->errorText;
+    return true;
 }
 
 quint64 ByteAccounting::byteCount(Kind kind) const
@@ -261,7 +243,7 @@ quint64 ByteAccounting::rangeCount(Kind kind) const
 
 bool ByteAccounting::visitRanges(Kind kind, const std::function<bool(const ByteRange &)> &visitor) const
 {
-    if (!d->finished || !d->errorText.isNull())
+    if (!d->finished)
         return true;
     const CoverMap &map = d->map;
     for (size_t i = 0; i < map.size(); ++i) {
@@ -276,16 +258,6 @@ bool ByteAccounting::visitRanges(Kind kind, const std::function<bool(const ByteR
             return false;
     }
     return true;
-}
-
-ByteRanges ByteAccounting::ranges(Kind kind) const
-{
-    ByteRanges ranges;
-    visitRanges(kind, [&ranges](const ByteRange &range) {
-        ranges.add(range);
-        return true;
-    });
-    return ranges;
 }
 
 void ByteAccounting::Private::add(quint64 begin, quint64 end, Cover kind)
@@ -310,9 +282,8 @@ void ByteAccounting::Private::mergePending()
     pending.clear();
 }
 
-void ByteAccounting::Private::fail() noexcept
+void ByteAccounting::Private::drop() noexcept
 {
     map.drop();
     decltype(pending)().swap(pending);
-    errorText = QStringLiteral("not enough memory to account for the bytes");
 }

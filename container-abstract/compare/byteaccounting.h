@@ -1,6 +1,6 @@
 #pragma once
 
-#include "byteranges.h"
+#include "byterange.h"
 #include "containerabstract_export.h"
 #include "elementsink.h"
 
@@ -13,8 +13,8 @@
  *
  * Every byte of the file is of exactly one of the first four kinds, so their counts add up to the file's size; Overlap
  * is counted beside them. Answers are there after endDocument. Takes 9 bytes for each place where the kind changes, up
- * to twice as much again for leaves that come out of order, and a constant. When memory ends, calls return false and no
- * byte is of any kind.
+ * to twice as much again for leaves that come out of order, and a constant. Calls may throw std::bad_alloc; of a walk
+ * for which there was no memory no byte is of any kind.
  */
 class CONTAINERABSTRACT_EXPORT ByteAccounting : public ElementSink
 {
@@ -44,15 +44,12 @@ public:
     bool endElement() override;
     bool reportFrame(const Frame &frame) override;
     bool endDocument(const RunResult &result) override;
-    QString errorText() const override;
 
     quint64 byteCount(Kind kind) const; ///< all bytes of the kind
     quint64 rangeCount(Kind kind) const; ///< as many as visitRanges visits
     /// Calls `visitor` with each range of the kind, merged and ascending, until it returns false; takes no memory.
     /// False when the visitor did.
     bool visitRanges(Kind kind, const std::function<bool(const ByteRange &)> &visitor) const;
-    /// The same ranges as a set; may throw std::bad_alloc.
-    ByteRanges ranges(Kind kind) const;
 
 private:
     class Private;

@@ -48,18 +48,12 @@ void appendNumber(std::u16string *text, quint64 number)
 
 void PathText::push(QStringView name, quint64 number)
 {
-    const size_t end = m_text.size();
-    try {
-        if (!m_ends.empty())
-            m_text += u'/';
-        appendName(&m_text, name);
-        if (number > 0)
-            appendNumber(&m_text, number);
-        m_ends.push_back(m_text.size());
-    } catch (...) {
-        m_text.resize(end);
-        throw;
-    }
+    if (!m_ends.empty())
+        m_text += u'/';
+    appendName(&m_text, name);
+    if (number > 0)
+        appendNumber(&m_text, number);
+    m_ends.push_back(m_text.size());
 }
 
 void PathText::truncate(size_t components) noexcept

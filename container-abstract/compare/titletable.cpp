@@ -36,12 +36,7 @@ quint32 TitleTable::add(quint32 level, QStringView title, size_t hash)
     if (m_entries.size() >= m_buckets.size())
         rehash(m_buckets.empty() ? leastBuckets : 2 * m_buckets.size());
     m_entries.push_back({hash, textBegin(number), level, none});
-    try {
-        m_text.append(title.utf16(), size_t(title.size()));
-    } catch (...) {
-        m_entries.pop_back();
-        throw;
-    }
+    m_text.append(title.utf16(), size_t(title.size()));
     Entry &entry = m_entries.back();
     entry.textEnd = m_text.size();
     entry.next = bucket(hash);

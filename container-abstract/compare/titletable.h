@@ -14,7 +14,8 @@
 class TitleTable
 {
 public:
-    /// The number of `title`, given to it now if it has none. May throw std::bad_alloc; the table is then as it was.
+    /// The number of `title`, given to it now if it has none. May throw std::bad_alloc; the table is then of no use any
+    /// more.
     quint32 intern(quint32 level, QStringView title);
     quint32 size() const { return quint32(m_entries.size()); }
     /// Valid until the next title is added.

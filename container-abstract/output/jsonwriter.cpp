@@ -3,8 +3,6 @@
 #include "framelist.h"
 #include "jsonmembers_p.h"
 
-#include <new>
-
 class JsonWriter::Private
 {
 public:
@@ -13,7 +11,7 @@ public:
     {
     }
 
-    bool works() const { return isOpen && !memoryEnded && !json.failed(); }
+    bool works() const { return isOpen && !json.failed(); }
     void closeNode();
     void printNotes();
     void printVideoStream(const VideoStream &stream);
@@ -26,7 +24,6 @@ public:
     quint64 openNodes = 0;
     quint64 refusedNodes = 0; // begun when nothing could be printed any more: open for the caller alone
     bool isOpen = false;
-    bool memoryEnded = false;
 };
 
 JsonWriter::JsonWriter(QIODevice &output, Layout layout, Frames frames) : d(new Private(output, layout, frames)) { }
@@ -38,7 +35,6 @@ bool JsonWriter::beginDocument(const DocumentStart &start)
     d->json.restart();
     d->frames.clear();
     d->openNodes = d->refusedNodes = 0;
-    d->memoryEnded = false;
     d->isOpen = !d->json.failed();
     if (!d->isOpen)
         return false;
@@ -123,12 +119,8 @@ bool JsonWriter::reportFrame(const Frame &frame)
         return false;
     if (!d->showsFrames)
         return true;
-    try {
-        d->frames.append(frame);
-    } catch (const std::bad_alloc &) {
-        d->memoryEnded = true;
-    }
-    return d->works();
+    d->frames.append(frame);
+    return true;
 }
 
 bool JsonWriter::endDocument(const RunResult &result)
@@ -139,10 +131,7 @@ bool JsonWriter::endDocument(const RunResult &result)
     while (d->openNodes > 0)
         d->closeNode();
     json.endArray();
-    RunResult outcome = result;
-    if (d->memoryEnded && outcome.error.kind == FileError::None)
-        outcome.error = {FileError::Memory, -1, errorText()};
-    printOutcome(json, outcome);
+    printOutcome(json, result);
 
     json.key("videoStreams");
     json.beginArray();
@@ -167,9 +156,7 @@ bool JsonWriter::endDocument(const RunResult &result)
 
 QString JsonWriter::errorText() const
 {
-    if (d->json.failed())
-        return d->json.errorText();
-    return d->memoryEnded ? QStringLiteral("not enough memory to print the document") : QString();
+    return d->json.errorText();
 }
 
 void JsonWriter::setNotes(const ItemNotes &notes)

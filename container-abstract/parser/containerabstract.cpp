@@ -42,8 +42,8 @@ void ContainerAbstract::beginElement(quint64 offset, quint64 size, const QString
         size = right.size;
         index = right.index;
     }
-    if (d->sink && Q_UNLIKELY(!d->sink->beginElement(offset, size, title, index)))
-        d->rememberSinkFailure();
+    if (!d->handOn([&](ElementSink &sink) { return sink.beginElement(offset, size, title, index); }))
+        throw RunStopped();
 }
 
 void ContainerAbstract::endElement() noexcept
@@ -53,8 +53,7 @@ void ContainerAbstract::endElement() noexcept
         return;
     }
     --d->openNodes;
-    if (d->sink && Q_UNLIKELY(!d->sink->endElement()))
-        d->rememberSinkFailure();
+    d->handOn([](ElementSink &sink) { return sink.endElement(); });
 }
 
 void ContainerAbstract::addField(bool flag, quint64 offset, uchar code, quint64 size, const QString &name,
@@ -68,8 +67,8 @@ void ContainerAbstract::addField(bool flag, quint64 offset, uchar code, quint64 
         index = right.index;
     }
     const Field field{flag, code, offset, size, index, name, value, meaning, description};
-    if (d->sink && Q_UNLIKELY(!d->sink->addField(field)))
-        d->rememberSinkFailure();
+    if (!d->handOn([&field](ElementSink &sink) { return sink.addField(field); }))
+        throw RunStopped();
     if (Q_UNLIKELY(!meaning.isEmpty()) && d->recordsStreams && d->announcesVideoStream(field))
         d->addVideoStream(*this);
 }
@@ -109,8 +108,7 @@ int ContainerAbstract::reportFrame(uint streamIndex, quint64 frameNumber)
     // Without a run nobody announces streams.
     if (d->recordsStreams && Q_UNLIKELY(!d->protocol.takesFrame(&frame, d->streams.size(), m_file.pos())))
         return StatusOk;
-    if (d->sink && Q_UNLIKELY(!d->sink->reportFrame(frame)))
-        d->rememberSinkFailure();
+    d->handOn([&frame](ElementSink &sink) { return sink.reportFrame(frame); });
     return StatusOk;
 }
 
@@ -127,6 +125,14 @@ void ContainerAbstractPrivate::addFieldOf(ContainerAbstract &parser, quint64 off
 void ContainerAbstractPrivate::rememberSinkFailure()
 {
     sinkFailed = true;
+    if (stop == Stop::None)
+        stop = Stop::SinkFailed;
+}
+
+void ContainerAbstractPrivate::keepSinkException() noexcept
+{
+    sinkException = std::current_exception();
+    sink = nullptr;
     if (stop == Stop::None)
         stop = Stop::SinkFailed;
 }

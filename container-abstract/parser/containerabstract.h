@@ -82,7 +82,8 @@ protected:
      * Throws the framework's own exception where the host ends the run; the node is then not open.
      */
     void beginElement(quint64 offset, quint64 size, const QString &title, qint64 index);
-    /// Closes the innermost open node. Never throws, so it may be called by the destructor of a scope object.
+    /// Closes the innermost open node. Never throws, so it may be called by the destructor of a scope object: where the
+    /// host ends the run here, the next beginElement or addField says so.
     void endElement() noexcept;
     /**
      * Adds a leaf to the innermost open node, or at the top level when none is open.

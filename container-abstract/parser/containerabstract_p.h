@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <deque>
+#include <exception>
 #include <limits>
 
 /// What the framework throws through a parser to end a run. The reason stands in the parser's private state.
@@ -51,6 +52,22 @@ public:
     /// The first reason is kept, with `position` as the place.
     bool noticeStop(const FileDevice &file, quint64 position, Stop reason = Stop::None);
     void rememberSinkFailure();
+    /// Makes a call of the sink, if there is one, and keeps what it throws for the run: the sink is asked no more.
+    /// False when it threw.
+    template <typename Call> bool handOn(Call call) noexcept
+    {
+        if (!sink)
+            return true;
+        try {
+            if (Q_UNLIKELY(!call(*sink)))
+                rememberSinkFailure();
+            return true;
+        } catch (...) {
+            keepSinkException();
+            return false;
+        }
+    }
+    void keepSinkException() noexcept;
     bool announcesVideoStream(const Field &field) const;
     void addVideoStream(ContainerAbstract &parser);
     /// Drops what came before the walk: nobody was there to take it.
@@ -75,6 +92,7 @@ public:
     std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
     Stop stop = Stop::None;
     bool sinkFailed = false; // also where the run was stopped for another reason before
+    std::exception_ptr sinkException; // what the sink threw
     quint64 stopPosition = 0; // bytes from the start of the file
     ParserProtocol protocol;
 

@@ -3,12 +3,11 @@
 #include "bytesource.h"
 #include "containerabstract.h"
 #include "containerabstract_p.h"
+#include "throwntext_p.h"
 
 #include <algorithm>
 #include <chrono>
 #include <exception>
-#include <new>
-#include <stdexcept>
 
 using Stop = ContainerAbstractPrivate::Stop;
 using Clock = std::chrono::steady_clock;
@@ -59,23 +58,11 @@ void explainStop(const ContainerAbstractPrivate &host, RunResult *result)
     result->stopPosition = host.stopPosition;
 }
 
-/// What the exception that is being handled says. Parsers come from anywhere: theirs need not be one of the library's.
-FileError thrownError(qint64 offset)
+/// What an exception says of the run. Memory runs out wherever it will; anything else is the parser's own.
+FileError errorOf(const std::exception_ptr &exception, qint64 offset)
 {
-    const auto error = [offset](FileError::Kind kind, const std::exception &exception) {
-        return FileError{kind, offset, QString::fromLocal8Bit(exception.what())};
-    };
-    try {
-        throw;
-    } catch (const std::bad_alloc &) {
-        return {FileError::Memory, offset, QStringLiteral("std::bad_alloc")}; // a literal takes none
-    } catch (const std::length_error &exception) {
-        return error(FileError::Memory, exception);
-    } catch (const std::exception &exception) {
-        return error(FileError::Parser, exception);
-    } catch (...) {
-        return {FileError::Parser, offset, QStringLiteral("it threw what is no exception")};
-    }
+    const ThrownText thrown = thrownText(exception);
+    return {thrown.isForMemory ? FileError::Memory : FileError::Parser, offset, thrown.text};
 }
 
 /// When a run has to end that begins now.
@@ -97,6 +84,40 @@ void setAside(FileError *error, FileError *failure)
     *error = {};
 }
 
+/// Memory that runs out in a sink is the run's trouble, anything else the sink's own.
+void tellSinkException(const std::exception_ptr &exception, qint64 offset, RunResult *result)
+{
+    const ThrownText thrown = thrownText(exception);
+    if (!thrown.isForMemory)
+        result->sinkError = thrown.text;
+    else if (result->error.kind != FileError::Memory)
+        result->error = {FileError::Memory, offset, thrown.text};
+}
+
+void beginDocument(ElementSink &sink, const DocumentStart &start, RunResult *result)
+{
+    try {
+        if (!sink.beginDocument(start))
+            result->sinkError = failureOf(sink);
+    } catch (...) {
+        tellSinkException(std::current_exception(), -1, result);
+    }
+}
+
+/// Ends the document of a sink, which may throw twice.
+void endDocument(ElementSink &sink, RunResult *result)
+{
+    for (int tries = 0; tries < 2; ++tries) {
+        try {
+            if (!sink.endDocument(*result))
+                result->sinkError = failureOf(sink);
+            return;
+        } catch (...) {
+            tellSinkException(std::current_exception(), -1, result);
+        }
+    }
+}
+
 /// Null where the plug-in fails to make one; `*error` then says why.
 std::unique_ptr<ContainerAbstract> makeParser(const ParserFactory &factory, FileError *error)
 {
@@ -106,7 +127,7 @@ std::unique_ptr<ContainerAbstract> makeParser(const ParserFactory &factory, File
         *error = {FileError::Parser, -1,
                   QStringLiteral("the plug-in for %1 makes no parser").arg(factory.containerName)};
     } catch (...) {
-        *error = thrownError(-1);
+        *error = errorOf(std::current_exception(), -1);
     }
     return nullptr;
 }
@@ -196,12 +217,13 @@ public:
     void walk(const DocumentStart &start, ElementSink &sink)
     {
         m_host.sink = &sink;
-        if (!sink.beginDocument(start))
-            m_host.rememberSinkFailure();
+        m_host.handOn([&start](ElementSink &first) { return first.beginDocument(start); });
         guard([this] { walkTopLevel(); });
         endNodes();
         if (m_host.sinkFailed)
             m_result.sinkError = failureOf(sink);
+        if (m_host.sinkException)
+            tellSinkException(m_host.sinkException, m_file.pos(), &m_result);
         m_host.sink = nullptr; // a destructor of the parser's comes too late
     }
 
@@ -229,7 +251,7 @@ private:
         } catch (const RunStopped &) {
             // The reason stands in m_host.stop.
         } catch (...) {
-            m_result.error = thrownError(m_file.pos());
+            m_result.error = errorOf(std::current_exception(), m_file.pos());
         }
     }
 
@@ -364,9 +386,8 @@ RunResult ContainerRun::run(const QString &path, const QVector<ParserFactory> &p
         result.status = StatusNotRecognised;
         result.error = failure;
     }
-    const bool begun = verdict == Verdict::Recognised || sink.beginDocument(start);
-    const bool ended = sink.endDocument(result);
-    if (!begun || !ended)
-        result.sinkError = failureOf(sink);
+    if (verdict != Verdict::Recognised)
+        beginDocument(sink, start, &result);
+    endDocument(sink, &result);
     return result;
 }

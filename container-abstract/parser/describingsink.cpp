@@ -2,6 +2,7 @@
 
 #include "containerabstract.h"
 #include "texts.h"
+#include "throwntext_p.h"
 
 #include <algorithm>
 #include <exception>
@@ -64,26 +65,32 @@ DescribingSink::DescribingSink(const QVector<ParserFactory> &parsers) : m_parser
 
 DescribingSink::~DescribingSink() = default;
 
-/// Hands a call on to the describer. Sinks do not throw: one that does has failed, and is asked no more.
+/// Runs a part of the plug-in's. One that throws has failed, and is asked no more; memory that runs out is not its
+/// fault.
+template <typename Part> bool DescribingSink::guarded(Part part)
+{
+    try {
+        return part();
+    } catch (const std::bad_alloc &) {
+        throw;
+    } catch (...) {
+        setFailed(thrownText(std::current_exception()).text);
+        m_describer.reset();
+    }
+    return false;
+}
+
+/// Hands a call on to the describer.
 template <typename Call> bool DescribingSink::pass(Call call)
 {
     if (!m_describer)
         return m_errorText.isNull();
-    try {
+    return guarded([&] {
         if (call(*m_describer))
             return true;
         setFailed(m_describer->errorText());
-    } catch (const std::bad_alloc &) {
-        m_errorText = QStringLiteral("not enough memory to describe the file"); // a literal takes none
-        m_describer.reset();
-    } catch (const std::exception &exception) {
-        setFailed(QString::fromLocal8Bit(exception.what()));
-        m_describer.reset();
-    } catch (...) {
-        setFailed(QStringLiteral("it threw what is no exception"));
-        m_describer.reset();
-    }
-    return false;
+        return false;
+    });
 }
 
 /// The first reason counts.
@@ -105,14 +112,11 @@ bool DescribingSink::beginDocument(const DocumentStart &start)
     const bool hasParser = start.parser >= 0 && start.parser < int(m_parsers.size());
     if (!hasParser || !m_parsers.at(start.parser).createDescriber)
         return true;
-    try {
+    const bool isMade = guarded([&] {
         m_describer = m_parsers.at(start.parser).createDescriber();
-    } catch (const std::bad_alloc &) {
-        m_errorText = QStringLiteral("not enough memory to describe the file");
-    } catch (...) {
-        setFailed(QStringLiteral("it cannot be made"));
-    }
-    return pass([&](ContainerDescriber &describer) { return describer.beginDocument(start); });
+        return true;
+    });
+    return isMade && pass([&](ContainerDescriber &describer) { return describer.beginDocument(start); });
 }
 
 bool DescribingSink::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
@@ -137,6 +141,9 @@ bool DescribingSink::reportFrame(const Frame &frame)
 
 bool DescribingSink::endDocument(const RunResult &result)
 {
+    // Of a walk for which there was no memory a describer may have seen half a call.
+    if (result.error.kind == FileError::Memory)
+        m_describer.reset();
     const bool isTaken = pass([&](ContainerDescriber &describer) {
         const bool isEnded = describer.endDocument(result);
         QVector<DescriptionRow> rows = labelledOnly(ownCopies(describer.rows()));

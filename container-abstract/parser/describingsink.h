@@ -13,7 +13,7 @@
  * parser's plug-in has none it takes every call and has nothing to say.
  *
  * The describer is plug-in code. It goes when the document ends; what it said of it is not bound to the plug-in. One
- * that throws is taken for one that failed.
+ * that throws is taken for one that failed, and one that saw memory run out is not asked what it knows.
  */
 class CONTAINERABSTRACT_EXPORT DescribingSink : public ElementSink
 {
@@ -36,6 +36,7 @@ public:
     QVector<StreamDescription> streams() const;
 
 private:
+    template <typename Part> bool guarded(Part part);
     template <typename Call> bool pass(Call call);
     void setFailed(const QString &reason);
 

@@ -4,7 +4,6 @@
 #include "texts.h"
 
 #include <algorithm>
-#include <exception>
 
 namespace {
 
@@ -18,25 +17,19 @@ ElementTree::~ElementTree() = default;
 
 bool ElementTree::beginDocument(const DocumentStart &start)
 {
-    try {
-        if (d->itemCount > 0 || !d->frames.isEmpty() || d->finished)
-            d = std::make_unique<Private>(d->maxBytes);
-        d->document = {ownCopy(start.file), ownCopy(start.container),  start.fileSize,
-                       start.parser,        ownCopy(start.parserName), ownCopy(start.parserVersion)};
-    } catch (const std::exception &) {
-        d->fail();
-    }
-    return d->errorText.isNull();
+    if (d->itemCount > 0 || !d->frames.isEmpty() || d->finished)
+        d = std::make_unique<Private>(d->maxBytes);
+    d->document = {ownCopy(start.file), ownCopy(start.container),  start.fileSize,
+                   start.parser,        ownCopy(start.parserName), ownCopy(start.parserVersion)};
+    return true;
 }
 
 bool ElementTree::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
 {
-    if (!d->add(ItemKind::Node, {false, 0, offset, size, index, title, {}, {}, {}})) {
-        ++d->refusedNodes;
-        return false;
-    }
-    d->openLastItem();
-    return true;
+    const bool isTaken = d->add(ItemKind::Node, {false, 0, offset, size, index, title, {}, {}, {}});
+    if (isTaken)
+        d->openLastItem();
+    return isTaken;
 }
 
 bool ElementTree::addField(const Field &field)
@@ -46,23 +39,17 @@ bool ElementTree::addField(const Field &field)
 
 bool ElementTree::endElement()
 {
-    if (d->refusedNodes > 0)
-        --d->refusedNodes;
-    else if (d->openNodes > 0)
+    if (d->openNodes > 0)
         d->closeNode();
-    return d->errorText.isNull();
+    return true;
 }
 
 bool ElementTree::reportFrame(const Frame &frame)
 {
-    if (d->finished || !d->errorText.isNull())
+    if (d->finished)
         return false;
-    try {
-        d->frames.append(frame);
-    } catch (const std::exception &) {
-        d->fail();
-    }
-    return d->errorText.isNull();
+    d->frames.append(frame);
+    return true;
 }
 
 bool ElementTree::endDocument(const RunResult &result)
@@ -70,12 +57,7 @@ bool ElementTree::endDocument(const RunResult &result)
     if (!d->finished)
         d->finish();
     d->result = result;
-    return d->errorText.isNull();
-}
-
-QString ElementTree::errorText() const
-{
-    return d->errorText;
+    return true;
 }
 
 const DocumentStart &ElementTree::document() const

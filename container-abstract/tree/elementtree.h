@@ -18,7 +18,8 @@
  * addressed by handles. Parent, row, number of children and n-th child of an item are found in constant time. Needs
  * about 18 bytes per item, texts and child index included, in typical files, and never more than that at a time.
  *
- * When memory or the bound ends, calls return false and drop what they bring; what came before stays readable.
+ * Where memory runs out calls throw std::bad_alloc, at the bound std::length_error; what came before stays, and is
+ * there to be read after endDocument, which takes no memory. A finished tree takes nothing more.
  */
 class CONTAINERABSTRACT_EXPORT ElementTree : public ElementSink
 {
@@ -41,7 +42,6 @@ public:
     bool endElement() override;
     bool reportFrame(const Frame &frame) override;
     bool endDocument(const RunResult &result) override;
-    QString errorText() const override;
 
     const DocumentStart &document() const; ///< what beginDocument brought
     const RunResult &result() const; ///< what endDocument brought

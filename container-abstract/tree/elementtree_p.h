@@ -83,7 +83,6 @@ public:
     void openLastItem() noexcept;
     void closeNode() noexcept;
     void finish() noexcept;
-    void fail();
 
     // Reading.
     ItemRecord record(Item item) const;
@@ -106,10 +105,8 @@ public:
     DocumentStart document;
     RunResult result;
     FrameList frames;
-    QString errorText; // null unless a call failed
     quint64 itemCount = 0;
     quint64 openNodes = 0;
-    quint64 refusedNodes = 0; // begun when nothing could be added any more
     quint32 rootChildren = 0;
     bool finished = false;
 

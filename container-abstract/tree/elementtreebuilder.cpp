@@ -1,7 +1,6 @@
 #include "elementtree_p.h"
 
 #include <algorithm>
-#include <exception>
 #include <limits>
 #include <new>
 
@@ -77,24 +76,19 @@ inline ItemRecord ElementTree::Private::packLeaf(const Field &field, quint32 lab
 /// A node comes as a field that has its title for a name.
 bool ElementTree::Private::add(ItemKind kind, const Field &field)
 {
-    if (Q_UNLIKELY(finished || !errorText.isNull()))
+    if (Q_UNLIKELY(finished))
         return false;
-    try {
-        provideFor(0);
-        quint64 rowMinusIndex = 0;
-        if (field.index != -1)
-            rowMinusIndex = (pending.size() - firstChild) / ItemRecord::wordCount - quint64(field.index);
-        const quint32 label = labels.intern(field, rowMinusIndex);
-        if (Q_UNLIKELY(label == LabelTable::full || field.offset > ItemRecord::maxOffset || field.size > max32))
-            push(makeWide(kind == ItemKind::Node ? ItemKind::WideNode : ItemKind::WideLeaf, field));
-        else if (kind == ItemKind::Node)
-            push(ItemRecord::make(kind, label, field.offset, field.size, 0));
-        else
-            push(packLeaf(field, label));
-    } catch (const std::exception &) {
-        fail();
-        return false;
-    }
+    provideFor(0);
+    quint64 rowMinusIndex = 0;
+    if (field.index != -1)
+        rowMinusIndex = (pending.size() - firstChild) / ItemRecord::wordCount - quint64(field.index);
+    const quint32 label = labels.intern(field, rowMinusIndex);
+    if (Q_UNLIKELY(label == LabelTable::full || field.offset > ItemRecord::maxOffset || field.size > max32))
+        push(makeWide(kind == ItemKind::Node ? ItemKind::WideNode : ItemKind::WideLeaf, field));
+    else if (kind == ItemKind::Node)
+        push(ItemRecord::make(kind, label, field.offset, field.size, 0));
+    else
+        push(packLeaf(field, label));
     ++itemCount;
     return true;
 }
@@ -198,10 +192,4 @@ void ElementTree::Private::finish() noexcept
         closeNode();
     rootChildren = moveChildren(0);
     finished = true;
-}
-
-void ElementTree::Private::fail()
-{
-    errorText = pool.isAtBound() ? QStringLiteral("the element tree is full")
-                                 : QStringLiteral("not enough memory for the element tree");
 }

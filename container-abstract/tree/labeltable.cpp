@@ -67,12 +67,7 @@ quint32 LabelTable::findOrAdd(const Field &field, quint64 rowMinusIndex)
     const quint16 number = quint16(m_labels.size());
     m_labels.push_back({shared(field.name), shared(field.meaning), shared(field.description), field.flag, field.code,
                         field.index != -1, rowMinusIndex});
-    try {
-        m_numbers.emplace(hash, number);
-    } catch (...) {
-        m_labels.pop_back();
-        throw;
-    }
+    m_numbers.emplace(hash, number);
     return number;
 }
 

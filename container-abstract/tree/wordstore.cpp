@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <stdexcept>
 
 #ifdef Q_OS_LINUX
 #include <sys/mman.h>
@@ -31,7 +32,7 @@ void ChunkPool::grow()
     constexpr quint64 chunksOfSmallTree = 128;
 
     if (isAtBound())
-        throw std::bad_alloc();
+        throw std::length_error("the element tree is full");
     const bool isLarge = m_total >= chunksOfSmallTree && m_maxChunks - m_total >= chunksOfSlab;
     // Owned before the list grows: that may find no memory either.
     std::unique_ptr<void, FreeMemory> slab(isLarge ? std::aligned_alloc(hugePage, slabBytes)

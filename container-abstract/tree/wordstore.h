@@ -30,7 +30,7 @@ public:
     /// Large trees take so many at once.
     static constexpr quint64 chunksOfSlab = (quint64(4) << 20) / sizeof(WordChunk);
 
-    /// Makes sure that `count` chunks can be taken; throws std::bad_alloc when memory or the bound ends.
+    /// Makes sure that `count` chunks can be taken; throws std::bad_alloc, at the bound std::length_error.
     void provide(quint64 count);
     quint64 free() const { return m_free; }
     quint64 total() const { return m_total; }

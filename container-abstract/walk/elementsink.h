@@ -45,9 +45,12 @@ struct Field
  * Every text is lent for the call and may live in a plug-in that is unloaded later: a sink that keeps a text copies
  * its characters.
  *
- * A sink returns true when it took the call. False says that it can take no more (disk full, out of memory): the run
- * then ends soon. The call counts all the same, so endElement still comes once for every beginElement, and then
- * endDocument. Sinks do not throw.
+ * A sink returns true when it took the call. False says that it can take no more (the disk is full): the run then ends
+ * soon. The call counts all the same, so endElement still comes once for every beginElement, and then endDocument.
+ *
+ * A sink may throw, as a rule std::bad_alloc; nothing between it and the run catches that. It is then asked for one
+ * thing more: endDocument, which ends the nodes that are open by itself and whose result says what happened. Where
+ * endDocument itself throws, it is called once more.
  */
 class CONTAINERABSTRACT_EXPORT ElementSink
 {

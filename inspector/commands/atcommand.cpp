@@ -21,6 +21,7 @@
 #include "textoutput.h"
 
 #include <algorithm>
+#include <exception>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -236,6 +237,8 @@ public:
     void print(const BytePlace &place) override;
     void end(const RunResult &result) override
     {
+        if (m_isInPlace)
+            endPlace();
         m_json.endArray().outcome(result).endObject();
         m_json.finish();
     }
@@ -244,56 +247,85 @@ protected:
     bool works() const override { return m_json.errorText().isNull(); }
 
 private:
-    void printMembers(Item item, QStringView path, const Neighbours &neighbours);
-    void printBytes(Item leaf);
+    /// What is said of an item. Reading it may throw std::bad_alloc, printing it does not.
+    struct ItemPlace
+    {
+        bool isRoot;
+        QString path;
+        std::vector<PrintableItem> components;
+        std::optional<PrintableItem> previous;
+        std::optional<PrintableItem> next;
+    };
+
+    ItemPlace read(Item item, QStringView path, const Neighbours &neighbours) const;
+    void printMembers(const ItemPlace &item);
+    void endPlace();
 
     JsonPrinter m_json;
+    bool m_isInPlace = false; // among its leaves
 };
 
 void PlaceJson::print(const BytePlace &place)
 {
-    m_json.beginObject().key(u"offset").number(place.offset).key(u"leaves").beginArray();
+    std::optional<ItemPlace> innermost;
+    if (place.leaves.empty())
+        innermost = read(place.innermost, elementPathText(m_tree, place.innermost),
+                         neighboursOf(m_tree, place.innermost, place.offset));
     PathWalk paths(m_tree);
+    m_json.beginObject().key(u"offset").number(place.offset).key(u"leaves").beginArray();
+    m_isInPlace = true;
     for (auto leaf = place.leaves.begin(); leaf != place.leaves.end() && goesOn(); ++leaf) {
+        constexpr quint64 mostBytes = 64;
+        const quint64 size = m_tree.size(*leaf);
+        const ItemPlace item = read(*leaf, paths.pathOf(*leaf), siblingsOf(m_tree, *leaf));
+        const QString bytes = QString::fromLatin1(bytesAt(m_tree.offset(*leaf), std::min(size, mostBytes)).toHex(' '));
         m_json.beginObject();
-        printMembers(*leaf, paths.pathOf(*leaf), siblingsOf(m_tree, *leaf));
-        printBytes(*leaf);
+        printMembers(item);
+        m_json.key(u"bytes").text(bytes);
+        if (size > mostBytes)
+            m_json.key(u"truncated").boolean(true);
         m_json.endObject();
     }
-    m_json.endArray();
-    if (place.leaves.empty()) {
-        m_json.key(u"innermost").beginObject();
-        printMembers(place.innermost, elementPathText(m_tree, place.innermost),
-                     neighboursOf(m_tree, place.innermost, place.offset));
-        m_json.endObject();
+    if (innermost) {
+        m_json.endArray().key(u"innermost").beginObject();
+        printMembers(*innermost);
+        m_json.endObject().endObject();
+        m_isInPlace = false;
+    } else {
+        endPlace();
     }
-    m_json.endObject();
 }
 
-void PlaceJson::printMembers(Item item, QStringView path, const Neighbours &neighbours)
+void PlaceJson::endPlace()
 {
-    if (item != m_tree.root())
-        m_json.key(u"path").text(path);
-    m_json.key(u"components").beginArray();
+    m_json.endArray().endObject();
+    m_isInPlace = false;
+}
+
+PlaceJson::ItemPlace PlaceJson::read(Item item, QStringView path, const Neighbours &neighbours) const
+{
+    ItemPlace place{item == m_tree.root(), path.toString(), {}, {}, {}};
     for (const Item component : chainTo(m_tree, item))
-        PrintableItem(m_tree, component).printTo(m_json);
-    m_json.endArray();
-    if (neighbours.previous) {
-        PrintableItem(m_tree, *neighbours.previous).printTo(m_json.key(u"previous"));
-    }
-    if (neighbours.next) {
-        PrintableItem(m_tree, *neighbours.next).printTo(m_json.key(u"next"));
-    }
+        place.components.emplace_back(m_tree, component);
+    if (neighbours.previous)
+        place.previous.emplace(m_tree, *neighbours.previous);
+    if (neighbours.next)
+        place.next.emplace(m_tree, *neighbours.next);
+    return place;
 }
 
-void PlaceJson::printBytes(Item leaf)
+void PlaceJson::printMembers(const ItemPlace &item)
 {
-    constexpr quint64 mostBytes = 64;
-    const quint64 size = m_tree.size(leaf);
-    const QByteArray bytes = bytesAt(m_tree.offset(leaf), std::min(size, mostBytes));
-    m_json.key(u"bytes").text(QString::fromLatin1(bytes.toHex(' ')));
-    if (size > mostBytes)
-        m_json.key(u"truncated").boolean(true);
+    if (!item.isRoot)
+        m_json.key(u"path").text(item.path);
+    m_json.key(u"components").beginArray();
+    for (const PrintableItem &component : item.components)
+        component.printTo(m_json);
+    m_json.endArray();
+    if (item.previous)
+        item.previous->printTo(m_json.key(u"previous"));
+    if (item.next)
+        item.next->printTo(m_json.key(u"next"));
 }
 
 class AtCommand
@@ -364,8 +396,12 @@ void AtCommand::print(const std::vector<quint64> &offsets, RunResult *result)
     const std::unique_ptr<PlacePrinter> printer = makePrinter();
     printer->begin();
     auto offset = offsets.begin();
-    while (offset != offsets.end() && printer->goesOn())
-        printer->print(findPlace(m_tree, *offset++));
+    try {
+        while (offset != offsets.end() && printer->goesOn())
+            printer->print(findPlace(m_tree, *offset++));
+    } catch (const std::exception &) {
+        result->error = {FileError::Memory, -1, QStringLiteral("not enough memory to show what is there")};
+    }
     if (m_walker.wasInterrupted() && !result->cancelled) {
         result->cancelled = true;
         if (result->limit == RunLimit::None && offset != offsets.begin())

@@ -55,11 +55,8 @@ public:
     }
     bool endDocument(const RunResult &result) override
     {
-        const bool isAccounted = ByteAccounting::endDocument(result);
-        RunResult outcome = result;
-        if (!isAccounted && outcome.error.kind == FileError::None)
-            outcome.error = {FileError::Memory, -1, ByteAccounting::errorText()};
-        return print(m_start, outcome) && isAccounted;
+        ByteAccounting::endDocument(result);
+        return print(m_start, result);
     }
 
 protected:
@@ -74,7 +71,7 @@ class CoverageTable : public CoverageSink
 public:
     CoverageTable(QIODevice &output, const Options &options) : m_output(output), m_style(options.output) { }
 
-    QString errorText() const override { return m_output.works() ? ByteAccounting::errorText() : m_output.errorText(); }
+    QString errorText() const override { return m_output.errorText(); }
 
 protected:
     bool print(const DocumentStart &start, const RunResult &outcome) override
@@ -146,10 +143,7 @@ public:
     {
     }
 
-    QString errorText() const override
-    {
-        return m_json.errorText().isNull() ? ByteAccounting::errorText() : m_json.errorText();
-    }
+    QString errorText() const override { return m_json.errorText(); }
 
 protected:
     bool print(const DocumentStart &start, const RunResult &outcome) override

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "byteranges.h"
+#include "byterange.h"
 
 #include <QByteArray>
 #include <QString>

@@ -20,7 +20,8 @@ QString errorReason(const FileError &error)
     case FileError::Read:
         return QStringLiteral("reading failed at byte %1: %2").arg(error.offset).arg(error.message);
     case FileError::Memory:
-        return QStringLiteral("memory ran out at byte %1: %2").arg(error.offset).arg(error.message);
+        return error.offset < 0 ? QStringLiteral("memory ran out: %1").arg(error.message)
+                                : QStringLiteral("memory ran out at byte %1: %2").arg(error.offset).arg(error.message);
     case FileError::Parser:
         return QStringLiteral("the parser failed: %1").arg(error.message);
     }

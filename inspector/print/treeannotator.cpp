@@ -8,12 +8,13 @@
 
 bool TreeAnnotator::beginDocument(const DocumentStart &start)
 {
+    const bool isTaken = m_next.beginDocument(start);
     m_paths.clear();
     m_file.close();
     m_trouble = QString();
     if (m_choice.bytes && start.fileSize >= 0 && m_file.open(start.file) != StatusOk)
         m_trouble = QStringLiteral("its bytes cannot be read: ") + m_file.errorText();
-    return m_next.beginDocument(start);
+    return isTaken;
 }
 
 bool TreeAnnotator::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)

@@ -155,7 +155,6 @@ private Q_SLOTS:
     void manySiblings_data();
     void manySiblings();
     void deepNodes();
-    void theEndOfMemory();
 };
 
 void TestElementPath::pathsAndTheirText_data()
@@ -515,43 +514,6 @@ void TestElementPath::deepNodes()
         tracker.leave();
     tracker.leaf(u"l");
     QCOMPARE(tracker.path().toString(), QStringLiteral("l[1]/l[2]"));
-}
-
-void TestElementPath::theEndOfMemory()
-{
-    // However many allocations succeed: an item that was refused is not counted, the others are.
-    for (int allocations = 0; allocations < 40; ++allocations) {
-        ElementPathTracker tracker;
-        int entered = 0;
-        int leaves = 0;
-        allocationsLeft = allocations;
-        try {
-            for (; entered < 100; ++entered)
-                tracker.enter(u"a title that is longer than what a string keeps inside");
-        } catch (const std::bad_alloc &) {
-        }
-        try {
-            for (; leaves < 100; ++leaves) {
-                const QString name = QString::number(leaves);
-                tracker.leaf(name);
-            }
-        } catch (const std::bad_alloc &) {
-        }
-        try {
-            tracker.path();
-        } catch (const std::bad_alloc &) {
-        }
-        allocationsLeft = -1;
-        tracker.leaf(u"0");
-        const QString last = leaves == 0 ? QStringLiteral("0") : QStringLiteral("0[1]");
-        QVERIFY(tracker.path().endsWith(last));
-        QCOMPARE(int(tracker.path().toString().count(QLatin1Char('/'))), entered);
-        for (int i = 1; i < entered; ++i)
-            tracker.leave();
-        tracker.leaf(u"b");
-        QVERIFY(tracker.path().endsWith(u"b"));
-        QCOMPARE(int(tracker.path().toString().count(QLatin1Char('/'))), std::min(entered, 1));
-    }
 }
 
 QTEST_APPLESS_MAIN(TestElementPath)

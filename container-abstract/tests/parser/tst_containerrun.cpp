@@ -356,7 +356,7 @@ private Q_SLOTS:
         using Self = ScriptedParser &;
         row("an exception", FileError::Parser, "boom",
             [](Self, quint64 *) -> int { throw std::runtime_error("boom"); });
-        row("something that is no exception", FileError::Parser, "it threw what is no exception",
+        row("something that is no exception", FileError::Parser, "it threw something other than std::exception",
             [](Self, quint64 *) -> int { throw 42; });
         row("a length that nothing can have", FileError::Memory, "too long",
             [](Self, quint64 *) -> int { throw std::length_error("too long"); });

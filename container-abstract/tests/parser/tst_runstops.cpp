@@ -4,6 +4,8 @@
 #include <QTest>
 
 #include <limits>
+#include <new>
+#include <stdexcept>
 #include <thread>
 
 /// What ends a run before the file does: limits, the user, a sink that fails.
@@ -436,6 +438,121 @@ private Q_SLOTS:
         QCOMPARE(result.status, verdict);
         QCOMPARE(sink.calls, 0);
         verifyBalanced(sink);
+    }
+
+    void aSinkThatThrowsIsAskedForTheEndAlone_data()
+    {
+        QTest::addColumn<int>("throwAt");
+        QTest::addColumn<bool>("isMemory");
+        QTest::addColumn<int>("calls"); // of the parts of two elements: begin, field, frame, end
+        for (const bool isMemory : {true, false}) {
+            const char *const what = isMemory ? "memory" : "something else";
+            QTest::addRow("%s, at beginDocument", what) << 0 << isMemory << 0;
+            QTest::addRow("%s, at a node", what) << 1 << isMemory << 1;
+            QTest::addRow("%s, at a leaf", what) << 2 << isMemory << 2;
+            QTest::addRow("%s, at a frame", what) << 3 << isMemory << 3;
+            QTest::addRow("%s, at the end of a node", what) << 4 << isMemory << 4;
+            QTest::addRow("%s, at the last end", what) << 8 << isMemory << 8;
+            QTest::addRow("%s, at endDocument", what) << 9 << isMemory << 8;
+            QTest::addRow("%s, never", what) << -1 << isMemory << 8;
+        }
+    }
+    void aSinkThatThrowsIsAskedForTheEndAlone()
+    {
+        QFETCH(int, throwAt);
+        QFETCH(bool, isMemory);
+        QFETCH(int, calls);
+
+        class Thrower : public RecordingSink
+        {
+        public:
+            Thrower(int throwAt, bool isMemory) : m_throwAt(throwAt), m_isMemory(isMemory) { }
+            int ends = 0;
+
+            bool beginDocument(const DocumentStart &start) override
+            {
+                RecordingSink::beginDocument(start);
+                return throwsAt(0);
+            }
+            bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override
+            {
+                RecordingSink::beginElement(offset, size, title, index);
+                return throwsAt(calls);
+            }
+            bool addField(const Field &field) override
+            {
+                RecordingSink::addField(field);
+                return throwsAt(calls);
+            }
+            bool endElement() override
+            {
+                RecordingSink::endElement();
+                return throwsAt(calls);
+            }
+            bool reportFrame(const Frame &frame) override
+            {
+                RecordingSink::reportFrame(frame);
+                return throwsAt(calls);
+            }
+            bool endDocument(const RunResult &outcome) override
+            {
+                RecordingSink::endDocument(outcome);
+                return ++ends > 1 || throwsAt(9);
+            }
+
+        private:
+            bool throwsAt(int call) const
+            {
+                if (call == m_throwAt && m_isMemory)
+                    throw std::bad_alloc();
+                if (call == m_throwAt)
+                    throw std::runtime_error("boom");
+                return true;
+            }
+
+            const int m_throwAt;
+            const bool m_isMemory;
+        } sink(throwAt, isMemory);
+
+        const RunResult result = runOver(
+            "01",
+            [](ScriptedParser &parser) {
+                parser.parse = [](ScriptedParser &self, quint64 *size) {
+                    self.beginElement(self.m_position, 1, QStringLiteral("node"), -1);
+                    self.addLeaf(self.m_position, 1, QStringLiteral("fccType"), {}, QStringLiteral("Video"));
+                    self.reportFrame(0, self.m_position);
+                    self.endElement();
+                    *size = 1;
+                    return 0;
+                };
+            },
+            sink);
+        QCOMPARE(sink.calls, calls);
+        QCOMPARE(sink.ends, throwAt == 9 ? 2 : 1);
+        QCOMPARE(result.isClean(), throwAt == -1);
+        if (throwAt == -1)
+            return;
+        QCOMPARE(result.error.kind, isMemory ? FileError::Memory : FileError::None);
+        QCOMPARE(result.error.message, isMemory ? QStringLiteral("not enough memory") : QString());
+        QCOMPARE(result.sinkError, isMemory ? QString() : QStringLiteral("boom"));
+        QCOMPARE(sink.result.error.kind, result.error.kind);
+    }
+
+    void aSinkThatThrowsAtTheEndOfAnUnknownFileIsTold()
+    {
+        class Thrower : public RecordingSink
+        {
+        public:
+            bool endDocument(const RunResult &) override { throw std::bad_alloc(); }
+        } sink;
+        const RunResult result = runOver(
+            "01",
+            [](ScriptedParser &parser) {
+                parser.verify = [](ScriptedParser &, const QString &) { return int(StatusNotRecognised); };
+            },
+            sink);
+        QCOMPARE(result.status, int(StatusNotRecognised));
+        QCOMPARE(result.error.kind, FileError::Memory);
     }
 
     void aSinkThatFailsAtAFrameEndsTheRun()

@@ -82,6 +82,19 @@ class Limits(Case):
                 self.assertEqual(result.stdout.count(b'"node":'), levels)
                 self.assertNotIn(b'"limit"', result.stdout)
 
+    def test_the_deepest_level_on_every_thread(self):
+        """Ordinary stacks hold what may be asked for: that of the main thread, and those of others."""
+        path = self.path("deep", nested(1000))
+        many = [path] * 4
+        for arguments in (["tree", "--paths", "--collapse", "--only", "id", "-j", "4", *many],
+                          ["tree", "--format", "json", "-j", "4", *many], ["summary", "-j", "4", *many],
+                          ["streams", "-j", "4", *many], ["coverage", path], ["at", path, "11999"],
+                          ["diff", path, path]):
+            with self.subTest(arguments=arguments[:-1]):
+                result = run(*arguments, "--max-depth", "1000")
+                self.assertIn(result.returncode, (0, 1), result.stderr)
+                self.assertNotIn(b"nested", result.stderr)
+
     def test_jq_reads_what_is_printed_without_options(self):
         path = self.path("deep", nested(200))
         for arguments in (["tree", path], ["tree", "--pretty", path]):

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QtGlobal>
+
+/// Bytes that lie side by side.
+struct ByteRange
+{
+    quint64 offset = 0; ///< first byte, from the start of the file
+    quint64 size = 0; ///< bytes
+
+    /// The first byte behind it.
+    quint64 end() const { return offset + size; }
+    /// The same bytes.
+    bool operator==(const ByteRange &other) const { return offset == other.offset && size == other.size; }
+    /// Other bytes.
+    bool operator!=(const ByteRange &other) const { return !(*this == other); }
+};
