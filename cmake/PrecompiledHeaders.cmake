@@ -15,7 +15,8 @@ function(quenlofar_precompile_test target)
         # A program as the tests are: the compiler takes a file of compiled headers only with the flags it was made with.
         file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/testprecompiled.cpp CONTENT "int main() { return 0; }\n")
         add_executable(${model} ${CMAKE_BINARY_DIR}/testprecompiled.cpp)
-        set_target_properties(${model} PROPERTIES EXCLUDE_FROM_ALL ON)
+        set_target_properties(${model} PROPERTIES
+            EXCLUDE_FROM_ALL ON RUNTIME_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
         target_link_libraries(${model} PRIVATE ${QT}::Test project_warnings)
         target_precompile_headers(${model} PRIVATE
             <QBuffer> <QByteArray> <QString> <QStringList> <QVector> <QtTest> <algorithm> <functional> <limits> <memory>

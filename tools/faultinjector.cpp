@@ -9,6 +9,7 @@
 //   QUENLOFAR_FAULT_REPORT=FILE   gets a line "CALL COUNT" for each kind at the end
 //   QUENLOFAR_FAIL_READ_AT=N      from this byte on files fail to be read with EIO, as a damaged disk does
 //   QUENLOFAR_SLOW_READ=N         each read takes N milliseconds, as over a network
+//                                 (both spare files named *.so)
 //
 // Calls count from main() on, in all threads. What the program starts in its turn is left alone.
 #include <dlfcn.h>
@@ -111,9 +112,21 @@ template <typename Done> void *orNoMemory(Done done)
     return nullptr;
 }
 
+/// What is loaded as code lies on a disk that is well.
+bool isLibrary(int descriptor)
+{
+    char link[32];
+    char path[4096];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
+    const ssize_t length = ::readlink(link, path, sizeof path);
+    return length > 3 && std::memcmp(path + length - 3, ".so", 3) == 0;
+}
+
 ssize_t readAt(const char *name, int descriptor, void *data, size_t size, off_t offset)
 {
     const auto next = real<ssize_t (*)(int, void *, size_t, off_t)>(name);
+    if ((slowRead > 0 || failReadAt >= 0) && isLibrary(descriptor))
+        return next(descriptor, data, size, offset);
     if (slowRead > 0) {
         timespec pause{slowRead / 1000, slowRead % 1000 * 1'000'000};
         while (nanosleep(&pause, &pause) != 0) { } // a signal makes no network faster

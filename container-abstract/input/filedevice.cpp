@@ -104,7 +104,7 @@ qint64 FileDevice::passHole(qint64 step, qint64 most, quint64 readsPerByte)
     m_position += distance;
     m_bytesRead += quint64(distance) * readsPerByte;
     if (m_progress)
-        m_progress->store(m_position, std::memory_order_relaxed);
+        m_progress->position.store(m_position, std::memory_order_relaxed);
     return distance;
 }
 

@@ -302,33 +302,41 @@ void TextWriter::Private::printOutcome(const RunResult &result)
         raw("status ").number(StatusOk).raw(": ").text(statusText(StatusOk)).raw("\n");
         return;
     }
-    colour(troubleColour);
+    // Each line by itself: a line that is filtered out of the text takes its colour along.
+    const auto begin = [this]() -> Private & { return colour(troubleColour); };
+    const auto end = [this] { colour(plain).raw("\n"); };
     if (result.status != StatusOk) {
-        raw("status ").signedNumber(result.status).raw(": ").text(statusText(result.status)).raw("\n");
+        begin().raw("status ").signedNumber(result.status).raw(": ").text(statusText(result.status));
+        end();
     }
     if (result.limit != RunLimit::None) {
-        raw("stopped at byte ").number(result.stopPosition).raw(" by the limit of ");
+        begin().raw("stopped at byte ").number(result.stopPosition).raw(" by the limit of ");
         counted(result.limitValue,
                 result.limit == RunLimit::Items       ? "item"
                     : result.limit == RunLimit::Depth ? "nested node"
                     : result.limit == RunLimit::Time  ? "second"
                                                       : "byte");
-        raw(result.limit == RunLimit::Work ? " to be read\n" : "\n");
+        raw(result.limit == RunLimit::Work ? " to be read" : "");
+        end();
     }
-    if (result.cancelled)
-        raw("cancelled at byte ").number(result.stopPosition).raw("\n");
+    if (result.cancelled) {
+        begin().raw("cancelled at byte ").number(result.stopPosition);
+        end();
+    }
     if (result.error.kind != FileError::None) {
-        raw(result.error.kind == FileError::Open         ? "opening failed"
-                : result.error.kind == FileError::Read   ? "reading failed"
-                : result.error.kind == FileError::Memory ? "memory ran out"
-                                                         : "the parser failed");
+        begin().raw(result.error.kind == FileError::Open         ? "opening failed"
+                        : result.error.kind == FileError::Read   ? "reading failed"
+                        : result.error.kind == FileError::Memory ? "memory ran out"
+                                                                 : "the parser failed");
         if (result.error.offset >= 0)
             raw(" at byte ").number(quint64(result.error.offset));
-        raw(": ").text(result.error.message).raw("\n");
+        raw(": ").text(result.error.message);
+        end();
     }
-    if (!result.sinkError.isNull())
-        raw("not printed to its end: ").text(result.sinkError).raw("\n");
-    colour(plain);
+    if (!result.sinkError.isNull()) {
+        begin().raw("not printed to its end: ").text(result.sinkError);
+        end();
+    }
 }
 
 TextWriter::Private &TextWriter::Private::quotedIfBlank(QStringView whole)

@@ -35,6 +35,7 @@ public:
     bool beginDocument(const DocumentStart &start) override
     {
         document = start;
+        m_depth = 0; // a document that failed may have left nodes open
         ++documentsBegun;
         return true;
     }

@@ -136,6 +136,14 @@ class Case(unittest.TestCase):
         self.directory = pathlib.Path(tempfile.mkdtemp(prefix="quenlofar-test-"))
         self.addCleanup(shutil.rmtree, self.directory, ignore_errors=True)
 
+    def endless(self, name="endless"):
+        """A film of hours of work: its size allows as many items as a count in it asks for, far behind its few bytes."""
+        properties = struct.pack("<9I", *[0] * 8, 0xFFFFFFFF)
+        header = riff_list(b"hdrl", riff_list(b"strl", chunk(b"vprp", properties)))
+        path = self.path(name, riff_list(b"AVI ", header + riff_list(b"movi", chunk(b"00dc", b"frame")), b"RIFF"))
+        os.truncate(path, 1 << 40)
+        return path
+
     def path(self, name, data=None):
         """The path of `name`, as bytes; with `data`, a new file."""
         result = os.path.join(os.fsencode(self.directory), os.fsencode(name))

@@ -274,7 +274,7 @@ private Q_SLOTS:
         RunLimits limits;
         limits.maxSeconds = 1;
         limits.maxItems = std::numeric_limits<quint64>::max();
-        limits.maxWorkFactor = std::numeric_limits<quint64>::max();
+        limits.maxWorkFactor = std::numeric_limits<double>::max();
         ContainerRun run(limits);
         run.setOpener(faultyOpener(&state));
         const auto readOn = [](ScriptedParser &self) {

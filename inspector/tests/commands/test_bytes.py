@@ -162,8 +162,7 @@ class Bytes(Case):
                                 "0000003e   3e 3f                                            |>?|\n")
 
     def test_interrupt(self):
-        path = self.path("film", film(1))
-        os.truncate(path, 1 << 40)
+        path = self.endless()
         process = subprocess.Popen([PROGRAM, "bytes", path, "nothing"], env=environment(), stdout=subprocess.PIPE,
                                    stderr=subprocess.PIPE, preexec_fn=default_interrupt)
         try:

@@ -22,7 +22,7 @@ class Plugins(Case):
         shutil.copy(PROGRAM, self.program)
         for library in PREFIX.rglob(FRAMEWORK):
             moved = self.directory / "moved" / library.relative_to(PREFIX)
-            moved.parent.mkdir(exist_ok=True)
+            moved.parent.mkdir(parents=True, exist_ok=True)
             moved.symlink_to(library)
 
     def place(self, name, plugin=PLUGIN, file_name=PLUGIN.name):

@@ -164,15 +164,9 @@ class Collapse(Case):
 
 
 class Progress(Case):
-    def slow(self, size=1 << 40):
-        """A file that takes `size` bytes of work."""
-        path = self.path("slow", film(1))
-        os.truncate(path, size)
-        return path
-
     def watch(self, *arguments, patience=1.2, **streams):
         """What a terminal gets of long work until it shows progress, at most for so many seconds, and behind that."""
-        terminal = Terminal("streams", *arguments, self.slow(), **streams)
+        terminal = Terminal("streams", *arguments, self.endless(), **streams)
         begun = b""
         deadline = time.monotonic() + patience
         while not PROGRESS.search(begun) and time.monotonic() < deadline:
@@ -227,7 +221,7 @@ class Progress(Case):
         self.assertEqual((output, status), (run("streams", self.sample()).stdout, 0))
 
     def test_wanted_without_a_terminal(self):
-        process = subprocess.Popen([PROGRAM, "streams", "--progress", self.slow(), self.sample()], env=environment(),
+        process = subprocess.Popen([PROGRAM, "streams", "--progress", self.endless(), self.sample()], env=environment(),
                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE, preexec_fn=default_interrupt)
         errors = b""
         while not PROGRESS.search(errors):
@@ -239,7 +233,7 @@ class Progress(Case):
     def test_stands_between_no_lines(self):
         # Output, messages and progress meet on one terminal: all lines of the first two are whole.
         missing = self.path("missing")
-        terminal = Terminal("tree", "--no-collapse", "--color", "never", self.path("a", film(3)), missing, self.slow(),
+        terminal = Terminal("tree", "--no-collapse", "--color", "never", self.path("a", film(3)), missing, self.endless(),
                             columns=500)
         begun = terminal.read(until=PROGRESS)
         terminal.process.send_signal(signal.SIGINT)
@@ -303,9 +297,7 @@ class Pager(Case):
         self.assertIn(b"quenlofar: the pager cannot be run", output)
 
     def test_has_the_terminal_for_itself(self):
-        path = self.path("slow", film(1))
-        os.truncate(path, 1 << 40)
-        terminal = Terminal("tree", "--pager", path, env={"PAGER": self.script.decode()})
+        terminal = Terminal("tree", "--only", "none", "--pager", self.endless(), env={"PAGER": self.script.decode()})
         time.sleep(1.2)
         terminal.process.send_signal(signal.SIGINT)
         output, status = terminal.finish()

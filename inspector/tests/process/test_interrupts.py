@@ -47,12 +47,6 @@ class Interrupts(Case):
             time.sleep(0.01)
         return process
 
-    def zeros(self):
-        """A file of hours of work."""
-        path = self.path("zeros", film(1))
-        os.truncate(path, 1 << 40)
-        return path
-
     def seconds_to_end(self, process, number):
         begin = time.monotonic()
         process.send_signal(number)
@@ -73,10 +67,10 @@ class Interrupts(Case):
 
     def test_output_file_goes(self):
         target = self.path("out", b"old")
-        film_path = self.zeros()
+        film_path = self.endless()
         for number in [*IN_GOOD_ORDER, signal.SIGQUIT]:
             with self.subTest(number=number):
-                process = self.start("tree", film_path, "-o", target, stdout=subprocess.DEVNULL)
+                process = self.start("tree", "--only", "none", film_path, "-o", target, stdout=subprocess.DEVNULL)
                 deadline = time.monotonic() + 60
                 while len(os.listdir(self.directory)) < 3 and time.monotonic() < deadline:
                     time.sleep(0.01)
@@ -86,19 +80,19 @@ class Interrupts(Case):
                                  -signal.SIGQUIT if number == signal.SIGQUIT else 128 + number)
                 with open(target, "rb") as file:
                     self.assertEqual(file.read(), b"old")
-                self.assertEqual(sorted(os.listdir(self.directory)), ["out", "zeros"])
+                self.assertEqual(sorted(os.listdir(self.directory)), ["endless", "out"])
 
     def test_handlers_come_before_the_file(self):
         # From the first moment on in which there is a file a signal removes it.
-        film_path = self.zeros()
+        film_path = self.endless()
         for _ in range(10):
-            process = subprocess.Popen([PROGRAM, "tree", film_path, "-o", self.path("out")], env=environment(),
+            process = subprocess.Popen([PROGRAM, "tree", "--only", "none", film_path, "-o", self.path("out")], env=environment(),
                                        preexec_fn=default_signals, stderr=subprocess.DEVNULL)
             while process.poll() is None and len(os.listdir(self.directory)) < 2:
                 pass
             process.send_signal(signal.SIGTERM)
             self.assertEqual(process.wait(60), 143)
-            self.assertEqual(os.listdir(self.directory), ["zeros"])
+            self.assertEqual(os.listdir(self.directory), ["endless"])
 
     def test_quit_in_front_of_a_list(self):
         target = self.path("out", b"old")
@@ -138,8 +132,8 @@ class Interrupts(Case):
 
     def test_under_timeout(self):
         # It sends the signal to the program, and then to the group, of which the program is a member.
-        zeros = self.zeros()
-        result = subprocess.run(["timeout", "--preserve-status", "1", PROGRAM, "tree", "--format", "json", zeros],
+        film_path = self.endless()
+        result = subprocess.run(["timeout", "--preserve-status", "1", PROGRAM, "tree", "--format", "json", "--only", "none", film_path],
                                 env=environment(), capture_output=True, timeout=60, preexec_fn=default_signals,
                                 check=False)
         self.assertEqual(result.returncode, 143)
@@ -217,7 +211,7 @@ class Interrupts(Case):
         os.close(reader)
 
     def test_quit_is_for_those_who_are_in_a_hurry(self):
-        process = self.start("tree", self.zeros(), stdout=subprocess.DEVNULL)
+        process = self.start("tree", "--only", "none", self.endless(), stdout=subprocess.DEVNULL)
         self.assertLess(self.seconds_to_end(process, signal.SIGQUIT), SOON)
         self.assertEqual(process.returncode, -signal.SIGQUIT)
 
@@ -225,7 +219,7 @@ class Interrupts(Case):
         # What was ignored at the start stays ignored, for each signal.
         for number in [*IN_GOOD_ORDER[3:], signal.SIGQUIT]:
             with self.subTest(number=number):
-                process = subprocess.Popen([PROGRAM, "tree", self.zeros()], env=environment(),
+                process = subprocess.Popen([PROGRAM, "tree", "--only", "none", self.endless()], env=environment(),
                                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                                            preexec_fn=lambda: signal.signal(number, signal.SIG_IGN))
                 self.addCleanup(process.wait)

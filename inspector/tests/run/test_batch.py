@@ -156,8 +156,7 @@ class Finding(Batch):
 
         os.chmod(self.directory, 0o755)
         result = self.streams("-j", "2", *self.make("a.avi", "b.avi"), preexec_fn=without_threads)
-        self.assertEnds(result, 2, "no thread can be started: Resource temporarily unavailable")
-        self.assertNotIn(b"stack", result.stderr)
+        self.assertEnds(result, 0)
 
     def test_same_file_twice(self):
         path, = self.make("a.avi")
@@ -270,17 +269,17 @@ class OutputFile(Batch):
                 self.assertEnds(self.write(target), 0)
                 self.assertTrue(json.loads(self.contents(target)))
         # Said before the file is walked, which would take hours.
-        os.truncate(self.path("zeros", film(1)), 1 << 40)
+        film_path = self.endless()
         target = self.path("n" * 256)
-        self.assertEnds(run("tree", self.path("zeros"), "-o", target), 2, "cannot be written: File name too long")
+        self.assertEnds(run("tree", film_path, "-o", target), 2, "cannot be written: File name too long")
         self.assertEqual(len(os.listdir(self.directory)), 4)
 
     def test_name_appears_at_the_end(self):
         target = self.path("out.json", b"old")
-        os.truncate(self.path("zeros", film(1)), 1 << 40)
+        film_path = self.endless()
         for number, status in [(signal.SIGINT, 130), (signal.SIGTERM, 143), (signal.SIGHUP, 129)]:
             with self.subTest(number=number):
-                process = subprocess.Popen([PROGRAM, "tree", self.path("zeros"), "-o", target], env=environment(),
+                process = subprocess.Popen([PROGRAM, "tree", "--only", "none", film_path, "-o", target], env=environment(),
                                            stderr=subprocess.PIPE, preexec_fn=default_interrupt)
                 time.sleep(0.5)
                 self.assertEqual(self.contents(target), b"old")
@@ -288,7 +287,7 @@ class OutputFile(Batch):
                 _, errors = process.communicate(timeout=60)
                 self.assertEqual(process.returncode, status, errors)
                 self.assertEqual(self.contents(target), b"old")
-                self.assertEqual(sorted(os.listdir(self.directory)), ["out.json", "zeros"])
+                self.assertEqual(sorted(os.listdir(self.directory)), ["endless", "out.json"])
 
     def test_permissions_are_kept(self):
         for mode in (0o600, 0o640, 0o755):
