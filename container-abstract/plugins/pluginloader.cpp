@@ -114,15 +114,31 @@ QString foreignAbi(const std::vector<std::string> &needed)
 constexpr const char *neededExports[] = {"containerName", "supportedExtensions", "createParser"};
 constexpr const char *describerExport = "createDescriber";
 
-/// Why the library at `path` cannot be used, as far as its file says: before any of its code has run. Null where
-/// nothing speaks against it, or where the dynamic linker knows better what is wrong.
-QString unfitness(const std::string &path, bool *isDescribing)
+/// A file that remembers why it could not be read.
+class RememberingSource final : public ByteSource
 {
-    QString openError;
-    const std::unique_ptr<ByteSource> file = openFileSource(textOf(path), &openError);
-    if (!file)
-        return openError;
-    const ElfLibrary library(*file);
+public:
+    explicit RememberingSource(ByteSource &file) : m_file(file) { }
+
+    qint64 size() const override { return m_file.size(); }
+    qint64 readAt(qint64 position, char *data, qint64 maxSize) override
+    {
+        const qint64 count = m_file.readAt(position, data, maxSize);
+        if (count < 0)
+            m_error = m_file.errorText();
+        return count;
+    }
+    QString errorText() const override { return m_error; }
+
+private:
+    ByteSource &m_file;
+    QString m_error;
+};
+
+/// Why a library cannot be used, as far as it says so itself. Null where nothing speaks against it, or where the
+/// dynamic linker knows better what is wrong.
+QString unfitnessOf(const ElfLibrary &library, bool *isDescribing)
+{
     if (!library.isLibrary())
         return {};
     if (library.isCutOff())
@@ -138,6 +154,19 @@ QString unfitness(const std::string &path, bool *isDescribing)
         return QStringLiteral("it is not linked with libquenlofar-container-abstract: its ABI is unknown");
     *isDescribing = library.exports(describerExport);
     return {};
+}
+
+/// Why the library at `path` cannot be used, as far as its file says: before any of its code has run.
+QString unfitness(const std::string &path, bool *isDescribing)
+{
+    QString openError;
+    const std::unique_ptr<ByteSource> file = openFileSource(textOf(path), &openError);
+    if (!file)
+        return openError;
+    RememberingSource source(*file);
+    const QString reason = unfitnessOf(ElfLibrary(source), isDescribing);
+    // What was not read is not known to be missing.
+    return source.errorText().isEmpty() ? reason : QStringLiteral("it cannot be read: ") + source.errorText();
 }
 
 template <typename Function> Function lookUp(void *library, const char *name)

@@ -97,7 +97,8 @@ bool ContainerWave::findChunk(const Range &place, Chunk *chunk)
     chunk->size = stored;
     if (stored == sizeStandsInDs64 && known != m_longSizes.cend()) {
         // No file is longer than the largest signed number, and with this bound no sum of sizes wraps.
-        chunk->size = std::min(known->size, quint64(std::numeric_limits<qint64>::max()));
+        chunk->size =
+            std::min(known->size, quint64(std::numeric_limits<qint64>::max()) - place.begin - chunkHeaderSize);
         chunk->longSize = QStringLiteral("%1, given by ds64").arg(known->size);
     }
 

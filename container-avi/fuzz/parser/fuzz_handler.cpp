@@ -124,6 +124,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     ContainerAbstractPrivate &host = ContainerAbstractPrivate::of(probe);
     host.sink = &sink;
     host.itemLimit = sink.itemLimit;
+    host.nextLook = host.firstLook();
     host.depthLimit = sink.depthLimit;
     host.workLimit = 4'000'000;
     probe.m_file.setReadLimit(host.workLimit);

@@ -233,12 +233,12 @@ class Progress(Case):
     def test_stands_between_no_lines(self):
         # Output, messages and progress meet on one terminal: all lines of the first two are whole.
         missing = self.path("missing")
-        terminal = Terminal("tree", "--no-collapse", "--color", "never", self.path("a", film(3)), missing, self.endless(),
-                            columns=500)
+        shallow = ["tree", "--no-collapse", "--depth", "3"]
+        terminal = Terminal(*shallow, "--color", "never", self.path("a", film(3)), missing, self.endless(), columns=500)
         begun = terminal.read(until=PROGRESS)
         terminal.process.send_signal(signal.SIGINT)
         rest, _ = terminal.finish()
-        printed = run("tree", self.path("a")).stdout.decode().splitlines()
+        printed = run(*shallow, self.path("a")).stdout.decode().splitlines()
         found = shown(begun + rest)
         self.assertEqual(found[:len(printed)], printed)
         self.assertIn(f"quenlofar: {missing.decode()}: cannot be opened: No such file or directory", found)

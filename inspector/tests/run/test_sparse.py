@@ -32,8 +32,8 @@ class Sparse(Case):
             with self.subTest(arguments=arguments):
                 self.assertEnds(run(*arguments, film, timeout=60), 0)
                 self.assertEnds(run(*arguments, nothing, timeout=60), 1, "no parser recognises the file")
-        for path, status in ((film, 0), (nothing, 1)):
-            self.assertEnds(run("at", path, "5000000000000", timeout=60), status)
+        for path, status, messages in ((film, 0, []), (nothing, 1, ["no parser recognises the file"])):
+            self.assertEnds(run("at", path, "5000000000000", timeout=60), status, *messages)
             self.assertIn(run("diff", path, path, timeout=60).returncode, (0, 2))
             self.assertEqual(run("bytes", path, "5000000000000+4", timeout=60).stdout, b"\0\0\0\0")
 
