@@ -17,6 +17,10 @@ class ContainerAbstract;
 class ContainerDescriber;
 struct WalkProgress;
 
+namespace quenlofar {
+class ContainerAnalyzer;
+}
+
 /// How to get a parser of one container format.
 struct ParserFactory
 {
@@ -29,6 +33,8 @@ struct ParserFactory
     std::function<std::unique_ptr<ContainerDescriber>()> createDescriber = {};
     QString name = {}; ///< what documents call the parser: "quenlofar-container-avi"; null: as the container
     QString version = {}; ///< of the plug-in; null where it is not known
+    /// Empty where the plug-in has no analyzer; may return null like `create`.
+    std::function<std::unique_ptr<quenlofar::ContainerAnalyzer>()> createAnalyzer = {};
 };
 
 /// Opens what stands behind a path; on failure null, with the reason in `*error`. See openFileSource.

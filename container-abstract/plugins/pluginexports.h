@@ -5,6 +5,9 @@
 
 class ContainerAbstract;
 class ContainerDescriber;
+namespace quenlofar {
+class ContainerAnalyzer;
+}
 
 #if defined(__clang__)
 // The names have to be unmangled and some results are Qt values: both sides are built by the same C++ compiler. Not
@@ -12,8 +15,8 @@ class ContainerDescriber;
 #pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
 #endif
 
-/// What a plug-in exports. One source file of it includes this header and defines the first three, and the last where
-/// it has a describer. They do not throw.
+/// What a plug-in exports. One source file of it includes this header and defines the first three, and of the others
+/// those that it has. They do not throw.
 extern "C" {
 
 /// The name of the container format for users: "AVI".
@@ -24,5 +27,7 @@ Q_DECL_EXPORT QStringList supportedExtensions();
 Q_DECL_EXPORT ContainerAbstract *createParser();
 /// A new describer of what such a parser shows, which the caller owns. Optional.
 Q_DECL_EXPORT ContainerDescriber *createDescriber();
+/// A new analyzer, which judges files of the format and which the caller owns. Optional.
+Q_DECL_EXPORT quenlofar::ContainerAnalyzer *createAnalyzer();
 
 } // extern "C"

@@ -2,6 +2,7 @@
 
 #include "bytesource.h"
 #include "containerabstract.h"
+#include "containeranalyzer.h"
 #include "containerdescriber.h"
 #include "elflibrary.h"
 #include "filepath.h"
@@ -30,6 +31,7 @@ using ContainerNameFunction = QString (*)();
 using SupportedExtensionsFunction = QStringList (*)();
 using CreateParserFunction = ContainerAbstract *(*)();
 using CreateDescriberFunction = ContainerDescriber *(*)(); // optional
+using CreateAnalyzerFunction = quenlofar::ContainerAnalyzer *(*)(); // optional
 
 struct LibraryCloser
 {
@@ -44,6 +46,7 @@ struct Plugin
     PluginInfo info;
     CreateParserFunction create = nullptr;
     CreateDescriberFunction createDescriber = nullptr; // null where it has none
+    CreateAnalyzerFunction createAnalyzer = nullptr; // the same
 };
 
 constexpr std::string_view libraryPrefix = "lib";
@@ -308,6 +311,7 @@ bool PluginLoader::Private::load(const std::string &path, const std::string &fil
     }
     if (isDescribing)
         plugin.createDescriber = lookUp<CreateDescriberFunction>(plugin.library.get(), describerExport);
+    plugin.createAnalyzer = lookUp<CreateAnalyzerFunction>(plugin.library.get(), "createAnalyzer");
 
     try {
         plugin.info.containerName = ownCopy(name());
@@ -368,6 +372,8 @@ QVector<ParserFactory> PluginLoader::parsersFor(const QString &path) const
             factory.createDescriber = [describe] { return std::unique_ptr<ContainerDescriber>(describe()); };
         factory.name = plugin.info.name;
         factory.version = plugin.info.version;
+        if (const CreateAnalyzerFunction analyze = plugin.createAnalyzer)
+            factory.createAnalyzer = [analyze] { return std::unique_ptr<quenlofar::ContainerAnalyzer>(analyze()); };
         const bool claims = dot >= 0 && plugin.info.extensions.contains(extension, Qt::CaseInsensitive);
         (claims ? claiming : others).append(factory);
     }

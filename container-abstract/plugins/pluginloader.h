@@ -21,13 +21,13 @@ struct PluginInfo
 
 /**
  * Finds and loads parser plug-ins: shared libraries whose file name begins with "libquenlofar-container-" and that
- * export containerName, supportedExtensions and createParser. An export createDescriber is optional.
+ * export containerName, supportedExtensions and createParser. Exports createDescriber and createAnalyzer are optional.
  *
  * Directories are searched in the order in which they are added; of equal file names the first that can be used
  * counts. A plug-in that cannot be loaded is left out and said in warnings(). So is one that lacks an export or was
  * built for another ABI of the framework or another major version of Qt, and, where the effective user is root, one
  * that others could change (plugintrust.h): of these no code ever runs. Libraries are unloaded when the loader goes:
- * parsers and describers that it created have to be gone before.
+ * parsers, describers and analyzers that it created have to be gone before.
  */
 class CONTAINERABSTRACT_EXPORT PluginLoader
 {

@@ -4,8 +4,9 @@ import re
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-WALK, TEXT, INPUT, PARSER, TREE, COMPARE, OUTPUT, PLUGINS, TESTING = HOST = [
-    f"container-abstract/{room}" for room in "walk text input parser tree compare output plugins testing".split()]
+WALK, TEXT, INPUT, PARSER, TREE, COMPARE, OUTPUT, PACKETS, CHECK, PLUGINS, TESTING = HOST = [
+    f"container-abstract/{room}"
+    for room in "walk text input parser tree compare output packets check plugins testing".split()]
 FACTS, FILTERS, PLACES = COMMON = ["common/facts", "common/filters", "common/places"]
 COMMANDLINE, PROCESS, PRINT, RUN, COMMANDS = INSPECTOR = [
     f"inspector/{room}" for room in "commandline process print run commands".split()]
@@ -17,11 +18,14 @@ ARROWS = {
     TREE: [WALK, TEXT],
     COMPARE: [TREE, WALK, TEXT],
     OUTPUT: [WALK, TEXT],
-    PLUGINS: [PARSER, INPUT, TEXT],
+    PACKETS: [WALK, TEXT],
+    CHECK: [PACKETS, INPUT, WALK, TEXT],
+    PLUGINS: [PARSER, CHECK, INPUT, TEXT],
     TESTING: [PARSER, INPUT, WALK, TEXT],
     "container-avi/parser": HOST,
     "container-avi/describe": ["container-avi/parser", *HOST],
-    "container-avi": ["container-avi/parser", "container-avi/describe", *HOST],
+    "container-avi/analyze": HOST,
+    "container-avi": ["container-avi/parser", "container-avi/describe", "container-avi/analyze", *HOST],
     FACTS: HOST,
     FILTERS: HOST,
     PLACES: HOST,

@@ -9,9 +9,9 @@ struct ByteRange
     quint64 size = 0; ///< bytes
 
     /// The first byte behind it.
-    quint64 end() const { return offset + size; }
+    constexpr quint64 end() const { return offset + size; }
     /// The same bytes.
-    bool operator==(const ByteRange &other) const { return offset == other.offset && size == other.size; }
+    constexpr bool operator==(const ByteRange &other) const { return offset == other.offset && size == other.size; }
     /// Other bytes.
-    bool operator!=(const ByteRange &other) const { return !(*this == other); }
+    constexpr bool operator!=(const ByteRange &other) const { return !(*this == other); }
 };

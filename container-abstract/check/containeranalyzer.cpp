@@ -1,0 +1,12 @@
+#include "containeranalyzer.h"
+
+namespace quenlofar {
+
+ContainerAnalyzer::~ContainerAnalyzer() = default;
+
+void *ContainerAnalyzer::extension(int)
+{
+    return nullptr;
+}
+
+} // namespace quenlofar
