@@ -89,7 +89,7 @@ public:
     FindingDraft &actual(quint32 number) { return actual(quint64(number)); } ///< The same for a number.
     /// A sentence for people; the first one counts. "%1" is the number of what is counted, once that is known.
     FindingDraft &message(const QString &text);
-    /// It counts for `more` than one; their places are those from the second on of `places`, as far as there is room.
+    /// There are `more` of it than this one; `places` are those of the first of them, as far as there is room.
     FindingDraft &andMore(quint64 more, std::initializer_list<ByteRange> places = {});
     /// It explains what other findings are about within `range` too: the bytes that moved with it.
     FindingDraft &explains(const ByteRange &range);
@@ -147,7 +147,7 @@ public:
     /// What became of each rule, by ordinal.
     const std::vector<RuleState> &ruleStates() const;
     /// What was not looked at.
-    const QStringList &notChecked() const;
+    QStringList notChecked() const;
 
 private:
     friend class FindingDraft;

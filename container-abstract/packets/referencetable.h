@@ -16,7 +16,7 @@ class PacketTable;
 struct Reference
 {
     ByteRange place; ///< the entry
-    ByteRange target; ///< what it points at, as it stands in the file; as the entry claims it where it hits nothing
+    ByteRange target; ///< what it points at: the data of a packet, another chunk; what it claims where it hits nothing
     bool isHit = false; ///< the target begins where the entry says
 };
 
@@ -47,7 +47,7 @@ public:
     void addRange(const ByteRange &target, bool isHit);
     /// The next entry of the run says nothing, or cannot be read: it is no reference, but takes its place.
     void addFiller() { m_targets.append(filler); }
-    /// Ends filling; takes n log n where entries are not in the order of their targets, else linear time.
+    /// Ends filling. Linear.
     void finish();
 
     // Look-up, by ordinal in the order of places
@@ -60,8 +60,9 @@ public:
     Reference at(quint64 ordinal) const;
     /// The entry that holds the byte at `offset`; none where there is none.
     quint64 ordinalAt(quint64 offset) const;
-    /// Ordinals of the entries whose targets hold the byte at `offset`, in the order of their targets, at most `limit`.
-    std::vector<quint64> ordinalsTo(quint64 offset, size_t limit = 16) const;
+    /// Ordinals of the entries whose targets begin in `range`, in the order of these, at most `limit`. The first call
+    /// sorts where entries are not in the order of their targets, so only one thread at a time may call it.
+    std::vector<quint64> ordinalsTo(const ByteRange &range, size_t limit = 16) const;
 
     /// Bytes of memory that the table takes.
     size_t memory() const;
@@ -82,13 +83,14 @@ private:
     static constexpr quint32 strayFlag = 0x80000000; // the rest is an ordinal in m_strays
 
     ByteRange targetOf(quint64 ordinal) const;
+    void sortByTarget() const;
 
     const PacketTable *m_packets;
     BlockArray<quint32> m_targets;
     BlockArray<Stray> m_strays;
-    BlockArray<quint32> m_byTarget; // ordinals; empty where the order of places is that of targets
     std::vector<Run> m_runs;
-    bool m_ascends = true;
+    mutable BlockArray<quint32> m_byTarget; // ordinals; empty where the order of places is that of targets
+    mutable bool m_isSorted = false;
 };
 
 } // namespace quenlofar
