@@ -1,5 +1,6 @@
 #include "pluginexports.h"
 
+#include "avianalyzer.h"
 #include "avidescriber.h"
 #include "containeravi.h"
 #include "pluginversion.h"
@@ -31,4 +32,9 @@ ContainerAbstract *createParser()
 ContainerDescriber *createDescriber()
 {
     return new AviDescriber;
+}
+
+quenlofar::ContainerAnalyzer *createAnalyzer()
+{
+    return new quenlofar::AviAnalyzer;
 }

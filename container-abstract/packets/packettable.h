@@ -85,7 +85,7 @@ struct PacketTotals
 /**
  * Every data chunk of every stream of a file, in the order of the file, at less than 16 bytes each.
  *
- * Filled once: setStream, then append in ascending order of offsets, then finish. The numbers of packets count from 0
+ * Filled once: setStream, and append in ascending order of offsets, then finish. The numbers of packets count from 0
  * within their stream. An *index* counts all packets of the file, palettes too. A table that is finished may be read
  * from several threads. What fills it may get std::bad_alloc and has to clear it then.
  */
@@ -112,21 +112,33 @@ public:
 
     /// Empty again, without streams.
     void clear();
-    /// What is known of the stream number `stream`; before the first append.
+    /// What is known of the stream number `stream`; before finish.
     void setStream(int stream, const PacketStream &facts);
     /// Appends a packet behind all others; false, and nothing happens, where its offset does not ascend or a limit is
     /// reached. Its index is the size() before.
     bool append(const Packet &packet);
-    /// `source` knows the packet too; `key` replaces what is unknown, and only that.
+    /// The newest packet turned out to have `size` bytes only, and all of them to be there.
+    void shortenLast(quint32 size)
+    {
+        m_records.last().size = size;
+        m_records.last().flags &= quint8(~cutFlag);
+    }
+    /// Ends filling: from now on numbers, times and totals can be asked for. Linear.
+    void finish();
+    /// `source` knows a packet of the finished table too. What the index of the whole file says of key frames comes
+    /// first.
     void addKnowledge(quint64 index, PacketSource source, KeyState key)
     {
         Record &record = m_records[size_t(index)];
         record.flags |= source;
-        if ((record.flags & keyMask) == 0)
-            record.flags |= quint8(quint8(key) << keyShift);
+        const quint8 known = record.flags & keyMask;
+        const quint8 told = quint8(quint8(key) << keyShift);
+        if (told == known || told == 0 || (known != 0 && source != KnownFromLegacyIndex))
+            return;
+        record.flags = quint8((record.flags & ~keyMask) | told);
+        if ((record.flags & paletteFlag) == 0)
+            countKey(record.stream, KeyState(known >> keyShift), key);
     }
-    /// Ends filling: from now on numbers, times and totals can be asked for. Linear.
-    void finish();
 
     // Streams
 
@@ -208,6 +220,13 @@ private:
     static constexpr quint8 cutFlag = 0x20;
     static constexpr quint8 paletteFlag = 0x40;
 
+    void countKey(quint8 stream, KeyState before, KeyState after)
+    {
+        PacketTotals &totals = m_totals[stream];
+        totals.keyUnknown -= before == KeyState::Unknown ? 1U : 0U;
+        totals.keyFrames += after == KeyState::Yes ? 1U : 0U;
+        totals.keyFrames -= before == KeyState::Yes ? 1U : 0U;
+    }
     const Section *sectionOf(int stream, quint64 index) const;
     quint32 membersBefore(const Section &section, quint64 index) const;
 

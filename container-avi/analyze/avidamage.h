@@ -7,7 +7,7 @@ namespace quenlofar {
 /// How a place breaks the chain of chunks.
 enum class AviDamageKind : quint8 {
     ForeignBytes, ///< bytes between chunks that are no chunk, not all 0
-    ZeroBytes, ///< the same, all 0
+    ZeroBytes, ///< the same, beginning with many zero bytes, or with nothing else
     ChunkSwallowsOthers, ///< a chunk's size leads behind further chunks that stand within it; bytes may have been lost
     ChunkBeyondParent, ///< a chunk's or list's size leads behind the end of its list, which is right
     ListTooShort, ///< the size of a list leads to before its last child; the list goes on
@@ -32,6 +32,7 @@ struct AviDamage
     /// Bytes that are wrong: foreign, zero, stray, or the true size of the whole chunk or list, with header and
     /// without padding; 0 for a byte of padding that is missing.
     quint64 size = 0;
+    quint64 zeros = 0; ///< of foreign bytes: how many are 0 from the first on
     quint64 statedEnd = 0; ///< where the size of the chunk or list leads; otherwise offset + size
     /// The element whose size it is, or in which the bytes stand; AviLayout::none at the top.
     quint32 element = 0xFFFFFFFF;

@@ -95,7 +95,7 @@ public:
     std::vector<AviDamage> damages; ///< by offset
     ByteRange leading; ///< bytes before the first RIFF
     ByteRange trailing; ///< bytes behind the last RIFF
-    bool trailingIsZero = false; ///< all of these are 0
+    quint64 trailingZeros = 0; ///< of these, those that are 0 from the first on
 
     /// The end that the size of an element states, which may be far behind the file's.
     static quint64 statedEnd(const AviElement &element) { return element.offset + 8 + element.size; }
@@ -144,10 +144,12 @@ public:
 
     // Indexes
 
-    std::vector<AviIndex> indexes; ///< idx1, super indexes and standard indexes, in the order of the file
-    std::vector<quint32> legacyIndexes; ///< ordinals in `indexes` of the `idx1`; the first one counts
-    std::vector<AviSuperEntry> superEntries; ///< of all super indexes, each index's in a row
-    std::vector<AviLegacyFacts> legacyFacts; ///< of `legacyIndexes`, one each
+    /// idx1, super indexes and standard indexes, in the order of the file. At level quick the standard indexes are
+    /// those that super entries point at, and stand behind all others.
+    std::vector<AviIndex> indexes;
+    std::vector<quint32> legacyIndexes; ///< ordinals in `indexes` of the `idx1`; entries of the first one are read
+    std::vector<AviSuperEntry> superEntries; ///< of all super indexes, the entries of each in a row
+    AviLegacyFacts legacyFacts; ///< of the first of `legacyIndexes`
     std::vector<AviIrregularEntry> irregularEntries; ///< by index and entry; see there
     ReferenceTable references; ///< of all indexes
 

@@ -96,7 +96,10 @@ enum class AviIndexKind : quint8 {
 struct AviIndex
 {
     AviIndexKind kind = AviIndexKind::Other;
-    quint32 element = 0xFFFFFFFF; ///< ordinal in AviLayout::elements
+    quint64 offset = 0; ///< of the chunk's id
+    quint32 id = 0; ///< of the chunk
+    quint32 size = 0; ///< of its data, as stated
+    quint32 element = 0xFFFFFFFF; ///< ordinal in AviLayout::elements; none where `movi` was not entered
     int stream = -1; ///< that it belongs to: of the `strl` it stands in, or of its own id; -1 for idx1 and unknown
     quint32 superEntry = 0xFFFFFFFF; ///< the ordinal in AviLayout::superEntries that points at it; none without one
 
@@ -111,7 +114,7 @@ struct AviIndex
     quint64 firstEntry = 0; ///< where the first entry stands in the file
     quint32 entrySize = 0; ///< bytes that entries were read with: 16, 8 or 12, whatever longsPerEntry says
     quint32 entryCount = 0; ///< entries that were read: as many as are stated and fit into the chunk and the file
-    quint32 firstReference = 0; ///< ordinal in AviLayout::references of its first entry
+    quint64 firstReference = 0; ///< ordinal in AviLayout::references of its first entry
     quint32 firstSuperEntry = 0; ///< of a super index: ordinal in AviLayout::superEntries of its first entry
 
     // Of standard and field indexes, from the entries that hit a packet

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "avilayout.h"
+#include "containeranalyzer.h"
+
+class ByteSource;
+
+namespace quenlofar {
+
+/// Reads the structure of an AVI file into `layout`: lists and chunks, then headers, then indexes against chunks.
+/// Throws std::bad_alloc where there is no memory; the layout has to be cleared then.
+AnalysisResult readAvi(ByteSource &source, const AnalysisOptions &options, AviLayout &layout);
+
+/// Another reader of a source that somebody else owns, for a FileDevice, which owns its source.
+std::unique_ptr<ByteSource> borrowed(ByteSource &source);
+
+} // namespace quenlofar
