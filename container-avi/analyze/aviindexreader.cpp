@@ -251,8 +251,10 @@ void AviIndexReader::readStandardEntries(quint32 ordinal)
             if ((packet.knownBy & KnownFromLegacyIndex) != 0 && packet.key != KeyState::Unknown && packet.key != key)
                 entry.what |= KeyDiffers;
             if (index.kind == AviIndexKind::Field && view.read<quint32>(8) != 0) {
+                // AVIFIELDINDEX: counted from the base; some writers count from the chunk's data.
                 const quint64 second = index.baseOffset + view.read<quint32>(8);
-                if (second < target || second - target >= std::max(packet.size, 1U))
+                const quint32 limit = std::max(packet.size, 1U);
+                if ((second < target || second - target >= limit) && view.read<quint32>(8) >= limit)
                     entry.what |= SecondFieldOutside;
             }
             if (entry.what != 0)

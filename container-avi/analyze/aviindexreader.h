@@ -55,6 +55,7 @@ private:
     bool isHit(const LegacyEntry &entry, qint64 base);
     void addCandidates(const std::vector<LegacyEntry> &entries, std::vector<qint64> *bases);
     void readLegacyEntry(quint32 ordinal, quint32 number, const LegacyEntry &entry);
+    void markRecLists();
     Target legacyTarget(const LegacyEntry &entry, quint64 at);
 
     quint64 packetAt(quint64 dataOffset);
@@ -66,6 +67,7 @@ private:
     AviLayout &m_layout;
     quint64 m_next = 0; // the packet that the next entry probably hits
     quint64 m_previousTarget = 0; // of the entry before
+    std::vector<quint32> m_recLists; // elements that entries of idx1 hit
 };
 
 } // namespace quenlofar

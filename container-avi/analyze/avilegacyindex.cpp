@@ -47,7 +47,7 @@ void AviIndexReader::readLegacy(quint32 ordinal)
         m_file.seek(qint64(index.firstEntry + quint64(number) * entrySize));
         if (isCancelled() || m_file.read(bytes.data(), wanted) < wanted) {
             index.entryCount = number; // the rest cannot be read
-            return;
+            break;
         }
         for (quint32 i = 0; i < count; ++i, ++number) {
             const RecordView view(bytes.data() + size_t(i) * entrySize, entrySize);
@@ -55,6 +55,19 @@ void AviIndexReader::readLegacy(quint32 ordinal)
                 ordinal, number,
                 {view.read<quint32>(0), view.read<quint32>(4), view.read<quint32>(8), view.read<quint32>(12)});
         }
+    }
+    markRecLists();
+}
+
+/// Whose `rec ` list idx1 has, that packet idx1 has too. Done once for each list, however many entries point at it.
+void AviIndexReader::markRecLists()
+{
+    std::sort(m_recLists.begin(), m_recLists.end());
+    m_recLists.erase(std::unique(m_recLists.begin(), m_recLists.end()), m_recLists.end());
+    for (const quint32 list : m_recLists) {
+        const auto inside = m_layout.packetsIn(list);
+        for (quint64 packet = inside.first; packet < inside.second; ++packet)
+            m_layout.packets.addKnowledge(packet, KnownFromLegacyIndex, KeyState::Unknown);
     }
 }
 
@@ -297,14 +310,7 @@ void AviIndexReader::readLegacyEntry(quint32 ordinal, quint32 number, const Lega
         m_layout.references.addRange(m_layout.elements[target.element].range(), true);
         if (entry.id == fourCC("rec ")) {
             ++facts.recLists;
-            const auto inside = m_layout.packetsIn(target.element);
-            // Looked at once, however many entries point here.
-            const bool isKnown = inside.first < inside.second
-                && (m_layout.packets.at(inside.second - 1).knownBy & KnownFromLegacyIndex) != 0;
-            if (isKnown)
-                target.what |= Duplicate;
-            for (quint64 packet = inside.first; packet < inside.second && !isKnown; ++packet)
-                m_layout.packets.addKnowledge(packet, KnownFromLegacyIndex, KeyState::Unknown);
+            m_recLists.push_back(target.element);
         }
     } else {
         m_layout.references.addRange({at, quint64(entry.size) + 8}, false);
