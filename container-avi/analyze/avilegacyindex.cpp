@@ -192,9 +192,9 @@ void AviIndexReader::chooseBase(const AviIndex &index)
         if (hits == entries.size())
             break;
     }
-    // In a damaged file entries miss whatever the base is; elsewhere nine in ten have to hit.
-    const bool isEnough = m_layout.damages.empty() ? facts.sampledHits * 10 >= entries.size() * 9
-                                                   : facts.sampledHits * 10 >= entries.size();
+    // In a damaged file entries miss whatever the base is; elsewhere nine in ten have to hit, or all but one.
+    const bool isEnough = facts.sampledHits * 10 >= entries.size() * (m_layout.damages.empty() ? 9 : 1)
+        || facts.sampledHits + 1 >= entries.size();
     facts.base = best && isEnough ? best->base : AviIndexBase::Unknown;
     if (facts.base == AviIndexBase::Unknown)
         return;

@@ -38,7 +38,8 @@ void AviWalker::walk()
     while (m_depth > 0)
         close();
     for (AviDamage &damage : m_layout.damages) {
-        if (damage.kind == AviDamageKind::ListTooShort || damage.kind == AviDamageKind::ListTooLong)
+        if (damage.kind == AviDamageKind::ListTooShort || damage.kind == AviDamageKind::ListTooLong
+            || damage.kind == AviDamageKind::ListBeyondFile)
             damage.size = m_layout.elements[damage.element].end - damage.offset;
     }
     std::stable_sort(m_layout.damages.begin(), m_layout.damages.end(),
