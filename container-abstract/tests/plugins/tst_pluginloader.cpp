@@ -1,6 +1,7 @@
 #include "pluginloader.h"
 
 #include "containerabstract.h"
+#include "containeranalyzer.h"
 #include "describingsink.h"
 #include "filepath.h"
 #include "testing/memoryrun.h"
@@ -18,6 +19,7 @@ namespace {
 
 const QString goodPlugin = QStringLiteral(QUENLOFAR_GOOD_PLUGIN);
 const QString describingPlugin = QStringLiteral(QUENLOFAR_DESCRIBING_PLUGIN);
+const QString analyzingPlugin = QStringLiteral(QUENLOFAR_ANALYZING_PLUGIN);
 const QString incompletePlugin = QStringLiteral(QUENLOFAR_INCOMPLETE_PLUGIN);
 const QString unrelatedPlugin = QStringLiteral(QUENLOFAR_UNRELATED_PLUGIN);
 
@@ -68,6 +70,8 @@ private Q_SLOTS:
     void loadsAPlugin();
     void aDescriberIsOptional_data();
     void aDescriberIsOptional();
+    void anAnalyzerIsOptional();
+    void findingsOutliveTheLoader();
     void aVersionIsOptional();
     void takesOnlyFilesNamedLikePlugins_data();
     void takesOnlyFilesNamedLikePlugins();
@@ -153,6 +157,37 @@ void TestPluginLoader::aDescriberIsOptional()
     QCOMPARE(bool(factory.createDescriber), describes);
     if (describes)
         QCOMPARE(factory.createDescriber()->rows().first().text, QStringLiteral("Dummies"));
+}
+
+void TestPluginLoader::anAnalyzerIsOptional()
+{
+    install(goodPlugin, pluginFile("a"));
+    install(analyzingPlugin, pluginFile("b"));
+    PluginLoader loader;
+    loader.addDirectory(m_directory->path());
+    QCOMPARE(loader.warnings(), QStringList());
+    const QVector<ParserFactory> factories = loader.parsersFor({});
+    QCOMPARE(int(factories.size()), 2);
+    QVERIFY(!factories[0].createAnalyzer);
+    const std::unique_ptr<quenlofar::ContainerAnalyzer> analyzer = factories[1].createAnalyzer();
+    QCOMPARE(analyzer->rules().size(), 1);
+    QVERIFY(analyzer->rules()[0].name == u"dummy-rule");
+    QVERIFY(analyzer->extension(1) == nullptr);
+}
+
+void TestPluginLoader::findingsOutliveTheLoader()
+{
+    install(analyzingPlugin, pluginFile("x"));
+    quenlofar::Findings findings;
+    {
+        PluginLoader loader;
+        loader.addDirectory(m_directory->path());
+        QVERIFY(loader.parsersFor({}).first().createAnalyzer()->check({}, findings));
+    }
+    QVERIFY(!isLoaded(path(pluginFile("x"))));
+    QCOMPARE(findings.list().size(), size_t(1));
+    QCOMPARE(findings.list().front().rule, QStringLiteral("dummy-rule"));
+    QCOMPARE(findings.list().front().actual, QStringLiteral("2"));
 }
 
 void TestPluginLoader::takesOnlyFilesNamedLikePlugins_data()
