@@ -7,7 +7,6 @@ namespace quenlofar {
 namespace {
 
 // By the numbers of the enumerations.
-constexpr QStringView severityTexts[] = {u"note", u"warning", u"error"};
 constexpr QStringView levelTexts[] = {u"quick", u"default", u"deep"};
 constexpr QStringView repairTexts[] = {u"none", u"patch", u"append", u"rewrite"};
 constexpr QStringView confidenceTexts[] = {u"likely", u"certain"};
@@ -26,11 +25,6 @@ template <typename Value, size_t Count> bool fromText(QStringView text, const QS
 
 } // namespace
 
-QString severityText(Severity severity)
-{
-    return severityTexts[size_t(severity)].toString();
-}
-
 QString levelText(Level level)
 {
     return levelTexts[size_t(level)].toString();
@@ -48,7 +42,13 @@ QString confidenceText(Confidence confidence)
 
 bool severityFromText(QStringView text, Severity *severity)
 {
-    return fromText(text, severityTexts, severity);
+    for (const Severity each : {Severity::Note, Severity::Warning, Severity::Error}) {
+        if (severityName(each) == text) {
+            *severity = each;
+            return true;
+        }
+    }
+    return false;
 }
 
 bool levelFromText(QStringView text, Level *level)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "containerabstract_export.h"
+#include "severity.h"
 
 #include <QString>
 #include <QStringView>
@@ -9,13 +10,6 @@
 #include <initializer_list>
 
 namespace quenlofar {
-
-/// How bad a finding is; larger is worse.
-enum class Severity : quint8 {
-    Note, ///< legal, unusual, worth knowing
-    Warning, ///< readers cope, but practice says otherwise or the file promises something false
-    Error, ///< data is lost, unreachable or shown wrongly, or a plain must of the format is broken
-};
 
 /// How much is read to judge; a level includes those before it.
 enum class Level : quint8 {
@@ -38,8 +32,6 @@ enum class Confidence : quint8 {
     Certain,
 };
 
-/// "note", "warning" or "error".
-CONTAINERABSTRACT_EXPORT QString severityText(Severity severity);
 /// "quick", "default" or "deep".
 CONTAINERABSTRACT_EXPORT QString levelText(Level level);
 /// "none", "patch", "append" or "rewrite".

@@ -64,7 +64,18 @@ AnalysisResult AviAnalyzer::read(ByteSource &source, const AnalysisOptions &opti
         result.error.kind = FileError::Memory;
         result.error.message = QStringLiteral("not enough memory for the structure of the file");
     }
+    m_result = result;
     return result;
+}
+
+/// Why the reading ended early, and where.
+QString AviAnalyzer::cutShortText() const
+{
+    const QString why = m_result.error.kind == FileError::Memory ? QStringLiteral("for lack of memory")
+        : m_result.error.kind != FileError::None                 ? QStringLiteral("by an error of reading")
+        : m_result.isCancelled                                   ? QStringLiteral("by a cancel")
+                                                                 : QStringLiteral("by a limit");
+    return QStringLiteral("walk cut short %1, at offset %2").arg(why).arg(m_layout.readUpTo);
 }
 
 RuleList AviAnalyzer::rules() const
@@ -97,9 +108,8 @@ bool AviAnalyzer::check(const CheckOptions &options, Findings &findings)
                 rule.check(context, findings);
             }
         }
-        if (m_layout.isCutShort) {
-            findings.notChecked(QStringLiteral("walk cut short at offset %1").arg(m_layout.readUpTo));
-        }
+        if (m_layout.isCutShort)
+            findings.notChecked(cutShortText());
         return !context.isCancelled() && !bytes.hasReadError();
     } catch (const std::bad_alloc &) {
         return false;

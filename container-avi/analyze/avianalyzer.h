@@ -24,8 +24,11 @@ public:
     const AviLayout &layout() const { return m_layout; }
 
 private:
+    QString cutShortText() const;
+
     AviLayout m_layout;
     RegionTable m_regions;
+    AnalysisResult m_result; // of the latest read
     ByteSource *m_source = nullptr; // of the latest read; null before
     const std::atomic<bool> *m_cancel = nullptr;
     std::atomic<qint64> *m_progress = nullptr;

@@ -75,6 +75,9 @@ public:
     /// The first RIFF list of an AVI file from `begin` on and before `last`.
     Hit findRiff(quint64 begin, quint64 last);
 
+    /// Headers that were looked at so far; what led on in the file may be taken back, because it is bounded by that.
+    quint64 spent() const { return m_probes; }
+    void takeBack(quint64 spent) { m_probes = spent; } ///< Counts from here on again.
     /// The bound on headers was reached.
     bool isExhausted() const { return m_probes >= m_mostProbes; }
     /// Nothing can be read any more, or should be.

@@ -24,6 +24,7 @@ void AviLayout::clear()
     packets.clear();
     packetKinds.clear();
     chunkKinds.clear();
+    paddingMissing = 0;
     paddingNotZero = {};
     idsNotAscii = {};
     indexes.clear();

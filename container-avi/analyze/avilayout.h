@@ -64,7 +64,7 @@ struct AviChunkKind
  * Where everything in an AVI file stands, read strictly by sizes: not the data, only headers and indexes.
  *
  * The chunks that stand in the file are the truth. Where sizes lead to something that is no chunk, the reading goes on
- * where more of the rest is a chain of chunks, and says so in damages(). All arrays are flat and in the order of the
+ * where more of the rest is a chain of chunks, and says so in `damages`. All arrays are flat and in the order of the
  * file; together they have at most one entry per eight bytes of it. AviReader fills it; from then on it is constant.
  */
 class AviLayout
@@ -72,6 +72,10 @@ class AviLayout
 public:
     /// No element, no index, no segment.
     static constexpr quint32 none = 0xFFFFFFFF;
+    /// Places that are kept where padding is missing: a writer that leaves it out does so everywhere.
+    static constexpr quint64 mostPaddingMissing = 65536;
+    /// The reading ends where there are more damages than this.
+    static constexpr size_t mostDamages = size_t(1) << 20;
     /// Streams that are kept: two digits name no more.
     static constexpr int mostStreams = PacketTable::streamLimit;
 
@@ -132,6 +136,7 @@ public:
     PacketTable packets; ///< all data chunks, also those of undeclared streams
     BlockArray<quint8> packetKinds; ///< ordinals in chunkKinds, by packet
     std::vector<AviChunkKind> chunkKinds; ///< at most 255; the last one stands for all that found no room
+    quint64 paddingMissing = 0; ///< bytes of padding that are missing; the first mostPaddingMissing are in `damages`
     AviTally paddingNotZero; ///< padding bytes behind chunks of odd size that are not 0
     AviTally idsNotAscii; ///< ids of chunks and lists, and form types, with other bytes than printable ASCII
 

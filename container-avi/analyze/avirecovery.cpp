@@ -17,6 +17,10 @@ void AviWalker::addDamage(AviDamageKind kind, quint64 offset, quint64 size, quin
     if (packet != AviLayout::none)
         damage.stream = m_layout.packets.at(packet).stream;
     m_layout.damages.push_back(damage);
+    if (m_layout.damages.size() >= AviLayout::mostDamages) {
+        m_isLimited = true;
+        stop();
+    }
 }
 
 /// At m_at stands no header that could be believed. Afterwards m_at is elsewhere, a list ended, or the reading did.
@@ -34,15 +38,19 @@ bool AviWalker::tryPadMissing()
 {
     if (!m_previous.exists || m_at != m_previous.end + 1)
         return false;
+    const quint64 spent = m_chain.spent();
     // In lists of headers and texts any id may follow.
     const bool isAmongHeaders = place() >= Place::Hdrl && place() <= Place::Info;
     const bool isThere =
         isAmongHeaders ? m_chain.isPrintableAt(m_at - 1, end()) : m_chain.follow(m_at - 1, end()).isBelieved();
     if (!isThere)
         return false;
+    m_chain.takeBack(spent);
     const quint32 packet = m_previous.isPacket ? quint32(m_layout.packets.size() - 1) : AviLayout::none;
     --m_at;
-    addDamage(AviDamageKind::PadMissing, m_at, 0, m_at, m_depth == 0 ? AviLayout::none : top().element, packet);
+    ++m_layout.paddingMissing;
+    if (m_layout.paddingMissing <= AviLayout::mostPaddingMissing)
+        addDamage(AviDamageKind::PadMissing, m_at, 0, m_at, m_depth == 0 ? AviLayout::none : top().element, packet);
     m_previous.exists = false;
     return true;
 }

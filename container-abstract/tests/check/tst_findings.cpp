@@ -230,7 +230,6 @@ private Q_SLOTS:
 
     void textsStandForTheEnumerations()
     {
-        QCOMPARE(severityText(Severity::Error), QStringLiteral("error"));
         QCOMPARE(levelText(Level::Deep), QStringLiteral("deep"));
         QCOMPARE(repairText(Repair::Rewrite), QStringLiteral("rewrite"));
         QCOMPARE(confidenceText(Confidence::Likely), QStringLiteral("likely"));
