@@ -11,6 +11,7 @@
 #include <atomic>
 
 class ByteSource;
+struct WalkProgress;
 
 namespace quenlofar {
 
@@ -26,7 +27,7 @@ struct AnalysisOptions
 {
     Level level = Level::Default; ///< what check() will be asked for at most; at Quick there are no packets
     const std::atomic<bool> *cancel = nullptr; ///< while true, reading and checking end early; outlives the analyzer
-    std::atomic<qint64> *progress = nullptr; ///< follows where the file is being read; outlives the analyzer
+    WalkProgress *progress = nullptr; ///< follows where the file is being read; outlives the analyzer
 };
 
 /// How a reading ended. All that was found before stays good.

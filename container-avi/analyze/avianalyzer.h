@@ -31,7 +31,7 @@ private:
     AnalysisResult m_result; // of the latest read
     ByteSource *m_source = nullptr; // of the latest read; null before
     const std::atomic<bool> *m_cancel = nullptr;
-    std::atomic<qint64> *m_progress = nullptr;
+    WalkProgress *m_progress = nullptr;
 };
 
 /// Tells the kind of every byte from a layout.
