@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Digits alone, or hexadecimal ones behind "0x"; nothing for what is no 64-bit number.
+/// Digits alone, or hexadecimal ones behind "0x"; nothing for text that is not a 64-bit number.
 std::optional<quint64> parseNumber(QStringView text)
 {
     const bool isHex = text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive);

@@ -20,7 +20,7 @@
 class CollapseFilter : public TreeFilter
 {
 public:
-    /// So many like siblings behind the first are still shown whole.
+    /// The number of like siblings behind the first that are still shown whole.
     static constexpr size_t shortRun = 8;
     /// Bytes that everything that is kept takes at most, about: some thousand items.
     static constexpr size_t mostKept = 1 << 20;

@@ -194,7 +194,7 @@ void ItemComparison::close()
 /// The number of the first node's child in that row among those of its name.
 quint32 ItemComparison::numberOf(OpenPair &pair, quint32 row)
 {
-    constexpr quint32 fewRows = 16; // looking at so many takes less than a table of all
+    constexpr quint32 fewRows = 16; // looking at this many takes less than a table of all
     if (pair.siblings || row >= fewRows)
         return siblingsOf(pair).firstNumbers[row];
     const QString name = firstName(m_first.child(pair.first, row)).toString();

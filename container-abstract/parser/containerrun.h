@@ -27,7 +27,7 @@ struct ParserFactory
     QString containerName; ///< "AVI"
     QStringList extensions; ///< without a dot; a hint, never a reason to leave a parser out
     QString file; ///< the plug-in's file, for messages
-    /// Makes a parser, which has to be gone before its plug-in; null when memory ends.
+    /// Makes a parser, which has to be gone before its plug-in; null when memory runs out.
     std::function<std::unique_ptr<ContainerAbstract>()> create;
     /// Empty where the plug-in has no describer; may return null like `create`.
     std::function<std::unique_ptr<ContainerDescriber>()> createDescriber = {};
@@ -86,7 +86,7 @@ public:
     /// From now on `flag` is what cancels: several runs that share one are cancelled together. It outlives the runs.
     void shareCancelFlag(std::atomic<bool> &flag) noexcept { m_cancel = &flag; }
     /// While a file is walked, `*progress` follows where it is read and where elements and fields are found; forwards
-    /// as a rule, with jumps. Null (the default) for nobody who looks. It outlives the runs.
+    /// as a rule, with jumps. Null, the default: progress is not followed. It outlives the runs.
     void setProgress(WalkProgress *progress) noexcept { m_progress = progress; }
 
 private:

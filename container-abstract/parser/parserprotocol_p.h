@@ -35,11 +35,11 @@ public:
     bool takesFrame(Frame *frame, quint64 streams, qint64 position) noexcept;
     /// False when the walk cannot begin at `begin`.
     bool takesBegin(qint64 begin, qint64 fileSize) noexcept;
-    /// A call of one of the parser's operations has returned, and so many nodes are open.
+    /// A call of one of the parser's operations has returned with `openNodes` nodes open.
     void callReturned(quint64 openNodes, qint64 position) noexcept;
     /// The parser ended a node when none was open.
     void nodeEndedUnbegun(qint64 position) noexcept;
-    /// Detection has returned; the parser added so many items while it lasted.
+    /// Detection has returned; the parser added `items` items while it lasted.
     void detected(quint64 items, qint64 position) noexcept;
 
     /// What the parser did first; nothing when it kept to the rules.

@@ -34,7 +34,7 @@ struct InfoText
     QStringView title;
     QStringView label;
 };
-// Source of the tags: Multimedia Programming Interface and Data Specifications 1.0, the INFO list.
+// Source of the tags: the RIFF publication of IBM and Microsoft (1991), the INFO list.
 constexpr InfoText infoTexts[] = {
     {u"INAM", u"title"},   {u"ISBJ", u"description"},   {u"IART", u"artist"},    {u"IGNR", u"genre"},
     {u"ICMT", u"comment"}, {u"ICRD", u"creation date"}, {u"ICOP", u"copyright"}, {u"ISFT", u"writing software"},

@@ -2,8 +2,8 @@
 
 using Avi = ContainerAVI;
 
-// Source: AVI RIFF File Reference; OpenDML AVI File Format Extensions 1.02 for dmlh, vprp and indx; Multimedia
-// Programming Interface and Data Specifications 1.0 for the tags of an INFO list.
+// Source: AVI RIFF File Reference; OpenDML AVI File Format Extensions 1.02 for dmlh, vprp and indx; the RIFF
+// publication of IBM and Microsoft (1991) for the tags of an INFO list.
 //
 // Kept: of the tags of an INFO list (IARL to ITCH) eight show their text and seventeen do not, and the creation date
 // alone has a type of its own: what exists reads the tree by these rows.

@@ -402,7 +402,7 @@ int ContainerAVI::parseUnknownObject(quint64 offset, quint32 size)
     return addText(offset, size);
 }
 
-// Source: Multimedia Programming Interface and Data Specifications 1.0, the INFO list: texts that end in a zero byte.
+// Source: the RIFF publication of IBM and Microsoft (1991), the INFO list: texts that end in a zero byte.
 int ContainerAVI::parseListINFO(quint64 offset, quint32 size)
 {
     return addText(offset, size);

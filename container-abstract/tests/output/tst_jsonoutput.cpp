@@ -225,8 +225,8 @@ void TestJsonOutput::waysInWhichADeviceFails_data()
     QTest::newRow("it says so") << LimitedDevice::Error << QStringLiteral("the disk is full");
     QTest::newRow("it takes nothing and says nothing")
         << LimitedDevice::TakesNothing << QStringLiteral("Unknown error");
-    QTest::newRow("its memory ends") << LimitedDevice::OutOfMemory
-                                     << QStringLiteral("not enough memory for the output");
+    QTest::newRow("its memory runs out") << LimitedDevice::OutOfMemory
+                                         << QStringLiteral("not enough memory for the output");
 }
 
 void TestJsonOutput::waysInWhichADeviceFails()
