@@ -74,7 +74,8 @@ private Q_SLOTS:
         functions.remove(QStringLiteral("_fini"));
         QCOMPARE(functions,
                  (QSet<QString>{QStringLiteral("containerName"), QStringLiteral("supportedExtensions"),
-                                QStringLiteral("createParser"), QStringLiteral("createDescriber")}));
+                                QStringLiteral("createParser"), QStringLiteral("createDescriber"),
+                                QStringLiteral("createAnalyzer")}));
         const QString all = lines.join(QLatin1Char('\n'));
         for (const char *operation :
              {"getID(QString*)", "getSize(unsigned int*)", "parseChunkAVIH(", "parseChunkDMLH(", "parseChunkVPRP(",
