@@ -426,7 +426,7 @@ TextWriter::Private &TextWriter::Private::text(QStringView text)
 {
     const char16_t *at = text.utf16();
     const char16_t *const end = at + text.size();
-    while ((at = output.appendUntil(at, end, needsEscape)) != end)
+    while ((at = output.appendUntil(at, end, needsEscape<EscapeForm::Display>)) != end)
         raw(CharacterEscape(*at++).text());
     return *this;
 }

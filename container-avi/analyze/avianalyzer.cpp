@@ -39,7 +39,7 @@ Recognition AviAnalyzer::recognises(ByteSource &source)
     if (bytes.size() >= 12 && view.read<quint32>(0) == fourCC("RIFF") && isNearAvi(view.read<quint32>(8)))
         return Recognition::Yes;
     // A list's header, whatever its size says.
-    for (qsizetype at = bytes.indexOf("LIST"); at >= 0; at = bytes.indexOf("LIST", at + 1)) {
+    for (auto at = bytes.indexOf("LIST"); at >= 0; at = bytes.indexOf("LIST", at + 1)) {
         const quint32 form = view.read<quint32>(size_t(at) + 8);
         if (form == fourCC("hdrl") || form == fourCC("movi"))
             return Recognition::Parts;
