@@ -36,7 +36,8 @@ constexpr std::array<EndingSignal, 8> endingSignals{{
     {SIGQUIT, true, 0s}, // a user asks for a core dump
 }};
 
-constexpr std::chrono::nanoseconds patience = 700ms; // with somebody who does not take the output: on a busy machine a reader may be late
+constexpr std::chrono::nanoseconds patience =
+    700ms; // with somebody who does not take the output: on a busy machine a reader may be late
 constexpr long tick = 50'000'000; // nanoseconds
 
 std::atomic<bool> stopWanted{false};

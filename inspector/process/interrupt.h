@@ -26,8 +26,8 @@ public:
 
 /**
  * Stands around system calls that may block for as long as somebody else likes: writes to a pipe, reads from one. Once
- * a signal has come, such a call returns with EINTR within a twentieth of a second, and again and again: no signal is lost
- * between a look at the flag and the call, whichever thread the signal went to.
+ * a signal has come, such a call returns with EINTR within a twentieth of a second, and again and again: no signal is
+ * lost between a look at the flag and the call, whichever thread the signal went to.
  */
 class BlockingCall
 {
