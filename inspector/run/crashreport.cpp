@@ -33,7 +33,8 @@ constexpr std::array<CrashSignal, 7> crashSignals{{
 thread_local const CrashPlace *present = nullptr;
 static_assert(std::atomic<qint64>::is_always_lock_free, "a signal handler may not wait for a lock");
 
-size_t stackSize()
+/// Not needed where sanitizers report crashes.
+[[maybe_unused]] size_t stackSize()
 {
     constexpr size_t own = size_t(32) * 1024; // of the handler; what the system saves of the processor comes on top
     return own + std::max<size_t>(getauxval(AT_MINSIGSTKSZ), size_t(MINSIGSTKSZ));

@@ -21,9 +21,11 @@ std::atomic<int> spinning{0}; // keeps loops that do nothing in the program
         ++spinning;
 }
 
-/// Needs more and more stack; never returns.
+/// Needs more and more stack; no stack is large enough for the depth at which it would return.
 int exhaustStack(int depth)
 {
+    if (depth < 0)
+        return 0;
     volatile char page[4096] = {};
     page[0] = char(depth);
     return exhaustStack(depth + 1) + page[0];
