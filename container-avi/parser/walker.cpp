@@ -245,7 +245,7 @@ ContainerAVI::Found ContainerAVI::findId(qint64 levelEnd, ChunkStart *chunk)
         }
         file.seek(qint64(++position));
         // What is not at hand, a word that reaches out of the window for one, is read above.
-        position += quint64(file.passHole(levelEnd - qint64(position)));
+        position += quint64(file.passHole(qint64(quint64(levelEnd) - position))); // a corrupt position wraps
         position += passGarbage(file, position, levelEnd, m_ids);
     }
 }
