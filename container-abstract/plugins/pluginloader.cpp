@@ -147,7 +147,7 @@ QString unfitnessOf(const ElfLibrary &library, bool *isDescribing)
     if (library.isCutOff())
         return QStringLiteral("its end is missing");
     const std::vector<std::string> needed = library.neededLibraries();
-    if (const QString reason = foreignAbi(needed); !reason.isNull())
+    if (QString reason = foreignAbi(needed); !reason.isNull())
         return reason;
     for (const char *const name : neededExports) {
         if (!library.exports(name))
@@ -167,7 +167,7 @@ QString unfitness(const std::string &path, bool *isDescribing)
     if (!file)
         return openError;
     RememberingSource source(*file);
-    const QString reason = unfitnessOf(ElfLibrary(source), isDescribing);
+    QString reason = unfitnessOf(ElfLibrary(source), isDescribing);
     // What was not read is not known to be missing.
     return source.errorText().isEmpty() ? reason : QStringLiteral("it cannot be read: ") + source.errorText();
 }
