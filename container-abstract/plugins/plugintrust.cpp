@@ -43,7 +43,8 @@ bool isStaff(gid_t group)
     std::vector<char> texts(1024);
     struct group entry = {};
     struct group *found = nullptr;
-    while (::getgrgid_r(group, &entry, texts.data(), texts.size(), &found) == ERANGE && texts.size() < size_t(1024) * 1024)
+    while (::getgrgid_r(group, &entry, texts.data(), texts.size(), &found) == ERANGE
+           && texts.size() < size_t(1024) * 1024)
         texts.resize(2 * texts.size()); // it names all members
     return found && std::string(found->gr_name) == "staff";
 }

@@ -67,7 +67,7 @@ private:
     void skipForeign();
     void addForeign(const AviChain::Hit &hit, quint64 end);
     bool takeBeyondEnd(const AviHeader &header);
-    void extendLists(quint64 end);
+    void extendLists(quint64 needed);
     void endTop();
     void addDamage(AviDamageKind kind, quint64 offset, quint64 size, quint64 statedEnd, quint32 element,
                    quint32 packet = AviLayout::none);
