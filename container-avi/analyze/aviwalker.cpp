@@ -323,11 +323,10 @@ void AviWalker::close()
 {
     const OpenList closed = top();
     --m_depth;
-    quint64 behind = std::min(m_at, m_layout.fileSize);
+    const quint64 behind = std::min(m_at, m_layout.fileSize);
     if (closed.element != AviLayout::none) {
         AviElement &element = m_layout.elements[closed.element];
         element.end = std::min(std::max(element.offset + 12, closed.end), std::max(behind, element.offset + 12));
-        behind = element.end;
         m_previous = {element.offset, element.end, closed.element, true, false};
         // A list is padded as a chunk is, unless its last chunk's padding was counted for neither.
         if (!closed.isCorrected && element.size % 2 != 0 && m_at == closed.end)

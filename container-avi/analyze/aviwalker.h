@@ -51,7 +51,7 @@ private:
     void closeLists();
     void close();
     void stop();
-    quint64 listEnd(const AviHeader &header, quint32 element, Place place);
+    quint64 listEnd(const AviHeader &header, quint32 element, Place inner);
     bool leavesList(const AviHeader &header) const;
     bool goesOnBehind(const AviHeader &header);
     static Place placeOf(const AviHeader &header);
