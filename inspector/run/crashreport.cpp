@@ -94,7 +94,7 @@ void CrashPlace::set(Text *text, const QString &from)
     (*text)[size] = '\0';
 }
 
-/// What is called here is safe in a signal handler: write, unlink, signal, raise.
+/// What is called here is safe in a signal handler: write, unlink, signal, raise, pause.
 void CrashReport::print(int number)
 {
     const int savedErrno = errno;
@@ -113,11 +113,18 @@ void CrashReport::print(int number)
     errno = savedErrno;
 }
 
-/// The signal's action was set back to what it is by default when this was called.
 extern "C" void handleCrash(int number)
 {
+    // Threads that work on files of one kind may crash at the same moment. The first one reports; the others wait until
+    // its signal ends the program, because theirs would end it before the report is written.
+    static std::atomic_flag isReported = ATOMIC_FLAG_INIT;
+    if (isReported.test_and_set()) {
+        for (;;)
+            pause();
+    }
     CrashReport::print(number);
     // Strikes when the handler ends. What crashed would do so again; what only sent the signal would not.
+    std::signal(number, SIG_DFL);
     std::raise(number);
 }
 
@@ -127,7 +134,11 @@ void CrashReport::install()
     static const CrashStack stack;
     struct sigaction action = {};
     action.sa_handler = handleCrash;
-    action.sa_flags = int(SA_ONSTACK | SA_RESETHAND);
+    action.sa_flags = SA_ONSTACK;
+    // A crash inside the handler ends the program at once: that is what the system does with a blocked signal.
+    sigemptyset(&action.sa_mask);
+    for (const CrashSignal &signal : crashSignals)
+        sigaddset(&action.sa_mask, signal.number);
     for (const CrashSignal &signal : crashSignals) {
         struct sigaction inherited = {};
         sigaction(signal.number, nullptr, &inherited);
