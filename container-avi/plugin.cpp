@@ -5,6 +5,8 @@
 #include "containeravi.h"
 #include "pluginversion.h"
 
+using namespace quenlofar;
+
 namespace {
 
 /// The file extensions that this parser claims, separated by "|".

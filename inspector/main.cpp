@@ -18,6 +18,8 @@
 #include <exception>
 #include <new>
 
+using namespace quenlofar;
+
 namespace {
 
 void loadPlugins(const QStringList &named, PluginLoader *plugins)

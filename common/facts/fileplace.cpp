@@ -6,6 +6,8 @@
 
 #include <charconv>
 
+namespace quenlofar {
+
 namespace {
 
 /// Digits alone, or hexadecimal ones behind "0x"; nothing for text that is not a 64-bit number.
@@ -53,3 +55,5 @@ std::optional<FileRange> FileRange::parse(QStringView text)
         return std::nullopt;
     return FileRange{*begin, *size};
 }
+
+} // namespace quenlofar

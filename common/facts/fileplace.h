@@ -4,6 +4,8 @@
 
 #include <optional>
 
+namespace quenlofar {
+
 /// An offset as people type it: from the start of a file, or back from its end.
 struct FileOffset
 {
@@ -25,3 +27,5 @@ struct FileRange
     /// "OFFSET+LENGTH", the length in decimal or hexadecimal; nothing for any other text.
     static std::optional<FileRange> parse(QStringView text);
 };
+
+} // namespace quenlofar

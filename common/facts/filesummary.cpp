@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+namespace quenlofar {
+
 QString leftOutText(const QVector<DescriptionRow> &rows)
 {
     const auto found = std::find_if(rows.begin(), rows.end(),
@@ -99,3 +101,5 @@ bool SummarySink::took(bool isTaken)
         m_errorText = m_describer.errorText();
     return isTaken;
 }
+
+} // namespace quenlofar

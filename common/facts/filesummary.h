@@ -9,6 +9,8 @@
 #include <QString>
 #include <QVector>
 
+namespace quenlofar {
+
 /// What `rows` of a describer say of streams that it left out, in its row "streams"; empty when it has none.
 QString leftOutText(const QVector<DescriptionRow> &rows);
 
@@ -57,3 +59,5 @@ private:
     DescribingSink m_describer;
     QString m_errorText;
 };
+
+} // namespace quenlofar

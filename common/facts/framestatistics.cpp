@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <limits>
 
+namespace quenlofar {
+
 namespace {
 
 /// The number that stands at `position` when all are sorted.
@@ -58,3 +60,5 @@ void FrameStatistics::add(const Frame &frame)
     ++stream.keyFrames;
     stream.lastKeyFrame = stream.count;
 }
+
+} // namespace quenlofar

@@ -5,6 +5,8 @@
 #include <deque>
 #include <map>
 
+namespace quenlofar {
+
 struct Frame;
 
 /// The least, the middle and the greatest of some numbers; of an even count of them the lower of the two in the middle.
@@ -56,3 +58,5 @@ private:
     StreamFrames *m_latest = nullptr; // successive frames are mostly of one stream
     uint m_latestStream = 0;
 };
+
+} // namespace quenlofar

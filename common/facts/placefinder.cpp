@@ -1,5 +1,7 @@
 #include "placefinder.h"
 
+namespace quenlofar {
+
 namespace {
 
 using Item = ElementTree::Item;
@@ -118,3 +120,5 @@ void PathWalk::advance()
     else
         m_tracker.leaf(m_reader.name(m_current));
 }
+
+} // namespace quenlofar

@@ -8,6 +8,8 @@
 #include <optional>
 #include <vector>
 
+namespace quenlofar {
+
 /// What stands at one byte of a file.
 struct BytePlace
 {
@@ -50,3 +52,5 @@ private:
     ElementPathTracker m_tracker;
     ElementTree::Item m_current;
 };
+
+} // namespace quenlofar

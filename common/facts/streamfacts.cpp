@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstdlib>
 
+namespace quenlofar {
+
 namespace {
 
 StreamDescription described(const VideoStream &known, int ordinal)
@@ -33,3 +35,5 @@ QVector<StreamDescription> streamsOf(const DescribingSink &describer, const RunR
     }
     return streams;
 }
+
+} // namespace quenlofar

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+namespace quenlofar {
+
 namespace {
 
 // Of a node with more different names than these the names are forgotten: every one of them was shown.
@@ -131,3 +133,5 @@ bool CollapseFilter::release(Level *level)
     level->omitted = 0;
     return works;
 }
+
+} // namespace quenlofar

@@ -9,6 +9,8 @@
 #include <optional>
 #include <vector>
 
+namespace quenlofar {
+
 /**
  * Shows a long run of like siblings as the first, how many were left out, and the last. Siblings are like each other
  * when they have one name; a run goes on as long as only names come that have come before, so that the chunks of
@@ -73,3 +75,5 @@ private:
     size_t m_keptBytes = 0; // in all levels
     ItemNotes m_notes;
 };
+
+} // namespace quenlofar

@@ -1,5 +1,7 @@
 #include "filteredtree.h"
 
+namespace quenlofar {
+
 FilteredTree::FilteredTree(std::unique_ptr<TreeWriter> writer)
 {
     m_stages.push_back(std::move(writer));
@@ -50,3 +52,5 @@ QString FilteredTree::errorText() const
 {
     return m_stages.front()->errorText();
 }
+
+} // namespace quenlofar

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+namespace quenlofar {
+
 /**
  * A writer with filters in front of it, as one sink. Filters keep things and may throw from every call, before or after
  * they hand it on: the document is then ended by the writer alone, which ends the nodes that have reached it.
@@ -35,3 +37,5 @@ private:
     std::vector<std::unique_ptr<TreeWriter>> m_stages; // the writer first
     bool m_isInCall = false; // of a filter's, or one that it threw from
 };
+
+} // namespace quenlofar

@@ -8,6 +8,8 @@
 #include <type_traits>
 #include <utility>
 
+namespace quenlofar {
+
 namespace {
 
 using Number = FieldCondition::Number;
@@ -190,3 +192,5 @@ bool MatchFilter::showPending()
     m_pending.clear();
     return works;
 }
+
+} // namespace quenlofar

@@ -11,6 +11,8 @@
 #include <variant>
 #include <vector>
 
+namespace quenlofar {
+
 /// A condition on leaves, such as "dwRate>=25" or "fccType=vid*".
 class FieldCondition
 {
@@ -61,3 +63,5 @@ private:
     quint64 m_depth = 0; // open nodes
     quint64 m_hitDepth = 0; // of the node that matches and holds the current place; 0 for none
 };
+
+} // namespace quenlofar

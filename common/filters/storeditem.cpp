@@ -1,5 +1,7 @@
 #include "storeditem.h"
 
+namespace quenlofar {
+
 StoredItem::StoredItem(quint64 offset, quint64 size, QStringView title, qint64 index, const ItemNotes &notes)
     : m_isNode(true), m_offset(offset), m_size(size), m_index(index), m_name(title.toString()),
       m_path(notes.path.toString()), m_bytes(notes.bytes.toString())
@@ -28,3 +30,5 @@ size_t StoredItem::textBytes() const
         m_name.size() + m_value.size() + m_meaning.size() + m_description.size() + m_path.size() + m_bytes.size();
     return size_t(units) * sizeof(QChar);
 }
+
+} // namespace quenlofar

@@ -4,6 +4,8 @@
 
 #include <QString>
 
+namespace quenlofar {
+
 /// A node or leaf with texts of its own, for what cannot be decided when it comes.
 class StoredItem
 {
@@ -30,3 +32,5 @@ private:
     QString m_path;
     QString m_bytes;
 };
+
+} // namespace quenlofar

@@ -4,6 +4,8 @@
 
 #include <QString>
 
+namespace quenlofar {
+
 /// What stands between a walk and the writer of a tree: hands everything on as it is. One that keeps things may throw
 /// std::bad_alloc; it hands beginDocument on before it may, so that there always is a document. See FilteredTree.
 class TreeFilter : public TreeWriter
@@ -46,3 +48,5 @@ private:
     const quint64 m_levels;
     quint64 m_depth = 0; // open nodes
 };
+
+} // namespace quenlofar

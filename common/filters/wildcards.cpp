@@ -2,7 +2,11 @@
 
 #include <fnmatch.h>
 
+namespace quenlofar {
+
 bool matchesWildcards(const QByteArray &pattern, QStringView text)
 {
     return ::fnmatch(pattern.constData(), text.toUtf8().constData(), FNM_CASEFOLD) == 0;
 }
+
+} // namespace quenlofar

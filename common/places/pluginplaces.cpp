@@ -8,6 +8,8 @@
 
 #include <sys/auxv.h>
 
+namespace quenlofar {
+
 namespace {
 
 /// The directory of the running program; empty where the system does not tell.
@@ -69,3 +71,5 @@ QStringList pluginPlaces(const QStringList &named, const PluginPlaceTrust &trust
     }
     return places;
 }
+
+} // namespace quenlofar

@@ -3,6 +3,8 @@
 #include <QString>
 #include <QStringList>
 
+namespace quenlofar {
+
 /// Whose word counts on where plug-ins are: their code runs with all rights of the program.
 struct PluginPlaceTrust
 {
@@ -23,3 +25,5 @@ struct PluginPlaceTrust
  * a build tree. That one is printed as it is found, without "..".
  */
 QStringList pluginPlaces(const QStringList &named, const PluginPlaceTrust &trust = PluginPlaceTrust::ofProcess());
+
+} // namespace quenlofar

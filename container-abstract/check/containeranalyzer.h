@@ -10,10 +10,10 @@
 
 #include <atomic>
 
+namespace quenlofar {
+
 class ByteSource;
 struct WalkProgress;
-
-namespace quenlofar {
 
 /// Whether an analyzer can judge a file.
 enum class Recognition : quint8 {

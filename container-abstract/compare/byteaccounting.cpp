@@ -4,6 +4,8 @@
 #include <limits>
 #include <vector>
 
+namespace quenlofar {
+
 namespace {
 
 constexpr QStringView dataField{u"value"};
@@ -287,3 +289,5 @@ void ByteAccounting::Private::drop() noexcept
     map.drop();
     decltype(pending)().swap(pending);
 }
+
+} // namespace quenlofar

@@ -7,6 +7,8 @@
 #include <functional>
 #include <memory>
 
+namespace quenlofar {
+
 /**
  * Tells which bytes of a file the leaves of a walk cover, while it is walked. Nodes do not count, leaves count as far
  * as they lie inside the file.
@@ -55,3 +57,5 @@ private:
     class Private;
     std::unique_ptr<Private> d;
 };
+
+} // namespace quenlofar

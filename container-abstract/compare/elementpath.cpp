@@ -7,6 +7,8 @@
 #include <limits>
 #include <vector>
 
+namespace quenlofar {
+
 namespace {
 
 constexpr QStringView unparsedName{u"unparsed"};
@@ -318,3 +320,5 @@ void ElementPathFinder::find(quint64 offset, quint64 size, bool isNode)
     m_offset = offset;
     m_size = size;
 }
+
+} // namespace quenlofar

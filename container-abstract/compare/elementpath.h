@@ -10,6 +10,8 @@
 
 #include <memory>
 
+namespace quenlofar {
+
 /**
  * Element paths say where an item stands: `RIFF(AVI )/LIST(hdrl)/LIST(strl)[1]/strf/biWidth`. Components, from the
  * top level down, are node titles and at last a node's title or a leaf's name. `[n]` tells like-named siblings apart,
@@ -106,3 +108,5 @@ private:
     quint64 m_offset = 0;
     quint64 m_size = 0;
 };
+
+} // namespace quenlofar

@@ -4,6 +4,8 @@
 #include "displaytext.h"
 #include "utf8_p.h"
 
+namespace quenlofar {
+
 namespace {
 
 bool isReserved(char16_t unit)
@@ -68,3 +70,5 @@ QStringView PathText::text() const
 {
     return m_ends.empty() ? QStringView() : QStringView(m_text.data(), qsizetype(m_text.size()));
 }
+
+} // namespace quenlofar

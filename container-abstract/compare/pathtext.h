@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace quenlofar {
+
 /// The text of an element path that grows and shrinks at its end, component by component.
 class PathText
 {
@@ -23,3 +25,5 @@ private:
     std::u16string m_text;
     std::vector<size_t> m_ends; // of the components, in m_text
 };
+
+} // namespace quenlofar

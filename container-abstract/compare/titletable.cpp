@@ -4,6 +4,8 @@
 #include <new>
 #include <string_view>
 
+namespace quenlofar {
+
 namespace {
 
 size_t hashOf(quint32 level, QStringView title)
@@ -68,3 +70,5 @@ void TitleTable::rehash(size_t bucketCount)
         bucket(entry.hash) = number;
     }
 }
+
+} // namespace quenlofar

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace quenlofar {
+
 /**
  * Gives equal titles of one level equal numbers, counted up from 0 in the order in which they first come. The last ones
  * can be taken out again, so that the titles of nested nodes use one table, each its own level. Memory is reused:
@@ -43,3 +45,5 @@ private:
     std::u16string m_text;
     std::vector<quint32> m_buckets; // a power of two; each the youngest entry, so that truncate finds it at the front
 };
+
+} // namespace quenlofar

@@ -9,6 +9,8 @@
 #include <memory>
 #include <vector>
 
+namespace quenlofar {
+
 namespace {
 
 using Item = ElementTree::Item;
@@ -280,3 +282,5 @@ bool compareFrames(const ElementTree &first, const ElementTree &second, const Co
     }
     return true;
 }
+
+} // namespace quenlofar

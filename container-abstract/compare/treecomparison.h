@@ -8,6 +8,8 @@
 
 #include <functional>
 
+namespace quenlofar {
+
 /// In what two things that stand for each other differ; sets of these are or-ed.
 enum DifferingAspect : quint32 {
     KindDiffers = 0x1, ///< a node and a leaf
@@ -79,3 +81,5 @@ CONTAINERABSTRACT_EXPORT bool compareItems(const ElementTree &first, const Eleme
 CONTAINERABSTRACT_EXPORT bool compareFrames(const ElementTree &first, const ElementTree &second,
                                             const ComparisonOptions &options,
                                             const std::function<bool(const FrameDifference &)> &visitor);
+
+} // namespace quenlofar

@@ -7,6 +7,8 @@
 
 #include <vector>
 
+namespace quenlofar {
+
 /// One call of a sink between beginDocument and endDocument.
 struct SinkCall
 {
@@ -301,3 +303,5 @@ public:
     RunResult result;
     std::vector<SinkCall> calls;
 };
+
+} // namespace quenlofar

@@ -9,6 +9,8 @@
 #include <limits>
 #include <vector>
 
+namespace quenlofar {
+
 /**
  * Hands everything on to other sinks and holds whoever calls it to what a sink may rely on: the calls' order, nodes
  * that nest and are all ended, nothing new after a stop, the bounds, places inside of one another, frames that are
@@ -159,3 +161,5 @@ private:
     bool m_hasFailed = false;
     bool m_isUnsure = false; // what is covered is not known
 };
+
+} // namespace quenlofar

@@ -3,6 +3,8 @@
 #include <QChar>
 #include <QString>
 
+namespace quenlofar {
+
 /// Judged by Qt's tables of Unicode: neither a control character but line feeds, nor one that ends lines or turns the
 /// direction of writing.
 inline bool isHarmless(const QString &text)
@@ -28,3 +30,5 @@ inline bool isHarmless(const QString &text)
     }
     return true;
 }
+
+} // namespace quenlofar

@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <cstring>
 
+namespace quenlofar {
+
 /// Takes numbers and texts off the front of a fuzzer's input, one after the other; zeros once it has ended.
 class InputReader
 {
@@ -85,3 +87,5 @@ private:
     const char *m_at;
     std::size_t m_left;
 };
+
+} // namespace quenlofar

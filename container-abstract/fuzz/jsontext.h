@@ -8,6 +8,8 @@
 #include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
 
+namespace quenlofar {
+
 using JsonText = rapidjson::UTF16<char16_t>;
 using JsonDocument = rapidjson::GenericDocument<JsonText>;
 using JsonValue = JsonDocument::ValueType;
@@ -32,3 +34,5 @@ inline const JsonValue &jsonMember(const JsonValue &object, const char16_t *name
     require(found != object.MemberEnd(), "a member of the JSON document is there");
     return found->value;
 }
+
+} // namespace quenlofar

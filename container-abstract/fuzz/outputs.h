@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+namespace quenlofar {
+
 /// Keeps what is written to it, up to a number of bytes: writing more fails, as on a full disk.
 class BoundedOutput : public QIODevice
 {
@@ -31,3 +33,5 @@ private:
     const qint64 m_room;
     QByteArray m_bytes;
 };
+
+} // namespace quenlofar

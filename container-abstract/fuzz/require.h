@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+namespace quenlofar {
+
 /// Called before the program ends for a broken promise, to name what was being looked at.
 inline void (*describeInput)() = nullptr;
 
@@ -16,3 +18,5 @@ inline void require(bool holds, const char *promise)
         describeInput();
     std::abort();
 }
+
+} // namespace quenlofar

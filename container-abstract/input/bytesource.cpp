@@ -11,6 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace quenlofar {
+
 ByteSource::~ByteSource() = default;
 
 QString ByteSource::errorText() const
@@ -184,3 +186,5 @@ std::unique_ptr<ByteSource> memorySource(const QByteArray &bytes)
 {
     return std::make_unique<MemorySource>(bytes);
 }
+
+} // namespace quenlofar

@@ -7,6 +7,8 @@
 
 #include <memory>
 
+namespace quenlofar {
+
 /// Bytes that can be read at any position: a file, memory, or what a test puts in its place.
 class CONTAINERABSTRACT_EXPORT ByteSource
 {
@@ -38,3 +40,5 @@ public:
 CONTAINERABSTRACT_EXPORT std::unique_ptr<ByteSource> openFileSource(const QString &path, QString *error);
 /// A source over `bytes`, which it shares or copies as QByteArray does.
 CONTAINERABSTRACT_EXPORT std::unique_ptr<ByteSource> memorySource(const QByteArray &bytes);
+
+} // namespace quenlofar

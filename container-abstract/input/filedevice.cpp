@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <numeric>
 
+namespace quenlofar {
+
 namespace {
 
 constexpr qint64 kib = 1024;
@@ -250,3 +252,5 @@ void FileDevice::rememberReadError(qint64 offset)
     m_readErrorOffset = offset;
     m_errorText = m_source->errorText();
 }
+
+} // namespace quenlofar

@@ -13,6 +13,8 @@
 #include <limits>
 #include <memory>
 
+namespace quenlofar {
+
 /// Where a walk is, for whoever watches it from another thread.
 struct WalkProgress
 {
@@ -139,3 +141,5 @@ private:
     qint64 m_readErrorOffset = -1;
     QString m_errorText;
 };
+
+} // namespace quenlofar

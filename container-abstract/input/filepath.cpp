@@ -4,6 +4,8 @@
 
 #include <QChar>
 
+namespace quenlofar {
+
 namespace {
 
 /// Byte 0x80 is U+DC80, byte 0xFF is U+DCFF.
@@ -68,3 +70,5 @@ QByteArray pathForDisplay(const QString &path)
 {
     return encode(path, false);
 }
+
+} // namespace quenlofar

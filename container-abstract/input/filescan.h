@@ -6,6 +6,8 @@
 
 #include <string_view>
 
+namespace quenlofar {
+
 /**
  * The seek() and read() of a FileDevice for loops that look at a 32-bit word at every byte. For the life of the scan it
  * holds the device's position, window and count of bytes, so that a compiler can keep them in registers; the device
@@ -106,3 +108,5 @@ private:
     qint64 m_position;
     quint64 m_bytesRead;
 };
+
+} // namespace quenlofar

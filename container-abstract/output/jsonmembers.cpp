@@ -1,5 +1,7 @@
 #include "jsonmembers_p.h"
 
+namespace quenlofar {
+
 namespace {
 
 template <size_t Size> void memberOrNull(JsonStream &json, const char (&name)[Size], qint64 number)
@@ -92,3 +94,5 @@ void printOutcome(JsonStream &json, const RunResult &result)
     json.member("message", result.error.message);
     json.endObject();
 }
+
+} // namespace quenlofar

@@ -5,6 +5,8 @@
 #include "jsonstream_p.h"
 #include "runresult.h"
 
+namespace quenlofar {
+
 /// What is known of a file before it is walked: "file", "fileSize", "container" and, of a file
 /// that a parser accepts, "parser".
 void printFile(JsonStream &json, const DocumentStart &start);
@@ -12,3 +14,5 @@ void printFile(JsonStream &json, const DocumentStart &start);
 void printStart(JsonStream &json, const DocumentStart &start);
 /// How a walk went: "status" and, where they apply, "limit", "cancelled" and "error".
 void printOutcome(JsonStream &json, const RunResult &result);
+
+} // namespace quenlofar

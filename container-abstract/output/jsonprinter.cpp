@@ -2,6 +2,8 @@
 
 #include "jsonmembers_p.h"
 
+namespace quenlofar {
+
 class JsonPrinter::Private
 {
 public:
@@ -107,3 +109,5 @@ QString JsonPrinter::errorText() const
 {
     return d->json.errorText();
 }
+
+} // namespace quenlofar

@@ -11,6 +11,8 @@
 
 class QIODevice;
 
+namespace quenlofar {
+
 /**
  * Prints JSON documents, each followed by a line feed, in constant memory: for what is not an element tree. The texts
  * of keys and values may hold anything; unpaired surrogates become U+FFFD. Calls have to come in an order that makes a
@@ -55,3 +57,5 @@ private:
     class Private;
     const std::unique_ptr<Private> d;
 };
+
+} // namespace quenlofar

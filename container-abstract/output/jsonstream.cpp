@@ -3,6 +3,8 @@
 #include <charconv>
 #include <cmath>
 
+namespace quenlofar {
+
 void JsonStream::key(QStringView name)
 {
     text(name);
@@ -81,3 +83,5 @@ void JsonStream::putRest(const char16_t *at, const char16_t *end)
     while ((at = m_output.appendUntil(at, end, needsEscape<EscapeForm::Json>)) != end)
         m_output.append(CharacterEscape(*at++, EscapeForm::Json).text());
 }
+
+} // namespace quenlofar

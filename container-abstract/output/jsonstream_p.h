@@ -11,6 +11,8 @@
 
 #include <cstring>
 
+namespace quenlofar {
+
 /**
  * Prints JSON into a buffer in front of a device: knows of commas, line breaks and escapes, not of what belongs where.
  * An object's member is a key and then its value. It allocates nothing, however deep objects and arrays nest.
@@ -132,3 +134,5 @@ private:
     Place m_place = Place::First;
     quint64 m_depth = 0; // open objects and arrays
 };
+
+} // namespace quenlofar

@@ -3,6 +3,8 @@
 #include "framelist.h"
 #include "jsonmembers_p.h"
 
+namespace quenlofar {
+
 class JsonWriter::Private
 {
 public:
@@ -204,3 +206,5 @@ void JsonWriter::Private::printFrame(const Frame &frame)
     json.boolean(frame.key);
     json.endObject();
 }
+
+} // namespace quenlofar

@@ -10,6 +10,8 @@
 
 class QIODevice;
 
+namespace quenlofar {
+
 /**
  * Prints one JSON document per run, followed by a line feed, while the file is walked. docs/json-output.md describes
  * the document. Memory: one output buffer, and 12 bytes per reported frame, because frames are printed last. One object
@@ -40,3 +42,5 @@ private:
     class Private;
     const std::unique_ptr<Private> d;
 };
+
+} // namespace quenlofar

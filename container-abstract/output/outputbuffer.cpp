@@ -5,6 +5,8 @@
 
 #include <new>
 
+namespace quenlofar {
+
 OutputBuffer::OutputBuffer(QIODevice &device) : m_device(device) { }
 
 void OutputBuffer::append(std::string_view bytes)
@@ -59,3 +61,5 @@ void OutputBuffer::fail(const QString &reason)
     m_failed = true;
     m_errorText = reason.isEmpty() ? QStringLiteral("the output takes no more data") : reason;
 }
+
+} // namespace quenlofar

@@ -12,6 +12,8 @@
 
 class QIODevice;
 
+namespace quenlofar {
+
 /**
  * A fixed buffer in front of a device. The first failure of the device is remembered with its reason; from then on
  * bytes are taken and dropped, so that a writer need not look after every byte.
@@ -97,3 +99,5 @@ const char16_t *OutputBuffer::appendUntil(const char16_t *at, const char16_t *en
     }
     return at;
 }
+
+} // namespace quenlofar

@@ -10,6 +10,8 @@
 #include <charconv>
 #include <cmath>
 
+namespace quenlofar {
+
 namespace {
 
 constexpr int leastColumnWidth = 6;
@@ -430,3 +432,5 @@ TextWriter::Private &TextWriter::Private::text(QStringView text)
         raw(CharacterEscape(*at++).text());
     return *this;
 }
+
+} // namespace quenlofar

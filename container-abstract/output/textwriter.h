@@ -10,6 +10,8 @@
 
 class QIODevice;
 
+namespace quenlofar {
+
 /// How TextWriter prints.
 struct TextStyle
 {
@@ -45,3 +47,5 @@ private:
     class Private;
     const std::unique_ptr<Private> d;
 };
+
+} // namespace quenlofar

@@ -5,6 +5,8 @@
 
 #include <QStringView>
 
+namespace quenlofar {
+
 /// What can be printed with an item beside what the walk tells of it. The texts are lent until the item was added.
 struct ItemNotes
 {
@@ -22,3 +24,5 @@ public:
     /// Stands for `count` items that were left out here; `count` is at least 1.
     virtual bool addOmission(quint64 count) = 0;
 };
+
+} // namespace quenlofar

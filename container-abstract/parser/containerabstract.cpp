@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+using namespace quenlofar;
+
 ContainerAbstract::CommonElement::CommonElement() : type(0) { }
 
 ContainerAbstract::CommonElement::CommonElement(int elementType, const QString &elementName)

@@ -14,7 +14,10 @@
 
 #include <memory>
 
+namespace quenlofar {
 class ContainerAbstractPrivate;
+class ParserRun;
+} // namespace quenlofar
 
 /**
  * The base class of every container parser. A parser knows what the bytes of one container format mean; the host owns
@@ -112,17 +115,17 @@ protected:
     /// Adds a leaf over `size` bytes that nobody interprets.
     void addUnparsed(quint64 offset, quint64 size);
     /// Adds the leaves of a record that starts at `offset` of the file; those beyond its end read as zero.
-    void addRecord(quint64 offset, const RecordView &record, FieldRows rows);
+    void addRecord(quint64 offset, const quenlofar::RecordView &record, quenlofar::FieldRows rows);
     /// The same for a record that may be cut off: ends before the first row that is not all in it, and returns the
     /// bytes from the start of the record that the rows up to there cover.
-    quint64 addWholeFields(quint64 offset, const RecordView &record, FieldRows rows);
+    quint64 addWholeFields(quint64 offset, const quenlofar::RecordView &record, quenlofar::FieldRows rows);
     /// See the function of that name in texts.h.
     QString bytesToText(const QByteArray &bytes);
     /// Hands the frame in m_frameOffset, m_frameSize and m_frameIsKey to the host; always 0.
     int reportFrame(uint streamIndex, quint64 frameNumber);
 
     /// The input file.
-    FileDevice m_file;
+    quenlofar::FileDevice m_file;
     /// Offset of the element being parsed, in bytes from the start of the file. A parser may move it for the elements
     /// inside; the host goes on from where it called parseElement.
     quint64 m_position = 0;
@@ -137,10 +140,10 @@ protected:
     /// and non-zero when it is a key frame.
     int m_frameIsKey = 0;
     /// One record per video stream, owned by the host; a parser writes into the last one only.
-    QVector<VideoStream *> m_videoStreams;
+    QVector<quenlofar::VideoStream *> m_videoStreams;
 
 private:
-    friend class ParserRun; // the host: drives the virtual operations and reads the state above
-    friend class ContainerAbstractPrivate;
-    const std::unique_ptr<ContainerAbstractPrivate> d;
+    friend class quenlofar::ParserRun; // the host: drives the virtual operations and reads the state above
+    friend class quenlofar::ContainerAbstractPrivate;
+    const std::unique_ptr<quenlofar::ContainerAbstractPrivate> d;
 };

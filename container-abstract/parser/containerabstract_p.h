@@ -11,6 +11,8 @@
 #include <exception>
 #include <limits>
 
+namespace quenlofar {
+
 /// What the framework throws through a parser to end a run. The reason stands in the parser's private state.
 struct RunStopped
 {
@@ -110,3 +112,5 @@ private:
     void look(const FileDevice &file, quint64 offset);
     [[noreturn]] void stopRun(const FileDevice &file, quint64 offset, Stop reason);
 };
+
+} // namespace quenlofar

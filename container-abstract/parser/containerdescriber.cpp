@@ -1,5 +1,7 @@
 #include "containerdescriber.h"
 
+namespace quenlofar {
+
 double StreamDescription::seconds() const
 {
     // Until the length is known a writer leaves 0, and sound of no length is of no use to anybody.
@@ -36,3 +38,5 @@ QVector<StreamDescription> ContainerDescriber::streams() const
 {
     return {};
 }
+
+} // namespace quenlofar

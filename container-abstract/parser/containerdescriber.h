@@ -6,6 +6,8 @@
 #include <QString>
 #include <QVector>
 
+namespace quenlofar {
+
 /// One line of a description: "title" and "Holiday".
 struct DescriptionRow
 {
@@ -78,3 +80,5 @@ public:
     /// The streams of the file, by ordinal. None by default.
     virtual QVector<StreamDescription> streams() const;
 };
+
+} // namespace quenlofar

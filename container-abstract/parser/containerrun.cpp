@@ -9,6 +9,8 @@
 #include <chrono>
 #include <exception>
 
+namespace quenlofar {
+
 using Stop = ContainerAbstractPrivate::Stop;
 using Clock = std::chrono::steady_clock;
 
@@ -391,3 +393,5 @@ RunResult ContainerRun::run(const QString &path, const QVector<ParserFactory> &p
     endDocument(sink, &result);
     return result;
 }
+
+} // namespace quenlofar

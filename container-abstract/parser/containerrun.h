@@ -12,14 +12,14 @@
 #include <functional>
 #include <memory>
 
-class ByteSource;
 class ContainerAbstract;
-class ContainerDescriber;
-struct WalkProgress;
 
 namespace quenlofar {
+
+class ByteSource;
 class ContainerAnalyzer;
-}
+class ContainerDescriber;
+struct WalkProgress;
 
 /// How to get a parser of one container format.
 struct ParserFactory
@@ -34,7 +34,7 @@ struct ParserFactory
     QString name = {}; ///< what documents call the parser: "quenlofar-container-avi"; null: as the container
     QString version = {}; ///< of the plug-in; null where it is not known
     /// Empty where the plug-in has no analyzer; may return null like `create`.
-    std::function<std::unique_ptr<quenlofar::ContainerAnalyzer>()> createAnalyzer = {};
+    std::function<std::unique_ptr<ContainerAnalyzer>()> createAnalyzer = {};
 };
 
 /// Opens what stands behind a path; on failure null, with the reason in `*error`. See openFileSource.
@@ -98,3 +98,5 @@ private:
     std::atomic<bool> *m_cancel = &m_ownCancel;
     WalkProgress *m_progress = nullptr;
 };
+
+} // namespace quenlofar

@@ -8,6 +8,8 @@
 #include <exception>
 #include <new>
 
+namespace quenlofar {
+
 namespace {
 
 /// Texts of a plug-in may be literals, which go with it.
@@ -169,3 +171,5 @@ QVector<StreamDescription> DescribingSink::streams() const
 {
     return m_streams;
 }
+
+} // namespace quenlofar

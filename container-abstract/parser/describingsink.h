@@ -8,6 +8,8 @@
 
 #include <memory>
 
+namespace quenlofar {
+
 /**
  * Describes each file that is walked into it, with the describer of the parser that accepts the file. Where that
  * parser's plug-in has none it takes every call and has nothing to say.
@@ -46,3 +48,5 @@ private:
     QVector<StreamDescription> m_streams;
     QString m_errorText;
 };
+
+} // namespace quenlofar

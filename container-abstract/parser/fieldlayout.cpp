@@ -4,6 +4,8 @@
 
 #include <QUuid>
 
+namespace quenlofar {
+
 namespace {
 
 /// `count` 32-bit words from `at` on, in decimal, with a blank between them.
@@ -78,3 +80,5 @@ QString fieldText(const RecordView &record, size_t at, FieldKind kind, int width
     }
     return {};
 }
+
+} // namespace quenlofar

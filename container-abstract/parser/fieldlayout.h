@@ -11,6 +11,8 @@
 #include <cstddef>
 #include <cstring>
 
+namespace quenlofar {
+
 /// How the bytes of a field are read and shown; the width in bytes follows from it, but for the last two.
 enum class FieldKind : quint8 {
     U8,
@@ -171,3 +173,5 @@ template <size_t Count> QString flagNames(quint32 flags, const FlagName (&rows)[
 
 /// The text that FieldKind gives to the bytes at `at` of `record`; `width` counts for the kinds Text and Hex.
 CONTAINERABSTRACT_EXPORT QString fieldText(const RecordView &record, size_t at, FieldKind kind, int width = 0);
+
+} // namespace quenlofar

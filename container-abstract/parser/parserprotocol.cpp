@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace quenlofar {
+
 ParserProtocol::Place ParserProtocol::putRight(const Place &place, qint64 position) noexcept
 {
     Place right = place;
@@ -87,3 +89,5 @@ FileError ParserProtocol::trouble() const
     }
     return {};
 }
+
+} // namespace quenlofar

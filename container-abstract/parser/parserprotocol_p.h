@@ -5,6 +5,8 @@
 
 #include <QtGlobal>
 
+namespace quenlofar {
+
 /**
  * What a run asks of a parser's answers, whatever the file says, and the first rule that a parser broke. All checks
  * stand here. An answer that makes no sense is put right before a sink sees it, so that sinks may rely on it.
@@ -54,3 +56,5 @@ private:
     qint64 m_position = 0;
     qint64 m_number = 0;
 };
+
+} // namespace quenlofar

@@ -3,6 +3,8 @@
 #include <new>
 #include <stdexcept>
 
+namespace quenlofar {
+
 ThrownText thrownText(const std::exception_ptr &exception)
 {
     try {
@@ -17,3 +19,5 @@ ThrownText thrownText(const std::exception_ptr &exception)
         return {false, QStringLiteral("it threw something other than std::exception")};
     }
 }
+
+} // namespace quenlofar

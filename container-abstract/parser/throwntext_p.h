@@ -4,6 +4,8 @@
 
 #include <exception>
 
+namespace quenlofar {
+
 /// What an exception says.
 struct ThrownText
 {
@@ -13,3 +15,5 @@ struct ThrownText
 
 /// Reads any exception: those of plug-ins need not be of the library's kinds.
 ThrownText thrownText(const std::exception_ptr &exception);
+
+} // namespace quenlofar

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <limits>
 
+namespace quenlofar {
+
 struct ElfLibrary::Segment : ElfW(Phdr)
 {
 };
@@ -233,3 +235,5 @@ bool ElfLibrary::isInTable(quint64 table, std::string_view name) const
     }
     return false;
 }
+
+} // namespace quenlofar

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+namespace quenlofar {
+
 class ByteSource;
 
 /**
@@ -49,3 +51,5 @@ private:
     std::vector<Segment> m_segments;
     std::vector<Entry> m_entries; // of the dynamic section
 };
+
+} // namespace quenlofar

@@ -4,10 +4,11 @@
 #include <QStringList>
 
 class ContainerAbstract;
-class ContainerDescriber;
+
 namespace quenlofar {
 class ContainerAnalyzer;
-}
+class ContainerDescriber;
+} // namespace quenlofar
 
 #if defined(__clang__)
 // The names have to be unmangled and some results are Qt values: both sides are built by the same C++ compiler. Not
@@ -26,7 +27,7 @@ Q_DECL_EXPORT QStringList supportedExtensions();
 /// A new parser, which the caller owns.
 Q_DECL_EXPORT ContainerAbstract *createParser();
 /// A new describer of what such a parser shows, which the caller owns. Optional.
-Q_DECL_EXPORT ContainerDescriber *createDescriber();
+Q_DECL_EXPORT quenlofar::ContainerDescriber *createDescriber();
 /// A new analyzer, which judges files of the format and which the caller owns. Optional.
 Q_DECL_EXPORT quenlofar::ContainerAnalyzer *createAnalyzer();
 

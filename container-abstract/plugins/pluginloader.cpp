@@ -22,6 +22,8 @@
 #include <system_error>
 #include <vector>
 
+namespace quenlofar {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -379,3 +381,5 @@ QVector<ParserFactory> PluginLoader::parsersFor(const QString &path) const
     }
     return claiming + others;
 }
+
+} // namespace quenlofar

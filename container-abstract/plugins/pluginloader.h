@@ -9,6 +9,8 @@
 
 #include <memory>
 
+namespace quenlofar {
+
 /// A parser plug-in that was found and answers.
 struct PluginInfo
 {
@@ -51,3 +53,5 @@ private:
     class Private;
     const std::unique_ptr<Private> d;
 };
+
+} // namespace quenlofar

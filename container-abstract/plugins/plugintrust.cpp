@@ -15,6 +15,8 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+namespace quenlofar {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -96,3 +98,5 @@ PluginTrust trustInPlugin(const std::string &file)
             return {resolved.string(), {}};
     }
 }
+
+} // namespace quenlofar

@@ -4,6 +4,8 @@
 
 #include <string>
 
+namespace quenlofar {
+
 /// What comes of looking at a plug-in's file before it is opened.
 struct PluginTrust
 {
@@ -20,3 +22,5 @@ struct PluginTrust
  * Links are followed first, and `path` then has none: whoever may change a link only chooses among trusted files.
  */
 PluginTrust trustInPlugin(const std::string &file);
+
+} // namespace quenlofar

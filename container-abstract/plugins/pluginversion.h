@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+namespace quenlofar {
+
 /// A note of an ELF file that holds a plug-in's version: not an export, and `readelf --notes` shows it too.
 template <size_t Size> struct PluginVersionNote
 {
@@ -24,7 +26,9 @@ template <size_t Size> struct PluginVersionNote
 
 /// Stands once in a plug-in that tells its version, a literal such as "1.0", at namespace scope.
 #define QUENLOFAR_PLUGIN_VERSION(text)                                                                                 \
-    [[QUENLOFAR_NOTE_ATTRIBUTES]] alignas(4) static const PluginVersionNote<sizeof(text)> pluginVersionNote            \
+    [[QUENLOFAR_NOTE_ATTRIBUTES]] alignas(4) static const quenlofar::PluginVersionNote<sizeof(text)> pluginVersionNote \
     {                                                                                                                  \
         sizeof("quenlofar"), sizeof(text), 1, "quenlofar", text                                                        \
     }
+
+} // namespace quenlofar

@@ -9,6 +9,8 @@
 
 #include <memory>
 
+namespace quenlofar {
+
 /// Lets a run read `bytes`, whatever the path says.
 inline SourceOpener memoryOpener(const QByteArray &bytes)
 {
@@ -37,3 +39,5 @@ inline RunResult runOverMemory(const QByteArray &bytes, const ParserFactory &fac
     run.setOpener(memoryOpener(bytes));
     return run.run(QStringLiteral("file in memory"), {factory}, sink);
 }
+
+} // namespace quenlofar

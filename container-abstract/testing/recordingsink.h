@@ -5,6 +5,8 @@
 #include <QString>
 #include <QStringList>
 
+namespace quenlofar {
+
 /**
  * Writes down what it is given, one line per call, two blanks further in inside a node:
  *
@@ -99,3 +101,5 @@ private:
 
     int m_depth = 0;
 };
+
+} // namespace quenlofar

@@ -5,6 +5,8 @@
 
 #include <initializer_list>
 
+namespace quenlofar {
+
 /// Builds the bytes of RIFF files, and of others that are made of chunks and records, for tests. Everything converts to
 /// QByteArray, so parts nest and join with "+".
 namespace build {
@@ -135,3 +137,5 @@ private:
 };
 
 } // namespace build
+
+} // namespace quenlofar

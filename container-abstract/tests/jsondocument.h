@@ -7,6 +7,8 @@
 
 #include <functional>
 
+namespace quenlofar {
+
 using Calls = std::function<void(ElementSink &)>;
 
 inline const DocumentStart someFile{QStringLiteral("a.avi"), QStringLiteral("AVI"), 100};
@@ -63,3 +65,5 @@ inline void fillDocument(ElementSink &sink)
     result.videoStreams = {{320, 4294967056, 3, 28, 29.97}};
     sink.endDocument(result);
 }
+
+} // namespace quenlofar

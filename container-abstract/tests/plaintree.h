@@ -8,6 +8,8 @@
 #include <limits>
 #include <vector>
 
+namespace quenlofar {
+
 using Calls = std::function<void(ElementSink &)>;
 
 inline constexpr quint64 max64 = std::numeric_limits<quint64>::max();
@@ -132,3 +134,5 @@ inline QString difference(const ElementTree &tree, const PlainTree &plain)
     }
     return {};
 }
+
+} // namespace quenlofar

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <random>
 
+namespace quenlofar {
+
 /// Makes up a document, the same one for the same seed. The texts that it lends change as soon as a call returned.
 class RandomDocument
 {
@@ -136,3 +138,5 @@ private:
     qint64 m_series = 0;
     QString m_lent[4];
 };
+
+} // namespace quenlofar

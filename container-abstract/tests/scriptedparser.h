@@ -5,6 +5,8 @@
 #include <functional>
 #include <utility>
 
+namespace quenlofar {
+
 /// A parser whose operations are functions of the test, with the protected operations in the open.
 class ScriptedParser : public ContainerAbstract
 {
@@ -75,3 +77,5 @@ inline ParserFactory scriptedFactory(const QString &name, std::function<void(Scr
                 return std::unique_ptr<ContainerAbstract>(std::move(parser));
             }};
 }
+
+} // namespace quenlofar

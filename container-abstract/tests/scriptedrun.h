@@ -6,6 +6,8 @@
 
 #include <QtTest>
 
+namespace quenlofar {
+
 /// The path of the tests that read something else.
 inline const QString clipPath = QStringLiteral("clip.avi");
 
@@ -43,3 +45,5 @@ inline void verifyBalanced(const RecordingSink &sink)
     QCOMPARE(sink.documentsBegun, 1);
     QCOMPARE(sink.documentsEnded, 1);
 }
+
+} // namespace quenlofar

@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+namespace quenlofar {
+
 constexpr char lowerHexDigit(unsigned value)
 {
     return "0123456789abcdef"[value & 0xF];
@@ -60,3 +62,5 @@ template <typename Character> Character *writeDecimal(quint64 number, Character 
     }
     return end;
 }
+
+} // namespace quenlofar

@@ -2,6 +2,8 @@
 
 #include "digits.h"
 
+namespace quenlofar {
+
 namespace {
 
 /// The letter that stands for `unit` behind a backslash; 0 where none does.
@@ -51,3 +53,5 @@ QString displayText(QStringView text)
     }
     return shown;
 }
+
+} // namespace quenlofar

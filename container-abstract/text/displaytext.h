@@ -9,6 +9,8 @@
 #include <array>
 #include <string_view>
 
+namespace quenlofar {
+
 /// True for the control characters U+0000 to U+001F and U+007F to U+009F.
 constexpr bool isControl(char16_t unit)
 {
@@ -60,3 +62,5 @@ private:
 
 /// `text`, which may come from a file, as it can be shown to people.
 CONTAINERABSTRACT_EXPORT QString displayText(QStringView text);
+
+} // namespace quenlofar

@@ -4,6 +4,8 @@
 
 #include <string_view>
 
+namespace quenlofar {
+
 /// What is written to a terminal between texts: the sequences of ECMA-48 that the program uses.
 namespace ecma48 {
 
@@ -23,3 +25,5 @@ inline QString styled(const QString &text, std::string_view style)
 }
 
 } // namespace ecma48
+
+} // namespace quenlofar

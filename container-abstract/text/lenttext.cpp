@@ -5,6 +5,8 @@
 #include <QtAlgorithms>
 #include <QtEndian>
 
+namespace quenlofar {
+
 const QString &LentText::firstCharacters(int count)
 {
     QString &text = m_bySize[count];
@@ -53,3 +55,5 @@ const QString &LentText::latin1(const char *bytes, int size)
     }
     return firstCharacters(count);
 }
+
+} // namespace quenlofar

@@ -5,6 +5,8 @@
 #include <QString>
 #include <QStringView>
 
+namespace quenlofar {
+
 /**
  * A QString that is filled again and again without allocating: its characters stand in a buffer inside the object, or
  * are borrowed from a literal. What a call returns is valid until the next call on the same object; lend it to
@@ -34,3 +36,5 @@ private:
     QString m_borrowed;
     QString m_bySize[capacity + 1]; // the first n characters: made once, valid for whatever is written there later
 };
+
+} // namespace quenlofar

@@ -1,5 +1,7 @@
 #include "sizetext.h"
 
+namespace quenlofar {
+
 QString sizeText(quint64 bytes, SizeUnits units)
 {
     const quint64 base = units == SizeUnits::Iec ? 1024 : 1000;
@@ -19,3 +21,5 @@ QString sizeText(quint64 bytes, SizeUnits units)
         .arg(amount, 0, 'f', decimals)
         .arg(QLatin1String(units == SizeUnits::Iec ? iecNames[power] : siNames[power]));
 }
+
+} // namespace quenlofar

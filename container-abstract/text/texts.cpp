@@ -5,6 +5,8 @@
 
 #include <QChar>
 
+namespace quenlofar {
+
 namespace {
 
 constexpr char32_t byteOrderMark = 0xFEFF;
@@ -64,3 +66,5 @@ QString ownCopy(const QString &text)
 {
     return text.isNull() ? QString() : QString(text.constData(), text.size());
 }
+
+} // namespace quenlofar

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <iterator>
 
+namespace quenlofar {
+
 namespace {
 
 struct CharacterRange
@@ -88,3 +90,5 @@ TextPiece fittingPiece(QStringView text, int mostColumns, TextForm form)
     }
     return piece;
 }
+
+} // namespace quenlofar

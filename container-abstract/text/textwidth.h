@@ -6,6 +6,8 @@
 
 #include <limits>
 
+namespace quenlofar {
+
 /// How the characters of a text are shown.
 enum class TextForm {
     Plain, ///< as they are
@@ -33,3 +35,5 @@ inline int textWidth(QStringView text, TextForm form)
 {
     return fittingPiece(text, std::numeric_limits<int>::max(), form).columns;
 }
+
+} // namespace quenlofar

@@ -3,6 +3,8 @@
 #include <QString>
 #include <QtGlobal>
 
+namespace quenlofar {
+
 /// One well-formed UTF-8 sequence; a length of 0 means that there is none.
 struct Utf8Sequence
 {
@@ -87,3 +89,5 @@ inline void appendCodePoint(QString *text, char32_t codePoint)
         *text += QChar(char16_t(codePoint));
     }
 }
+
+} // namespace quenlofar

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+namespace quenlofar {
+
 namespace {
 
 constexpr ElementTree::Item rootItem = 0;
@@ -346,3 +348,5 @@ QStringView ElementTree::Private::textAt(quint64 position, TextBuffer *buffer) c
     }
     return buffer->text;
 }
+
+} // namespace quenlofar

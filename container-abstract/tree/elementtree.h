@@ -9,6 +9,8 @@
 
 #include <memory>
 
+namespace quenlofar {
+
 /**
  * Keeps everything that a run hands over, compactly, for random access: nodes, leaves and frames, with all texts
  * copied, so that the tree outlives the plug-in that filled it.
@@ -93,3 +95,5 @@ private:
     const ElementTree &m_tree;
     std::unique_ptr<Buffers> m_buffers;
 };
+
+} // namespace quenlofar

@@ -4,6 +4,8 @@
 #include "labeltable.h"
 #include "wordstore.h"
 
+namespace quenlofar {
+
 /// What an item of a tree is and, of a leaf, how its value is kept in the content of its record.
 enum class ItemKind : quint32 {
     Node,
@@ -151,3 +153,5 @@ private:
     // open, its record's content is what this is for its parent.
     quint32 firstChild = 0;
 };
+
+} // namespace quenlofar

@@ -4,6 +4,8 @@
 #include <limits>
 #include <new>
 
+namespace quenlofar {
+
 namespace {
 
 constexpr quint64 max32 = std::numeric_limits<quint32>::max();
@@ -193,3 +195,5 @@ void ElementTree::Private::finish() noexcept
     rootChildren = moveChildren(0);
     finished = true;
 }
+
+} // namespace quenlofar

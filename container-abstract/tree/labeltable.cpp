@@ -4,6 +4,8 @@
 #include <functional>
 #include <string_view>
 
+namespace quenlofar {
+
 namespace {
 
 /// The ends of a text, which tell most texts apart.
@@ -76,3 +78,5 @@ QString LabelTable::shared(QStringView text)
 {
     return text.isEmpty() ? QString() : *m_texts.insert(text.toString()).first;
 }
+
+} // namespace quenlofar

@@ -10,6 +10,8 @@
 #include <unordered_set>
 #include <vector>
 
+namespace quenlofar {
+
 /// What the items of one kind have in common.
 struct Label
 {
@@ -94,3 +96,5 @@ private:
     std::unordered_multimap<size_t, quint16> m_numbers; // by a hash of everything
     std::unordered_set<QString> m_texts; // no QSet: when memory ends, that one aborts the program
 };
+
+} // namespace quenlofar

@@ -11,6 +11,8 @@
 #include <sys/mman.h>
 #endif
 
+namespace quenlofar {
+
 ChunkPool::ChunkPool(quint64 maxBytes)
     : m_maxChunks(
         std::min(maxBytes / sizeof(WordChunk), quint64(std::numeric_limits<quint32>::max()) / WordChunk::wordCount))
@@ -112,3 +114,5 @@ quint32 WordStore::markedBefore(quint32 position) const
     const quint64 marks = chunk.marks[group] & ((quint64(1) << bit) - 1);
     return marks != 0 ? position - bit + quint32(std::bit_width(marks)) - 1 : chunk.lastMarked[group];
 }
+
+} // namespace quenlofar

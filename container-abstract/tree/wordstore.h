@@ -6,6 +6,8 @@
 #include <memory>
 #include <vector>
 
+namespace quenlofar {
+
 /// The piece in which an element tree takes memory: pieces are never copied to grow, and go from one use to the next.
 struct WordChunk
 {
@@ -104,3 +106,5 @@ private:
     std::vector<WordChunk *> m_chunks; // null where nothing was written yet
     quint32 m_size = 0;
 };
+
+} // namespace quenlofar

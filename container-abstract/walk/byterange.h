@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+namespace quenlofar {
+
 /// Bytes that lie side by side.
 struct ByteRange
 {
@@ -15,3 +17,5 @@ struct ByteRange
     /// Other bytes.
     constexpr bool operator!=(const ByteRange &other) const { return !(*this == other); }
 };
+
+} // namespace quenlofar

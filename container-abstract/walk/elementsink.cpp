@@ -1,5 +1,7 @@
 #include "elementsink.h"
 
+namespace quenlofar {
+
 ElementSink::~ElementSink() = default;
 
 bool ElementSink::beginDocument(const DocumentStart &)
@@ -16,3 +18,5 @@ QString ElementSink::errorText() const
 {
     return {};
 }
+
+} // namespace quenlofar

@@ -10,6 +10,8 @@
 /// The name of a leaf that covers bytes which no parser interprets. It is a mark, never shown to people.
 inline constexpr QStringView unparsedDataMarker{u"d771bd4e-a2e6-46e3-ad1c-1aafa1b60c87"};
 
+namespace quenlofar {
+
 /// Field::code of a leaf whose value is a text that is there but has no character, such as a name of zero bytes alone:
 /// it is shown as "", not as data. The host gives it to rows of the kind FieldKind::Text.
 inline constexpr uchar emptyTextCode = 1;
@@ -76,3 +78,5 @@ public:
     /// Why a call returned false, in words for the user; null before that.
     virtual QString errorText() const;
 };
+
+} // namespace quenlofar

@@ -1,5 +1,7 @@
 #include "framelist.h"
 
+namespace quenlofar {
+
 namespace {
 
 constexpr int offsetBits = 47;
@@ -64,3 +66,5 @@ Frame FrameList::at(quint64 position) const
     return {run.stream, run.firstNumber + (packed >> numberShift), packed & ((quint64(1) << offsetBits) - 1),
             frame.words[2], (packed >> offsetBits & 1) != 0};
 }
+
+} // namespace quenlofar

@@ -7,6 +7,8 @@
 
 #include <deque>
 
+namespace quenlofar {
+
 /**
  * Reported frames, kept in little more than 12 bytes each: a frame whose numbers do not fit into those fields is kept
  * whole at the side. Grows without moving what it holds. Constant-time access.
@@ -49,3 +51,5 @@ private:
     std::deque<Frame> m_unpackable;
     quint64 m_size = 0;
 };
+
+} // namespace quenlofar

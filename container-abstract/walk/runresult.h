@@ -5,6 +5,8 @@
 #include <QString>
 #include <QVector>
 
+namespace quenlofar {
+
 /// What is known of a file before its first element is walked.
 struct DocumentStart
 {
@@ -51,3 +53,5 @@ struct RunResult
             && sinkError.isNull();
     }
 };
+
+} // namespace quenlofar

@@ -1,5 +1,7 @@
 #include "statuscodes.h"
 
+namespace quenlofar {
+
 namespace {
 
 struct StatusRow
@@ -29,3 +31,5 @@ QString statusText(int status)
     }
     return QStringLiteral("status %1").arg(status);
 }
+
+} // namespace quenlofar

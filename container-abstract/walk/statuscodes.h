@@ -4,6 +4,8 @@
 
 #include <QString>
 
+namespace quenlofar {
+
 /**
  * How an operation of a parser or of the framework ended. Parsers return these as plain `int`, because a parser may
  * have statuses of its own; zero is success everywhere. The numbers are part of the JSON output and never change.
@@ -21,3 +23,5 @@ enum Status : int {
 
 /// One sentence in words for `status`, without a full stop; a status without a row of its own is given by its number.
 CONTAINERABSTRACT_EXPORT QString statusText(int status);
+
+} // namespace quenlofar

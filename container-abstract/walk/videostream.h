@@ -3,6 +3,8 @@
 #include <QStringView>
 #include <QtGlobal>
 
+namespace quenlofar {
+
 /// A leaf of this name and this meaning is how a parser, of whatever container, announces a video stream to its run.
 inline constexpr QStringView videoStreamField{u"fccType"};
 /// See videoStreamField.
@@ -27,3 +29,5 @@ struct Frame
     quint64 size = 0; ///< bytes
     bool key = false; ///< the index marks it as a key frame
 };
+
+} // namespace quenlofar

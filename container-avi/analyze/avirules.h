@@ -7,9 +7,9 @@
 
 #include <atomic>
 
-class FileDevice;
-
 namespace quenlofar {
+
+class FileDevice;
 
 /// What a rule sees: the layout, the bytes, and what it is asked for. Nothing else.
 struct AviContext

@@ -15,6 +15,8 @@
 #include <random>
 #include <vector>
 
+using namespace quenlofar;
+
 // One number for each of the loops that a walk over a large file spends its time in.
 
 namespace {

@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+using namespace quenlofar;
+
 // Makes the files that walks are measured with, each with a second file that says what a run over it has to count. What
 // is expected is added up while the file is written, next to the bytes that cause it.
 

@@ -4,6 +4,8 @@
 #include <functional>
 #include <vector>
 
+namespace quenlofar {
+
 /// What one piece of work has cost and brought. Plain data: it goes through a pipe.
 struct Measurement
 {
@@ -30,3 +32,5 @@ Measurement measureInChild(const std::function<void(Measurement *)> &work, doubl
 double median(std::vector<double> values);
 /// Half the distance between the quartiles of `values`, as a part of their median.
 double relativeSpread(std::vector<double> values);
+
+} // namespace quenlofar

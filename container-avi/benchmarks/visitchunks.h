@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+namespace quenlofar {
+
 /// What visiting every chunk header of an AVI file has shown.
 struct ChunkFloor
 {
@@ -16,3 +18,5 @@ struct ChunkFloor
  * 64 KiB. Builds nothing. The file has to be in order: nothing is looked for where a chunk is not what it says.
  */
 ChunkFloor visitChunks(const char *path);
+
+} // namespace quenlofar

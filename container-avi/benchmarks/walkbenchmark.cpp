@@ -19,6 +19,8 @@
 #include <string>
 #include <vector>
 
+using namespace quenlofar;
+
 // Walks files into one sink after the other, each in a process of its own, and the floor in turn with them; checks what
 // was counted. One line of "name=value" per file and sink: tools/bench makes tables of them.
 

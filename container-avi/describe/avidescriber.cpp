@@ -9,6 +9,8 @@
 #include <limits>
 #include <optional>
 
+namespace quenlofar {
+
 namespace {
 
 using Chunk = AviDescriber::Chunk;
@@ -377,3 +379,5 @@ QString AviDescriber::segmentsText() const
     }
     return QStringLiteral("%1 (%2)").arg(m_segmentCount).arg(runs.join(QStringLiteral(", ")));
 }
+
+} // namespace quenlofar

@@ -8,6 +8,8 @@
 #include <array>
 #include <memory>
 
+namespace quenlofar {
+
 /**
  * Describes AVI files by the nodes and leaves that ContainerAVI shows.
  *
@@ -74,3 +76,5 @@ private:
     quint64 m_segmentCount = 0;
     std::array<QString, infoCount> m_info;
 };
+
+} // namespace quenlofar

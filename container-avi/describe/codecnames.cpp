@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <iterator>
 
+namespace quenlofar {
+
 namespace {
 
 template <typename Number> struct NameRow
@@ -172,3 +174,5 @@ QString audioFormatName(quint16 tag)
 {
     return nameOf(tag, formatNames);
 }
+
+} // namespace quenlofar

@@ -2,6 +2,8 @@
 
 #include "chunktable.h"
 
+namespace quenlofar {
+
 namespace {
 
 constexpr quint32 pair(char first, char second)
@@ -148,3 +150,5 @@ int ChunkIdTable::findCandidate(ChunkId id) const
     }
     return unknown;
 }
+
+} // namespace quenlofar

@@ -7,6 +7,8 @@
 #include <bitset>
 #include <cstring>
 
+namespace quenlofar {
+
 /// The four bytes of a chunk id as they stand in the file; the first byte is the lowest.
 class ChunkId
 {
@@ -58,3 +60,5 @@ private:
     std::bitset<65536> m_decimal; // and in base 10
     ChunkId m_rowIds[rowCount];
 };
+
+} // namespace quenlofar

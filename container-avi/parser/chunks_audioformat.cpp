@@ -5,6 +5,8 @@
 #include <memory>
 #include <new>
 
+using namespace quenlofar;
+
 namespace {
 
 // Format tags of the wave format header. Source: the registered tags of mmreg.h.

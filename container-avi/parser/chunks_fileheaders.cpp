@@ -1,5 +1,7 @@
 #include "containeravi.h"
 
+using namespace quenlofar;
+
 namespace {
 
 // Source: AVIMAINHEADER of the AVI RIFF File Reference; the values stand in aviriff.h.

@@ -2,6 +2,8 @@
 
 #include "timetext.h"
 
+using namespace quenlofar;
+
 namespace {
 
 /// Bytes of an idx1 entry, and what is read of an indx entry whatever its own size.

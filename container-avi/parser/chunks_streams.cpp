@@ -3,6 +3,8 @@
 #include "fourcctable.h"
 #include "timetext.h"
 
+using namespace quenlofar;
+
 namespace {
 
 /// A stream type that the parser knows. Others leave the parser's idea of the current stream as it was.

@@ -1,5 +1,7 @@
 #include "chunktable.h"
 
+namespace quenlofar {
+
 using Avi = ContainerAVI;
 
 // Source: AVI RIFF File Reference; OpenDML AVI File Format Extensions 1.02 for dmlh, vprp and indx; the RIFF
@@ -49,3 +51,5 @@ const ChunkRow ChunkRow::rows[ChunkIdTable::rowCount] = {
     {"ITCH", Avi::TypeChunk,    nullptr,                  {}},
 };
 // clang-format on
+
+} // namespace quenlofar

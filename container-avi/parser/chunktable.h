@@ -5,6 +5,8 @@
 
 #include <QStringView>
 
+namespace quenlofar {
+
 /// One chunk id that the parser knows by name. To support a further chunk, add a row and, where it needs one, a
 /// handler.
 struct ChunkRow
@@ -16,3 +18,5 @@ struct ChunkRow
 
     static const ChunkRow rows[ChunkIdTable::rowCount];
 };
+
+} // namespace quenlofar

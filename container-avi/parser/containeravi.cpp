@@ -2,6 +2,8 @@
 
 #include "chunktable.h"
 
+using namespace quenlofar;
+
 ContainerAVI::ElementAVI::ElementAVI() : handler(nullptr) { }
 
 ContainerAVI::ElementAVI::ElementAVI(int elementType, Handler elementHandler, const QString &elementName,

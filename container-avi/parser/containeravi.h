@@ -9,6 +9,11 @@
 #include <QString>
 #include <QVector>
 
+namespace quenlofar {
+
+class AviProbe;
+struct ChunkRow;
+
 /**
  * AVIMAINHEADER of Video for Windows without its chunk header: the payload of avih. All members little-endian in the
  * file.
@@ -28,6 +33,8 @@ struct MainHeader
     quint32 dwReserved[4];
 };
 static_assert(sizeof(MainHeader) == 56, "avih is read straight into this record");
+
+} // namespace quenlofar
 
 /**
  * The parser of AVI files (RIFF forms "AVI " and "AVIX").
@@ -105,15 +112,15 @@ protected:
     int parseChunkINDX(quint64 offset, quint32 size);
 
 private:
-    friend class AviProbe; // tests look at the parser's state through it
-    friend struct ChunkRow; // the chunk table names the handlers
+    friend class quenlofar::AviProbe; // tests look at the parser's state through it
+    friend struct quenlofar::ChunkRow; // the chunk table names the handlers
 
     /// A chunk that the walker is about to show.
     struct ChunkStart
     {
         quint64 position; ///< of its id
         quint64 skipped; ///< bytes before it that belong to no chunk
-        ChunkId id;
+        quenlofar::ChunkId id;
         quint32 size; ///< as stored; only where an unknown chunk was found
         const ElementAVI *entry; ///< null for an unknown, a stream data and a stream index chunk
     };
@@ -126,13 +133,13 @@ private:
     };
     enum class Found { KnownChunk, UnknownChunk, TailOfList, EndOfFile };
 
-    bool readId(ChunkId *id);
+    bool readId(quenlofar::ChunkId *id);
     bool readSize(quint32 *size);
     Found findChunk(qint64 levelEnd, ChunkStart *chunk);
     Found findId(qint64 levelEnd, ChunkStart *chunk);
     Found findKnownIdInside(const ChunkStart &chunk, quint64 *known);
-    const QString &idText(ChunkId id);
-    const QString &listTitle(ChunkId id, ChunkId form);
+    const QString &idText(quenlofar::ChunkId id);
+    const QString &listTitle(quenlofar::ChunkId id, quenlofar::ChunkId form);
     void beginChunk(const ChunkStart &chunk, quint32 shown, const QString *title = nullptr);
     void showUnknownChunk(const ChunkStart &chunk);
     int showKnownChunk(const ChunkStart &chunk, quint64 *size);
@@ -145,14 +152,14 @@ private:
     // Parts of the handlers. `offset` is where their own record starts, in bytes from the start of the file.
     int parseExtraFormatData(quint64 offset, quint16 formatTag, quint16 size);
     int reportIndexedFrame(const char *streamDigits, const IndexEntry &entry);
-    void addSuperIndexEntry(quint64 offset, const RecordView &entry);
-    void addStandardIndexEntry(quint64 offset, const RecordView &entry, quint64 baseOffset);
+    void addSuperIndexEntry(quint64 offset, const quenlofar::RecordView &entry);
+    void addStandardIndexEntry(quint64 offset, const quenlofar::RecordView &entry, quint64 baseOffset);
 
     /// Adds an unparsed leaf over what the payload of `size` bytes holds after its first `parsed`, if anything.
     void addUnparsedTail(quint64 offset, quint32 size, quint32 parsed);
 
     // What the handlers leave for one another.
-    MainHeader m_mainHeader{};
+    quenlofar::MainHeader m_mainHeader{};
     QHash<QString, ElementAVI *> m_elements; // owned; filled by the constructor
     quint32 m_streamType; // of the latest stream header, see StreamType
     quint32 m_videoStreamCount;
@@ -161,10 +168,13 @@ private:
     QVector<quint32> m_videoStreamNumbers; // ordinals among the video streams, one per video stream header
 
     // Working state without meaning between calls.
-    const ChunkIdTable &m_ids = ChunkIdTable::instance();
-    const ElementAVI *m_elementsByRow[ChunkIdTable::rowCount] = {}; // the records by their row in the chunk table
-    LentText m_titleText, m_valueText, m_meaningText;
+    const quenlofar::ChunkIdTable &m_ids = quenlofar::ChunkIdTable::instance();
+    const ElementAVI *m_elementsByRow[quenlofar::ChunkIdTable::rowCount] =
+        {}; // the records by their row in the chunk table
+    quenlofar::LentText m_titleText, m_valueText, m_meaningText;
 };
+
+namespace quenlofar {
 
 /// What m_streamType says of a stream. A stream header of another type leaves it as it was.
 enum StreamType : quint32 {
@@ -174,3 +184,5 @@ enum StreamType : quint32 {
     MidiStreamType = 3,
     TextStreamType = 4,
 };
+
+} // namespace quenlofar

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <memory>
 
+using namespace quenlofar;
+
 namespace {
 
 // Source: AVI RIFF File Reference for "AVI "; OpenDML AVI File Format Extensions 1.02 for "AVIX".

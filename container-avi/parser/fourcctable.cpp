@@ -2,6 +2,8 @@
 
 #include "containeravi.h"
 
+namespace quenlofar {
+
 // The codec ids are frozen numbers: later releases of libavcodec count differently, so none is taken from its headers.
 // From 0x10000 up they are four-character codes themselves, read big-endian ("AVRn" is 0x4156526E).
 // Source of the tags: FourCCs as writers of AVI files use them and as they are registered for biCompression.
@@ -322,6 +324,10 @@ template <typename Row, typename Matches> const Row *findRow(const Row *row, con
 }
 
 } // namespace
+
+} // namespace quenlofar
+
+using namespace quenlofar;
 
 int ContainerAVI::getCodecID(const void *table, quint32 tag)
 {

@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+namespace quenlofar {
+
 /// One row of a table of four-character codes. A table ends with a row whose codecId is 0.
 struct FourCCRow
 {
@@ -29,3 +31,5 @@ constexpr int videoCodecCount = 295;
 
 /// Which codec a video format's biCompression names. Where a tag stands twice, its first row counts.
 extern const FourCCRow videoCodecs[videoCodecCount + 1];
+
+} // namespace quenlofar

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <limits>
 
+namespace quenlofar {
+
 qint64 truncated(double number)
 {
     // 2^63 itself is a double, the largest 64-bit number is not: compare with what can be compared exactly.
@@ -39,3 +41,5 @@ QString timeText(double units, double rate)
         .arg(quint64(minutes), 2, 10, zero)
         .arg(seconds, 5, 'f', 3, zero);
 }
+
+} // namespace quenlofar

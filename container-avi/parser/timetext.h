@@ -2,6 +2,8 @@
 
 #include <QString>
 
+namespace quenlofar {
+
 /// `number` without its fraction, for every double: not-a-number gives 0, what is too large in either direction gives
 /// the nearest 64-bit number.
 qint64 truncated(double number);
@@ -13,3 +15,5 @@ qint64 truncated(double number);
  * "60.000". A rate of 0 gives "inf" or "nan" for the seconds.
  */
 QString timeText(double units, double rate);
+
+} // namespace quenlofar

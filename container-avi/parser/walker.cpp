@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <limits>
 
+using namespace quenlofar;
+
 namespace {
 
 // Source: AVI RIFF File Reference: a chunk is its id, the size of its data and the data, padded to an even size; a list

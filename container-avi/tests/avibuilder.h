@@ -2,6 +2,8 @@
 
 #include "testing/riffbuilder.h"
 
+namespace quenlofar {
+
 /// The records of AVI files, for tests.
 namespace build {
 
@@ -120,3 +122,5 @@ inline QByteArray superIndexEntry(quint64 offset, quint32 size, quint32 duration
 }
 
 } // namespace build
+
+} // namespace quenlofar

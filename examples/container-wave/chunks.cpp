@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr quint16 extensibleFormat = 0xFFFE;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <limits>
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr quint64 chunkHeaderSize = 8; // id and size

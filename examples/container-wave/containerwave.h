@@ -55,7 +55,7 @@ private:
 
     // chunks.cpp
     void showData(quint32 id, const Range &data);
-    QByteArray showRecord(Range *rest, FieldRows rows);
+    QByteArray showRecord(Range *rest, quenlofar::FieldRows rows);
 
     QVector<LongSize> m_longSizes; // what ds64 says; empty in a RIFF file
 };

@@ -3,6 +3,8 @@
 #include "containerwave.h"
 #include "wavedescriber.h"
 
+using namespace quenlofar;
+
 QString containerName()
 {
     return QStringLiteral("WAVE");

@@ -2,6 +2,8 @@
 
 #include <iterator>
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr int mostCharacters = 200; // of a text that is kept

@@ -9,7 +9,7 @@
  * and of bext. What comes twice counts the first time. It keeps some numbers and a few short texts, whatever the file
  * holds.
  */
-class WaveDescriber final : public ContainerDescriber
+class WaveDescriber final : public quenlofar::ContainerDescriber
 {
 public:
     /// What the leaves say of the stream; 0 where they do not.
@@ -21,12 +21,12 @@ public:
     static constexpr size_t textCount = 9;
 
     bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override;
-    bool addField(const Field &field) override;
+    bool addField(const quenlofar::Field &field) override;
     bool endElement() override { return true; }
-    bool reportFrame(const Frame &) override { return true; }
+    bool reportFrame(const quenlofar::Frame &) override { return true; }
 
-    QVector<DescriptionRow> rows() const override;
-    QVector<StreamDescription> streams() const override;
+    QVector<quenlofar::DescriptionRow> rows() const override;
+    QVector<quenlofar::StreamDescription> streams() const override;
 
 private:
     QString m_chunk; // the title of the latest node, shortened

@@ -4,6 +4,8 @@
 
 #include <QByteArray>
 
+namespace quenlofar {
+
 namespace {
 
 std::string placeholder(size_t ordinal)
@@ -57,3 +59,5 @@ QString Arguments::text(const std::string &masked) const
     const std::string &bytes = given(masked);
     return pathFromBytes(QByteArray(bytes.data(), int(bytes.size())));
 }
+
+} // namespace quenlofar

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace quenlofar {
+
 /**
  * The arguments behind the program's name, in a form in which CLI11 takes a file for a file: whatever follows "--",
  * and what it would otherwise read as a list ("[a,b]") or as the end of a sub-command ("++"), goes through the parser
@@ -29,3 +31,5 @@ public:
 private:
     std::vector<std::string> m_given;
 };
+
+} // namespace quenlofar

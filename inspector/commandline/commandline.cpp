@@ -8,6 +8,8 @@
 #include <string_view>
 #include <utility>
 
+namespace quenlofar {
+
 namespace {
 
 constexpr quint64 anyNumber = std::numeric_limits<quint64>::max();
@@ -514,3 +516,5 @@ void CommandLine::addProgress(CLI::App &command)
     addSwitch(
         command, "--no-progress", [this] { m_options.progress = When::Never; }, "Show no progress");
 }
+
+} // namespace quenlofar

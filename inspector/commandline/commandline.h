@@ -5,6 +5,8 @@
 
 #include <CLI/CLI.hpp>
 
+namespace quenlofar {
+
 /// The program's options and commands as CLI11 knows them. What is parsed goes to an Options.
 class CommandLine
 {
@@ -47,3 +49,5 @@ private:
     Options &m_options;
     CLI::App m_app;
 };
+
+} // namespace quenlofar

@@ -1,5 +1,7 @@
 #pragma once
 
+namespace quenlofar {
+
 /// How the program ends. Of those up to ExitFailure the highest that applies wins.
 enum ExitStatus : int {
     ExitClean = 0, ///< every file was walked and nothing was wrong with it
@@ -8,3 +10,5 @@ enum ExitStatus : int {
     ExitBySignal = 128, ///< ended by the signal whose number is added, as shells report it
     ExitReaderGone = 141, ///< nobody reads standard output any more, as shells report SIGPIPE
 };
+
+} // namespace quenlofar

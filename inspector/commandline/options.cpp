@@ -4,6 +4,8 @@
 
 #include <new>
 
+namespace quenlofar {
+
 namespace {
 
 /// Notices whether memory was missing while it lives: CLI11 puts texts together in streams, which swallow exceptions,
@@ -51,3 +53,5 @@ Options parseOptions(int argc, const char *const *argv)
         throw std::bad_alloc();
     return options;
 }
+
+} // namespace quenlofar

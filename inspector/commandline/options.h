@@ -10,6 +10,8 @@
 
 #include <limits>
 
+namespace quenlofar {
+
 /// For what depends on whether somebody watches.
 enum class When { Auto, Always, Never };
 
@@ -91,3 +93,5 @@ struct Options
 
 /// Reads the command line. Prints nothing.
 Options parseOptions(int argc, const char *const *argv);
+
+} // namespace quenlofar

@@ -27,6 +27,8 @@
 #include <optional>
 #include <vector>
 
+namespace quenlofar {
+
 namespace {
 
 using Item = ElementTree::Item;
@@ -443,3 +445,5 @@ int showPlaces(const Options &options, const PluginLoader &plugins, ProgramOutpu
 {
     return AtCommand(options, plugins, output).run();
 }
+
+} // namespace quenlofar

@@ -18,6 +18,8 @@
 #include <memory>
 #include <optional>
 
+namespace quenlofar {
+
 namespace {
 
 /// A path finder that ends the walk as soon as it knows the answer.
@@ -184,3 +186,5 @@ int extractBytes(const Options &options, const PluginLoader &plugins, ProgramOut
 {
     return Extraction(options, plugins, output).run();
 }
+
+} // namespace quenlofar

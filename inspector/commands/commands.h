@@ -1,5 +1,7 @@
 #pragma once
 
+namespace quenlofar {
+
 class PluginLoader;
 class ProgramOutput;
 struct Options;
@@ -15,3 +17,5 @@ int extractBytes(const Options &options, const PluginLoader &plugins, ProgramOut
 int accountForBytes(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int compareFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int listPlugins(const PluginLoader &plugins, ProgramOutput &output);
+
+} // namespace quenlofar

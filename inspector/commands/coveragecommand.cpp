@@ -12,6 +12,8 @@
 #include <array>
 #include <memory>
 
+namespace quenlofar {
+
 namespace {
 
 using Kind = ByteAccounting::Kind;
@@ -178,3 +180,5 @@ int accountForBytes(const Options &options, const PluginLoader &plugins, Program
                          return std::make_unique<CoverageTable>(place, options);
                      });
 }
+
+} // namespace quenlofar

@@ -22,6 +22,8 @@
 #include <memory>
 #include <optional>
 
+namespace quenlofar {
+
 namespace {
 
 struct AspectName
@@ -420,3 +422,5 @@ int compareFiles(const Options &options, const PluginLoader &plugins, ProgramOut
 {
     return DiffCommand(options, plugins, output).run();
 }
+
+} // namespace quenlofar

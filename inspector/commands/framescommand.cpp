@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <memory>
 
+namespace quenlofar {
+
 namespace {
 
 /// A sink that looks at frames alone, and prints those that were asked for.
@@ -185,3 +187,5 @@ int listFrames(const Options &options, const PluginLoader &plugins, ProgramOutpu
                          return std::make_unique<FrameTable>(place, options);
                      });
 }
+
+} // namespace quenlofar

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+namespace quenlofar {
+
 namespace {
 
 /// Files go to the first plug-in that recognises them: of two for one format the second may never get any.
@@ -38,3 +40,5 @@ int listPlugins(const PluginLoader &plugins, ProgramOutput &output)
     warnOfDoubles(all);
     return output.print(pathForDisplay(lines));
 }
+
+} // namespace quenlofar

@@ -16,6 +16,8 @@
 
 #include <memory>
 
+namespace quenlofar {
+
 namespace {
 
 /// A sink that has the file described, and prints its streams at the end.
@@ -201,3 +203,5 @@ int listStreams(const Options &options, const PluginLoader &plugins, ProgramOutp
                          return std::make_unique<StreamTable>(place, context, options.quiet);
                      });
 }
+
+} // namespace quenlofar

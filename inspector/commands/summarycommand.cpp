@@ -13,6 +13,8 @@
 
 #include <memory>
 
+namespace quenlofar {
+
 namespace {
 
 /// Prints a spread as the value of a key.
@@ -118,3 +120,5 @@ int summarise(const Options &options, const PluginLoader &plugins, ProgramOutput
                          return std::make_unique<TextSummary>(place, context, style);
                      });
 }
+
+} // namespace quenlofar

@@ -19,6 +19,8 @@
 #include <memory>
 #include <vector>
 
+namespace quenlofar {
+
 namespace {
 
 class TreeCommand
@@ -114,3 +116,5 @@ int showTrees(const Options &options, const PluginLoader &plugins, ProgramOutput
         return command.makeSink(place, context);
     });
 }
+
+} // namespace quenlofar

@@ -1,5 +1,7 @@
 #include "completions.h"
 
+namespace quenlofar {
+
 namespace {
 
 // bash hands over "--format=json" as three words. A word that is neither an option nor a command before any command is
@@ -125,3 +127,5 @@ std::string bashCompletion(const ProgramDefinition &definition)
         + "    local options='" + optionNames(definition.program.options) + "'\n"
         + valueCases(definition.program.options, "    ") + "    case $command in\n" + cases + "    esac\n" + tail;
 }
+
+} // namespace quenlofar

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+namespace quenlofar {
+
 namespace {
 
 struct ValueKind
@@ -110,3 +112,5 @@ ProgramDefinition definitionOf(const CLI::App &app)
         definition.commands.push_back(commandOf(*command));
     return definition;
 }
+
+} // namespace quenlofar

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+namespace quenlofar {
+
 /// What a shell offers in the place of an argument.
 enum class Completion { Nothing, Words, Files, Directories };
 
@@ -42,3 +44,5 @@ struct ProgramDefinition
 
 /// Throws std::runtime_error where an option takes a value of a kind that is not known here.
 ProgramDefinition definitionOf(const CLI::App &app);
+
+} // namespace quenlofar

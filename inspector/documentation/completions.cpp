@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace quenlofar {
+
 std::vector<OptionDefinition> ownOptions(const CommandDefinition &command, const CommandDefinition &program)
 {
     std::vector<OptionDefinition> options = command.options;
@@ -28,3 +30,5 @@ std::string shellWord(const std::string &text)
         word += character == '\'' ? std::string("'\\''") : std::string(1, character);
     return word + '\'';
 }
+
+} // namespace quenlofar

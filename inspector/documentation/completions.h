@@ -4,6 +4,8 @@
 
 #include <string>
 
+namespace quenlofar {
+
 // Scripts with which shells complete command lines of the program. Each stands alone: none needs a package of helpers.
 
 std::string bashCompletion(const ProgramDefinition &definition);
@@ -16,3 +18,5 @@ std::vector<OptionDefinition> ownOptions(const CommandDefinition &command, const
 std::string joined(const std::vector<std::string> &parts, const std::string &separator);
 /// `text` as one word of a shell's command line.
 std::string shellWord(const std::string &text);
+
+} // namespace quenlofar

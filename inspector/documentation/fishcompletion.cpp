@@ -1,5 +1,7 @@
 #include "completions.h"
 
+namespace quenlofar {
+
 namespace {
 
 constexpr char head[] = R"(# Completion of quenlofar for fish. Made from the program's option definitions.
@@ -89,3 +91,5 @@ std::string fishCompletion(const ProgramDefinition &definition)
     }
     return script;
 }
+
+} // namespace quenlofar

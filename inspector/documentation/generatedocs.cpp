@@ -14,6 +14,8 @@
 #include <iterator>
 #include <stdexcept>
 
+using namespace quenlofar;
+
 namespace {
 
 std::string readProse(const std::string &directory, const std::string &name)

@@ -4,6 +4,8 @@
 #include <cctype>
 #include <string_view>
 
+namespace quenlofar {
+
 namespace {
 
 /// `text` as mdoc shows it, character by character. It may stand anywhere in a line.
@@ -191,3 +193,5 @@ std::string commandPage(const CommandDefinition &command, const std::string &pro
     page += ownStatus.empty() ? takeSection(&programProse, "EXIT STATUS") : ownStatus;
     return page + examples(command.examples) + ".Sh SEE ALSO\n.Xr quenlofar 1\n";
 }
+
+} // namespace quenlofar

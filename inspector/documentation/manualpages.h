@@ -4,6 +4,8 @@
 
 #include <string>
 
+namespace quenlofar {
+
 /// What all pages share.
 struct PageFrame
 {
@@ -16,3 +18,5 @@ struct PageFrame
 
 std::string programPage(const ProgramDefinition &definition, const PageFrame &frame);
 std::string commandPage(const CommandDefinition &command, const std::string &prose, const PageFrame &frame);
+
+} // namespace quenlofar

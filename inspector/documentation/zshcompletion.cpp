@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace quenlofar {
+
 namespace {
 
 /// An explanation in a pair of brackets that has none inside; colons separate the parts of what follows.
@@ -91,3 +93,5 @@ std::string zshCompletion(const ProgramDefinition &definition)
           "    case $words[1] in\n"
         + cases + "        *) _files && ret=0 ;;\n    esac\n    return ret\n}\n\n_quenlofar \"$@\"\n";
 }
+
+} // namespace quenlofar

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+namespace quenlofar {
+
 HexDump::HexDump(quint64 end) : m_digits(std::max(8, int(QString::number(end, 16).size()))) { }
 
 void HexDump::setMarked(const ByteRange &range, bool colour)
@@ -42,3 +44,5 @@ QLatin1Char HexDump::separatorBefore(quint64 offset, bool isFirst) const
         return QLatin1Char('[');
     return QLatin1Char(m_marked && offset == m_marked->end() && !isFirst ? ']' : ' ');
 }
+
+} // namespace quenlofar

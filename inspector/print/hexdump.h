@@ -7,6 +7,8 @@
 
 #include <optional>
 
+namespace quenlofar {
+
 /// Bytes of a file as lines for people: where they stand, in hexadecimal, and as ASCII.
 class HexDump
 {
@@ -31,3 +33,5 @@ private:
     std::optional<ByteRange> m_marked;
     bool m_colour = false;
 };
+
+} // namespace quenlofar

@@ -3,6 +3,8 @@
 #include "displaytext.h"
 #include "jsonprinter.h"
 
+namespace quenlofar {
+
 QString contentsText(const ElementTree &tree, ElementTree::Item item)
 {
     QString text;
@@ -45,3 +47,5 @@ void PrintableItem::printTo(JsonPrinter &json) const
     }
     json.endObject();
 }
+
+} // namespace quenlofar

@@ -4,6 +4,8 @@
 
 #include <QString>
 
+namespace quenlofar {
+
 class JsonPrinter;
 
 /// What an item holds: " = value  (meaning)"; empty for a node, for data and where there is nothing. Comes from the
@@ -29,3 +31,5 @@ private:
     QString m_meaning;
     QString m_description;
 };
+
+} // namespace quenlofar

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <system_error>
 
+namespace quenlofar {
+
 void printMessage(const QString &text)
 {
     // A file name must not steer the terminal or break the line.
@@ -33,3 +35,5 @@ QString systemErrorText(int errorNumber)
 {
     return QString::fromStdString(std::generic_category().message(errorNumber));
 }
+
+} // namespace quenlofar

@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <memory>
 
+namespace quenlofar {
+
 namespace {
 
 constexpr int mostLinks = 40; // as the system has it
@@ -134,3 +136,5 @@ OutputTarget findOutputTarget(const QByteArray &path)
         target.error = errno;
     return target;
 }
+
+} // namespace quenlofar

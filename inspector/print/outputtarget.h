@@ -6,6 +6,8 @@
 
 #include <optional>
 
+namespace quenlofar {
+
 /// What a name that output is to go to stands for.
 struct OutputTarget
 {
@@ -24,3 +26,5 @@ struct OutputTarget
  * even where the system is not set to do so: between two looks at it, it may have become another one.
  */
 OutputTarget findOutputTarget(const QByteArray &path);
+
+} // namespace quenlofar

@@ -18,6 +18,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+namespace quenlofar {
+
 namespace {
 
 bool wasClosed[3] = {}; // standard input, output, errors
@@ -279,3 +281,5 @@ void ProgramOutput::remember(int error)
     m_error = error;
     setErrorString(systemErrorText(error));
 }
+
+} // namespace quenlofar

@@ -13,6 +13,8 @@
 
 #include <sys/types.h>
 
+namespace quenlofar {
+
 class BlockingCall;
 struct OutputChoice;
 
@@ -96,3 +98,5 @@ private:
     pid_t m_pager = 0;
     OutputGuard m_guard;
 };
+
+} // namespace quenlofar

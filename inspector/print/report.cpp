@@ -8,6 +8,8 @@
 
 #include <vector>
 
+namespace quenlofar {
+
 namespace {
 
 QString errorReason(const FileError &error)
@@ -151,3 +153,5 @@ QString troubleSummary(int files, const QStringList &troubles)
         .arg(files)
         .arg(troubles.size() == 1 ? QStringLiteral("has") : QStringLiteral("have"), parts.join(QStringLiteral(", ")));
 }
+
+} // namespace quenlofar

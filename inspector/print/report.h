@@ -3,6 +3,8 @@
 #include <QString>
 #include <QStringList>
 
+namespace quenlofar {
+
 struct RunResult;
 
 /// What there is to say about one file when it was looked at.
@@ -24,3 +26,5 @@ QStringList reasonsOf(const RunResult &result);
 
 /// "3 of 10 files have trouble: cannot be opened (2), ... (1)"; null when none has.
 QString troubleSummary(int files, const QStringList &troubles);
+
+} // namespace quenlofar

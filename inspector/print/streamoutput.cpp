@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstdlib>
 
+namespace quenlofar {
+
 namespace {
 
 void printText(JsonPrinter &json, QStringView key, const QString &text)
@@ -105,3 +107,5 @@ void printStreams(JsonPrinter &json, const QVector<StreamDescription> &streams)
         printStream(json, stream);
     json.endArray();
 }
+
+} // namespace quenlofar

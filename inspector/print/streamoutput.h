@@ -5,6 +5,8 @@
 #include <QString>
 #include <QVector>
 
+namespace quenlofar {
+
 class JsonPrinter;
 
 // How streams are shown, by whichever command. What is not known is an empty text.
@@ -24,3 +26,5 @@ QString codeText(const StreamDescription &stream);
 
 /// Prints `streams` as the value of a key: an array with an object for each, without what is not known.
 void printStreams(JsonPrinter &json, const QVector<StreamDescription> &streams);
+
+} // namespace quenlofar

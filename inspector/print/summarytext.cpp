@@ -10,6 +10,8 @@
 
 #include <algorithm>
 
+namespace quenlofar {
+
 namespace {
 
 // As in trees.
@@ -212,3 +214,5 @@ QString SummaryText::coloured(const QString &text, std::string_view colour) cons
 {
     return m_style.colour ? ecma48::styled(text, colour) : text;
 }
+
+} // namespace quenlofar

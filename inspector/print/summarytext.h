@@ -7,6 +7,8 @@
 
 #include <string_view>
 
+namespace quenlofar {
+
 struct FileSummary;
 class TextOutput;
 
@@ -38,3 +40,5 @@ private:
     const TextStyle m_style;
     QVector<Row> m_rows;
 };
+
+} // namespace quenlofar

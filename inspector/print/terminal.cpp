@@ -5,6 +5,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+namespace quenlofar {
+
 int terminalWidth()
 {
     constexpr int usualWidth = 80;
@@ -27,3 +29,5 @@ bool wantsColour(const OutputChoice &choice, bool isTerminal)
     // https://no-color.org: set and not empty.
     return isTerminal && qgetenv("NO_COLOR").isEmpty() && qgetenv("TERM") != "dumb";
 }
+
+} // namespace quenlofar

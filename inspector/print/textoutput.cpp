@@ -12,6 +12,8 @@
 
 #include <algorithm>
 
+namespace quenlofar {
+
 void TextOutput::line(const QString &line)
 {
     constexpr int enough = 1 << 16;
@@ -94,3 +96,5 @@ QString offsetText(quint64 offset, bool isHex)
 {
     return isHex ? QStringLiteral("0x") + QString::number(offset, 16) : QString::number(offset);
 }
+
+} // namespace quenlofar

@@ -7,6 +7,9 @@
 #include <QVector>
 
 class QIODevice;
+
+namespace quenlofar {
+
 struct DocumentStart;
 struct RunResult;
 
@@ -47,3 +50,5 @@ QStringList tableLines(const QVector<QStringList> &rows, const QVector<int> &num
 
 /// A place in a file, in decimal or hexadecimal.
 QString offsetText(quint64 offset, bool isHex);
+
+} // namespace quenlofar

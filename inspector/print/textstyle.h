@@ -5,6 +5,8 @@
 #include "terminal.h"
 #include "textwriter.h"
 
+namespace quenlofar {
+
 /// How text is to look that goes to `output`.
 inline TextStyle textStyle(const OutputChoice &choice, const ProgramOutput &output)
 {
@@ -15,3 +17,5 @@ inline TextStyle textStyle(const OutputChoice &choice, const ProgramOutput &outp
     style.width = output.isTerminal() ? terminalWidth() : 0;
     return style;
 }
+
+} // namespace quenlofar

@@ -6,6 +6,8 @@
 
 #include <limits>
 
+namespace quenlofar {
+
 bool TreeAnnotator::beginDocument(const DocumentStart &start)
 {
     const bool isTaken = m_next.beginDocument(start);
@@ -82,3 +84,5 @@ QStringView TreeAnnotator::bytesAt(quint64 offset, quint64 size)
     }
     return m_bytes;
 }
+
+} // namespace quenlofar

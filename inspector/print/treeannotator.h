@@ -6,6 +6,8 @@
 
 #include <QString>
 
+namespace quenlofar {
+
 /// What is to be printed with each item of a tree.
 struct AnnotationChoice
 {
@@ -38,3 +40,5 @@ private:
     QString m_trouble; // why bytes could not be read
     QString m_bytes;
 };
+
+} // namespace quenlofar

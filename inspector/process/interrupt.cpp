@@ -11,6 +11,8 @@
 #include <csignal>
 #include <ctime>
 
+namespace quenlofar {
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -204,3 +206,5 @@ bool BlockingCall::isHopeless() const
     hasGivenUp = true;
     return true;
 }
+
+} // namespace quenlofar

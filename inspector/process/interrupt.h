@@ -3,6 +3,8 @@
 #include <atomic>
 #include <chrono>
 
+namespace quenlofar {
+
 /**
  * The signals that end the program. The first of them sets a flag, at which all work comes to its end in good order:
  * documents are completed, the temporary file goes. SIGQUIT, or a second signal, ends the program at once; the
@@ -46,3 +48,5 @@ private:
     const std::chrono::nanoseconds m_begin; // of the monotonic clock
     std::atomic<int> *m_place; // null when too many threads wait at once: then this call is not interrupted
 };
+
+} // namespace quenlofar

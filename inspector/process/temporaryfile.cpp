@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace quenlofar {
+
 namespace {
 
 // Where a signal handler finds it. A longer name opens no file.
@@ -83,3 +85,5 @@ void TemporaryFile::removeInHandler()
     if (isPresent)
         ::unlink(presentName);
 }
+
+} // namespace quenlofar

@@ -2,6 +2,8 @@
 
 #include <QByteArray>
 
+namespace quenlofar {
+
 /**
  * A file under a name of its own until it is complete. It goes with the object, and with the program when a signal
  * ends that at once. One object with a file at a time.
@@ -29,3 +31,5 @@ public:
 private:
     bool m_exists = false;
 };
+
+} // namespace quenlofar

@@ -27,6 +27,8 @@
 #include <thread>
 #include <vector>
 
+namespace quenlofar {
+
 namespace {
 
 quint64 sizeOfFile(const QString &path)
@@ -247,3 +249,5 @@ int walkFiles(const Options &options, const PluginLoader &plugins, ProgramOutput
 {
     return Batch(options, plugins, output, makeSink).run();
 }
+
+} // namespace quenlofar

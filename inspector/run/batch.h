@@ -7,10 +7,13 @@
 #include <functional>
 #include <memory>
 
+class QIODevice;
+
+namespace quenlofar {
+
 class ElementSink;
 class PluginLoader;
 class ProgramOutput;
-class QIODevice;
 struct Options;
 
 /// What a command's sink is made for.
@@ -30,3 +33,5 @@ using SinkMaker = std::function<std::unique_ptr<ElementSink>(QIODevice &output, 
  * exit status.
  */
 int walkFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output, const SinkMaker &makeSink);
+
+} // namespace quenlofar

@@ -13,6 +13,8 @@
 #include <cstring>
 #include <string_view>
 
+namespace quenlofar {
+
 namespace {
 
 struct CrashSignal
@@ -176,3 +178,5 @@ CrashStack::~CrashStack()
     none.ss_flags = SS_DISABLE;
     sigaltstack(&none, nullptr);
 }
+
+} // namespace quenlofar

@@ -6,6 +6,8 @@
 #include <atomic>
 #include <memory>
 
+namespace quenlofar {
+
 /// What is to be said of a thread when it crashes: kept where a signal handler may read it.
 class CrashPlace
 {
@@ -59,3 +61,5 @@ public:
 private:
     std::unique_ptr<char[]> m_memory; // null where the thread has one
 };
+
+} // namespace quenlofar

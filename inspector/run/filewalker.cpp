@@ -12,6 +12,8 @@
 
 #include <unistd.h>
 
+namespace quenlofar {
+
 FileWalker::FileWalker(const Options &options, const PluginLoader &plugins)
     : m_options(options), m_plugins(plugins), m_run(options.limits)
 {
@@ -46,3 +48,5 @@ int FileWalker::finish(ProgramOutput &output, int exitStatus) const
         return outputStatus;
     return wasInterrupted() ? InterruptWatch::exitStatus() : exitStatus;
 }
+
+} // namespace quenlofar

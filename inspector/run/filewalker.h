@@ -8,6 +8,8 @@
 
 #include <deque>
 
+namespace quenlofar {
+
 class ElementSink;
 class PluginLoader;
 class ProgramOutput;
@@ -40,3 +42,5 @@ private:
     ContainerRun m_run;
     std::deque<WalkRecord> m_records; // one: files are walked one by one
 };
+
+} // namespace quenlofar

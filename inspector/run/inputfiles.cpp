@@ -18,6 +18,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace quenlofar {
+
 namespace {
 
 QString textOf(const std::string &bytes)
@@ -183,3 +185,5 @@ InputFiles findInputFiles(const InputChoice &choice, const QStringList &extensio
         searchDirectory(bytesOf(directory), extensions, &found);
     return found;
 }
+
+} // namespace quenlofar

@@ -4,6 +4,8 @@
 #include <QStringList>
 #include <QVector>
 
+namespace quenlofar {
+
 struct InputChoice;
 
 /// The files that were asked for, in the order of the command line; what was found in a directory is sorted.
@@ -17,3 +19,5 @@ struct InputFiles
 /// dot, in upper or lower case). A symbolic link to a directory is not followed; one with such an extension that leads
 /// nowhere is a problem. A signal ends the search; what was found by then says nothing.
 InputFiles findInputFiles(const InputChoice &choice, const QStringList &extensions);
+
+} // namespace quenlofar

@@ -2,6 +2,8 @@
 
 #include <new>
 
+namespace quenlofar {
+
 class OrderedOutput::Place : public QIODevice
 {
 public:
@@ -93,3 +95,5 @@ void OrderedOutput::flush(Waiting *waiting) noexcept
         m_failed = m_output.write(waiting->bytes) != waiting->bytes.size();
     waiting->bytes = QByteArray();
 }
+
+} // namespace quenlofar

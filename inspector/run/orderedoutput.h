@@ -10,6 +10,8 @@
 #include <memory>
 #include <mutex>
 
+namespace quenlofar {
+
 /**
  * Makes files that are printed side by side come out one after the other. What the first unfinished one prints goes
  * straight on; what the others print is kept until it is their turn. A file that prints more than there is room, or
@@ -56,3 +58,5 @@ private:
     bool m_failed = false;
     std::map<quint64, Waiting> m_waiting; // the files that have a place, and are not done with
 };
+
+} // namespace quenlofar

@@ -12,6 +12,8 @@
 #include <cmath>
 #include <new>
 
+namespace quenlofar {
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -126,3 +128,5 @@ QString ProgressMeter::line() const
         text += QStringLiteral("  file %1 of %2").arg(std::min(m_doneFiles + 1, m_files)).arg(m_files);
     return text;
 }
+
+} // namespace quenlofar

@@ -11,6 +11,8 @@
 #include <mutex>
 #include <thread>
 
+namespace quenlofar {
+
 class WalkRecord;
 
 /**
@@ -56,3 +58,5 @@ private:
     bool m_isShown = false;
     std::thread m_thread;
 };
+
+} // namespace quenlofar

@@ -8,6 +8,8 @@
 #include "pluginloader.h"
 #include "programoutput.h"
 
+namespace quenlofar {
+
 namespace {
 
 /// The list of files, if one is named.
@@ -70,3 +72,5 @@ bool isTargetSafe(const Options &options, const PluginLoader &plugins, const Pro
     printMessage(QStringLiteral("%1 is a media file (%2): output would destroy it").arg(replaced, format.container()));
     return false;
 }
+
+} // namespace quenlofar

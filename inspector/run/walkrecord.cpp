@@ -2,6 +2,8 @@
 
 #include "containerabstract.h"
 
+namespace quenlofar {
+
 void WalkRecord::begin(const QString &file)
 {
     {
@@ -56,3 +58,5 @@ qint64 WatchedOutput::writeData(const char *data, qint64 size)
         setErrorString(m_next.errorString());
     return written;
 }
+
+} // namespace quenlofar

@@ -11,6 +11,8 @@
 #include <chrono>
 #include <mutex>
 
+namespace quenlofar {
+
 /**
  * What one thread is doing with its file, for the watchdog. Walking, unless it waits for its output to be taken. The
  * thread itself writes; any other may ask.
@@ -87,3 +89,5 @@ private:
     QIODevice &m_next;
     WalkRecord &m_record;
 };
+
+} // namespace quenlofar

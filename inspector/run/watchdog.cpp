@@ -9,6 +9,8 @@
 #include <exception>
 #include <new>
 
+namespace quenlofar {
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -142,3 +144,5 @@ void Watchdog::giveUp(const WalkRecord::Names &names, const View &view)
     InterruptWatch::end();
     std::_Exit(InterruptWatch::exitStatus()); // where the signal does not end the program by itself
 }
+
+} // namespace quenlofar

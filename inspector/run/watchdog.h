@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+namespace quenlofar {
+
 struct Options;
 
 /**
@@ -60,3 +62,5 @@ private:
     bool m_isOver = false;
     std::thread m_thread; // may be missing, where the system gives none
 };
+
+} // namespace quenlofar

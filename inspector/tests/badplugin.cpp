@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <thread>
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr int signatureSize = 4;

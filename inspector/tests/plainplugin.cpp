@@ -12,6 +12,8 @@
 #pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
 #endif
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr int signatureSize = 5;

@@ -11,6 +11,8 @@
 #pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
 #endif
 
+using namespace quenlofar;
+
 namespace {
 
 const QByteArray signature = "UNRULY";

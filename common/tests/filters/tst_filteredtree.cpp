@@ -6,6 +6,8 @@
 
 #include <QtTest>
 
+using namespace quenlofar;
+
 namespace {
 
 /// Writes into a sink of the test.

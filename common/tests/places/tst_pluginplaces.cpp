@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+using namespace quenlofar;
+
 class TestPluginPlaces : public QObject
 {
     Q_OBJECT

@@ -10,6 +10,8 @@
 #include <cmath>
 #include <vector>
 
+using namespace quenlofar;
+
 namespace {
 
 /// Enough to fill the output buffer.

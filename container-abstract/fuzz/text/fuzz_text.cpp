@@ -9,6 +9,8 @@
 #include <QByteArray>
 #include <QString>
 
+using namespace quenlofar;
+
 namespace {
 
 bool isPairedUtf16(const QString &text)

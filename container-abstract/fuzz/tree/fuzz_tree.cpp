@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <vector>
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr size_t mostCalls = 300;

@@ -9,6 +9,8 @@
 #include <random>
 #include <vector>
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr quint64 max64 = std::numeric_limits<quint64>::max();

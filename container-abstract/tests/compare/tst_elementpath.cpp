@@ -8,6 +8,8 @@
 
 #include <map>
 
+using namespace quenlofar;
+
 namespace {
 
 using Components = QVector<QPair<QString, quint64>>;

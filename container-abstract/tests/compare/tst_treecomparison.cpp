@@ -8,6 +8,8 @@
 #include <map>
 #include <random>
 
+using namespace quenlofar;
+
 namespace {
 
 /**

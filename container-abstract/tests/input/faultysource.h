@@ -8,6 +8,8 @@
 #include <limits>
 #include <vector>
 
+namespace quenlofar {
+
 constexpr qint64 kib = 1024;
 constexpr qint64 furthest = std::numeric_limits<qint64>::max();
 
@@ -87,3 +89,5 @@ inline QByteArray readBytes(FileDevice *device, qint64 count)
     const qint64 came = device->read(buffer.data(), count);
     return QByteArray(buffer.data(), int(came));
 }
+
+} // namespace quenlofar

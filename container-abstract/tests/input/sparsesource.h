@@ -8,6 +8,8 @@
 #include <cstring>
 #include <map>
 
+namespace quenlofar {
+
 /// A file of zeros with some islands of other bytes, of any size without taking room.
 struct SparseFile
 {
@@ -59,3 +61,5 @@ public:
 private:
     SparseFile &m_file;
 };
+
+} // namespace quenlofar

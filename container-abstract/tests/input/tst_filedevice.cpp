@@ -14,6 +14,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+using namespace quenlofar;
+
 class TestFileDevice : public QObject
 {
     Q_OBJECT

@@ -12,6 +12,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr qint64 kib = 1024;

@@ -8,6 +8,8 @@
 #include <random>
 #include <vector>
 
+using namespace quenlofar;
+
 class TestFileDeviceWindow : public QObject
 {
     Q_OBJECT

@@ -5,6 +5,8 @@
 #include <random>
 #include <string_view>
 
+using namespace quenlofar;
+
 class TestFilePath : public QObject
 {
     Q_OBJECT

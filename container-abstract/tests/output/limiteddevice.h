@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <new>
 
+namespace quenlofar {
+
 /// A device that takes `room` bytes and then fails in the way it is told to; it keeps what it took.
 class LimitedDevice : public QIODevice
 {
@@ -42,3 +44,5 @@ private:
     const qint64 room;
     const Failure failure;
 };
+
+} // namespace quenlofar

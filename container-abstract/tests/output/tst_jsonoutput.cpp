@@ -9,6 +9,8 @@
 
 #include <limits>
 
+using namespace quenlofar;
+
 Q_DECLARE_METATYPE(JsonWriter::Layout)
 Q_DECLARE_METATYPE(LimitedDevice::Failure)
 

@@ -8,6 +8,8 @@
 #include <functional>
 #include <limits>
 
+using namespace quenlofar;
+
 using Steps = std::function<void(JsonPrinter &)>;
 Q_DECLARE_METATYPE(Steps)
 

@@ -6,6 +6,8 @@
 
 #include <limits>
 
+using namespace quenlofar;
+
 Q_DECLARE_METATYPE(Calls)
 Q_DECLARE_METATYPE(RunResult)
 

@@ -8,6 +8,8 @@
 #include <functional>
 #include <limits>
 
+using namespace quenlofar;
+
 using Calls = std::function<void(ElementSink &)>;
 Q_DECLARE_METATYPE(Calls)
 Q_DECLARE_METATYPE(RunResult)

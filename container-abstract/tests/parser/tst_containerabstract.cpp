@@ -6,6 +6,8 @@
 
 #include <cstring>
 
+using namespace quenlofar;
+
 namespace {
 
 /// Reaches the protected virtual operations as the host does.

@@ -6,6 +6,8 @@
 #include <new>
 #include <stdexcept>
 
+using namespace quenlofar;
+
 Q_DECLARE_METATYPE(RunResult)
 Q_DECLARE_METATYPE(ParserFactory)
 Q_DECLARE_METATYPE(FileError::Kind)

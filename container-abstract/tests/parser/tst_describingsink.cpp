@@ -8,6 +8,8 @@
 #include <limits>
 #include <stdexcept>
 
+using namespace quenlofar;
+
 namespace {
 
 /// Passes what it sees on to a sink of the test, and says who it is.

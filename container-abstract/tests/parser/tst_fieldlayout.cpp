@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr FieldRow threeRows[] = {{u"a", 4, FieldKind::U16}, {u"b", 6, FieldKind::U8}, {u"c", 7, FieldKind::U64}};

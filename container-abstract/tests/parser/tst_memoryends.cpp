@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <new>
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr qint64 unlimited = -1;

@@ -7,6 +7,8 @@
 #include <limits>
 #include <stdexcept>
 
+using namespace quenlofar;
+
 Q_DECLARE_METATYPE(ScriptedParser::Parse)
 
 namespace {

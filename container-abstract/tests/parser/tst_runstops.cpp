@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <thread>
 
+using namespace quenlofar;
+
 /// What ends a run before the file does: limits, the user, a sink that fails.
 class TestRunStops : public QObject
 {

@@ -4,6 +4,8 @@
 #include "pluginexports.h"
 #include "pluginversion.h"
 
+using namespace quenlofar;
+
 namespace {
 
 class DummyDescriber : public ContainerDescriber

@@ -2,6 +2,8 @@
 
 #include "containerabstract.h"
 
+namespace quenlofar {
+
 /// A parser that recognises nothing.
 class DummyParser : public ContainerAbstract
 {
@@ -20,3 +22,5 @@ protected:
     void prepareParsing() override { }
     void finalizeParsing() override { }
 };
+
+} // namespace quenlofar

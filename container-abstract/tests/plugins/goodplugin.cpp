@@ -2,6 +2,8 @@
 #include "dummyparser.h"
 #include "pluginexports.h"
 
+using namespace quenlofar;
+
 QString containerName()
 {
     return QStringLiteral("Dummy");

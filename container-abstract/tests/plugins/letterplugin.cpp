@@ -3,6 +3,8 @@
 #include "dummyparser.h"
 #include "pluginexports.h"
 
+using namespace quenlofar;
+
 namespace {
 
 class LetterParser : public DummyParser

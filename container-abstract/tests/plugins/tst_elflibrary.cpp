@@ -10,6 +10,8 @@
 
 #include <link.h>
 
+using namespace quenlofar;
+
 namespace {
 
 QByteArray ownProgram()

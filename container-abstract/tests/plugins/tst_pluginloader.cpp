@@ -15,6 +15,8 @@
 #include <dlfcn.h>
 #include <sys/stat.h>
 
+using namespace quenlofar;
+
 namespace {
 
 const QString goodPlugin = QStringLiteral(QUENLOFAR_GOOD_PLUGIN);

@@ -11,6 +11,8 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr uid_t nobody = 65534;

@@ -4,6 +4,8 @@
 
 #include <limits>
 
+using namespace quenlofar;
+
 class TestLentText : public QObject
 {
     Q_OBJECT

@@ -5,6 +5,8 @@
 
 #include <limits>
 
+using namespace quenlofar;
+
 class TestSizeText : public QObject
 {
     Q_OBJECT

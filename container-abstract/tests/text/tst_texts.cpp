@@ -4,6 +4,8 @@
 
 #include <string_view>
 
+using namespace quenlofar;
+
 class TestTexts : public QObject
 {
     Q_OBJECT

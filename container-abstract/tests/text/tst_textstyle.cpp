@@ -5,6 +5,8 @@
 #include <QBuffer>
 #include <QtTest>
 
+using namespace quenlofar;
+
 using TreeCalls = std::function<void(TreeWriter &)>;
 Q_DECLARE_METATYPE(TreeCalls)
 Q_DECLARE_METATYPE(TextStyle)

@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+using namespace quenlofar;
+
 class TestTextWidth : public QObject
 {
     Q_OBJECT

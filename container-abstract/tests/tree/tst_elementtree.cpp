@@ -6,6 +6,8 @@
 
 #include <limits>
 
+using namespace quenlofar;
+
 class TestElementTree : public QObject
 {
     Q_OBJECT

@@ -16,6 +16,8 @@
 #define QVERIFY_THROWS_EXCEPTION(type, ...) QVERIFY_EXCEPTION_THROWN(__VA_ARGS__, type)
 #endif
 
+using namespace quenlofar;
+
 namespace {
 
 QByteArray json(const Calls &calls)

@@ -5,6 +5,8 @@
 #include <limits>
 #include <vector>
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr quint64 max64 = std::numeric_limits<quint64>::max();

@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+using namespace quenlofar;
+
 class TestStatusCodes : public QObject
 {
     Q_OBJECT

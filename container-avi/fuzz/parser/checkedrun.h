@@ -19,6 +19,8 @@
 #include <limits>
 #include <memory>
 
+namespace quenlofar {
+
 /// How a source in memory misbehaves; as it is made it does not.
 struct SourceFaults
 {
@@ -213,3 +215,5 @@ inline CheckedResult checkedRun(const QByteArray &bytes, const RunSettings &sett
     }
     return checked;
 }
+
+} // namespace quenlofar

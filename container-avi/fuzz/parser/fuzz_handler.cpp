@@ -7,6 +7,8 @@
 #include <iterator>
 #include <vector>
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr ContainerAVI::Handler handlers[] = {

@@ -4,6 +4,8 @@
 #include "fuzztarget.h"
 #include "inputreader.h"
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr size_t modeSize = 8;

@@ -32,6 +32,8 @@
 #include <sanitizer/common_interface_defs.h>
 #endif
 
+using namespace quenlofar;
+
 namespace {
 
 constexpr double longestRun = 1.0; // seconds

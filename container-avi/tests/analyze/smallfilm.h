@@ -9,6 +9,8 @@
 #include <memory>
 #include <vector>
 
+namespace quenlofar {
+
 /// A file of eight chunks, and what a reading of it says in a line.
 namespace film {
 
@@ -149,3 +151,5 @@ inline QString regionsProblem(const quenlofar::RegionTable &regions)
 }
 
 } // namespace film
+
+} // namespace quenlofar

@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QTest>
 
+using namespace quenlofar;
 using namespace build;
 
 namespace {

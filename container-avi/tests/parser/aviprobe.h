@@ -9,6 +9,8 @@
 #include <QString>
 #include <QStringList>
 
+namespace quenlofar {
+
 /**
  * An AVI parser over bytes in memory, outside of any run: single handlers can be called, and its state can be looked at
  * and set. Without a run the host's side of it, video stream records and frame counters, is what the test puts there.
@@ -66,7 +68,7 @@ public:
     using ContainerAbstract::m_streamFrameCounters;
     using ContainerAbstract::m_videoStreams;
 
-    const ::MainHeader &mainHeader() const { return m_mainHeader; }
+    const MainHeader &mainHeader() const { return m_mainHeader; }
     const QHash<QString, ElementAVI *> &elements() const { return m_elements; }
     quint32 &streamType() { return m_streamType; }
     quint32 &videoStreamCount() { return m_videoStreamCount; }
@@ -77,3 +79,5 @@ public:
 private:
     RecordingSink m_sink;
 };
+
+} // namespace quenlofar

@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+namespace quenlofar {
+
 /// Codecs in the order in which they lay claim to tags, and these tags: four characters or a number each.
 struct CodecClaim
 {
@@ -42,3 +44,5 @@ constexpr CodecClaim codecClaims[] = {
     {167, "MTS2"}, {168, "CLLC"}, {169, "MSS2"}, {24, "SVQ3"}, {0x30313256, "012v|a12v"},
 };
 // clang-format on
+
+} // namespace quenlofar

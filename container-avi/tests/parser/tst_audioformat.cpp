@@ -5,6 +5,7 @@
 
 #include <new>
 
+using namespace quenlofar;
 using namespace build;
 
 namespace {

@@ -6,6 +6,8 @@
 
 #include <random>
 
+using namespace quenlofar;
+
 namespace {
 
 /// What searchID says of the text of an id: the truth that the table of raw words has to agree with.

@@ -4,6 +4,8 @@
 #include <QSet>
 #include <QTest>
 
+using namespace quenlofar;
+
 using Entry = ContainerAVI::ElementAVI;
 
 class TestChunkTable : public QObject

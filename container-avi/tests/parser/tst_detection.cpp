@@ -3,6 +3,7 @@
 
 #include <QTest>
 
+using namespace quenlofar;
 using namespace build;
 
 namespace {

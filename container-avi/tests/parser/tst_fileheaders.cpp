@@ -3,6 +3,7 @@
 
 #include <QtTest>
 
+using namespace quenlofar;
 using namespace build;
 
 class TestFileHeaders : public QObject

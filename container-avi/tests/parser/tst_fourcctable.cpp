@@ -5,6 +5,8 @@
 #include <QSet>
 #include <QtTest>
 
+using namespace quenlofar;
+
 class TestFourCCTable : public QObject
 {
     Q_OBJECT

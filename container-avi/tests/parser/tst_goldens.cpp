@@ -13,6 +13,8 @@
 #include <QJsonObject>
 #include <QTest>
 
+using namespace quenlofar;
+
 namespace {
 
 const QString goldenDirectory = QStringLiteral(QUENLOFAR_SAMPLES_DIR "/golden");

@@ -7,6 +7,7 @@
 
 #include <random>
 
+using namespace quenlofar;
 using namespace build;
 
 // Holes of sparse files are passed over where bytes are only looked at: what a run says must not differ.

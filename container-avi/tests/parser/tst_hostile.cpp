@@ -13,6 +13,7 @@
 #include <functional>
 #include <limits>
 
+using namespace quenlofar;
 using namespace build;
 
 Q_DECLARE_METATYPE(RunLimit)

@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+using namespace quenlofar;
 using namespace build;
 
 class TestStreams : public QObject

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+using namespace quenlofar;
+
 class TestTimeText : public QObject
 {
     Q_OBJECT

@@ -4,6 +4,7 @@
 
 #include <QTest>
 
+using namespace quenlofar;
 using namespace build;
 
 namespace {

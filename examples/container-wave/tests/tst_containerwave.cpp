@@ -9,6 +9,7 @@
 
 #include <QtTest>
 
+using namespace quenlofar;
 using namespace build;
 
 namespace {
