@@ -18,14 +18,14 @@ std::atomic<uint64_t> allocations{0};
 
 } // namespace
 
-uint64_t allocationCount()
+uint64_t quenlofar::allocationCount()
 {
     return allocations.load(std::memory_order_relaxed);
 }
 
 #if defined(__GLIBC__) && !defined(HAS_SANITIZER)
 
-bool countsAllocations()
+bool quenlofar::countsAllocations()
 {
     return true;
 }
@@ -73,7 +73,7 @@ int posix_memalign(void **memory, size_t alignment, size_t size)
 
 #else
 
-bool countsAllocations()
+bool quenlofar::countsAllocations()
 {
     return false;
 }

@@ -3,6 +3,8 @@
 #include <cinttypes>
 #include <cstdio>
 
+using namespace quenlofar;
+
 /// The floor as a program of its own, for comparison with whole programs.
 int main(int argc, char **argv)
 {

@@ -12,6 +12,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+namespace quenlofar {
+
 namespace {
 
 [[noreturn]] void fail(const char *what)
@@ -111,3 +113,5 @@ double relativeSpread(std::vector<double> values)
     const double distance = quantile(&values, 0.75) - quantile(&values, 0.25);
     return distance / 2 / quantile(&values, 0.5);
 }
+
+} // namespace quenlofar

@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace quenlofar {
+
 namespace {
 
 constexpr uint64_t headerSize = 8; // id and size
@@ -72,3 +74,5 @@ ChunkFloor visitChunks(const char *path)
         ::close(descriptor);
     return found;
 }
+
+} // namespace quenlofar
