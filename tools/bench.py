@@ -162,6 +162,16 @@ class Goals(Bench):
         self.rate_row("`tree --format json >/dev/null`", "the same", program, json_sink["output"], 600)
         self.memory_row(program, self.sizes.frames, 24)
 
+    def at(self):
+        """A byte of the index: the command has to look at every item."""
+        file = self.files.generated("frames", self.sizes.frames)
+        streams, program = self.programs([self.build.program, "streams", file],
+                                         [self.build.program, "at", file, "end-100"], runs=self.options.runs)
+        ratio = program["seconds"] / streams["seconds"]
+        self.row("`at FILE end-100`", f"{self.sizes.frames} frames", "≤ 1.5 × `streams`",
+                 f"{ratio:.2f} × ({program['seconds']:.6f} s)", percent(program["spread"]), ratio <= 1.5)
+        self.memory_row(program, self.sizes.frames, 16)
+
     def film(self):
         file = self.files.encoded("film", self.sizes.film)
         if not file:
@@ -345,6 +355,14 @@ class Comparison(Bench):
         for arguments in (["tree", "--format", "json"], ["tree"], ["frames"], ["summary"], ["coverage"]):
             self.program_rows(file, "the same", *arguments)
 
+    def at(self):
+        file = self.files.generated("frames", self.sizes.frames)
+        options = ["--no-warm-up"]
+        pairs = self.in_turn(self.options.runs, lambda build: self.programs(
+            [build.program, "at", file, "end-100"], runs=1, options=options)[0])
+        self.ratio_row("`at FILE end-100`", f"{self.sizes.frames} frames", "s",
+                       [(now["seconds"], before["seconds"]) for now, before in pairs])
+
     def film(self):
         file = self.files.encoded("film", self.sizes.film)
         if file:
@@ -394,7 +412,8 @@ class Comparison(Bench):
                 self.ratio_row(name, "", "ns", [(now[name], before[name]) for now, before in pairs])
 
 
-ROWS = ("frames", "film", "opendml", "dv", "look-ahead", "garbage", "no-riff", "scaling", "start-up", "inner-loops")
+ROWS = ("frames", "at", "film", "opendml", "dv", "look-ahead", "garbage", "no-riff", "scaling", "start-up",
+        "inner-loops")
 
 
 def parsed(arguments):

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <memory>
 
+namespace quenlofar {
+
 /// A node or leaf of a walk with texts of its own. Made to be overwritten at every item: its room is used again.
 class ItemCopy
 {
@@ -83,3 +85,5 @@ private:
     std::unique_ptr<char16_t[]> m_texts;
     size_t m_room = 0; // UTF-16 units
 };
+
+} // namespace quenlofar

@@ -7,6 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
+namespace quenlofar {
+
 /// Counts like-named items. Few names are compared one by one, which takes less time than hashing; many are hashed.
 class NameCounter
 {
@@ -72,3 +74,5 @@ private:
     std::u16string m_texts;
     std::unordered_map<std::u16string, quint64> m_many; // all others
 };
+
+} // namespace quenlofar

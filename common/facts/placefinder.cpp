@@ -1,7 +1,8 @@
 #include "placefinder.h"
 
 #include <algorithm>
-#include <exception>
+
+namespace quenlofar {
 
 namespace {
 
@@ -32,29 +33,25 @@ bool PlaceFinder::beginDocument(const DocumentStart &start)
     m_places.clear();
     m_levels.clear();
     m_numbers.clear();
-    m_errorText = QString();
     m_refused = m_unwatched = 0;
     m_isComplete = true;
     m_isFull = false;
-    try {
-        const auto fileSize = quint64(std::max<qint64>(start.fileSize, 0));
-        for (const FileOffset &offset : m_offsets) {
-            const std::optional<quint64> inFile = offset.in(fileSize);
-            if (inFile && *inFile < fileSize)
-                m_sought.push_back(*inFile);
-        }
-        std::sort(m_sought.begin(), m_sought.end());
-        m_sought.erase(std::unique(m_sought.begin(), m_sought.end()), m_sought.end());
-        m_places.resize(m_sought.size());
-        for (size_t i = 0; i < m_sought.size(); ++i)
-            m_places[i].offset = m_sought[i];
-        m_depth = 0;
-        prepareLevel(0, {false, 0, 0, fileSize, -1, {}, {}, {}, {}}, 0);
-        m_levels[0].isKept = true;
-    } catch (const std::exception &) {
-        fail();
+    m_depth = 0;
+    const bool isBegun = m_kept.beginDocument(start);
+    const auto fileSize = quint64(std::max<qint64>(start.fileSize, 0));
+    for (const FileOffset &offset : m_offsets) {
+        const std::optional<quint64> inFile = offset.in(fileSize);
+        if (inFile && *inFile < fileSize)
+            m_sought.push_back(*inFile);
     }
-    return m_kept.beginDocument(start) && m_errorText.isNull();
+    std::sort(m_sought.begin(), m_sought.end());
+    m_sought.erase(std::unique(m_sought.begin(), m_sought.end()), m_sought.end());
+    m_places.resize(m_sought.size());
+    for (size_t i = 0; i < m_sought.size(); ++i)
+        m_places[i].offset = m_sought[i];
+    prepareLevel(0, {false, 0, 0, fileSize, -1, {}, {}, {}, {}}, 0);
+    m_levels[0].isKept = true;
+    return isBegun;
 }
 
 bool PlaceFinder::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
@@ -81,37 +78,25 @@ bool PlaceFinder::endElement()
         return true;
     }
     if (m_depth == 0)
-        return m_errorText.isNull();
-    try {
-        closeLevel();
-    } catch (const std::exception &) {
-        fail();
-    }
+        return true;
+    closeLevel();
     if (m_levels[m_depth].isKept)
         m_kept.endElement();
     --m_depth;
-    return m_errorText.isNull();
+    return true;
 }
 
 bool PlaceFinder::endDocument(const RunResult &result)
 {
-    try {
-        if (m_errorText.isNull())
-            closeLevel();
-    } catch (const std::exception &) {
-        fail();
-    }
-    return m_kept.endDocument(result) && m_errorText.isNull();
+    // Without memory the levels are left as they were.
+    if (m_depth == 0 && !m_levels.empty() && result.error.kind != FileError::Memory)
+        closeLevel();
+    return m_kept.endDocument(result);
 }
 
 QString PlaceFinder::errorText() const
 {
-    return m_errorText.isNull() ? m_kept.errorText() : m_errorText;
-}
-
-void PlaceFinder::fail()
-{
-    m_errorText = QStringLiteral("not enough memory for what stands at the places");
+    return m_kept.errorText();
 }
 
 bool PlaceFinder::coversSought(const Field &field) const
@@ -128,15 +113,9 @@ bool PlaceFinder::admit(const Field &field, bool isNode)
         m_unwatched += isNode ? 1 : 0;
         return true;
     }
-    if (Q_UNLIKELY(m_isFull || !m_errorText.isNull()))
-        return false;
-    try {
+    if (Q_LIKELY(!m_isFull))
         lookAt(field, isNode);
-        return !m_isFull;
-    } catch (const std::exception &) {
-        fail();
-    }
-    return false;
+    return !m_isFull;
 }
 
 void PlaceFinder::lookAt(const Field &field, bool isNode)
@@ -298,9 +277,11 @@ std::vector<Item> PlaceFinder::leavesAt(quint64 offset) const
 
 std::unique_ptr<GapPlace> PlaceFinder::gapAt(quint64 offset) const
 {
-    auto gap = std::make_unique<GapPlace>();
     const auto place =
         std::find_if(m_places.begin(), m_places.end(), [offset](const Place &known) { return known.offset == offset; });
+    if (place == m_places.end() || place->outerLevel != noLevel)
+        return nullptr;
+    auto gap = std::make_unique<GapPlace>();
     ElementTree &tree = gap->tree;
     tree.beginDocument(m_kept.document());
     const auto write = [&tree](const ItemCopy &item) {
@@ -363,3 +344,5 @@ void PlaceFinder::PathWalk::advance()
     m_current = tree.child(m_current, row);
     m_path.append({pathName(m_reader.name(m_current)).toString(), m_places.m_numbers[m_next++]});
 }
+
+} // namespace quenlofar

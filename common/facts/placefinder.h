@@ -12,6 +12,8 @@
 #include <optional>
 #include <vector>
 
+namespace quenlofar {
+
 /// The items beside a place; nothing where there are none.
 struct Neighbours
 {
@@ -35,7 +37,7 @@ struct GapPlace
 /**
  * Finds during a walk what stands at some bytes of a file. It looks at every item, because in damaged files items reach
  * out of the nodes that they stand in, and keeps those that an answer needs: the leaves that cover a byte, the nodes
- * around them and the siblings beside them.
+ * around them and the siblings beside them. Its calls may throw std::bad_alloc.
  *
  * What siblings are beside a leaf, and how many before it have its name, has to be followed all the time, which takes
  * several times as long as the walk. A quick finder follows it only inside of nodes that cover a byte of interest, and
@@ -68,7 +70,8 @@ public:
     const ElementTree &tree() const { return m_kept; }
     /// The leaves in tree() that cover the byte at `offset`, which was to be looked at, in the order of the file.
     std::vector<Item> leavesAt(quint64 offset) const;
-    /// What is around the byte at `offset`, which was to be looked at and which no leaf covers.
+    /// What is around the byte at `offset`, which was to be looked at and which no leaf covers. Null where the walk
+    /// ended before that was known.
     std::unique_ptr<GapPlace> gapAt(quint64 offset) const;
 
 private:
@@ -121,7 +124,6 @@ private:
     void prepareLevel(size_t depth, const Field &node, quint64 number);
     void closeLevel();
     void keep(Level &level, const Field &field, bool isNode, quint64 number);
-    void fail();
 
     const std::vector<FileOffset> m_offsets;
     const Pace m_pace;
@@ -131,11 +133,10 @@ private:
     quint64 m_unwatched = 0; // innermost open nodes of which nothing is followed
     std::vector<Level> m_levels; // of the other open nodes; some are only room for later ones
     size_t m_depth = 0; // the last level that is in use; 0 is the document
-    quint64 m_refused = 0; // nodes that were begun after something failed
+    quint64 m_refused = 0; // nodes that were begun when m_kept had no room left
     ElementTree m_kept;
     std::vector<quint64> m_numbers; // of the kept items among their like-named siblings, in the order of the file
     bool m_isFull = false; // m_kept has no room left
-    QString m_errorText;
 };
 
 /// Tells the paths of leaves that a finder kept, asked for in the order of the tree: all together in one walk over it.
@@ -157,3 +158,5 @@ private:
     size_t m_next = 0; // in m_places.m_numbers
     ElementPath m_path; // of the current item
 };
+
+} // namespace quenlofar

@@ -43,13 +43,30 @@ std::vector<Item> chainTo(const ElementTree &tree, Item item)
     return chain;
 }
 
+/// One line for `item`, cut off where it is long.
+QString itemText(const ElementTree &tree, Item item)
+{
+    constexpr int mostCharacters = 100;
+    if (tree.isUnparsedData(item))
+        return QStringLiteral("unparsed");
+    QString text = tree.name(item);
+    if (tree.isNode(item) && tree.index(item) >= 0)
+        text += QStringLiteral(" [%1]").arg(tree.index(item));
+    text += contentsText(tree, item);
+    if (text.size() <= mostCharacters)
+        return displayText(text);
+    // Pairs and what is shown in the place of a character stay whole.
+    const int kept = mostCharacters - (text.at(mostCharacters - 2).isHighSurrogate() ? 2 : 1);
+    return displayText(text.left(kept)) + QChar(0x2026);
+}
+
 /// Prints what stands at each place of one file.
 class PlacePrinter
 {
 public:
     /// All outlive the object.
-    PlacePrinter(const ElementTree &tree, FileDevice &file, const FileWalker &walker)
-        : m_tree(tree), m_file(file), m_walker(walker)
+    PlacePrinter(const PlaceFinder &places, FileDevice &file, const FileWalker &walker)
+        : m_places(places), m_file(file), m_walker(walker)
     {
     }
     PlacePrinter(const PlacePrinter &) = delete;
@@ -57,8 +74,8 @@ public:
     virtual ~PlacePrinter() = default;
 
     virtual void begin() = 0;
-    /// Prints `place` leaf by leaf, as long as printing goes on.
-    virtual void print(const BytePlace &place) = 0;
+    /// Prints what stands at `offset`, leaf by leaf, as long as printing goes on.
+    virtual void print(quint64 offset) = 0;
     /// Nothing follows; `result` says how everything went.
     virtual void end(const RunResult &result) = 0;
 
@@ -75,7 +92,9 @@ protected:
         return m_file.seek(qint64(offset)) ? m_file.read(qint64(size)) : QByteArray();
     }
 
-    const ElementTree &m_tree;
+    const DocumentStart &document() const { return m_places.tree().document(); }
+
+    const PlaceFinder &m_places;
 
 private:
     FileDevice &m_file;
@@ -85,13 +104,13 @@ private:
 class PlaceText : public PlacePrinter
 {
 public:
-    PlaceText(const ElementTree &tree, FileDevice &file, const FileWalker &walker, QIODevice &output, bool colour)
-        : PlacePrinter(tree, file, walker), m_output(output), m_colour(colour)
+    PlaceText(const PlaceFinder &places, FileDevice &file, const FileWalker &walker, QIODevice &output, bool colour)
+        : PlacePrinter(places, file, walker), m_output(output), m_colour(colour)
     {
     }
 
-    void begin() override { m_output.heading(m_tree.document()); }
-    void print(const BytePlace &place) override;
+    void begin() override { m_output.heading(document()); }
+    void print(quint64 offset) override;
     void end(const RunResult &result) override
     {
         if (!reasonsOf(result).isEmpty())
@@ -107,25 +126,27 @@ private:
     enum class Role { Around, Beside, Sought };
 
     void printOffset(quint64 offset, const QString &what);
-    void printLeaf(const BytePlace &place, Item leaf, QStringView path);
-    void printGap(const BytePlace &place);
-    void printItems(const std::vector<Item> &around, const Neighbours &neighbours, std::optional<Item> sought);
-    QString itemText(Item item) const;
-    size_t depthOf(Item item) const { return chainTo(m_tree, m_tree.parent(item)).size(); }
-    QStringList row(Item item, size_t depth, Role role) const;
+    void printLeaf(quint64 offset, Item leaf, QStringView path);
+    void printGap(quint64 offset, const GapPlace &gap);
+    void printItems(const ElementTree &tree, const std::vector<Item> &around, const Neighbours &neighbours,
+                    std::optional<Item> sought);
+    QStringList row(const ElementTree &tree, Item item, size_t depth, Role role) const;
     void printBytes(quint64 offset, const std::optional<ByteRange> &marked);
 
     TextOutput m_output;
     const bool m_colour;
 };
 
-void PlaceText::print(const BytePlace &place)
+void PlaceText::print(quint64 offset)
 {
-    PathWalk paths(m_tree);
-    for (auto leaf = place.leaves.begin(); leaf != place.leaves.end() && goesOn(); ++leaf)
-        printLeaf(place, *leaf, paths.pathOf(*leaf));
-    if (place.leaves.empty())
-        printGap(place);
+    const std::vector<Item> leaves = m_places.leavesAt(offset);
+    PlaceFinder::PathWalk paths(m_places);
+    for (auto leaf = leaves.begin(); leaf != leaves.end() && goesOn(); ++leaf)
+        printLeaf(offset, *leaf, paths.pathOf(*leaf));
+    if (!leaves.empty())
+        return;
+    if (const std::unique_ptr<GapPlace> gap = m_places.gapAt(offset))
+        printGap(offset, *gap);
 }
 
 void PlaceText::printOffset(quint64 offset, const QString &what)
@@ -135,38 +156,41 @@ void PlaceText::printOffset(quint64 offset, const QString &what)
     m_output.line({});
 }
 
-void PlaceText::printLeaf(const BytePlace &place, Item leaf, QStringView path)
+void PlaceText::printLeaf(quint64 offset, Item leaf, QStringView path)
 {
-    const ByteRange range{m_tree.offset(leaf), m_tree.size(leaf)};
+    const ElementTree &tree = m_places.tree();
+    const ByteRange range{tree.offset(leaf), tree.size(leaf)};
     printOffset(
-        place.offset,
-        QStringLiteral("byte %1 of %2 in %3").arg(place.offset - range.offset).arg(range.size).arg(displayText(path)));
-    printItems(chainTo(m_tree, m_tree.parent(leaf)), siblingsOf(m_tree, leaf), leaf);
-    printBytes(place.offset, range);
+        offset,
+        QStringLiteral("byte %1 of %2 in %3").arg(offset - range.offset).arg(range.size).arg(displayText(path)));
+    printItems(tree, chainTo(tree, tree.parent(leaf)), siblingsOf(tree, leaf), leaf);
+    printBytes(offset, range);
 }
 
-void PlaceText::printGap(const BytePlace &place)
+void PlaceText::printGap(quint64 offset, const GapPlace &gap)
 {
-    const QString node = place.innermost == m_tree.root()
+    const QString node = gap.innermost == gap.tree.root()
         ? QStringLiteral("no element at all")
-        : QStringLiteral("no field; the innermost element is ") + displayText(elementPathText(m_tree, place.innermost));
-    printOffset(place.offset, node);
-    printItems(chainTo(m_tree, place.innermost), neighboursOf(m_tree, place.innermost, place.offset), std::nullopt);
-    printBytes(place.offset, std::nullopt);
+        : QStringLiteral("no field; the innermost element is ") + displayText(gap.path);
+    printOffset(offset, node);
+    printItems(gap.tree, chainTo(gap.tree, gap.innermost), gap.neighbours, std::nullopt);
+    printBytes(offset, std::nullopt);
 }
 
-void PlaceText::printItems(const std::vector<Item> &around, const Neighbours &neighbours, std::optional<Item> sought)
+void PlaceText::printItems(const ElementTree &tree, const std::vector<Item> &around, const Neighbours &neighbours,
+                           std::optional<Item> sought)
 {
+    const auto depthOf = [&tree](Item item) { return chainTo(tree, tree.parent(item)).size(); };
     QVector<QStringList> rows{{QStringLiteral("offset"), QStringLiteral("size")}};
     size_t depth = 0;
     for (const Item item : around)
-        rows.append(row(item, depth++, Role::Around));
+        rows.append(row(tree, item, depth++, Role::Around));
     if (neighbours.previous)
-        rows.append(row(*neighbours.previous, depthOf(*neighbours.previous), Role::Beside));
+        rows.append(row(tree, *neighbours.previous, depthOf(*neighbours.previous), Role::Beside));
     if (sought)
-        rows.append(row(*sought, depth, Role::Sought));
+        rows.append(row(tree, *sought, depth, Role::Sought));
     if (neighbours.next)
-        rows.append(row(*neighbours.next, depthOf(*neighbours.next), Role::Beside));
+        rows.append(row(tree, *neighbours.next, depthOf(*neighbours.next), Role::Beside));
     if (rows.size() == 1)
         return;
     const QStringList lines = tableLines(rows, {0, 1});
@@ -175,30 +199,14 @@ void PlaceText::printItems(const std::vector<Item> &around, const Neighbours &ne
     m_output.line({});
 }
 
-QStringList PlaceText::row(Item item, size_t depth, Role role) const
+QStringList PlaceText::row(const ElementTree &tree, Item item, size_t depth, Role role) const
 {
     constexpr size_t deepestIndentation = 60;
-    QString text = QString(int(2 * std::min(depth, deepestIndentation)), QLatin1Char(' ')) + itemText(item);
+    QString text = QString(int(2 * std::min(depth, deepestIndentation)), QLatin1Char(' ')) + itemText(tree, item);
     text.prepend(role == Role::Sought ? QStringLiteral("> ") : QStringLiteral("  "));
     if (m_colour && role != Role::Around)
         text = ecma48::styled(text, role == Role::Sought ? ecma48::bold : ecma48::faint);
-    return {QString::number(m_tree.offset(item)), QString::number(m_tree.size(item)), text};
-}
-
-QString PlaceText::itemText(Item item) const
-{
-    constexpr int mostCharacters = 100;
-    if (m_tree.isUnparsedData(item))
-        return QStringLiteral("unparsed");
-    QString text = m_tree.name(item);
-    if (m_tree.isNode(item) && m_tree.index(item) >= 0)
-        text += QStringLiteral(" [%1]").arg(m_tree.index(item));
-    text += contentsText(m_tree, item);
-    if (text.size() <= mostCharacters)
-        return displayText(text);
-    // Pairs and what is shown in the place of a character stay whole.
-    const int kept = mostCharacters - (text.at(mostCharacters - 2).isHighSurrogate() ? 2 : 1);
-    return displayText(text.left(kept)) + QChar(0x2026);
+    return {QString::number(tree.offset(item)), QString::number(tree.size(item)), text};
 }
 
 /// The bytes of the leaf around the byte, and some on both sides of the leaf.
@@ -207,7 +215,7 @@ void PlaceText::printBytes(quint64 offset, const std::optional<ByteRange> &marke
     constexpr quint64 mostAround = 2 * HexDump::bytesPerLine;
     constexpr quint64 mostOutside = 8;
     constexpr quint64 line = HexDump::bytesPerLine;
-    const auto fileSize = quint64(m_tree.document().fileSize);
+    const auto fileSize = quint64(document().fileSize);
     const quint64 before = marked ? std::min(mostAround, offset - marked->offset + mostOutside) : mostOutside;
     const quint64 after =
         marked ? std::min(mostAround, marked->size - (offset - marked->offset) + mostOutside) : mostOutside;
@@ -230,13 +238,14 @@ void PlaceText::printBytes(quint64 offset, const std::optional<ByteRange> &marke
 class PlaceJson : public PlacePrinter
 {
 public:
-    PlaceJson(const ElementTree &tree, FileDevice &file, const FileWalker &walker, QIODevice &output, JsonLayout layout)
-        : PlacePrinter(tree, file, walker), m_json(output, layout)
+    PlaceJson(const PlaceFinder &places, FileDevice &file, const FileWalker &walker, QIODevice &output,
+              JsonLayout layout)
+        : PlacePrinter(places, file, walker), m_json(output, layout)
     {
     }
 
-    void begin() override { m_json.beginObject().documentStart(m_tree.document()).key(u"places").beginArray(); }
-    void print(const BytePlace &place) override;
+    void begin() override { m_json.beginObject().documentStart(document()).key(u"places").beginArray(); }
+    void print(quint64 offset) override;
     void end(const RunResult &result) override
     {
         if (m_isInPlace)
@@ -259,7 +268,7 @@ private:
         std::optional<PrintableItem> next;
     };
 
-    ItemPlace read(Item item, QStringView path, const Neighbours &neighbours) const;
+    static ItemPlace read(const ElementTree &tree, Item item, QStringView path, const Neighbours &neighbours);
     void printMembers(const ItemPlace &item);
     void endPlace();
 
@@ -267,20 +276,25 @@ private:
     bool m_isInPlace = false; // among its leaves
 };
 
-void PlaceJson::print(const BytePlace &place)
+void PlaceJson::print(quint64 offset)
 {
+    const ElementTree &tree = m_places.tree();
+    const std::vector<Item> leaves = m_places.leavesAt(offset);
     std::optional<ItemPlace> innermost;
-    if (place.leaves.empty())
-        innermost = read(place.innermost, elementPathText(m_tree, place.innermost),
-                         neighboursOf(m_tree, place.innermost, place.offset));
-    PathWalk paths(m_tree);
-    m_json.beginObject().key(u"offset").number(place.offset).key(u"leaves").beginArray();
+    if (leaves.empty()) {
+        const std::unique_ptr<GapPlace> gap = m_places.gapAt(offset);
+        if (!gap)
+            return;
+        innermost = read(gap->tree, gap->innermost, gap->path, gap->neighbours);
+    }
+    PlaceFinder::PathWalk paths(m_places);
+    m_json.beginObject().key(u"offset").number(offset).key(u"leaves").beginArray();
     m_isInPlace = true;
-    for (auto leaf = place.leaves.begin(); leaf != place.leaves.end() && goesOn(); ++leaf) {
+    for (auto leaf = leaves.begin(); leaf != leaves.end() && goesOn(); ++leaf) {
         constexpr quint64 mostBytes = 64;
-        const quint64 size = m_tree.size(*leaf);
-        const ItemPlace item = read(*leaf, paths.pathOf(*leaf), siblingsOf(m_tree, *leaf));
-        const QString bytes = QString::fromLatin1(bytesAt(m_tree.offset(*leaf), std::min(size, mostBytes)).toHex(' '));
+        const quint64 size = tree.size(*leaf);
+        const ItemPlace item = read(tree, *leaf, paths.pathOf(*leaf), siblingsOf(tree, *leaf));
+        const QString bytes = QString::fromLatin1(bytesAt(tree.offset(*leaf), std::min(size, mostBytes)).toHex(' '));
         m_json.beginObject();
         printMembers(item);
         m_json.key(u"bytes").text(bytes);
@@ -304,15 +318,15 @@ void PlaceJson::endPlace()
     m_isInPlace = false;
 }
 
-PlaceJson::ItemPlace PlaceJson::read(Item item, QStringView path, const Neighbours &neighbours) const
+PlaceJson::ItemPlace PlaceJson::read(const ElementTree &tree, Item item, QStringView path, const Neighbours &neighbours)
 {
-    ItemPlace place{item == m_tree.root(), path.toString(), {}, {}, {}};
-    for (const Item component : chainTo(m_tree, item))
-        place.components.emplace_back(m_tree, component);
+    ItemPlace place{item == tree.root(), path.toString(), {}, {}, {}};
+    for (const Item component : chainTo(tree, item))
+        place.components.emplace_back(tree, component);
     if (neighbours.previous)
-        place.previous.emplace(m_tree, *neighbours.previous);
+        place.previous.emplace(tree, *neighbours.previous);
     if (neighbours.next)
-        place.next.emplace(m_tree, *neighbours.next);
+        place.next.emplace(tree, *neighbours.next);
     return place;
 }
 
@@ -344,6 +358,7 @@ private:
     /// False, and a message, when one is not understood.
     bool parseOffsets();
     int show();
+    RunResult walk(PlaceFinder::Pace pace);
     /// The places that lie in the file; about others there is a message.
     std::vector<quint64> offsetsInFile(int *exitStatus) const;
     std::unique_ptr<PlacePrinter> makePrinter();
@@ -355,7 +370,7 @@ private:
     FileWalker m_walker;
     ProgramOutput &m_output;
     std::vector<FileOffset> m_offsets;
-    ElementTree m_tree;
+    std::optional<PlaceFinder> m_places;
     FileDevice m_file;
 };
 
@@ -373,10 +388,18 @@ bool AtCommand::parseOffsets()
     return true;
 }
 
+RunResult AtCommand::walk(PlaceFinder::Pace pace)
+{
+    m_places.emplace(m_offsets, pace);
+    return m_walker.walk(m_fileName, *m_places);
+}
+
 int AtCommand::show()
 {
-    RunResult result = m_walker.walk(m_fileName, m_tree);
-    const bool isOpen = m_tree.document().fileSize >= 0;
+    RunResult result = walk(PlaceFinder::Pace::Quick);
+    if (!m_places->isComplete() && !m_walker.wasInterrupted())
+        result = walk(PlaceFinder::Pace::Thorough);
+    const bool isOpen = m_places->tree().document().fileSize >= 0;
     int exitStatus = ExitClean;
     if (isOpen && m_file.open(m_fileName) != StatusOk) {
         printMessage(QStringLiteral("%1: cannot be opened again: %2").arg(m_fileName, m_file.errorText()));
@@ -400,7 +423,7 @@ void AtCommand::print(const std::vector<quint64> &offsets, RunResult *result)
     auto offset = offsets.begin();
     try {
         while (offset != offsets.end() && printer->goesOn())
-            printer->print(findPlace(m_tree, *offset++));
+            printer->print(*offset++);
     } catch (const std::exception &) {
         result->error = {FileError::Memory, -1, QStringLiteral("not enough memory to show what is there")};
     }
@@ -414,7 +437,7 @@ void AtCommand::print(const std::vector<quint64> &offsets, RunResult *result)
 
 std::vector<quint64> AtCommand::offsetsInFile(int *exitStatus) const
 {
-    const auto fileSize = quint64(m_tree.document().fileSize);
+    const auto fileSize = quint64(m_places->tree().document().fileSize);
     std::vector<quint64> offsets;
     for (size_t i = 0; i < m_offsets.size(); ++i) {
         const std::optional<quint64> offset = m_offsets[i].in(fileSize);
@@ -432,10 +455,10 @@ std::vector<quint64> AtCommand::offsetsInFile(int *exitStatus) const
 std::unique_ptr<PlacePrinter> AtCommand::makePrinter()
 {
     if (m_options.format == Options::Format::Json) {
-        return std::make_unique<PlaceJson>(m_tree, m_file, m_walker, m_output,
+        return std::make_unique<PlaceJson>(*m_places, m_file, m_walker, m_output,
                                            m_options.pretty ? JsonLayout::Indented : JsonLayout::Line);
     }
-    return std::make_unique<PlaceText>(m_tree, m_file, m_walker, m_output,
+    return std::make_unique<PlaceText>(*m_places, m_file, m_walker, m_output,
                                        wantsColour(m_options.output, m_output.isTerminal()));
 }
 

@@ -96,7 +96,7 @@ class At(Case):
 
     def test_json_typed_by_hand(self):
         document = self.document(self.film, "30")
-        self.assertEqual(list(document), ["formatVersion", "file", "fileSize", "container", "places", "status"])
+        self.assertEqual(list(document), ["formatVersion", "file", "fileSize", "container", "parser", "places", "status"])
         self.assertEqual(document["places"], [{"offset": 30, "leaves": [{
             "path": "RIFF(AVI )/LIST(movi)/00dc/size",
             "components": [
@@ -257,7 +257,7 @@ class At(Case):
 
     @unittest.skipIf(SANITIZED, "the sanitizer's runtime has to come first")
     def test_read_error(self):
-        result = run("at", self.film, "0", env={"LD_PRELOAD": os.environ["QUENLOFAR_FAILING_READ"],
+        result = run("at", self.film, "0", env={"LD_PRELOAD": os.environ["QUENLOFAR_FAULT_INJECTOR"],
                                                 "QUENLOFAR_FAIL_READ_AT": "100"})
         self.assertEqual(result.returncode, 2)
         self.assertIn(b"reading failed at byte ", result.stderr)
