@@ -8,6 +8,8 @@
 #include <iterator>
 #include <vector>
 
+using namespace quenlofar;
+
 namespace {
 
 std::vector<std::filesystem::path> filesOf(int argc, char **argv)

@@ -117,11 +117,11 @@ int ContainerAbstract::reportFrame(uint streamIndex, quint64 frameNumber)
 void ContainerAbstractPrivate::addFieldOf(ContainerAbstract &parser, quint64 offset, const RecordView &record,
                                           const FieldRow &row)
 {
-    const size_t at = size_t(row.valueOffset >= 0 ? row.valueOffset : row.offset);
-    const QString value = fieldText(record, at, row.kind, row.width());
+    const size_t at = size_t(row.valueAt());
+    const QString value = fieldText(record, at, row.kind, row.width(), row.encoding);
     const uchar code = row.kind == FieldKind::Text && value.isEmpty() ? emptyTextCode : uchar(0);
     parser.addField(false, offset + quint64(row.offset), code, quint64(row.width()), nameText.borrow(row.name), value,
-                    row.meaning ? row.meaning(record) : QString(), descriptionText.borrow(row.description), -1);
+                    row.meaning ? row.meaning(record, row) : QString(), descriptionText.borrow(row.description), -1);
 }
 
 void ContainerAbstractPrivate::rememberSinkFailure()

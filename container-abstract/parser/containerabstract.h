@@ -3,6 +3,7 @@
 #include "containerabstract_export.h"
 #include "elementsink.h"
 #include "fieldlayout.h"
+#include "fieldmeanings.h"
 #include "filedevice.h"
 #include "statuscodes.h"
 #include "videostream.h"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "containerabstract_export.h"
+#include "textencoding.h"
 
 #include <QByteArray>
 #include <QString>
@@ -16,11 +17,17 @@ namespace quenlofar {
 /// How the bytes of a field are read and shown; the width in bytes follows from it, but for the last two.
 enum class FieldKind : quint8 {
     U8,
+    I8,
     U16,
     I16,
+    U24,
     U32,
     I32,
     U64,
+    I64,
+    F32, ///< IEEE 754, the shortest text that reads back as the same number; "inf", "nan"
+    F64, ///< the same of 64 bits
+    F80, ///< the extended format of 80 bits with its integer bit stored, shown like a double where it is one
     FourCC, ///< four Latin-1 characters, ending early at the first zero byte
     Words3, ///< three 32-bit words, "1 2 3"
     Words4,
@@ -34,12 +41,19 @@ constexpr int widthOf(FieldKind kind)
 {
     switch (kind) {
     case FieldKind::U8:
+    case FieldKind::I8:
         return 1;
     case FieldKind::U16:
     case FieldKind::I16:
         return 2;
+    case FieldKind::U24:
+        return 3;
     case FieldKind::U64:
+    case FieldKind::I64:
+    case FieldKind::F64:
         return 8;
+    case FieldKind::F80:
+        return 10;
     case FieldKind::Words3:
         return 12;
     case FieldKind::Words4:
@@ -50,6 +64,7 @@ constexpr int widthOf(FieldKind kind)
         return 0;
     case FieldKind::U32:
     case FieldKind::I32:
+    case FieldKind::F32:
     case FieldKind::FourCC:
         break;
     }
@@ -84,6 +99,10 @@ public:
             std::memcpy(bytes, m_bytes + at, std::min(sizeof bytes, m_size - at));
         return m_order == ByteOrder::LittleEndian ? qFromLittleEndian<Number>(bytes) : qFromBigEndian<Number>(bytes);
     }
+    /// The number of `width` bytes, 1 to 8, that begins `at` bytes from the start, in the record's byte order.
+    quint64 readUnsigned(size_t at, int width) const;
+    /// Which byte of its numbers comes first.
+    ByteOrder byteOrder() const { return m_order; }
     /// Up to `count` bytes, fewer at the end of the record; shared, not copied: they live as long as the record's.
     QByteArray lentBytes(size_t at, size_t count) const;
     /// Four characters as Latin-1, ending early at the first zero byte.
@@ -95,25 +114,37 @@ private:
     ByteOrder m_order;
 };
 
-/// One row of a record's layout. `meaning` sees the whole record and nothing else.
+struct FieldRow;
+/// Says what a row's value stands for, from the record and the row and from nothing else; empty for nothing to add.
+using FieldMeaning = QString (*)(const RecordView &record, const FieldRow &row);
+
+/// One row of a record's layout.
 struct FieldRow
 {
     QStringView name; ///< the structure's own member name
     int offset; ///< bytes from the start of the record
     FieldKind kind; ///< how the bytes are read and shown
-    QString (*meaning)(const RecordView &) = nullptr; ///< what the value stands for; null for nothing to add
+    FieldMeaning meaning = nullptr; ///< what the value stands for; null for nothing to add. See fieldmeanings.h
     QStringView description = {}; ///< a longer explanation
     int valueOffset = -1; ///< where the value is read, if not at `offset`
     int givenWidth = 0; ///< bytes of a Text or Hex; see textRow
+    TextEncoding encoding = TextEncoding::Guessed; ///< of a Text
 
     /// Bytes that the field takes.
     constexpr int width() const { return givenWidth > 0 ? givenWidth : widthOf(kind); }
+    /// Where the value is read, in bytes from the start of the record.
+    constexpr int valueAt() const { return valueOffset >= 0 ? valueOffset : offset; }
 };
 
 /// A row of the kind Text, or Hex, that is `width` bytes wide.
 constexpr FieldRow textRow(QStringView name, int offset, int width, FieldKind kind = FieldKind::Text)
 {
     return {name, offset, kind, nullptr, {}, -1, width};
+}
+/// A row of the kind Text that is `width` bytes wide and in `encoding`.
+constexpr FieldRow textRow(QStringView name, int offset, int width, TextEncoding encoding)
+{
+    return {name, offset, FieldKind::Text, nullptr, {}, -1, width, encoding};
 }
 
 /// The rows of a table. They are not copied: a table is a constant.
@@ -150,28 +181,12 @@ template <size_t Count> constexpr bool tiles(const FieldRow (&rows)[Count], int 
     return at == to;
 }
 
-/// One bit, or group of bits of which any counts, and its name.
-struct FlagName
-{
-    quint32 mask; ///< the bits
-    QStringView name; ///< as the format calls them
-};
+/// The number that a row of an integer kind shows, with its sign extended to 64 bits; 0 for all other kinds.
+CONTAINERABSTRACT_EXPORT quint64 storedNumber(const RecordView &record, const FieldRow &row);
 
-/// The names of the rows of which a bit is set in `flags`, in table order, joined by `separator`.
-template <size_t Count> QString flagNames(quint32 flags, const FlagName (&rows)[Count], QStringView separator)
-{
-    QString names;
-    for (const FlagName &row : rows) {
-        if ((flags & row.mask) == 0)
-            continue;
-        if (!names.isEmpty())
-            names.append(separator.toString());
-        names.append(row.name.toString());
-    }
-    return names;
-}
-
-/// The text that FieldKind gives to the bytes at `at` of `record`; `width` counts for the kinds Text and Hex.
-CONTAINERABSTRACT_EXPORT QString fieldText(const RecordView &record, size_t at, FieldKind kind, int width = 0);
+/// The text that FieldKind gives to the bytes at `at` of `record`; `width` counts for the kinds Text and Hex,
+/// `encoding` for Text.
+CONTAINERABSTRACT_EXPORT QString fieldText(const RecordView &record, size_t at, FieldKind kind, int width = 0,
+                                           TextEncoding encoding = TextEncoding::Guessed);
 
 } // namespace quenlofar

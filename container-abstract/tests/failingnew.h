@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <new>
 
+namespace quenlofar {
+
 // Replaces operator new of the program, libraries included, by one that can be told to fail. For one source file of a
 // test program. Memory that Qt takes itself is not affected.
 
@@ -28,3 +30,5 @@ void operator delete(void *memory, size_t) noexcept
 {
     std::free(memory);
 }
+
+} // namespace quenlofar

@@ -15,25 +15,17 @@ constexpr quint16 mpegFormat = 0x50;
 constexpr quint16 mpegLayer3Format = 0x55;
 constexpr quint16 extensibleFormat = 0xFFFE;
 
-QString formatTagText(const RecordView &strf)
-{
-    switch (strf.read<quint16>(0)) {
-    case pcmFormat:
-        return QStringLiteral("WAVE_FORMAT_PCM");
-    case mpegFormat:
-        return QStringLiteral("WAVE_FORMAT_MPEG");
-    case mpegLayer3Format:
-        return QStringLiteral("WAVE_FORMAT_MPEGLAYER3");
-    default:
-        return {};
-    }
-}
+constexpr ValueName formatTagNames[] = {
+    {pcmFormat, u"WAVE_FORMAT_PCM"},
+    {mpegFormat, u"WAVE_FORMAT_MPEG"},
+    {mpegLayer3Format, u"WAVE_FORMAT_MPEGLAYER3"},
+};
 
 // clang-format off
 // Source: WAVEFORMATEX.
 constexpr int waveFormatSize = 18; // with both members that only later versions of the header have
 constexpr FieldRow waveFormatRows[] = {
-    {u"wFormatTag",       0, FieldKind::U16, formatTagText},
+    {u"wFormatTag",       0, FieldKind::U16, valueMeaning<formatTagNames>},
     {u"nChannels",        2, FieldKind::U16},
     {u"nSamplesPerSec",   4, FieldKind::U32},
     {u"nAvgBytesPerSec",  8, FieldKind::U32},

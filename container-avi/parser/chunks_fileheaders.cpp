@@ -10,20 +10,15 @@ constexpr FlagName mainHeaderFlags[] = {
     {0x00000800, u"AVIF_TRUSTCKTYPE"}, {0x00010000, u"AVIF_WASCAPTUREFILE"}, {0x00020000, u"AVIF_COPYRIGHTED"},
 };
 
-QString frameRateText(const RecordView &avih)
+QString frameRateText(const RecordView &avih, const FieldRow &row)
 {
     // A duration of 0 gives "inf": shown, not hidden.
-    return QStringLiteral("%1 frames/second").arg(1000000.0 / double(avih.read<quint32>(0)));
+    return QStringLiteral("%1 frames/second").arg(1000000.0 / double(storedNumber(avih, row)));
 }
 
-QString mainHeaderFlagsText(const RecordView &avih)
+QString aspectRatioText(const RecordView &vprp, const FieldRow &row)
 {
-    return flagNames(avih.read<quint32>(12), mainHeaderFlags, u" | ");
-}
-
-QString aspectRatioText(const RecordView &vprp)
-{
-    const quint32 ratio = vprp.read<quint32>(20);
+    const quint64 ratio = storedNumber(vprp, row);
     return QStringLiteral("%1:%2").arg(ratio >> 16).arg(ratio & 0xFFFF);
 }
 
@@ -33,7 +28,7 @@ constexpr FieldRow mainHeaderRows[] = {
     {u"dwMicroSecPerFrame",     0, FieldKind::U32, frameRateText},
     {u"dwMaxBytesPerSec",       4, FieldKind::U32},
     {u"dwPaddingGranularity",   8, FieldKind::U32},
-    {u"dwFlags",               12, FieldKind::U32, mainHeaderFlagsText},
+    {u"dwFlags",               12, FieldKind::U32, flagsMeaning<mainHeaderFlags>},
     {u"dwTotalFrames",         16, FieldKind::U32},
     {u"dwInitialFrames",       20, FieldKind::U32},
     {u"dwStreams",             24, FieldKind::U32},

@@ -31,18 +31,18 @@ const StreamKind *streamKind(const RecordView &strh)
     return kind == std::end(streamKinds) ? nullptr : kind;
 }
 
-QString streamKindText(const RecordView &strh)
+QString streamKindText(const RecordView &strh, const FieldRow &)
 {
     const StreamKind *const kind = streamKind(strh);
     return kind ? kind->name.toString() : QString();
 }
 
 // Source: AVISTREAMHEADER, dwFlags.
-QString streamFlagsText(const RecordView &strh)
+QString streamFlagsText(const RecordView &strh, const FieldRow &row)
 {
     // Kept: the second name replaces the first: it changes how the stream's data is read, the first only whether a
     // player starts with it.
-    const quint32 flags = strh.read<quint32>(8);
+    const quint64 flags = storedNumber(strh, row);
     if (flags & 0x10000)
         return QStringLiteral("AVISF_VIDEO_PALCHANGES");
     return flags & 0x1 ? QStringLiteral("AVISF_DISABLED") : QString();
@@ -54,30 +54,17 @@ double streamRate(const RecordView &strh)
     return double(strh.read<quint32>(24)) / double(strh.read<quint32>(20));
 }
 
-QString startText(const RecordView &strh)
+QString streamTimeText(const RecordView &strh, const FieldRow &row)
 {
-    return timeText(strh.read<quint32>(28), streamRate(strh));
-}
-
-QString lengthText(const RecordView &strh)
-{
-    return timeText(strh.read<quint32>(32), streamRate(strh));
+    return timeText(double(storedNumber(strh, row)), streamRate(strh));
 }
 
 // Source: AVISTREAMHEADER, dwQuality: 0 to 10000, or -1 for the driver's default.
-QString qualityText(const RecordView &strh)
-{
-    switch (strh.read<quint32>(40)) {
-    case 0:
-        return QStringLiteral("Minimum level");
-    case 10000:
-        return QStringLiteral("Maximum level");
-    case 0xFFFFFFFF:
-        return QStringLiteral("Default level");
-    default:
-        return {};
-    }
-}
+constexpr ValueName qualityNames[] = {
+    {0, u"Minimum level"},
+    {10000, u"Maximum level"},
+    {0xFFFFFFFF, u"Default level"},
+};
 
 // clang-format off
 // Source: AVISTREAMHEADER of the AVI RIFF File Reference.
@@ -92,10 +79,10 @@ constexpr FieldRow streamHeaderRows[] = {
     {u"dwInitialFrames",       16, FieldKind::U32},
     {u"dwScale",               20, FieldKind::U32},
     {u"dwRate",                24, FieldKind::U32},
-    {u"dwStart",               28, FieldKind::U32, startText},
-    {u"dwLength",              32, FieldKind::U32, lengthText},
+    {u"dwStart",               28, FieldKind::U32, streamTimeText},
+    {u"dwLength",              32, FieldKind::U32, streamTimeText},
     {u"dwSuggestedBufferSize", 36, FieldKind::U32},
-    {u"dwQuality",             40, FieldKind::U32, qualityText},
+    {u"dwQuality",             40, FieldKind::U32, valueMeaning<qualityNames>},
     {u"dwSampleSize",          44, FieldKind::U32},
 };
 static_assert(tiles(streamHeaderRows, 0, frameRectOffset), "strh: the rows leave a gap or overlap");

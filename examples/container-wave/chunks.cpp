@@ -9,39 +9,23 @@ namespace {
 
 constexpr quint16 extensibleFormat = 0xFFFE;
 
-struct FormatName
-{
-    quint16 tag;
-    QStringView name;
-};
-constexpr FormatName formatNames[] = {{0x0001, u"PCM"},
-                                      {0x0002, u"Microsoft ADPCM"},
-                                      {0x0003, u"PCM, floating point"},
-                                      {0x0006, u"A-law"},
-                                      {0x0007, u"mu-law"},
-                                      {0x0011, u"IMA ADPCM"},
-                                      {0x0031, u"GSM 6.10"},
-                                      {0x0050, u"MPEG audio, layer 1 or 2"},
-                                      {0x0055, u"MP3"},
-                                      {extensibleFormat, u"extensible wave format"}};
-
-QString formatName(quint16 tag)
-{
-    const auto row = std::find_if(std::begin(formatNames), std::end(formatNames),
-                                  [tag](const FormatName &each) { return each.tag == tag; });
-    return row == std::end(formatNames) ? QString() : row->name.toString();
-}
-
-QString formatTagText(const RecordView &fmt)
-{
-    return formatName(fmt.read<quint16>(0));
-}
+constexpr ValueName formatNames[] = {{0x0001, u"PCM"},
+                                     {0x0002, u"Microsoft ADPCM"},
+                                     {0x0003, u"PCM, floating point"},
+                                     {0x0006, u"A-law"},
+                                     {0x0007, u"mu-law"},
+                                     {0x0011, u"IMA ADPCM"},
+                                     {0x0031, u"GSM 6.10"},
+                                     {0x0050, u"MPEG audio, layer 1 or 2"},
+                                     {0x0055, u"MP3"},
+                                     {extensibleFormat, u"extensible wave format"}};
 
 /// The sub-formats that have a format tag too are made of it by one rule.
-QString subFormatText(const RecordView &extension)
+QString subFormatText(const RecordView &extension, const FieldRow &row)
 {
     static const QByteArray rest = QByteArray::fromHex("000000001000800000aa00389b71");
-    return extension.lentBytes(8, 14) == rest ? formatName(extension.read<quint16>(6)) : QString();
+    const size_t at = size_t(row.offset);
+    return extension.lentBytes(at + 2, 14) == rest ? nameOfValue(extension.read<quint16>(at), formatNames) : QString();
 }
 
 // clang-format off
@@ -55,24 +39,33 @@ constexpr FlagName speakers[] = {
 };
 // clang-format on
 
-QString speakersText(const RecordView &extension)
-{
-    return flagNames(extension.read<quint32>(2), speakers, u" | ");
-}
-
 /// Loudness stands in hundredths, from version 2 of bext on; before, the bytes were reserved.
-template <int Offset> QString loudnessText(const RecordView &bext)
+QString hundredthsText(const RecordView &bext, const FieldRow &row, const char *unit)
 {
     constexpr int versionOffset = 346;
     if (bext.read<quint16>(versionOffset) < 2)
         return {};
-    const char *const unit = Offset == 414 ? " LU" : Offset == 416 ? " dBTP" : " LUFS";
-    return QString::number(bext.read<qint16>(Offset) / 100.0, 'f', 2) + QLatin1String(unit);
+    return QString::number(double(qint64(storedNumber(bext, row))) / 100.0, 'f', 2) + QLatin1String(unit);
+}
+
+QString loudnessText(const RecordView &bext, const FieldRow &row)
+{
+    return hundredthsText(bext, row, " LUFS");
+}
+
+QString rangeText(const RecordView &bext, const FieldRow &row)
+{
+    return hundredthsText(bext, row, " LU");
+}
+
+QString peakText(const RecordView &bext, const FieldRow &row)
+{
+    return hundredthsText(bext, row, " dBTP");
 }
 
 // clang-format off
 constexpr FieldRow formatRows[] = { // WAVEFORMATEX; older headers end earlier
-    {u"wFormatTag",       0, FieldKind::U16, formatTagText},
+    {u"wFormatTag",       0, FieldKind::U16, valueMeaning<formatNames>},
     {u"nChannels",        2, FieldKind::U16},
     {u"nSamplesPerSec",   4, FieldKind::U32},
     {u"nAvgBytesPerSec",  8, FieldKind::U32},
@@ -85,7 +78,7 @@ static_assert(tiles(formatRows, 0, 18), "fmt: the rows leave a gap or overlap");
 constexpr quint64 extensionSize = 22;
 constexpr FieldRow extensionRows[] = { // what WAVEFORMATEXTENSIBLE adds
     {u"wValidBitsPerSample", 0, FieldKind::U16},
-    {u"dwChannelMask",       2, FieldKind::U32, speakersText},
+    {u"dwChannelMask",       2, FieldKind::U32, flagsMeaning<speakers>},
     {u"SubFormat",           6, FieldKind::Guid, subFormatText},
 };
 static_assert(tiles(extensionRows, 0, extensionSize), "fmt, extensible: the rows leave a gap or overlap");
@@ -114,11 +107,11 @@ constexpr FieldRow broadcastRows[] = {
     {u"TimeReference",                338, FieldKind::U64}, // its two halves as one number
     {u"Version",                      346, FieldKind::U16},
     textRow(u"UMID",                  348,  64, FieldKind::Hex),
-    {u"LoudnessValue",                412, FieldKind::I16, loudnessText<412>},
-    {u"LoudnessRange",                414, FieldKind::I16, loudnessText<414>},
-    {u"MaxTruePeakLevel",             416, FieldKind::I16, loudnessText<416>},
-    {u"MaxMomentaryLoudness",         418, FieldKind::I16, loudnessText<418>},
-    {u"MaxShortTermLoudness",         420, FieldKind::I16, loudnessText<420>},
+    {u"LoudnessValue",                412, FieldKind::I16, loudnessText},
+    {u"LoudnessRange",                414, FieldKind::I16, rangeText},
+    {u"MaxTruePeakLevel",             416, FieldKind::I16, peakText},
+    {u"MaxMomentaryLoudness",         418, FieldKind::I16, loudnessText},
+    {u"MaxShortTermLoudness",         420, FieldKind::I16, loudnessText},
     textRow(u"Reserved",              422, 180, FieldKind::Hex),
 };
 static_assert(tiles(broadcastRows, 0, 602), "bext: the rows leave a gap or overlap");

@@ -28,7 +28,7 @@ public:
     }
 };
 
-QString sumText(const RecordView &record)
+QString sumText(const RecordView &record, const FieldRow &)
 {
     return QStringLiteral("sum %1").arg(record.read<quint16>(1));
 }

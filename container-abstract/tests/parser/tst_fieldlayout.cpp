@@ -25,8 +25,6 @@ static_assert(tiles(wide, 0, 29), "texts are as wide as their rows say");
 static_assert(FieldRows(wide).width() == 29 && FieldRows(threeRows).width() == 15, "up to the end of the last field");
 static_assert(FieldRows().isEmpty() && FieldRows().width() == 0);
 
-constexpr FlagName flags[] = {{0x1, u"ONE"}, {0x2, u"TWO"}, {0xF0, u"HIGH"}};
-
 } // namespace
 
 class TestFieldLayout : public QObject
@@ -40,8 +38,10 @@ private Q_SLOTS:
     void lendsBytes();
     void text_data();
     void text();
-    void flagTexts_data();
-    void flagTexts();
+    void readsNumbersOfAnyWidth();
+    void storedNumbers_data();
+    void storedNumbers();
+    void textRowsHaveAnEncoding();
 };
 
 void TestFieldLayout::widths()
@@ -84,6 +84,7 @@ void TestFieldLayout::readsBigEndian()
     QCOMPARE(record.read<quint64>(0), Q_UINT64_C(0x0102030405060708));
     QCOMPARE(record.read<quint32>(6), 0x07080000u);
     QCOMPARE(fieldText(record, 0, FieldKind::I16), QStringLiteral("258"));
+    QCOMPARE(fieldText(record, 0, FieldKind::U24), QStringLiteral("66051"));
     QCOMPARE(fieldText(record, 0, FieldKind::Words3), QStringLiteral("16909060 84281096 0"));
 }
 
@@ -116,6 +117,16 @@ void TestFieldLayout::text_data()
     row("32 bits, unsigned", "ffffffff", 0, FieldKind::U32, QStringLiteral("4294967295"));
     row("32 bits, signed", "00000080", 0, FieldKind::I32, QStringLiteral("-2147483648"));
     row("64 bits, unsigned", "ffffffffffffffff", 0, FieldKind::U64, QStringLiteral("18446744073709551615"));
+    row("8 bits, signed", "80", 0, FieldKind::I8, QStringLiteral("-128"));
+    row("24 bits, unsigned", "010203ff", 0, FieldKind::U24, QStringLiteral("197121"));
+    row("24 bits, the largest", "ffffff", 0, FieldKind::U24, QStringLiteral("16777215"));
+    row("64 bits, signed", "0000000000000080", 0, FieldKind::I64, QStringLiteral("-9223372036854775808"));
+    row("a float is as short as it can be", "cdcccc3d", 0, FieldKind::F32, QStringLiteral("0.1"));
+    row("a float without a fraction", "0000c8c2", 0, FieldKind::F32, QStringLiteral("-100"));
+    row("an infinite float", "0000807f", 0, FieldKind::F32, QStringLiteral("inf"));
+    row("a double is as short as it can be", "9a9999999999b93f", 0, FieldKind::F64, QStringLiteral("0.1"));
+    row("a double of seventeen digits", "182d4454fb210940", 0, FieldKind::F64, QStringLiteral("3.141592653589793"));
+    row("a double that is no number", "000000000000f87f", 0, FieldKind::F64, QStringLiteral("nan"));
     row("read at a distance", "000a00", 1, FieldKind::U16, QStringLiteral("10"));
     row("read partly past the end: zeros", "ff", 0, FieldKind::U32, QStringLiteral("255"));
     row("four characters", "58564944", 0, FieldKind::FourCC, QStringLiteral("XVID"));
@@ -139,6 +150,23 @@ void TestFieldLayout::text_data()
     row("hexadecimal digits end with the record", "0102", 1, FieldKind::Hex, QStringLiteral("02"), 4);
     row("no bytes, no digits", "0102", 2, FieldKind::Hex, QString(), 4);
     row("a text of zeros is empty", "00000000", 0, FieldKind::Text, QString(), 4);
+
+    // As AIFF files hold sample rates; the bytes of 44100 stand in its specification's example.
+    const auto extended = [](const char *name, const char *hex, const QString &expected) {
+        QByteArray bytes = QByteArray::fromHex(hex);
+        QTest::newRow(name) << bytes << 0 << int(FieldKind::F80) << expected << -1;
+        std::reverse(bytes.begin(), bytes.end());
+        QTest::newRow(qPrintable(QString::fromLatin1(name) + QStringLiteral(", little-endian")))
+            << bytes << 0 << int(FieldKind::F80) << expected << 0;
+    };
+    extended("80 bits: 44100", "400eac44000000000000", QStringLiteral("44100"));
+    extended("80 bits: -1.5", "bfffc000000000000000", QStringLiteral("-1.5"));
+    extended("80 bits: zero", "00000000000000000000", QStringLiteral("0"));
+    extended("80 bits: infinite", "ffff8000000000000000", QStringLiteral("-inf"));
+    extended("80 bits: no number", "7fffc000000000000000", QStringLiteral("nan"));
+    // 2^16383, the largest power of two of the format: 2^63 times 2^16320.
+    extended("80 bits: larger than any double", "7ffe8000000000000000", QStringLiteral("0x8000000000000000p16320"));
+    extended("80 bits: smaller than any double", "80018000000000000000", QStringLiteral("-0x8000000000000000p-16445"));
 }
 
 void TestFieldLayout::text()
@@ -148,28 +176,58 @@ void TestFieldLayout::text()
     QFETCH(int, kind);
     QFETCH(QString, expected);
     QFETCH(int, width);
-    const RecordView record(bytes.constData(), size_t(bytes.size()));
+    // A width of -1 says that the bytes are big-endian.
+    const ByteOrder order = width < 0 ? ByteOrder::BigEndian : ByteOrder::LittleEndian;
+    const RecordView record(bytes.constData(), size_t(bytes.size()), order);
     QCOMPARE(fieldText(record, size_t(at), FieldKind(kind), width), expected);
 }
 
-void TestFieldLayout::flagTexts_data()
+void TestFieldLayout::readsNumbersOfAnyWidth()
 {
-    QTest::addColumn<quint32>("value");
-    QTest::addColumn<QString>("expected");
-
-    QTest::newRow("none") << 0u << QString();
-    QTest::newRow("only a bit without a name") << 0x100u << QString();
-    QTest::newRow("one: no separator") << 0x2u << QStringLiteral("TWO");
-    QTest::newRow("table order") << 0x3u << QStringLiteral("ONE, TWO");
-    QTest::newRow("any bit of a group") << 0x41u << QStringLiteral("ONE, HIGH");
-    QTest::newRow("all") << 0xFFFFFFFFu << QStringLiteral("ONE, TWO, HIGH");
+    const char bytes[] = {1, 2, 3, 4, 5, 6, 7, 8};
+    const RecordView little(bytes, sizeof bytes);
+    const RecordView big(bytes, sizeof bytes, ByteOrder::BigEndian);
+    QCOMPARE(little.readUnsigned(0, 3), Q_UINT64_C(0x030201));
+    QCOMPARE(big.readUnsigned(0, 3), Q_UINT64_C(0x010203));
+    QCOMPARE(little.readUnsigned(1, 5), Q_UINT64_C(0x0605040302));
+    QCOMPARE(big.readUnsigned(0, 8), Q_UINT64_C(0x0102030405060708));
+    // Bytes past the end are zero.
+    QCOMPARE(little.readUnsigned(7, 3), Q_UINT64_C(8));
+    QCOMPARE(big.readUnsigned(7, 3), Q_UINT64_C(0x080000));
+    QCOMPARE(big.byteOrder(), ByteOrder::BigEndian);
 }
 
-void TestFieldLayout::flagTexts()
+void TestFieldLayout::storedNumbers_data()
 {
-    QFETCH(quint32, value);
-    QFETCH(QString, expected);
-    QCOMPARE(flagNames(value, flags, u", "), expected);
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<qint64>("expected");
+
+    QTest::newRow("8 bits") << int(FieldKind::U8) << qint64(0xFE);
+    QTest::newRow("8 bits, signed") << int(FieldKind::I8) << qint64(-2);
+    QTest::newRow("16 bits") << int(FieldKind::U16) << qint64(0xFFFE);
+    QTest::newRow("16 bits, signed") << int(FieldKind::I16) << qint64(-2);
+    QTest::newRow("24 bits") << int(FieldKind::U24) << qint64(0xFFFFFE);
+    QTest::newRow("32 bits") << int(FieldKind::U32) << qint64(0xFFFFFFFE);
+    QTest::newRow("32 bits, signed") << int(FieldKind::I32) << qint64(-2);
+    QTest::newRow("64 bits, signed") << int(FieldKind::I64) << qint64(-2);
+    QTest::newRow("not an integer") << int(FieldKind::F32) << qint64(0);
+}
+
+void TestFieldLayout::storedNumbers()
+{
+    QFETCH(int, kind);
+    QFETCH(qint64, expected);
+    const QByteArray bytes = QByteArray::fromHex("00feffffffffffffff");
+    QCOMPARE(qint64(storedNumber(RecordView(bytes), {u"n", 1, FieldKind(kind)})), expected);
+    QCOMPARE(qint64(storedNumber(RecordView(bytes), {u"n", 0, FieldKind(kind), nullptr, {}, 1})), expected);
+}
+
+void TestFieldLayout::textRowsHaveAnEncoding()
+{
+    constexpr FieldRow row = textRow(u"name", 2, 3, TextEncoding::MacRoman);
+    static_assert(row.width() == 3 && row.kind == FieldKind::Text);
+    QCOMPARE(fieldText(RecordView("..\x80\x8A.", 5), 2, row.kind, row.width(), row.encoding),
+             QString::fromUtf16(u"\u00C4\u00E4."));
 }
 
 QTEST_APPLESS_MAIN(TestFieldLayout)

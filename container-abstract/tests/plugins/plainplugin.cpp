@@ -3,6 +3,8 @@
 #include "containerabstract.h"
 #include "pluginexports.h"
 
+using namespace quenlofar;
+
 struct Field
 {
     int own;
