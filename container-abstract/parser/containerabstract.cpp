@@ -37,6 +37,11 @@ void ContainerAbstract::closeFile()
 
 void ContainerAbstract::beginElement(quint64 offset, quint64 size, const QString &title, qint64 index)
 {
+    beginElement(offset, size, QStringView(title), index);
+}
+
+void ContainerAbstract::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
+{
     d->admitNode(m_file, offset);
     if (Q_UNLIKELY(!ParserProtocol::makesSense(offset, size, index))) {
         const ParserProtocol::Place right = d->protocol.putRight({offset, size, index}, m_file.pos());
@@ -61,24 +66,27 @@ void ContainerAbstract::endElement() noexcept
 void ContainerAbstract::addField(bool flag, quint64 offset, uchar code, quint64 size, const QString &name,
                                  const QString &value, const QString &meaning, const QString &description, qint64 index)
 {
-    d->admitItem(m_file, offset);
-    if (Q_UNLIKELY(!ParserProtocol::makesSense(offset, size, index))) {
-        const ParserProtocol::Place right = d->protocol.putRight({offset, size, index}, m_file.pos());
-        offset = right.offset;
-        size = right.size;
-        index = right.index;
+    addField({flag, code, offset, size, index, name, value, meaning, description});
+}
+
+void ContainerAbstract::addField(const Field &field)
+{
+    d->admitItem(m_file, field.offset);
+    if (Q_UNLIKELY(!ParserProtocol::makesSense(field.offset, field.size, field.index))) {
+        const ParserProtocol::Place right = d->protocol.putRight({field.offset, field.size, field.index}, m_file.pos());
+        Field sound = field;
+        sound.offset = right.offset;
+        sound.size = right.size;
+        sound.index = right.index;
+        d->handOnField(*this, sound);
+    } else {
+        d->handOnField(*this, field);
     }
-    const Field field{flag, code, offset, size, index, name, value, meaning, description};
-    if (!d->handOn([&field](ElementSink &sink) { return sink.addField(field); }))
-        throw RunStopped();
-    if (Q_UNLIKELY(!meaning.isEmpty()) && d->recordsStreams && d->announcesVideoStream(field))
-        d->addVideoStream(*this);
 }
 
 void ContainerAbstract::addUnparsed(quint64 offset, quint64 size)
 {
-    static const QString none;
-    addLeaf(offset, size, d->nameText.borrow(unparsedDataMarker), none, none, none);
+    addLeaf(offset, size, unparsedDataMarker, {});
 }
 
 void ContainerAbstract::addRecord(quint64 offset, const RecordView &record, FieldRows rows)
@@ -97,6 +105,46 @@ quint64 ContainerAbstract::addWholeFields(quint64 offset, const RecordView &reco
         covered = row.offset + row.width();
     }
     return quint64(covered);
+}
+
+void ContainerAbstract::setByteOrder(ByteOrder order)
+{
+    d->byteOrder = order;
+}
+
+InputCursor ContainerAbstract::cursor(quint64 begin, quint64 end)
+{
+    return {m_file, begin, end, d->byteOrder};
+}
+
+StoredRecord ContainerAbstract::addRecord(InputCursor &cursor, FieldRows rows)
+{
+    const StoredRecord record(cursor.peek(quint64(rows.width())), cursor.byteOrder());
+    cursor.skip(addWholeFields(cursor.position(), record, rows));
+    return record;
+}
+
+void ContainerAbstract::addData(InputCursor &cursor, QStringView name)
+{
+    if (cursor.atEnd())
+        return;
+    addLeaf(cursor.position(), cursor.bytesLeft(), name, {});
+    cursor.skip(cursor.bytesLeft());
+}
+
+void ContainerAbstract::addText(InputCursor &cursor, QStringView name, TextEncoding encoding, quint64 shown)
+{
+    if (cursor.atEnd())
+        return;
+    const QString text = decodedText(cursor.peek(shown), encoding);
+    const uchar code = text.isEmpty() ? emptyTextCode : uchar(0);
+    addField({false, code, cursor.position(), cursor.bytesLeft(), -1, name, text, {}, {}});
+    cursor.skip(cursor.bytesLeft());
+}
+
+void ContainerAbstract::addUnparsed(InputCursor &cursor)
+{
+    addData(cursor, unparsedDataMarker);
 }
 
 QString ContainerAbstract::bytesToText(const QByteArray &bytes)
@@ -120,8 +168,17 @@ void ContainerAbstractPrivate::addFieldOf(ContainerAbstract &parser, quint64 off
     const size_t at = size_t(row.valueAt());
     const QString value = fieldText(record, at, row.kind, row.width(), row.encoding);
     const uchar code = row.kind == FieldKind::Text && value.isEmpty() ? emptyTextCode : uchar(0);
-    parser.addField(false, offset + quint64(row.offset), code, quint64(row.width()), nameText.borrow(row.name), value,
-                    row.meaning ? row.meaning(record, row) : QString(), descriptionText.borrow(row.description), -1);
+    const QString meaning = row.meaning ? row.meaning(record, row) : QString();
+    parser.addField({false, code, offset + quint64(row.offset), quint64(row.width()), -1, row.name, value, meaning,
+                     row.description});
+}
+
+void ContainerAbstractPrivate::handOnField(ContainerAbstract &parser, const Field &field)
+{
+    if (!handOn([&field](ElementSink &first) { return first.addField(field); }))
+        throw RunStopped();
+    if (Q_UNLIKELY(!field.meaning.isEmpty()) && recordsStreams && announcesVideoStream(field))
+        addVideoStream(parser);
 }
 
 void ContainerAbstractPrivate::rememberSinkFailure()

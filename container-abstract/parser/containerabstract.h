@@ -5,6 +5,7 @@
 #include "fieldlayout.h"
 #include "fieldmeanings.h"
 #include "filedevice.h"
+#include "inputcursor.h"
 #include "statuscodes.h"
 #include "videostream.h"
 
@@ -86,6 +87,8 @@ protected:
      * Throws the framework's own exception where the host ends the run; the node is then not open.
      */
     void beginElement(quint64 offset, quint64 size, const QString &title, qint64 index);
+    /// The same with a title that is no QString: a literal, a part of a text.
+    void beginElement(quint64 offset, quint64 size, QStringView title, qint64 index = -1);
     /// Closes the innermost open node. Never throws, so it may be called by the destructor of a scope object: where the
     /// host ends the run here, the next beginElement or addField says so.
     void endElement() noexcept;
@@ -107,11 +110,19 @@ protected:
      */
     void addField(bool flag, quint64 offset, uchar code, quint64 size, const QString &name, const QString &value,
                   const QString &meaning, const QString &description, qint64 index);
+    /// The same, as a sink gets it.
+    void addField(const Field &field);
     /// addField with no flag, code and index.
     void addLeaf(quint64 offset, quint64 size, const QString &name, const QString &value, const QString &meaning = {},
                  const QString &description = {})
     {
         addField(false, offset, 0, size, name, value, meaning, description, -1);
+    }
+    /// The same with texts that are no QString: literals, parts of texts.
+    void addLeaf(quint64 offset, quint64 size, QStringView name, QStringView value, QStringView meaning = {},
+                 QStringView description = {})
+    {
+        addField({false, 0, offset, size, -1, name, value, meaning, description});
     }
     /// Adds a leaf over `size` bytes that nobody interprets.
     void addUnparsed(quint64 offset, quint64 size);
@@ -120,6 +131,23 @@ protected:
     /// The same for a record that may be cut off: ends before the first row that is not all in it, and returns the
     /// bytes from the start of the record that the rows up to there cover.
     quint64 addWholeFields(quint64 offset, const quenlofar::RecordView &record, quenlofar::FieldRows rows);
+
+    /// From now on cursors read numbers in this order; little-endian before. Called once, by a constructor.
+    void setByteOrder(quenlofar::ByteOrder order);
+    /// The bytes of the file from `begin` up to `end`, to be read in the parser's byte order.
+    quenlofar::InputCursor cursor(quint64 begin, quint64 end);
+    /// Reads a record at `cursor`, adds the leaves of the rows that are all in it, and takes off the bytes that they
+    /// cover: all of the record, or up to the first row that is cut off. The record as far as it could be read.
+    quenlofar::StoredRecord addRecord(quenlofar::InputCursor &cursor, quenlofar::FieldRows rows);
+    /// Adds a leaf `name` without a value over the bytes that are left, and takes them off: payload that is not shown.
+    /// Nothing where none is left; the same for the two below.
+    void addData(quenlofar::InputCursor &cursor, QStringView name);
+    /// The same with the first `shown` bytes as its value, as a text; see decodedText.
+    void addText(quenlofar::InputCursor &cursor, QStringView name,
+                 quenlofar::TextEncoding encoding = quenlofar::TextEncoding::Guessed, quint64 shown = 200);
+    /// Adds a leaf that nobody interprets over the bytes that are left, and takes them off.
+    void addUnparsed(quenlofar::InputCursor &cursor);
+
     /// See the function of that name in texts.h.
     QString bytesToText(const QByteArray &bytes);
     /// Hands the frame in m_frameOffset, m_frameSize and m_frameIsKey to the host; always 0.

@@ -2,7 +2,6 @@
 
 #include "containerabstract.h"
 #include "containerrun.h"
-#include "lenttext.h"
 #include "parserprotocol_p.h"
 
 #include <atomic>
@@ -70,6 +69,8 @@ public:
         }
     }
     void keepSinkException() noexcept;
+    /// Hands a leaf to the sink; what it announces is there afterwards. Throws where the sink did.
+    void handOnField(ContainerAbstract &parser, const Field &field);
     bool announcesVideoStream(const Field &field) const;
     void addVideoStream(ContainerAbstract &parser);
     /// Drops what came before the walk: nobody was there to take it.
@@ -98,7 +99,7 @@ public:
     quint64 stopPosition = 0; // bytes from the start of the file
     ParserProtocol protocol;
 
-    LentText nameText, descriptionText; // of leaves that are made from rows
+    ByteOrder byteOrder = ByteOrder::LittleEndian; // of the parser's cursors
 
     std::deque<VideoStream> streams; // a deque: the parser holds pointers to the records
 

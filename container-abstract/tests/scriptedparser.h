@@ -18,13 +18,16 @@ public:
     qint64 begin = 0; ///< what findBeginOfContainer answers
     std::function<void(const char *)> called = [](const char *) {};
 
+    using ContainerAbstract::addData;
     using ContainerAbstract::addField;
     using ContainerAbstract::addRecord;
+    using ContainerAbstract::addText;
     using ContainerAbstract::addUnparsed;
     using ContainerAbstract::addWholeFields;
     using ContainerAbstract::beginElement;
     using ContainerAbstract::bytesToText;
     using ContainerAbstract::closeFile;
+    using ContainerAbstract::cursor;
     using ContainerAbstract::endElement;
     using ContainerAbstract::m_file;
     using ContainerAbstract::m_frameIsKey;
@@ -36,6 +39,7 @@ public:
     using ContainerAbstract::m_videoStreams;
     using ContainerAbstract::openFile;
     using ContainerAbstract::reportFrame;
+    using ContainerAbstract::setByteOrder;
 
     void addLeaf(quint64 offset, quint64 size, const QString &name, const QString &value = {},
                  const QString &meaning = {})
