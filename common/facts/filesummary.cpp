@@ -81,6 +81,18 @@ bool SummarySink::reportFrame(const Frame &frame)
     return took(m_describer.reportFrame(frame));
 }
 
+bool SummarySink::setElementSize(quint64 size)
+{
+    return took(m_describer.setElementSize(size), m_describer);
+}
+
+bool SummarySink::reportProblem(const quenlofar::ReportedProblem &problem)
+{
+    if (m_summary.problems.size() < FileSummary::mostProblems)
+        m_summary.problems.append(keptProblem(problem));
+    return took(m_describer.reportProblem(problem), m_describer);
+}
+
 bool SummarySink::endDocument(const RunResult &result)
 {
     m_summary.bytes.endDocument(result);

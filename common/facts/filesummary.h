@@ -23,7 +23,10 @@ struct FileSummary
     QVector<StreamDescription> streams;
     FrameStatistics frames;
     ByteAccounting bytes{ByteAccounting::Detail::Covered};
+    QVector<quenlofar::KeptProblem> problems; ///< the first that the parser reported, at most mostProblems
     RunResult result;
+
+    static constexpr int mostProblems = 8;
 
     /// Bits per second of a video stream, from its frames; 0 when they do not cover the stream, or the frame rate is
     /// not known.
@@ -46,6 +49,8 @@ public:
     bool endElement() override;
     bool reportFrame(const Frame &frame) override;
     bool endDocument(const RunResult &result) override;
+    bool setElementSize(quint64 size) override;
+    bool reportProblem(const quenlofar::ReportedProblem &problem) override;
     QString errorText() const override { return m_errorText; }
 
 protected:

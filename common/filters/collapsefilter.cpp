@@ -16,6 +16,10 @@ bool CollapseFilter::Event::writeTo(TreeWriter &writer) const
 {
     if (item)
         return item->writeTo(writer);
+    if (problem)
+        return writer.reportProblem(problem->lent());
+    if (nodeSize)
+        return writer.setElementSize(*nodeSize);
     return omitted > 0 ? writer.addOmission(omitted) : writer.endElement();
 }
 
@@ -51,6 +55,18 @@ bool CollapseFilter::endElement()
     Recording *const target = m_levels.back().target;
     m_levels.pop_back();
     return write(target, {std::nullopt, 0}) && works;
+}
+
+bool CollapseFilter::setElementSize(quint64 size)
+{
+    const bool works = release(&m_levels.back());
+    return write(m_levels.back().target, {std::nullopt, 0, {}, size}) && works;
+}
+
+bool CollapseFilter::reportProblem(const quenlofar::ReportedProblem &problem)
+{
+    const bool works = release(&m_levels.back());
+    return write(m_levels.back().target, {std::nullopt, 0, keptProblem(problem)}) && works;
 }
 
 bool CollapseFilter::endDocument(const RunResult &result)

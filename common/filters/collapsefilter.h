@@ -33,18 +33,26 @@ public:
     bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override;
     bool addField(const Field &field) override;
     bool endElement() override;
+    bool setElementSize(quint64 size) override;
+    bool reportProblem(const quenlofar::ReportedProblem &problem) override;
     bool endDocument(const RunResult &result) override;
     void setNotes(const ItemNotes &notes) override { m_notes = notes; }
 
 private:
-    /// One call that was held back: an item, the number of items left out, or the end of a node.
+    /// One call that was held back: an item, the number of items left out, a problem, the size or the end of a node.
     struct Event
     {
         std::optional<StoredItem> item;
         quint64 omitted = 0;
+        std::optional<quenlofar::KeptProblem> problem = {};
+        std::optional<quint64> nodeSize = {};
 
         bool writeTo(TreeWriter &writer) const;
-        size_t bytes() const { return sizeof *this + (item ? item->textBytes() : 0); }
+        size_t bytes() const
+        {
+            return sizeof *this + (item ? item->textBytes() : 0)
+                + (problem ? size_t(problem->text.size()) * sizeof(QChar) : 0);
+        }
     };
     /// A sibling that is kept, with what is in it.
     struct Recording

@@ -48,6 +48,16 @@ bool FilteredTree::endDocument(const RunResult &result)
     return pass([&](TreeWriter &first) { return first.endDocument(result); });
 }
 
+bool FilteredTree::setElementSize(quint64 size)
+{
+    return pass([&](TreeWriter &first) { return first.setElementSize(size); });
+}
+
+bool FilteredTree::reportProblem(const quenlofar::ReportedProblem &problem)
+{
+    return pass([&](TreeWriter &first) { return first.reportProblem(problem); });
+}
+
 QString FilteredTree::errorText() const
 {
     return m_stages.front()->errorText();

@@ -50,6 +50,11 @@ public:
     bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override;
     bool addField(const Field &field) override;
     bool endElement() override;
+    bool setElementSize(quint64 size) override { return !m_pending.empty() || m_next.setElementSize(size); }
+    bool reportProblem(const quenlofar::ReportedProblem &problem) override
+    {
+        return !m_pending.empty() || m_next.reportProblem(problem);
+    }
     void setNotes(const ItemNotes &notes) override { m_notes = notes; }
 
 private:

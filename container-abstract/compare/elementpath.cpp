@@ -306,6 +306,15 @@ bool ElementPathFinder::reportFrame(const Frame &)
     return true;
 }
 
+bool ElementPathFinder::setElementSize(quint64 size)
+{
+    if (m_found && m_isNode && m_size == sizeFromEnd && m_openNodes == m_matchedNodes) {
+        m_size = size;
+        m_decided = true;
+    }
+    return true;
+}
+
 /// Whether a child of the innermost matched node is the path's next component.
 bool ElementPathFinder::isOnPath(QStringView name)
 {
@@ -315,7 +324,8 @@ bool ElementPathFinder::isOnPath(QStringView name)
 
 void ElementPathFinder::find(quint64 offset, quint64 size, bool isNode)
 {
-    m_decided = m_found = true;
+    m_found = true;
+    m_decided = size != sizeFromEnd; // otherwise the node's end decides
     m_isNode = isNode;
     m_offset = offset;
     m_size = size;

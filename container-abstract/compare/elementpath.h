@@ -86,6 +86,7 @@ public:
     bool addField(const Field &field) override;
     bool endElement() override;
     bool reportFrame(const Frame &frame) override;
+    bool setElementSize(quint64 size) override;
 
     bool found() const { return m_found; } ///< the item is there; the answer is final when isDecided()
     /// True when the rest of the walk cannot change the answer any more.

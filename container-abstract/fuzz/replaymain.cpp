@@ -8,8 +8,6 @@
 #include <iterator>
 #include <vector>
 
-using namespace quenlofar;
-
 namespace {
 
 std::vector<std::filesystem::path> filesOf(int argc, char **argv)

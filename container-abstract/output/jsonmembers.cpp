@@ -79,6 +79,16 @@ void printOutcome(JsonStream &json, const RunResult &result)
 {
     json.key("status");
     json.signedNumber(result.status);
+    if (!result.ownStatusText.isNull())
+        json.member("statusText", result.ownStatusText);
+    if (result.problems.total() > 0) {
+        json.key("problemCounts");
+        json.beginObject();
+        json.member("errors", result.problems.errors);
+        json.member("warnings", result.problems.warnings);
+        json.member("notes", result.problems.notes);
+        json.endObject();
+    }
     if (result.limit != RunLimit::None)
         json.member("limit", limitName(result.limit));
     if (result.cancelled) {

@@ -15,6 +15,7 @@ public:
 
     bool works() const { return isOpen && !json.failed(); }
     void closeNode();
+    void closeItems();
     void printNotes();
     void printVideoStream(const VideoStream &stream);
     void printFrame(const Frame &frame);
@@ -26,6 +27,10 @@ public:
     quint64 openNodes = 0;
     quint64 refusedNodes = 0; // begun when nothing could be printed any more: open for the caller alone
     bool isOpen = false;
+    // The innermost open node, or the top level, takes no more items: its array of them is closed, and perhaps that of
+    // its problems is open.
+    bool itemsClosed = false;
+    bool problemsOpen = false;
 };
 
 JsonWriter::JsonWriter(QIODevice &output, Layout layout, Frames frames) : d(new Private(output, layout, frames)) { }
@@ -37,6 +42,7 @@ bool JsonWriter::beginDocument(const DocumentStart &start)
     d->json.restart();
     d->frames.clear();
     d->openNodes = d->refusedNodes = 0;
+    d->itemsClosed = d->problemsOpen = false;
     d->isOpen = !d->json.failed();
     if (!d->isOpen)
         return false;
@@ -58,7 +64,8 @@ bool JsonWriter::beginElement(quint64 offset, quint64 size, QStringView title, q
     json.beginObject();
     json.member("node", title);
     json.member("offset", offset);
-    json.member("size", size);
+    if (size != sizeFromEnd)
+        json.member("size", size);
     if (index != -1) {
         json.key("index");
         json.signedNumber(index);
@@ -132,7 +139,7 @@ bool JsonWriter::endDocument(const RunResult &result)
     JsonStream &json = d->json;
     while (d->openNodes > 0)
         d->closeNode();
-    json.endArray();
+    d->closeItems();
     printOutcome(json, result);
 
     json.key("videoStreams");
@@ -156,6 +163,35 @@ bool JsonWriter::endDocument(const RunResult &result)
     return isComplete;
 }
 
+bool JsonWriter::setElementSize(quint64 size)
+{
+    if (!d->isOpen || d->refusedNodes > 0)
+        return false;
+    d->closeItems();
+    d->json.member("size", size);
+    return d->works();
+}
+
+bool JsonWriter::reportProblem(const quenlofar::ReportedProblem &problem)
+{
+    if (!d->works())
+        return false;
+    JsonStream &json = d->json;
+    if (!d->problemsOpen) {
+        d->closeItems();
+        json.key("problems");
+        json.beginArray();
+        d->problemsOpen = true;
+    }
+    json.beginObject();
+    json.member("severity", severityName(problem.severity));
+    json.member("offset", problem.offset);
+    json.member("size", problem.size);
+    json.member("text", problem.text);
+    json.endObject();
+    return d->works();
+}
+
 QString JsonWriter::errorText() const
 {
     return d->json.errorText();
@@ -169,8 +205,18 @@ void JsonWriter::setNotes(const ItemNotes &notes)
 void JsonWriter::Private::closeNode()
 {
     --openNodes;
-    json.endArray();
+    closeItems();
     json.endObject();
+    itemsClosed = false;
+}
+
+/// Ends what is open of the arrays of items and of problems.
+void JsonWriter::Private::closeItems()
+{
+    if (!itemsClosed || problemsOpen)
+        json.endArray();
+    itemsClosed = true;
+    problemsOpen = false;
 }
 
 void JsonWriter::Private::printNotes()

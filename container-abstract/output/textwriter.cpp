@@ -46,6 +46,7 @@ public:
     bool works() const { return isOpen && !output.failed(); }
     void startLine(quint64 offset, quint64 size);
     void startLine();
+    void startOpenNode(quint64 offset);
     void indent();
     void printName(QStringView name, std::string_view sequence);
     void printContents(const Field &field);
@@ -106,7 +107,10 @@ bool TextWriter::beginDocument(const DocumentStart &start)
 bool TextWriter::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
 {
     if (d->works()) {
-        d->startLine(offset, size);
+        if (size == sizeFromEnd)
+            d->startOpenNode(offset);
+        else
+            d->startLine(offset, size);
         d->printName(title, nodeColour);
         if (index >= 0)
             d->raw(" [").number(quint64(index)).raw("]");
@@ -200,6 +204,31 @@ bool TextWriter::endDocument(const RunResult &result)
     return !d->output.failed();
 }
 
+bool TextWriter::setElementSize(quint64 size)
+{
+    if (!d->works())
+        return false;
+    // Stands where the node's own line does.
+    --d->depth;
+    d->printHeading();
+    d->output.fill(' ', d->columnWidth + 2);
+    d->colour(placeColour).sizeColumn(size).colour(plain);
+    d->indent();
+    ++d->depth;
+    d->colour(remarkColour).raw("(end)").colour(plain).raw("\n");
+    return d->works();
+}
+
+bool TextWriter::reportProblem(const quenlofar::ReportedProblem &problem)
+{
+    if (!d->works())
+        return false;
+    d->startLine(problem.offset, problem.size);
+    d->colour(problem.severity == quenlofar::Severity::Error ? troubleColour : remarkColour);
+    d->text(severityName(problem.severity)).raw(": ").clipped(problem.text).colour(plain).raw("\n");
+    return d->works();
+}
+
 QString TextWriter::errorText() const
 {
     return d->output.errorText();
@@ -223,6 +252,17 @@ void TextWriter::Private::startLine(quint64 offset, quint64 size)
 {
     printHeading();
     colour(placeColour).offsetColumn(offset).raw("  ").sizeColumn(size).colour(plain);
+    indent();
+}
+
+/// The line of a node whose size comes at its end.
+void TextWriter::Private::startOpenNode(quint64 offset)
+{
+    constexpr std::string_view notYet = "...";
+    printHeading();
+    colour(placeColour).offsetColumn(offset).raw("  ");
+    output.fill(' ', sizeWidth - std::ptrdiff_t(notYet.size()));
+    raw(notYet).colour(plain);
     indent();
 }
 
@@ -299,6 +339,8 @@ void TextWriter::Private::printVideoStream(int ordinal, const VideoStream &strea
 
 void TextWriter::Private::printOutcome(const RunResult &result)
 {
+    if (result.problems.total() > 0)
+        text(result.problems.text()).raw("\n");
     // "no problem found" is said only of files with which nothing is wrong.
     if (result.isClean()) {
         raw("status ").number(StatusOk).raw(": ").text(statusText(StatusOk)).raw("\n");
@@ -308,7 +350,7 @@ void TextWriter::Private::printOutcome(const RunResult &result)
     const auto begin = [this]() -> Private & { return colour(troubleColour); };
     const auto end = [this] { colour(plain).raw("\n"); };
     if (result.status != StatusOk) {
-        begin().raw("status ").signedNumber(result.status).raw(": ").text(statusText(result.status));
+        begin().raw("status ").signedNumber(result.status).raw(": ").text(statusText(result));
         end();
     }
     if (result.limit != RunLimit::None) {

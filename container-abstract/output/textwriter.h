@@ -39,6 +39,8 @@ public:
     bool endElement() override;
     bool reportFrame(const Frame &frame) override;
     bool endDocument(const RunResult &result) override;
+    bool setElementSize(quint64 size) override;
+    bool reportProblem(const quenlofar::ReportedProblem &problem) override;
     QString errorText() const override;
     void setNotes(const ItemNotes &notes) override;
     bool addOmission(quint64 count) override;

@@ -42,6 +42,10 @@ void ContainerAbstract::beginElement(quint64 offset, quint64 size, const QString
 
 void ContainerAbstract::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
 {
+    if (Q_UNLIKELY(size == sizeFromEnd)) {
+        d->beginWithoutSize(m_file, offset, title, index);
+        return;
+    }
     d->admitNode(m_file, offset);
     if (Q_UNLIKELY(!ParserProtocol::makesSense(offset, size, index))) {
         const ParserProtocol::Place right = d->protocol.putRight({offset, size, index}, m_file.pos());
@@ -49,16 +53,23 @@ void ContainerAbstract::beginElement(quint64 offset, quint64 size, QStringView t
         size = right.size;
         index = right.index;
     }
+    d->noteExtent(offset, size);
     if (!d->handOn([&](ElementSink &sink) { return sink.beginElement(offset, size, title, index); }))
         throw RunStopped();
 }
 
 void ContainerAbstract::endElement() noexcept
 {
+    endElement(sizeFromEnd);
+}
+
+void ContainerAbstract::endElement(quint64 size) noexcept
+{
     if (Q_UNLIKELY(d->openNodes == 0)) {
         d->protocol.nodeEndedUnbegun(m_file.pos());
         return;
     }
+    d->finishNode(size);
     --d->openNodes;
     d->handOn([](ElementSink &sink) { return sink.endElement(); });
 }
@@ -152,6 +163,18 @@ QString ContainerAbstract::bytesToText(const QByteArray &bytes)
     return ::bytesToText(bytes);
 }
 
+void ContainerAbstract::reportProblem(quint64 offset, quint64 size, quenlofar::Severity severity, QStringView text)
+{
+    d->admitProblem(m_file, offset);
+    d->keepProblem(m_file, {offset, size, severity, text});
+}
+
+void ContainerAbstract::nameStatus(int status, QStringView text)
+{
+    if (status >= firstOwnStatus)
+        d->statusNames.emplace_back(status, text.toString());
+}
+
 int ContainerAbstract::reportFrame(uint streamIndex, quint64 frameNumber)
 {
     Frame frame{streamIndex, frameNumber, m_frameOffset, m_frameSize, m_frameIsKey != 0};
@@ -173,12 +196,70 @@ void ContainerAbstractPrivate::addFieldOf(ContainerAbstract &parser, quint64 off
                      row.description});
 }
 
+void ContainerAbstractPrivate::beginWithoutSize(const FileDevice &file, quint64 offset, QStringView title, qint64 index)
+{
+    openSizes.reserve(openSizes.size() + 1);
+    admitNode(file, offset);
+    if (Q_UNLIKELY(!ParserProtocol::makesSense(offset, 0, index))) {
+        const ParserProtocol::Place right = protocol.putRight({offset, 0, index}, file.pos());
+        offset = right.offset;
+        index = right.index;
+    }
+    openSizes.push_back({openNodes, offset, offset});
+    if (!handOn([&](ElementSink &first) { return first.beginElement(offset, sizeFromEnd, title, index); }))
+        throw RunStopped();
+}
+
 void ContainerAbstractPrivate::handOnField(ContainerAbstract &parser, const Field &field)
 {
+    noteExtent(field.offset, field.size);
     if (!handOn([&field](ElementSink &first) { return first.addField(field); }))
         throw RunStopped();
     if (Q_UNLIKELY(!field.meaning.isEmpty()) && recordsStreams && announcesVideoStream(field))
         addVideoStream(parser);
+}
+
+void ContainerAbstractPrivate::widen(quint64 offset, quint64 size) noexcept
+{
+    // Neither number has its top bit, so the sum does not wrap.
+    openSizes.back().end = std::max(openSizes.back().end, offset + size);
+}
+
+void ContainerAbstractPrivate::keepProblem(const FileDevice &file, const quenlofar::ReportedProblem &problem)
+{
+    constexpr int mostCharacters = 500;
+    if (problemCounts.total() < mostProblems) {
+        waitingProblems.push_back({openNodes, keptProblem(problem)});
+        quenlofar::KeptProblem &kept = waitingProblems.back().problem;
+        kept.text.truncate(mostCharacters);
+        if (Q_UNLIKELY(!ParserProtocol::makesSense(kept.offset, kept.size, -1))) {
+            const ParserProtocol::Place right = protocol.putRight({kept.offset, kept.size, -1}, file.pos());
+            kept.offset = right.offset;
+            kept.size = right.size;
+        }
+    }
+    problemCounts.add(problem.severity);
+}
+
+void ContainerAbstractPrivate::finishNode(quint64 size) noexcept
+{
+    if (Q_UNLIKELY(!waitingProblems.empty() && waitingProblems.back().depth == openNodes)) {
+        auto first = waitingProblems.end();
+        while (first != waitingProblems.begin() && (first - 1)->depth == openNodes)
+            --first;
+        for (auto waiting = first; waiting != waitingProblems.end(); ++waiting)
+            handOn([&](ElementSink &taker) { return taker.reportProblem(waiting->problem.lent()); });
+        waitingProblems.erase(first, waitingProblems.end());
+    }
+    if (Q_LIKELY(openSizes.empty() || openSizes.back().depth != openNodes))
+        return;
+    const OpenSize node = openSizes.back();
+    openSizes.pop_back();
+    // What the parser tells may be nonsense; what is in the node is not.
+    const quint64 told =
+        size == sizeFromEnd ? node.end - node.offset : std::min(size, ParserProtocol::lastEnd - node.offset);
+    noteExtent(node.offset, told);
+    handOn([told](ElementSink &taker) { return taker.setElementSize(told); });
 }
 
 void ContainerAbstractPrivate::rememberSinkFailure()
@@ -251,6 +332,9 @@ bool ContainerAbstractPrivate::announcesVideoStream(const Field &field) const
 void ContainerAbstractPrivate::dropEverything(ContainerAbstract &parser)
 {
     items = openNodes = 0;
+    openSizes.clear();
+    waitingProblems.clear();
+    problemCounts = {};
     streams.clear();
     parser.m_videoStreams.clear();
     parser.m_streamFrameCounters.clear();

@@ -87,11 +87,15 @@ protected:
      * Throws the framework's own exception where the host ends the run; the node is then not open.
      */
     void beginElement(quint64 offset, quint64 size, const QString &title, qint64 index);
-    /// The same with a title that is no QString: a literal, a part of a text.
+    /// The same with a title that is no QString: a literal, a part of a text. Where the size is not known yet it is
+    /// sizeFromEnd, and told when the node ends.
     void beginElement(quint64 offset, quint64 size, QStringView title, qint64 index = -1);
     /// Closes the innermost open node. Never throws, so it may be called by the destructor of a scope object: where the
-    /// host ends the run here, the next beginElement or addField says so.
+    /// host ends the run here, the next beginElement or addField says so. A node that was begun with
+    /// sizeFromEnd then reaches as far as what is in it.
     void endElement() noexcept;
+    /// Closes the innermost open node, which was begun with sizeFromEnd and is `size` bytes long.
+    void endElement(quint64 size) noexcept;
     /**
      * Adds a leaf to the innermost open node, or at the top level when none is open.
      *
@@ -150,6 +154,19 @@ protected:
 
     /// See the function of that name in texts.h.
     QString bytesToText(const QByteArray &bytes);
+    /// Reports a problem of the innermost open node, or of the file when none is open: it is shown behind what is in
+    /// the node.
+    ///
+    /// @param offset    first byte that it is about, in bytes from the start of the file
+    /// @param size      bytes; 0 where something is missing
+    /// @param severity  how bad it is; an error makes the file one that has a problem
+    /// @param text      what is wrong, in words, without a full stop; its first 500 characters are kept
+    /// All problems are counted; of very many the first 10 000 are shown. Throws the framework's own exception where
+    /// the host ends the run.
+    void reportProblem(quint64 offset, quint64 size, quenlofar::Severity severity, QStringView text);
+    /// Says in words what a status of the parser's own stands for, without a full stop. Such statuses are
+    /// firstOwnStatus or larger; for others the framework has words.
+    void nameStatus(int status, QStringView text);
     /// Hands the frame in m_frameOffset, m_frameSize and m_frameIsKey to the host; always 0.
     int reportFrame(uint streamIndex, quint64 frameNumber);
 

@@ -9,6 +9,8 @@
 #include <deque>
 #include <exception>
 #include <limits>
+#include <utility>
+#include <vector>
 
 namespace quenlofar {
 
@@ -28,6 +30,12 @@ public:
 
     static ContainerAbstractPrivate &of(ContainerAbstract &parser) { return *parser.d; }
 
+    /// Ends the run if it has to end here.
+    void admitProblem(const FileDevice &file, quint64 offset)
+    {
+        if (Q_UNLIKELY(mustStop(file)))
+            stopRun(file, offset, Stop::None);
+    }
     /// Counts one more node or leaf that starts at `offset`, or ends the run if it has to end here.
     void admitItem(const FileDevice &file, quint64 offset)
     {
@@ -71,6 +79,17 @@ public:
     void keepSinkException() noexcept;
     /// Hands a leaf to the sink; what it announces is there afterwards. Throws where the sink did.
     void handOnField(ContainerAbstract &parser, const Field &field);
+    /// A node or leaf is there: it counts for the extent of a node without a size around it.
+    void noteExtent(quint64 offset, quint64 size)
+    {
+        if (Q_UNLIKELY(!openSizes.empty()))
+            widen(offset, size);
+    }
+    /// Opens a node whose size comes at its end.
+    void beginWithoutSize(const FileDevice &file, quint64 offset, QStringView title, qint64 index);
+    /// Hands the problems of the innermost open node to the sink, and the size that a node without one has.
+    void finishNode(quint64 size) noexcept;
+    void keepProblem(const FileDevice &file, const quenlofar::ReportedProblem &problem);
     bool announcesVideoStream(const Field &field) const;
     void addVideoStream(ContainerAbstract &parser);
     /// Drops what came before the walk: nobody was there to take it.
@@ -83,6 +102,8 @@ public:
     WalkProgress *progress = nullptr;
     SourceOpener opener; // empty: files are opened by their path
     bool recordsStreams = false;
+    quenlofar::ProblemCounts problemCounts;
+    std::vector<std::pair<int, QString>> statusNames; // of the parser's own
 
     quint64 items = 0;
     quint64 openNodes = 0;
@@ -104,6 +125,22 @@ public:
     std::deque<VideoStream> streams; // a deque: the parser holds pointers to the records
 
 private:
+    /// An open node whose size is not known yet.
+    struct OpenSize
+    {
+        quint64 depth; // open nodes, itself included
+        quint64 offset;
+        quint64 end; // of what is in it so far
+    };
+    /// A problem that waits for the end of its node.
+    struct WaitingProblem
+    {
+        quint64 depth; // open nodes when it was reported
+        quenlofar::KeptProblem problem;
+    };
+    static constexpr quint64 mostProblems = 10'000; // that sinks are given
+
+    void widen(quint64 offset, quint64 size) noexcept;
     bool mustStop(const FileDevice &file) const
     {
         return stop != Stop::None || file.bytesRead() > workLimit
@@ -112,6 +149,9 @@ private:
     bool isLate() const;
     void look(const FileDevice &file, quint64 offset);
     [[noreturn]] void stopRun(const FileDevice &file, quint64 offset, Stop reason);
+
+    std::vector<OpenSize> openSizes; // the innermost last
+    std::vector<WaitingProblem> waitingProblems; // those of inner nodes last
 };
 
 } // namespace quenlofar

@@ -222,6 +222,7 @@ public:
         m_host.handOn([&start](ElementSink &first) { return first.beginDocument(start); });
         guard([this] { walkTopLevel(); });
         endNodes();
+        m_host.finishNode(sizeFromEnd); // the top level's problems
         if (m_host.sinkFailed)
             m_result.sinkError = failureOf(sink);
         if (m_host.sinkException)
@@ -238,6 +239,11 @@ public:
             m_result.error = m_host.protocol.trouble();
         m_file.close();
         m_result.items += m_host.items;
+        m_result.problems = m_host.problemCounts;
+        for (const auto &[status, text] : m_host.statusNames) {
+            if (status == m_result.status)
+                m_result.ownStatusText = text;
+        }
         m_result.bytesRead += m_file.bytesRead();
         for (const VideoStream &stream : std::as_const(m_host.streams))
             m_result.videoStreams.append(stream);

@@ -157,6 +157,16 @@ bool DescribingSink::endDocument(const RunResult &result)
     return isTaken;
 }
 
+bool DescribingSink::setElementSize(quint64 size)
+{
+    return pass([&](ContainerDescriber &describer) { return describer.setElementSize(size); });
+}
+
+bool DescribingSink::reportProblem(const quenlofar::ReportedProblem &problem)
+{
+    return pass([&](ContainerDescriber &describer) { return describer.reportProblem(problem); });
+}
+
 QString DescribingSink::errorText() const
 {
     return m_errorText;

@@ -30,6 +30,8 @@ public:
     bool endElement() override;
     bool reportFrame(const Frame &frame) override;
     bool endDocument(const RunResult &result) override;
+    bool setElementSize(quint64 size) override;
+    bool reportProblem(const quenlofar::ReportedProblem &problem) override;
     QString errorText() const override;
 
     /// See ContainerDescriber; of the latest document, once it has ended.

@@ -13,6 +13,8 @@ namespace quenlofar {
  *     name offset+size value [meaning] (description)     a leaf; parts that are empty are left out
  *     unparsed offset+size                               a leaf of bytes that nobody interprets
  *     title offset+size #index {                         a node; "#index" is left out for -1
+ *     problem error offset+size text                     a reported problem
+ *     size 57                                            what a node that began without a size ("title offset+? {") has
  *     }
  *     frame stream/number offset+size key                a reported frame
  *
@@ -43,7 +45,8 @@ public:
     }
     bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override
     {
-        QString line = place(title, offset, size);
+        QString line =
+            size == sizeFromEnd ? title.toString() + QStringLiteral(" %1+?").arg(offset) : place(title, offset, size);
         if (index != -1)
             line += QStringLiteral(" #%1").arg(index);
         add(line + QStringLiteral(" {"));
@@ -77,6 +80,17 @@ public:
     {
         add(place(QStringLiteral("frame %1/%2").arg(frame.stream).arg(frame.number), frame.offset, frame.size)
             + (frame.key ? QStringLiteral(" key") : QString()));
+        return takes();
+    }
+    bool setElementSize(quint64 size) override
+    {
+        add(QStringLiteral("size %1").arg(size));
+        return takes();
+    }
+    bool reportProblem(const quenlofar::ReportedProblem &problem) override
+    {
+        const QString name = QStringLiteral("problem ") + severityName(problem.severity).toString();
+        add(place(name, problem.offset, problem.size) + QLatin1Char(' ') + problem.text.toString());
         return takes();
     }
     bool endDocument(const RunResult &outcome) override

@@ -3,8 +3,6 @@
 #include <cstdlib>
 #include <new>
 
-namespace quenlofar {
-
 // Replaces operator new of the program, libraries included, by one that can be told to fail. For one source file of a
 // test program. Memory that Qt takes itself is not affected.
 
@@ -30,5 +28,3 @@ void operator delete(void *memory, size_t) noexcept
 {
     std::free(memory);
 }
-
-} // namespace quenlofar

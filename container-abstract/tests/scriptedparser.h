@@ -37,8 +37,10 @@ public:
     using ContainerAbstract::m_position;
     using ContainerAbstract::m_streamFrameCounters;
     using ContainerAbstract::m_videoStreams;
+    using ContainerAbstract::nameStatus;
     using ContainerAbstract::openFile;
     using ContainerAbstract::reportFrame;
+    using ContainerAbstract::reportProblem;
     using ContainerAbstract::setByteOrder;
 
     void addLeaf(quint64 offset, quint64 size, const QString &name, const QString &value = {},

@@ -62,6 +62,21 @@ bool ElementTree::endDocument(const RunResult &result)
     return true;
 }
 
+bool ElementTree::setElementSize(quint64 size)
+{
+    if (d->openNodes > 0)
+        d->setOpenSize(size);
+    return true;
+}
+
+bool ElementTree::reportProblem(const quenlofar::ReportedProblem &problem)
+{
+    if (d->finished)
+        return false;
+    d->keepProblem(problem);
+    return true;
+}
+
 const DocumentStart &ElementTree::document() const
 {
     return d->document;
@@ -75,6 +90,11 @@ const RunResult &ElementTree::result() const
 const FrameList &ElementTree::frames() const
 {
     return d->frames;
+}
+
+const std::vector<ElementTree::Problem> &ElementTree::problems() const
+{
+    return d->problems;
 }
 
 ElementTree::Item ElementTree::root() const
@@ -174,6 +194,14 @@ bool ElementTree::replay(ElementSink &sink) const
     bool taken = sink.beginDocument(d->document);
     Item node = rootItem;
     quint32 row = 0;
+    const auto replayProblems = [&] {
+        if (Q_LIKELY(d->problems.empty()))
+            return;
+        const auto [first, last] = std::equal_range(d->problems.begin(), d->problems.end(), Problem{node, {}},
+                                                    [](const Problem &a, const Problem &b) { return a.item < b.item; });
+        for (auto problem = first; problem != last && taken; ++problem)
+            taken = sink.reportProblem(problem->problem.lent());
+    };
     // No recursion: from the last child the way goes on through the node's own row.
     for (;;) {
         if (taken && row < childCount(node)) {
@@ -188,6 +216,7 @@ bool ElementTree::replay(ElementSink &sink) const
                 ++row;
             }
         } else if (node != rootItem) {
+            replayProblems();
             taken = sink.endElement() && taken;
             row = d->rowOf(node) + 1;
             node = d->parentOf(node);
@@ -197,6 +226,7 @@ bool ElementTree::replay(ElementSink &sink) const
     }
     for (quint64 i = 0; taken && i < d->frames.size(); ++i)
         taken = sink.reportFrame(d->frames.at(i));
+    replayProblems();
     return sink.endDocument(d->result) && taken;
 }
 

@@ -8,6 +8,7 @@
 #include <QVector>
 
 #include <memory>
+#include <vector>
 
 namespace quenlofar {
 
@@ -34,6 +35,13 @@ public:
 
     class FieldReader;
 
+    /// A problem that the parser reported, with a text of its own.
+    struct Problem
+    {
+        Item item; ///< the node that it is in, or root()
+        quenlofar::KeptProblem problem; ///< what is wrong where
+    };
+
     /// Items and their texts take at most `maxBytes`; the frames are not counted.
     explicit ElementTree(quint64 maxBytes = unbounded);
     ~ElementTree() override;
@@ -44,10 +52,13 @@ public:
     bool endElement() override;
     bool reportFrame(const Frame &frame) override;
     bool endDocument(const RunResult &result) override;
+    bool setElementSize(quint64 size) override;
+    bool reportProblem(const quenlofar::ReportedProblem &problem) override;
 
     const DocumentStart &document() const; ///< what beginDocument brought
     const RunResult &result() const; ///< what endDocument brought
     const FrameList &frames() const; ///< in the order in which they were reported
+    const std::vector<Problem> &problems() const; ///< by their items; those of one item as they were reported
 
     Item root() const; ///< as long as the file, without a name
     Item parent(Item item) const; ///< the root's parent is the root

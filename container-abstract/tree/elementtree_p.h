@@ -83,6 +83,8 @@ public:
     // Building, in elementtreebuilder.cpp.
     bool add(ItemKind kind, const Field &field);
     void openLastItem() noexcept;
+    void setOpenSize(quint64 size) noexcept;
+    void keepProblem(const quenlofar::ReportedProblem &problem);
     void closeNode() noexcept;
     void finish() noexcept;
 
@@ -107,6 +109,8 @@ public:
     DocumentStart document;
     RunResult result;
     FrameList frames;
+    std::vector<Problem> problems; // of nodes whose place is not known yet: where they stand in `pending`
+    std::vector<size_t> unplaced; // those, by their positions in `problems`; inner nodes last
     quint64 itemCount = 0;
     quint64 openNodes = 0;
     quint32 rootChildren = 0;
@@ -140,6 +144,7 @@ private:
     ItemRecord makeWide(ItemKind kind, const Field &field);
     quint32 keepText(QStringView text);
     quint32 moveChildren(quint32 first) noexcept;
+    void placeProblems(quint32 first, quint32 header) noexcept;
     quint64 wideWord(const ItemRecord &record, WideWord word) const { return side[record.widePosition() + word]; }
     const Label &labelOf(const ItemRecord &record) const { return labels[record.label()]; }
     QStringView textAt(quint64 position, TextBuffer *buffer) const;

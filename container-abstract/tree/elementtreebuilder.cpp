@@ -156,6 +156,24 @@ void ElementTree::Private::openLastItem() noexcept
     ++openNodes;
 }
 
+/// A node that began without a size is a wide one: sizeFromEnd is none that a record has room for.
+void ElementTree::Private::setOpenSize(quint64 size) noexcept
+{
+    const ItemRecord node = pendingRecord(firstChild - ItemRecord::wordCount);
+    if (node.kind() == ItemKind::WideNode)
+        *side.write(node.widePosition() + WideSize) = size;
+}
+
+void ElementTree::Private::keepProblem(const quenlofar::ReportedProblem &problem)
+{
+    const bool hasNode = openNodes > 0;
+    if (hasNode)
+        unplaced.reserve(unplaced.size() + 1);
+    problems.push_back({hasNode ? firstChild - ItemRecord::wordCount : 0, keptProblem(problem)});
+    if (hasNode)
+        unplaced.push_back(problems.size() - 1);
+}
+
 void ElementTree::Private::closeNode() noexcept
 {
     const quint32 first = firstChild;
@@ -183,9 +201,24 @@ quint32 ElementTree::Private::moveChildren(quint32 first) noexcept
             *childHeader = withContent(*childHeader, header + 1 + i);
         }
     }
+    if (Q_UNLIKELY(!unplaced.empty()))
+        placeProblems(first, header);
     items.moveTail(&pending, header + 1);
     items.mark(header);
     return header;
+}
+
+/// The records from `first` on in `pending` go behind the header at `header`, and so do the problems of these nodes.
+void ElementTree::Private::placeProblems(quint32 first, quint32 header) noexcept
+{
+    // Those of the node around them may have come already; its own place is not known yet.
+    auto last = unplaced.end();
+    while (last != unplaced.begin() && problems[*(last - 1)].item == first - ItemRecord::wordCount)
+        --last;
+    auto begin = last;
+    for (; begin != unplaced.begin() && problems[*(begin - 1)].item >= first; --begin)
+        problems[*(begin - 1)].item += header + 1 - first;
+    unplaced.erase(begin, last);
 }
 
 void ElementTree::Private::finish() noexcept
@@ -193,6 +226,8 @@ void ElementTree::Private::finish() noexcept
     while (openNodes > 0)
         closeNode();
     rootChildren = moveChildren(0);
+    std::stable_sort(problems.begin(), problems.end(),
+                     [](const Problem &a, const Problem &b) { return a.item < b.item; });
     finished = true;
 }
 

@@ -14,6 +14,16 @@ bool ElementSink::endDocument(const RunResult &)
     return true;
 }
 
+bool ElementSink::setElementSize(quint64)
+{
+    return true;
+}
+
+bool ElementSink::reportProblem(const quenlofar::ReportedProblem &)
+{
+    return true;
+}
+
 QString ElementSink::errorText() const
 {
     return {};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "containerabstract_export.h"
+#include "problem.h"
 #include "runresult.h"
 #include "videostream.h"
 
@@ -15,6 +16,9 @@ namespace quenlofar {
 /// Field::code of a leaf whose value is a text that is there but has no character, such as a name of zero bytes alone:
 /// it is shown as "", not as data. The host gives it to rows of the kind FieldKind::Text.
 inline constexpr uchar emptyTextCode = 1;
+
+/// The size of a node that is not known before its end; ElementSink::setElementSize tells it there.
+inline constexpr quint64 sizeFromEnd = ~quint64(0);
 
 /// One leaf on its way from a parser to a sink. The texts are lent for the call.
 struct Field
@@ -39,7 +43,9 @@ struct Field
  * Where a walk's nodes, leaves and frames go. Everything downstream of a parser implements it.
  *
  * Calls come in this order: beginDocument; any number of beginElement, addField, endElement (strictly nested) and
- * reportFrame; endDocument. Leaves may come with no node open: they stand at the top level.
+ * reportFrame; endDocument. Leaves may come with no node open: they stand at the top level. Behind the items of a node
+ * come its problems, by reportProblem, and then, where the node began with the size sizeFromEnd, setElementSize; then
+ * it ends. The problems of the top level come right before endDocument.
  *
  * Offset and size of nodes, leaves and frames add up to at most 2^63, and an index is -1 or more, whatever the file
  * says and the parser does.
@@ -64,7 +70,8 @@ public:
 
     /// The file is open, or could not be opened, or no parser accepts it; `start` says which.
     virtual bool beginDocument(const DocumentStart &start);
-    /// Opens a node inside the innermost open one. `index` is its ordinal among like siblings, or -1.
+    /// Opens a node inside the innermost open one. `size` may be sizeFromEnd; `index` is its ordinal among like
+    /// siblings, or -1.
     virtual bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) = 0;
     /// Adds a leaf to the innermost open node.
     virtual bool addField(const Field &field) = 0;
@@ -74,6 +81,11 @@ public:
     virtual bool reportFrame(const Frame &frame) = 0;
     /// The walk is over; `result` is complete but for a failure of this very call.
     virtual bool endDocument(const RunResult &result);
+
+    /// The size in bytes of the innermost open node, which began without one and ends next.
+    virtual bool setElementSize(quint64 size);
+    /// A problem in the innermost open node, or at the top level when none is open.
+    virtual bool reportProblem(const quenlofar::ReportedProblem &problem);
 
     /// Why a call returned false, in words for the user; null before that.
     virtual QString errorText() const;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "problem.h"
 #include "videostream.h"
 
 #include <QString>
@@ -36,6 +37,8 @@ struct FileError
 struct RunResult
 {
     int status = 0; ///< the first non-zero status of the walk, see Status
+    QString ownStatusText; ///< what the parser calls the status, where it is one of its own that it has named; or null
+    quenlofar::ProblemCounts problems; ///< that the parser reported, those included that no sink was given
     QVector<VideoStream> videoStreams; ///< in the order in which their headers stand in the file
     FileError error; ///< the first trouble with reading the file
     RunLimit limit = RunLimit::None; ///< the bound that ended the run, if one did
@@ -46,11 +49,11 @@ struct RunResult
     quint64 items = 0; ///< nodes and leaves that were added
     quint64 bytesRead = 0; ///< bytes handed to parsers, detection included
 
-    /// True when the whole file was walked and nothing was wrong with it.
+    /// True when the whole file was walked and nothing was wrong with it; warnings and notes are nothing wrong.
     bool isClean() const
     {
-        return status == 0 && error.kind == FileError::None && limit == RunLimit::None && !cancelled
-            && sinkError.isNull();
+        return status == 0 && problems.errors == 0 && error.kind == FileError::None && limit == RunLimit::None
+            && !cancelled && sinkError.isNull();
     }
 };
 

@@ -1,5 +1,7 @@
 #include "statuscodes.h"
 
+#include "runresult.h"
+
 namespace quenlofar {
 
 namespace {
@@ -30,6 +32,11 @@ QString statusText(int status)
             return QString::fromLatin1(row.text);
     }
     return QStringLiteral("status %1").arg(status);
+}
+
+QString statusText(const RunResult &result)
+{
+    return result.ownStatusText.isNull() ? statusText(result.status) : result.ownStatusText;
 }
 
 } // namespace quenlofar

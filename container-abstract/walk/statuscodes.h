@@ -6,6 +6,8 @@
 
 namespace quenlofar {
 
+struct RunResult;
+
 /**
  * How an operation of a parser or of the framework ended. Parsers return these as plain `int`, because a parser may
  * have statuses of its own; zero is success everywhere. The numbers are part of the JSON output and never change.
@@ -21,7 +23,12 @@ enum Status : int {
     StatusOutOfMemory = 9, ///< a buffer whose size the file asks for could not be allocated
 };
 
+/// Parsers that have statuses of their own begin with this number.
+inline constexpr int firstOwnStatus = 100;
+
 /// One sentence in words for `status`, without a full stop; a status without a row of its own is given by its number.
 CONTAINERABSTRACT_EXPORT QString statusText(int status);
+/// The same for the status of a run, in the words of the parser where it has some.
+CONTAINERABSTRACT_EXPORT QString statusText(const RunResult &result);
 
 } // namespace quenlofar

@@ -50,6 +50,17 @@ void printBytes(JsonPrinter &json, const ByteAccounting &bytes, ByteAccounting::
     json.endObject();
 }
 
+void printProblems(JsonPrinter &json, const QVector<quenlofar::KeptProblem> &problems)
+{
+    json.key(u"problems").beginArray();
+    for (const quenlofar::KeptProblem &problem : problems) {
+        json.beginObject().key(u"severity").text(severityName(problem.severity));
+        json.key(u"offset").number(problem.offset).key(u"size").number(problem.size);
+        json.key(u"text").text(problem.text).endObject();
+    }
+    json.endArray();
+}
+
 class JsonSummary : public SummarySink
 {
 public:
@@ -75,6 +86,8 @@ protected:
             m_json.key(u"gaps");
             printBytes(m_json, summary.bytes, ByteAccounting::Kind::Gap);
         }
+        if (!summary.problems.isEmpty())
+            printProblems(m_json, summary.problems);
         m_json.outcome(summary.result).endObject();
         m_json.finish();
         return m_json.errorText();

@@ -86,13 +86,17 @@ std::vector<Problem> problemsOf(const RunResult &result, bool outputFailed = fal
     const bool hasError = result.error.kind != FileError::None;
     if (hasError)
         problems.push_back({errorReason(result.error), errorTrouble(result.error.kind), ExitFailure});
-    const QString status = statusText(result.status);
+    const QString status = statusText(result);
     // The statuses of opening and reading only repeat the error.
     if (result.status == StatusCannotOpen || result.status == StatusReadError) {
         if (!hasError)
             problems.push_back({status, status, ExitFailure});
     } else if (result.status != StatusOk) {
         problems.push_back({QStringLiteral("%1 (status %2)").arg(status).arg(result.status), status, ExitFileProblem});
+    }
+    if (result.problems.errors > 0) {
+        problems.push_back({QStringLiteral("the parser reports %1").arg(result.problems.text()),
+                            QStringLiteral("the parser reports errors"), ExitFileProblem});
     }
     if (result.limit != RunLimit::None)
         problems.push_back({limitReason(result), QStringLiteral("a limit was reached"), ExitFileProblem});

@@ -109,6 +109,7 @@ void SummaryText::print(FileSummary &summary)
     addFile(summary);
     addStreams(summary);
     addBytes(summary);
+    addProblems(summary);
     addStatus(summary);
 
     m_output.line(coloured(displayText(summary.start.file), fileColour));
@@ -192,6 +193,22 @@ void SummaryText::addBytes(const FileSummary &summary)
     add(QStringLiteral("unparsed"), text(ByteAccounting::Kind::Unparsed));
     add(QStringLiteral("gaps"), text(ByteAccounting::Kind::Gap),
         summary.bytes.rangeCount(ByteAccounting::Kind::Gap) > 0);
+}
+
+void SummaryText::addProblems(const FileSummary &summary)
+{
+    const quenlofar::ProblemCounts &counts = summary.result.problems;
+    if (counts.total() == 0)
+        return;
+    add(QStringLiteral("problems"), counts.text(), counts.errors > 0);
+    for (const quenlofar::KeptProblem &problem : summary.problems) {
+        add(QStringLiteral("  ") + severityName(problem.severity).toString(),
+            QStringLiteral("%1: %2").arg(offsetText(problem.offset, m_style.hexOffsets), problem.text),
+            problem.severity == quenlofar::Severity::Error);
+    }
+    const quint64 others = counts.total() - quint64(summary.problems.size());
+    if (others > 0)
+        add({}, QStringLiteral("%1 more").arg(others));
 }
 
 void SummaryText::addStatus(const FileSummary &summary)

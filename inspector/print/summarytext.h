@@ -32,6 +32,7 @@ private:
     void addStreams(FileSummary &summary);
     void addFrames(FileSummary &summary, uint videoOrdinal);
     void addBytes(const FileSummary &summary);
+    void addProblems(const FileSummary &summary);
     void addStatus(const FileSummary &summary);
     void add(const QString &label, const QString &text, bool isTrouble = false);
     QString coloured(const QString &text, std::string_view colour) const;

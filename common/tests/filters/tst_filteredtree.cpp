@@ -25,6 +25,8 @@ public:
     bool endElement() override { return m_sink.endElement(); }
     bool reportFrame(const Frame &frame) override { return m_sink.reportFrame(frame); }
     bool endDocument(const RunResult &result) override { return m_sink.endDocument(result); }
+    bool setElementSize(quint64 size) override { return m_sink.setElementSize(size); }
+    bool reportProblem(const quenlofar::ReportedProblem &problem) override { return m_sink.reportProblem(problem); }
     void setNotes(const ItemNotes &) override { }
     bool addOmission(quint64 count) override
     {
@@ -72,6 +74,26 @@ bool walk(ElementSink &sink)
     }
 }
 
+/// Nodes whose sizes come at their ends, and a problem in each and in the file.
+bool callProblems(ElementSink &sink, int siblings)
+{
+    constexpr quenlofar::Severity error = quenlofar::Severity::Error;
+    bool works = sink.beginDocument({QStringLiteral("file"), QStringLiteral("TEST"), 100});
+    works = sink.beginElement(0, sizeFromEnd, u"outer", -1) && works;
+    works = sink.addField({false, 0, 0, 1, -1, u"id", u"value", {}, {}}) && works;
+    for (int i = 0; i < siblings; ++i) {
+        works = sink.beginElement(quint64(i), sizeFromEnd, u"inner", -1) && works;
+        works = sink.reportProblem({quint64(i), 1, error, u"in an inner one"}) && works;
+        works = sink.setElementSize(1) && works;
+        works = sink.endElement() && works;
+    }
+    works = sink.reportProblem({0, 9, error, u"in the outer one"}) && works;
+    works = sink.setElementSize(9) && works;
+    works = sink.endElement() && works;
+    works = sink.reportProblem({0, 9, error, u"in the file"}) && works;
+    return sink.endDocument({}) && works;
+}
+
 } // namespace
 
 class TestFilteredTree : public QObject
@@ -79,6 +101,57 @@ class TestFilteredTree : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void problemsAndSizesGoWithTheirNodes_data()
+    {
+        QTest::addColumn<int>("levels");
+        QTest::addColumn<QStringList>("only");
+        QTest::addColumn<QStringList>("expected");
+
+        const QString problem = QStringLiteral("problem error ");
+        const QStringList begin{QStringLiteral("outer 0+? {"), QStringLiteral("  id 0+1 value")};
+        const QStringList inner{QStringLiteral("  inner 0+? {"),
+                                QStringLiteral("    ") + problem + QStringLiteral("0+1 in an inner one"),
+                                QStringLiteral("    size 1"), QStringLiteral("  }")};
+        const QStringList end{QStringLiteral("  ") + problem + QStringLiteral("0+9 in the outer one"),
+                              QStringLiteral("  size 9"), QStringLiteral("}")};
+        const QStringList file{problem + QStringLiteral("0+9 in the file")};
+        QTest::newRow("all") << 9 << QStringList() << begin + inner + end + file;
+        QTest::newRow("one level") << 1 << QStringList() << begin.mid(0, 1) + end + file;
+        QTest::newRow("no level") << 0 << QStringList() << file;
+        QTest::newRow("what matches, and what it is in")
+            << 9 << QStringList(QStringLiteral("inner")) << begin.mid(0, 1) + inner + end + file;
+        QTest::newRow("nothing matches") << 9 << QStringList(QStringLiteral("nothing")) << file;
+    }
+
+    void problemsAndSizesGoWithTheirNodes()
+    {
+        QFETCH(int, levels);
+        QFETCH(QStringList, only);
+        QFETCH(QStringList, expected);
+        RecordingSink sink;
+        FilteredTree filtered(std::make_unique<RecordingWriter>(sink));
+        filtered.add<DepthFilter>(quint64(levels));
+        filtered.add<CollapseFilter>();
+        if (!only.isEmpty())
+            filtered.add<MatchFilter>(only, std::vector<FieldCondition>());
+        QVERIFY(callProblems(filtered, 1));
+        QCOMPARE(sink.lines, expected);
+    }
+
+    void problemsComeBehindWhatIsCollapsed()
+    {
+        RecordingSink sink;
+        FilteredTree filtered(std::make_unique<RecordingWriter>(sink));
+        filtered.add<CollapseFilter>();
+        QVERIFY(callProblems(filtered, 20));
+        QCOMPARE(sink.lines.mid(6),
+                 (QStringList{QStringLiteral("  omitted 0+0 18"), QStringLiteral("  inner 19+? {"),
+                              QStringLiteral("    problem error 19+1 in an inner one"), QStringLiteral("    size 1"),
+                              QStringLiteral("  }"), QStringLiteral("  problem error 0+9 in the outer one"),
+                              QStringLiteral("  size 9"), QStringLiteral("}"),
+                              QStringLiteral("problem error 0+9 in the file")}));
+    }
+
     void theDocumentEndsWhereverMemoryRunsOut_data()
     {
         QTest::addColumn<bool>("collapses");

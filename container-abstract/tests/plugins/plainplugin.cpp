@@ -3,8 +3,6 @@
 #include "containerabstract.h"
 #include "pluginexports.h"
 
-using namespace quenlofar;
-
 struct Field
 {
     int own;
