@@ -51,6 +51,8 @@ int runCommand(const Options &options)
     if (!options.information.isNull())
         return output.print(options.information);
 
+    if (options.command == Options::Command::CheckPlugin)
+        return checkPlugin(options, output);
     PluginLoader plugins;
     loadPlugins(options.pluginDirectories, &plugins);
     if (plugins.plugins().isEmpty()) {

@@ -83,14 +83,14 @@ bool SummarySink::reportFrame(const Frame &frame)
 
 bool SummarySink::setElementSize(quint64 size)
 {
-    return took(m_describer.setElementSize(size), m_describer);
+    return took(m_describer.setElementSize(size));
 }
 
 bool SummarySink::reportProblem(const quenlofar::ReportedProblem &problem)
 {
     if (m_summary.problems.size() < FileSummary::mostProblems)
         m_summary.problems.append(keptProblem(problem));
-    return took(m_describer.reportProblem(problem), m_describer);
+    return took(m_describer.reportProblem(problem));
 }
 
 bool SummarySink::endDocument(const RunResult &result)

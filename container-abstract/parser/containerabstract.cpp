@@ -148,7 +148,7 @@ void ContainerAbstract::addText(InputCursor &cursor, QStringView name, TextEncod
     if (cursor.atEnd())
         return;
     const QString text = decodedText(cursor.peek(shown), encoding);
-    const uchar code = text.isEmpty() ? emptyTextCode : uchar(0);
+    const uchar code = text.isEmpty() && cursor.bytesLeft() <= shown ? emptyTextCode : uchar(0);
     addField({false, code, cursor.position(), cursor.bytesLeft(), -1, name, text, {}, {}});
     cursor.skip(cursor.bytesLeft());
 }

@@ -115,7 +115,7 @@ protected:
     void addField(bool flag, quint64 offset, uchar code, quint64 size, const QString &name, const QString &value,
                   const QString &meaning, const QString &description, qint64 index);
     /// The same, as a sink gets it.
-    void addField(const Field &field);
+    void addField(const quenlofar::Field &field);
     /// addField with no flag, code and index.
     void addLeaf(quint64 offset, quint64 size, const QString &name, const QString &value, const QString &meaning = {},
                  const QString &description = {})

@@ -30,7 +30,7 @@ QByteArray InputCursor::peek(quint64 count) const
 
 QByteArray InputCursor::read(quint64 count)
 {
-    const QByteArray bytes = peek(count);
+    QByteArray bytes = peek(count);
     m_position += quint64(bytes.size());
     return bytes;
 }

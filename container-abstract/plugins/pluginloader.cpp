@@ -69,8 +69,10 @@ QString textOf(const std::string &bytes)
 /// "quenlofar-container-NAME" of the name of a plug-in's file.
 QString libraryName(const std::string &fileName)
 {
+    // One that is named by its path need not be called as plug-ins are.
+    const size_t begin = fileName.compare(0, libraryPrefix.size(), libraryPrefix) == 0 ? libraryPrefix.size() : 0;
     const size_t end = fileName.rfind(libraryEnding);
-    return textOf(fileName.substr(libraryPrefix.size(), end - libraryPrefix.size()));
+    return textOf(fileName.substr(begin, end == std::string::npos ? end : end - std::min(begin, end)));
 }
 
 /// The dynamic linker's latest complaint, without the file name that it often begins with.
@@ -253,6 +255,14 @@ void PluginLoader::addDirectory(const QString &directory)
 {
     const QByteArray bytes = pathToBytes(directory);
     d->search(std::string(bytes.constData(), size_t(bytes.size())));
+}
+
+bool PluginLoader::addFile(const QString &file)
+{
+    const QByteArray bytes = pathToBytes(file);
+    // A name without a directory is looked for in the system's own places otherwise.
+    const fs::path path = fs::absolute(fs::path(std::string(bytes.constData(), size_t(bytes.size()))));
+    return d->load(path.string(), path.filename().string());
 }
 
 void PluginLoader::Private::search(const std::string &directory)

@@ -42,6 +42,10 @@ public:
     /// Loads every plug-in of `directory` (see pathFromBytes). One that is not there is passed over in silence.
     void addDirectory(const QString &directory);
 
+    /// Loads the plug-in `file` (see pathFromBytes), whatever its name is; false where it cannot be used, and a warning
+    /// then says why.
+    bool addFile(const QString &file);
+
     /// The loaded plug-ins, by file name.
     QVector<PluginInfo> plugins() const;
     /// What was found but could not be used, one sentence each.

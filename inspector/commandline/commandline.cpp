@@ -152,6 +152,7 @@ CommandLine::CommandLine(const Arguments &arguments, Options &options)
     addCoverage();
     addDiff();
     addPlugins();
+    addCheckPlugin();
 }
 
 std::vector<std::string> CommandLine::commands() const
@@ -376,6 +377,35 @@ void CommandLine::addPlugins()
         addCommand("plugins", Options::Command::Plugins, "List the parser plug-ins: name, extensions, file, version");
     command.footer("Example:\n"
                    "  quenlofar plugins");
+}
+
+void CommandLine::addCheckPlugin()
+{
+    CLI::App &command = addCommand("check-plugin", Options::Command::CheckPlugin,
+                                   "Try a parser plug-in on files, and on what is left of them when they are damaged");
+    command
+        .add_option_function<std::string>(
+            "PLUGIN", [this](const std::string &value) { m_options.pluginFile = m_arguments.text(value); },
+            "The plug-in's file; what it does not know is not asked of others")
+        ->required()
+        ->type_name("");
+    command
+        .add_option_function<std::vector<std::string>>(
+            "FILE",
+            [this](const std::vector<std::string> &values) {
+                for (const std::string &value : values)
+                    m_options.input.files.append(m_arguments.text(value));
+            },
+            "Files of the plug-in's format")
+        ->required()
+        ->type_name("");
+    command.footer(
+        "Each file is walked as it is, cut off at many places, and with bytes changed. An error is a crash, an\n"
+        "exception, a walk without end, a broken rule of parsers, or a second walk that shows something else;\n"
+        "of the file as it is also a byte in no field or in several. In damaged files those are warnings.\n"
+        "Exit status: 0 no errors, 1 errors, 2 trouble.\n"
+        "Example:\n"
+        "  quenlofar check-plugin libquenlofar-container-avi.so film");
 }
 
 void CommandLine::addManyFiles(CLI::App &command)

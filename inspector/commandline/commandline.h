@@ -35,6 +35,7 @@ private:
     void addCoverage();
     void addDiff();
     void addPlugins();
+    void addCheckPlugin();
 
     void addManyFiles(CLI::App &command);
     void requireFiles(const CLI::App &command) const;

@@ -64,11 +64,12 @@ struct FrameChoice
 /// What the command line asks for.
 struct Options
 {
-    enum class Command { None, Summary, Tree, Streams, Frames, At, Bytes, Coverage, Diff, Plugins };
+    enum class Command { None, Summary, Tree, Streams, Frames, At, Bytes, Coverage, Diff, Plugins, CheckPlugin };
     enum class Format { Text, Json, Csv };
 
     Command command = Command::None;
     QStringList pluginDirectories; ///< named as arguments, in their order
+    QString pluginFile; ///< of `check-plugin`
     InputChoice input;
     OutputChoice output;
     Format format = Format::Text;

@@ -56,7 +56,7 @@ protected:
         if (isAsked('e'))
             endElement();
         if (isAsked('n'))
-            beginElement(0, most, {}, -9);
+            beginElement(0, most, QString(), -9);
         if (isAsked('t'))
             throw std::runtime_error("unruly");
         return isAsked('-') ? std::numeric_limits<int>::min() : 0;

@@ -57,7 +57,10 @@ void checkNode(const JsonValue &node, const SinkCall &begin)
 {
     require(says(jsonMember(node, u"node"), begin.name), "a node has its title");
     require(says(jsonMember(node, u"offset"), begin.offset), "a node has its offset");
-    require(says(jsonMember(node, u"size"), begin.size), "a node has its size");
+    if (begin.size == sizeFromEnd) // which the script's ends never tell
+        require(!node.HasMember(u"size"), "a size that nobody tells is left out");
+    else
+        require(says(jsonMember(node, u"size"), begin.size), "a node has its size");
     if (begin.index == -1)
         require(!node.HasMember(u"index"), "only a node of a series has an index");
     else

@@ -137,6 +137,7 @@ private Q_SLOTS:
     {
         QCOMPARE(printed<JsonWriter>(sample, parseSample),
                  QByteArray("{\"formatVersion\":1,\"file\":\"clip.avi\",\"fileSize\":9,\"container\":\"TEST\","
+                            "\"parser\":{\"name\":\"TEST\"},"
                             "\"elements\":[{\"node\":\"outer\",\"offset\":0,\"items\":["
                             "{\"field\":\"length\",\"offset\":0,\"size\":4,\"value\":\"99\"},"
                             "{\"node\":\"inner\",\"offset\":4,\"size\":2,\"items\":[],\"problems\":["
@@ -252,8 +253,8 @@ private Q_SLOTS:
 
         QTest::newRow("a leaf behind the beginning") << quint64(12) << quint64(5) << quint64(7);
         QTest::newRow("a leaf before it does not count") << quint64(2) << quint64(5) << quint64(0);
-        QTest::newRow("no size is the mark for none") << quint64(0) << largest << largest - 10;
-        QTest::newRow("no sum wraps") << quint64(12) << largest << largest - 10;
+        QTest::newRow("no size is the mark for none") << quint64(0) << largest << (quint64(1) << 63) - 10;
+        QTest::newRow("no sum wraps") << quint64(12) << largest << (quint64(1) << 63) - 10;
     }
     void sizes()
     {

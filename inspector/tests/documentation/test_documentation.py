@@ -16,7 +16,8 @@ PAGES = SHARE / "man" / "man1"
 BASH = SHARE / "bash-completion" / "completions" / "quenlofar"
 ZSH = SHARE / "zsh" / "site-functions" / "_quenlofar"
 FISH = SHARE / "fish" / "vendor_completions.d" / "quenlofar.fish"
-COMMANDS = ["summary", "tree", "streams", "frames", "at", "bytes", "coverage", "diff", "plugins"]
+COMMANDS = ["summary", "tree", "streams", "frames", "at", "bytes", "coverage", "diff", "plugins",
+            "check-plugin"]
 
 
 def needs(program):

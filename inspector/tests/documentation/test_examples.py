@@ -5,9 +5,10 @@ import shutil
 import subprocess
 import unittest
 
-from support import PROGRAM, Case, environment, run
+from support import PLUGIN, PROGRAM, Case, environment, run
 
-COMMANDS = ["summary", "tree", "streams", "frames", "at", "bytes", "coverage", "diff", "plugins"]
+COMMANDS = ["summary", "tree", "streams", "frames", "at", "bytes", "coverage", "diff", "plugins",
+            "check-plugin"]
 
 
 def examples(command):
@@ -22,6 +23,7 @@ class Examples(Case):
         # The names that the examples use.
         for name in ("film", "other"):
             shutil.copy(self.sample(), self.path(name))
+        (self.directory / PLUGIN.name).symlink_to(PLUGIN)
         (self.directory / "archive").mkdir()
         shutil.copy(self.sample(), self.directory / "archive" / "old.avi")
         (self.directory / "bin").mkdir()
@@ -39,7 +41,7 @@ class Examples(Case):
                     self.assertTrue(result.stdout or " -o " in line or " diff " in line, "nothing is shown")
 
     def test_every_command_has_them(self):
-        listed = re.findall(r"^  (\w+)  ", run("--help").stdout.decode().split("Subcommands:")[1], re.MULTILINE)
+        listed = re.findall(r"^  ([\w-]+)  ", run("--help").stdout.decode().split("Subcommands:")[1], re.MULTILINE)
         self.assertEqual(listed, COMMANDS)
 
 
