@@ -176,38 +176,28 @@ const Layout unknownLayout{0, {}, u"value"};
 
 } // namespace
 
-void ContainerWave::showData(quint32 id, const Range &data)
+void ContainerWave::showData(quint32 id, InputCursor data)
 {
     const auto known =
         std::find_if(std::begin(layouts), std::end(layouts), [id](const Layout &each) { return each.id == id; });
     const Layout &layout = known == std::end(layouts) ? unknownLayout : *known;
-    Range rest = data;
-    const QByteArray bytes = showRecord(&rest, layout.fields);
-    const RecordView fields(bytes);
+    const StoredRecord fields = addRecord(data, layout.fields);
+    const bool isWhole = fields.size() == size_t(layout.fields.width());
 
-    quint64 count = 0;
-    if (!layout.records.isEmpty() && fields.size() == size_t(layout.fields.width()))
-        count = fields.read<quint32>(size_t(layout.countOffset));
-    for (quint64 number = 0; number < count && rest.size() >= quint64(layout.records.width()); ++number) {
-        beginElement(rest.begin, quint64(layout.records.width()), layout.recordTitle.toString(), qint64(number));
-        showRecord(&rest, layout.records);
+    const quint64 recordSize = quint64(layout.records.width());
+    const quint64 count = layout.records.isEmpty() || !isWhole ? 0 : fields.read<quint32>(size_t(layout.countOffset));
+    for (quint64 number = 0; number < count && data.bytesLeft() >= recordSize; ++number) {
+        beginElement(data.position(), recordSize, layout.recordTitle, qint64(number));
+        addRecord(data, layout.records);
         endElement();
     }
     if (id == idOf("fmt ") && fields.read<quint16>(0) == extensibleFormat && fields.read<quint16>(16) >= extensionSize)
-        showRecord(&rest, extensionRows);
+        addRecord(data, extensionRows);
 
     // Where the data ends inside the fields, what is left is a part of one.
-    const quint64 shown = id == idOf("data") ? 0 : std::min(rest.size(), shownBytes); // sound is no text
-    if (rest.size() > 0 && !layout.text.isEmpty() && fields.size() == size_t(layout.fields.width()))
-        addLeaf(rest.begin, rest.size(), layout.text.toString(), bytesToText(read(rest.begin, shown)));
-    else if (rest.size() > 0)
-        addUnparsed(rest.begin, rest.size());
-}
-
-/// Shows the fields that stand whole at the beginning of `*rest` and takes them off. What was read for it.
-QByteArray ContainerWave::showRecord(Range *rest, FieldRows rows)
-{
-    const QByteArray bytes = read(rest->begin, std::min(rest->size(), quint64(rows.width())));
-    rest->begin += addWholeFields(rest->begin, RecordView(bytes), rows);
-    return bytes;
+    if (isWhole && id == idOf("data"))
+        addData(data, layout.text); // sound is no text
+    else if (isWhole && !layout.text.isEmpty())
+        addText(data, layout.text, TextEncoding::Guessed, shownBytes);
+    addUnparsed(data);
 }

@@ -49,18 +49,17 @@ int ContainerWave::verifyContainerFormat(const QString &path)
 /// Reads ahead what ds64 says: the size of the RF64 chunk itself stands there too.
 void ContainerWave::prepareParsing()
 {
-    constexpr quint64 begin = listHeaderSize + chunkHeaderSize;
-    const QByteArray headers = read(0, begin);
-    const QByteArray bytes = read(begin, 28);
-    const RecordView sizes(bytes);
-    if (RecordView(headers).read<quint32>(0) != idOf("RF64") || RecordView(headers).read<quint32>(12) != idOf("ds64")
-        || sizes.size() < 28)
+    InputCursor input = cursor(0, quint64(m_file.size()));
+    const StoredRecord headers = input.record(listHeaderSize + chunkHeaderSize);
+    const StoredRecord sizes = input.record(28);
+    if (headers.read<quint32>(0) != idOf("RF64") || headers.read<quint32>(12) != idOf("ds64") || sizes.size() < 28)
         return;
     m_longSizes = {{idOf("RF64"), sizes.read<quint64>(0)}, {idOf("data"), sizes.read<quint64>(8)}};
-    const quint32 count = std::min(sizes.read<quint32>(24), mostLongSizes);
-    const QByteArray table = read(begin + 28, quint64(count) * 12);
-    for (size_t at = 0; at + 12 <= size_t(table.size()); at += 12)
-        m_longSizes.append({RecordView(table).read<quint32>(at), RecordView(table).read<quint64>(at + 4)});
+    InputCursor table = input.part(quint64(std::min(sizes.read<quint32>(24), mostLongSizes)) * 12);
+    while (table.bytesLeft() >= 12) {
+        const quint32 id = table.number<quint32>();
+        m_longSizes.append({id, table.number<quint64>()});
+    }
 }
 
 int ContainerWave::findBeginOfContainer(qint64 *offset)
@@ -72,26 +71,18 @@ int ContainerWave::findBeginOfContainer(qint64 *offset)
 int ContainerWave::parseElement(quint64 *size)
 {
     quint64 next = 0;
-    const int status = showElement({m_position, quint64(m_file.size())}, &next);
+    const int status = showElement(cursor(m_position, quint64(m_file.size())), &next);
     *size = next - m_position;
     return status;
 }
 
-QByteArray ContainerWave::read(quint64 position, quint64 count)
-{
-    m_file.seek(qint64(position));
-    return m_file.read(qint64(count));
-}
-
 /// Reads the header of the chunk at the beginning of `place`; false when none is there.
-bool ContainerWave::findChunk(const Range &place, Chunk *chunk)
+bool ContainerWave::findChunk(const InputCursor &place, Chunk *chunk)
 {
-    if (place.size() < chunkHeaderSize)
-        return false;
-    const QByteArray bytes = read(place.begin, chunkHeaderSize);
-    const quint32 stored = RecordView(bytes).read<quint32>(4);
-    chunk->id = RecordView(bytes).read<quint32>(0);
-    if (!isId(chunk->id))
+    const StoredRecord header(place.peek(chunkHeaderSize));
+    const quint32 stored = header.read<quint32>(4);
+    chunk->id = header.read<quint32>(0);
+    if (header.size() < chunkHeaderSize || !isId(chunk->id))
         return false;
 
     const auto isOurs = [chunk](const LongSize &each) { return each.id == chunk->id; };
@@ -100,53 +91,56 @@ bool ContainerWave::findChunk(const Range &place, Chunk *chunk)
     if (stored == sizeStandsInDs64 && known != m_longSizes.cend()) {
         // No file is longer than the largest signed number, and with this bound no sum of sizes wraps.
         chunk->size =
-            std::min(known->size, quint64(std::numeric_limits<qint64>::max()) - place.begin - chunkHeaderSize);
+            std::min(known->size, quint64(std::numeric_limits<qint64>::max()) - place.position() - chunkHeaderSize);
         chunk->longSize = QStringLiteral("%1, given by ds64").arg(known->size);
     }
 
     // Bounded by the file alone: where a list is shorter than a chunk in it, it is rarely the chunk that lies.
     const quint64 fileEnd = quint64(m_file.size());
-    const quint64 begin = place.begin + chunkHeaderSize;
-    chunk->isComplete = chunk->size <= fileEnd - begin;
-    chunk->data = {begin, chunk->isComplete ? begin + chunk->size : fileEnd};
-    if (place.begin == 0) // the form is there even where a writer never filled in the size: detection has seen it
-        chunk->data.end = std::max(chunk->data.end, listHeaderSize);
+    chunk->begin = place.position() + chunkHeaderSize;
+    chunk->isComplete = chunk->size <= fileEnd - chunk->begin;
+    chunk->end = chunk->isComplete ? chunk->begin + chunk->size : fileEnd;
+    if (place.position() == 0) // the form is there even where a writer never filled in the size: detection has seen it
+        chunk->end = std::max(chunk->end, listHeaderSize);
     // Some writers do not pad; the next id then begins where the zero byte would be.
-    chunk->isPadded = chunk->isComplete && chunk->size % 2 == 1 && read(chunk->data.end, 1) == QByteArray(1, '\0');
+    chunk->isPadded =
+        chunk->isComplete && chunk->size % 2 == 1 && cursor(chunk->end, chunk->end + 1).read(1) == QByteArray(1, '\0');
     return true;
 }
 
 /// Shows what stands at the beginning of `place`. `*next` is behind it, at the next element.
-int ContainerWave::showElement(const Range &place, quint64 *next)
+int ContainerWave::showElement(InputCursor place, quint64 *next)
 {
     Chunk chunk{};
     if (!findChunk(place, &chunk)) {
-        addUnparsed(place.begin, place.size());
-        *next = place.end;
+        *next = place.end();
+        addUnparsed(place);
         return StatusOk;
     }
 
-    const bool hasForm = isList(chunk.id) && chunk.data.size() >= 4;
-    const QByteArray header = read(place.begin, hasForm ? listHeaderSize : chunkHeaderSize);
-    QString title = RecordView(header).fourCC(0);
+    const quint64 begin = place.position();
+    const bool hasForm = isList(chunk.id) && chunk.end - chunk.begin >= 4;
+    const StoredRecord header(cursor(begin, begin + (hasForm ? listHeaderSize : chunkHeaderSize)).read(listHeaderSize));
+    QString title = header.fourCC(0);
     if (hasForm)
-        title += QLatin1Char('(') + RecordView(header).fourCC(8) + QLatin1Char(')');
-    beginElement(place.begin, chunkHeaderSize + chunk.size + (chunk.isPadded ? 1 : 0), title, -1);
-    addRecord(place.begin, RecordView(header), idRows);
-    addLeaf(place.begin + 4, 4, QStringLiteral("size"), fieldText(RecordView(header), 4, FieldKind::U32),
-            chunk.longSize);
+        title += QLatin1Char('(') + header.fourCC(8) + QLatin1Char(')');
+    beginElement(begin, chunkHeaderSize + chunk.size + (chunk.isPadded ? 1 : 0), title);
+    addRecord(begin, header, idRows);
+    addLeaf(begin + 4, 4, u"size", fieldText(header, 4, FieldKind::U32), chunk.longSize);
+    if (chunk.end > place.end())
+        reportProblem(begin + 4, 4, quenlofar::Severity::Warning, u"the chunk is longer than the list it is in");
 
     int status = chunk.isComplete ? StatusOk : StatusEndOfFile;
-    *next = chunk.data.end;
+    *next = chunk.end;
     if (hasForm) {
-        addRecord(chunk.data.begin, RecordView(header.constData() + 8, 4), formRows);
+        addRecord(chunk.begin, RecordView(header.bytes().constData() + 8, 4), formRows);
         const int childStatus = showList(chunk, next);
         status = childStatus != StatusOk ? childStatus : status;
     } else {
-        showData(chunk.id, chunk.data);
+        showData(chunk.id, cursor(chunk.begin, chunk.end));
     }
-    if (chunk.isPadded && *next == chunk.data.end) {
-        addLeaf(*next, 1, QStringLiteral("padding"), QStringLiteral("0"));
+    if (chunk.isPadded && *next == chunk.end) {
+        addLeaf(*next, 1, u"padding", u"0");
         ++*next;
     }
     endElement();
@@ -158,11 +152,11 @@ int ContainerWave::showElement(const Range &place, quint64 *next)
 int ContainerWave::showList(const Chunk &chunk, quint64 *next)
 {
     int status = StatusOk;
-    quint64 child = chunk.data.begin + 4;
-    while (child < chunk.data.end) {
-        const int childStatus = showElement({child, chunk.data.end}, &child);
+    quint64 child = chunk.begin + 4;
+    while (child < chunk.end) {
+        const int childStatus = showElement(cursor(child, chunk.end), &child);
         status = status != StatusOk ? status : childStatus;
     }
-    *next = std::max(child, chunk.data.end);
+    *next = std::max(child, chunk.end);
     return status;
 }

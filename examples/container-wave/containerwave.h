@@ -14,13 +14,6 @@
 class ContainerWave : public ContainerAbstract
 {
 public:
-    /// Bytes of a file: from the first, up to one behind the last. Both stand inside the file.
-    struct Range
-    {
-        quint64 begin;
-        quint64 end;
-        quint64 size() const { return end - begin; }
-    };
     /// How many bytes of a text or of unknown data a leaf "value" shows.
     static constexpr quint64 shownBytes = 256;
 
@@ -37,7 +30,8 @@ private:
         quint32 id; // as in idOf
         quint64 size; // of its data, wherever the file says it
         QString longSize; // the size in words where it does not stand in the chunk itself
-        Range data; // the part of it that the file holds
+        quint64 begin; // of the part of it that the file holds,
+        quint64 end; // and one behind its last byte
         bool isPadded; // a zero byte makes the data even
         bool isComplete; // the file holds all of it
     };
@@ -48,14 +42,12 @@ private:
     };
 
     // containerwave.cpp
-    QByteArray read(quint64 position, quint64 count);
-    bool findChunk(const Range &place, Chunk *chunk);
-    int showElement(const Range &place, quint64 *next);
+    bool findChunk(const quenlofar::InputCursor &place, Chunk *chunk);
+    int showElement(quenlofar::InputCursor place, quint64 *next);
     int showList(const Chunk &chunk, quint64 *next);
 
     // chunks.cpp
-    void showData(quint32 id, const Range &data);
-    QByteArray showRecord(Range *rest, quenlofar::FieldRows rows);
+    void showData(quint32 id, quenlofar::InputCursor data);
 
     QVector<LongSize> m_longSizes; // what ds64 says; empty in a RIFF file
 };

@@ -45,7 +45,7 @@ class Guide(Case):
                             self.assertEqual(output, expected)
         self.assertEqual(names, ["containertape.h", "containertape.cpp", "tapedescriber.h", "plugin.cpp",
                                  "CMakeLists.txt", "tst_containertape.cpp", "CMakeLists.txt"])
-        self.assertEqual(consoles, 5)
+        self.assertEqual(consoles, 6)
 
     def test_every_code_block_is_a_file_or_a_command(self):
         for name, language, content in blocks(GUIDE.read_text(encoding="utf-8")):

@@ -231,6 +231,26 @@ class Wave(Case):
         shutil.copy(sdk.SOURCE / "samples" / "sample.avi", film)
         self.assertEqual(self.documents(film)[0]["container"], "AVI")
 
+    def test_plugin_survives_everything(self):
+        plugin, = self.prefix.rglob("libquenlofar-container-wave.so")
+        lines = self.output("check-plugin", plugin, "ffmpeg-bext", "ffmpeg-rf64", "sox-pcm8-odd").splitlines()
+        self.assertEqual(lines[0], f"{plugin}: WAVE")
+        self.assertEqual(lines[2::2], ["  nothing found"] * 3)
+
+    def test_problems(self):
+        path, = self.files([chunk(b"RIFF", b"WAVE" + chunk(b"LIST", b"INFO" + chunk(b"INAM", b"title"), 12))])
+        place = {"severity": "warning", "offset": 28, "size": 4, "text": "the chunk is longer than the list it is in"}
+        document, = self.documents(path)
+        found = dict(items(document))
+        self.assertEqual(found["RIFF(WAVE)/LIST(INFO)/INAM"]["problems"], [place])
+        self.assertEqual(document["problemCounts"], {"errors": 0, "warnings": 1, "notes": 0})
+        self.assertIn("    28       4        warning: the chunk is longer than the list it is in\n",
+                      self.output("tree", path))
+        self.assertIn("  problems   1 warning\n    warning  28: the chunk is longer than the list it is in\n",
+                      self.output("summary", path))
+        summary = json.loads(self.output("summary", "--format", "json", path))
+        self.assertEqual(summary["problems"], [place])
+
     def test_cut_files(self):
         for path in SAMPLES:
             whole = path.read_bytes()
