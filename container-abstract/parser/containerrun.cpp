@@ -282,7 +282,8 @@ private:
         // Unless the parser itself has shown what stands there.
         if (begin > 0 && m_host.items == 0)
             addUnwalked(0, quint64(begin));
-        m_parser.m_levelEnds = {m_file.size()};
+        m_parser.m_levelEnds.clear();
+        m_parser.m_levelEnds.append(m_file.size()); // a list in braces takes its memory unchecked
         m_parser.m_position = quint64(begin);
         while (m_parser.m_position < end) {
             if (!walkElement(end))

@@ -43,7 +43,7 @@ std::unique_ptr<QIODevice> OrderedOutput::place(quint64 ordinal)
 bool OrderedOutput::write(quint64 ordinal, const char *data, qint64 size)
 {
     std::unique_lock lock(m_mutex);
-    m_turnChanged.wait(lock, [&] { return ordinal == m_turn || m_kept + size <= room || m_failed; });
+    m_turnChanged.wait(lock, [&] { return ordinal == m_turn || m_kept + size <= m_room || m_failed; });
     if (ordinal != m_turn && !m_failed && keep(ordinal, data, size))
         return true;
     m_turnChanged.wait(lock, [&] { return ordinal == m_turn || m_failed; });
@@ -61,6 +61,7 @@ bool OrderedOutput::keep(quint64 ordinal, const char *data, qint64 size) noexcep
     try {
         m_waiting.find(ordinal)->second.bytes.append(data, int(size));
     } catch (const std::bad_alloc &) {
+        m_room = m_kept / 2; // the walks need some memory too
         return false;
     }
     m_kept += size;

@@ -36,8 +36,6 @@ public:
 private:
     class Place;
 
-    static constexpr qint64 room = qint64(64) * 1024 * 1024; ///< bytes kept for all files together
-
     struct Waiting
     {
         QByteArray bytes;
@@ -54,6 +52,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_turnChanged;
     quint64 m_turn = 0;
+    qint64 m_room = qint64(64) * 1024 * 1024; // bytes kept for all files together
     qint64 m_kept = 0;
     bool m_failed = false;
     std::map<quint64, Waiting> m_waiting; // the files that have a place, and are not done with
