@@ -16,28 +16,24 @@ constexpr bool isEscapedByte(char16_t unit)
     return unit >= escapeBase + 0x80 && unit <= escapeBase + 0xFF;
 }
 
-void appendUtf8(QByteArray *bytes, char32_t codePoint)
-{
-    char encoded[4];
-    bytes->append(encoded, int(encodeUtf8(codePoint, encoded) - encoded));
-}
-
 /// UTF-8 of `path`, in which escaped bytes are the bytes themselves or U+FFFD; other lone surrogates are U+FFFD.
 QByteArray encode(const QString &path, bool restoreBytes)
 {
-    QByteArray bytes;
-    bytes.reserve(path.size());
+    constexpr int mostBytesPerUnit = 3; // a pair takes four
+    QByteArray bytes(mostBytesPerUnit * path.size(), Qt::Uninitialized);
+    char *out = bytes.data();
     const QChar *const end = path.constData() + path.size();
     for (const QChar *at = path.constData(); at < end; ++at) {
         if (at->isHighSurrogate() && end - at > 1 && at[1].isLowSurrogate()) {
-            appendUtf8(&bytes, QChar::surrogateToUcs4(at[0], at[1]));
+            out = encodeUtf8(QChar::surrogateToUcs4(at[0], at[1]), out);
             ++at;
         } else if (restoreBytes && isEscapedByte(at->unicode())) {
-            bytes.append(static_cast<char>(static_cast<uchar>(at->unicode() - escapeBase)));
+            *out++ = static_cast<char>(static_cast<uchar>(at->unicode() - escapeBase));
         } else {
-            appendUtf8(&bytes, at->isSurrogate() ? replacementCharacter : at->unicode());
+            out = encodeUtf8(at->isSurrogate() ? replacementCharacter : at->unicode(), out);
         }
     }
+    bytes.resize(static_cast<decltype(bytes.size())>(out - bytes.constData()));
     return bytes;
 }
 
