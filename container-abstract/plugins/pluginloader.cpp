@@ -9,10 +9,13 @@
 #include "plugintrust.h"
 #include "texts.h"
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <link.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <regex>
@@ -181,15 +184,15 @@ template <typename Function> Function lookUp(void *library, const char *name)
     return reinterpret_cast<Function>(dlsym(library, name));
 }
 
-/// Where a library's segments are, and the version that was found in its notes.
+/// Where a library's segments are, and the version that was found in its notes: the library's own characters.
 struct VersionSearch
 {
     ElfW(Addr) base;
-    QString version;
+    std::string_view version;
 };
 
-/// The version among `notes`, see pluginversion.h; null when none of them is one.
-QString versionAmong(std::string_view notes)
+/// The version among `notes`, see pluginversion.h; empty when none of them is one.
+std::string_view versionAmong(std::string_view notes) noexcept
 {
     constexpr std::string_view owner("quenlofar", sizeof "quenlofar"); // with its zero byte
     constexpr auto padded = [](size_t size) { return (size + 3) / 4 * 4; };
@@ -201,26 +204,51 @@ QString versionAmong(std::string_view notes)
         notes.remove_prefix(std::min(padded(header.n_namesz), notes.size()));
         if (name == owner && header.n_type == 1) {
             const std::string_view version = notes.substr(0, header.n_descsz);
-            return textOf(std::string(version.substr(0, version.find('\0'))));
+            return version.substr(0, version.find('\0'));
         }
         notes.remove_prefix(std::min(padded(header.n_descsz), notes.size()));
     }
     return {};
 }
 
-/// Called by the dynamic linker for each loaded library; not zero ends that.
-int searchVersion(dl_phdr_info *library, size_t, void *data)
+/// Called by the dynamic linker for each loaded library; not zero ends that. The linker holds a lock meanwhile, so
+/// nothing may throw.
+int searchVersion(dl_phdr_info *library, size_t, void *data) noexcept
 {
     auto *const search = static_cast<VersionSearch *>(data);
     if (library->dlpi_addr != search->base)
         return 0;
-    for (int i = 0; i < library->dlpi_phnum && search->version.isNull(); ++i) {
+    for (int i = 0; i < library->dlpi_phnum && search->version.empty(); ++i) {
         const ElfW(Phdr) &segment = library->dlpi_phdr[i];
         if (segment.p_type == PT_NOTE)
             search->version =
                 versionAmong({reinterpret_cast<const char *>(search->base + segment.p_vaddr), segment.p_memsz});
     }
     return 1;
+}
+
+struct DirectoryCloser
+{
+    void operator()(DIR *directory) const { ::closedir(directory); }
+};
+
+/// The names of the files in `directory` that are called as plug-ins are. Returns an errno, or 0. Not std::filesystem's
+/// iterator: it ends the program where there is no memory.
+int readPluginNames(const std::string &directory, std::vector<std::string> *names)
+{
+    const std::unique_ptr<DIR, DirectoryCloser> opened(::opendir(directory.c_str()));
+    if (!opened)
+        return errno;
+    for (;;) {
+        errno = 0;
+        const dirent *const entry = ::readdir(opened.get());
+        if (!entry)
+            return errno;
+        struct stat found = {};
+        const std::string name = entry->d_name;
+        if (isPluginFileName(name) && ::stat((directory + '/' + name).c_str(), &found) == 0 && S_ISREG(found.st_mode))
+            names->push_back(name);
+    }
 }
 
 QString versionOf(void *library)
@@ -230,7 +258,7 @@ QString versionOf(void *library)
         return {};
     VersionSearch search{map->l_addr, {}};
     dl_iterate_phdr(searchVersion, &search);
-    return search.version;
+    return search.version.empty() ? QString() : textOf(std::string(search.version));
 }
 
 } // namespace
@@ -267,17 +295,10 @@ bool PluginLoader::addFile(const QString &file)
 
 void PluginLoader::Private::search(const std::string &directory)
 {
-    std::error_code error;
     std::vector<std::string> names;
-    // The end of the listing and a failure look alike; `error` tells them apart.
-    for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error)) {
-        std::error_code unknownKind;
-        const std::string name = entry->path().filename().string();
-        if (isPluginFileName(name) && entry->is_regular_file(unknownKind))
-            names.push_back(name);
-    }
-    if (error && error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory)
-        warn(directory, textOf(error.message()));
+    const int error = readPluginNames(directory, &names);
+    if (error != 0 && error != ENOENT && error != ENOTDIR)
+        warn(directory, textOf(std::generic_category().message(error)));
 
     std::sort(names.begin(), names.end());
     for (const std::string &name : names) {
