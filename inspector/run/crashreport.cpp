@@ -11,6 +11,7 @@
 #include <charconv>
 #include <csignal>
 #include <cstring>
+#include <new>
 #include <string_view>
 
 namespace quenlofar {
@@ -161,7 +162,9 @@ CrashStack::CrashStack()
     stack_t existing = {};
     if (sigaltstack(nullptr, &existing) != 0 || (existing.ss_flags & SS_DISABLE) == 0)
         return;
-    m_memory.reset(new char[stackSize()]);
+    m_memory.reset(new (std::nothrow) char[stackSize()]);
+    if (!m_memory)
+        return; // a crash is then told by the system alone
     stack_t stack = {};
     stack.ss_sp = m_memory.get();
     stack.ss_size = stackSize();
