@@ -4,6 +4,7 @@
 #include "avirules.h"
 #include "bytesource.h"
 #include "filedevice.h"
+#include "payloadpass.h"
 
 #include <algorithm>
 #include <new>
@@ -93,7 +94,8 @@ bool AviAnalyzer::check(const CheckOptions &options, Findings &findings)
         bytes.open(borrowed(*m_source));
         bytes.setStopFlag(m_cancel);
         bytes.setProgress(m_progress);
-        const AviContext context{m_layout, bytes, options, m_cancel};
+        PayloadPass payload(m_layout, bytes, m_cancel);
+        const AviContext context{m_layout, bytes, options, m_cancel, &payload};
         const Level level = m_layout.isWalked ? options.level : Level::Quick;
         const RuleList rules = aviRules();
         for (const AviStage stage : {AviStage::Structure, AviStage::Headers, AviStage::Chunks, AviStage::Index,
@@ -110,6 +112,10 @@ bool AviAnalyzer::check(const CheckOptions &options, Findings &findings)
         }
         if (m_layout.isCutShort)
             findings.notChecked(cutShortText());
+        for (const QString &text : payloadNotChecked(m_layout, level))
+            findings.notChecked(text);
+        if (payload.isStarted() && !payload.isComplete())
+            findings.notChecked(QStringLiteral("payload not checked from offset %1 on").arg(payload.readUpTo()));
         return !context.isCancelled() && !bytes.hasReadError();
     } catch (const std::bad_alloc &) {
         return false;

@@ -162,10 +162,12 @@ template <typename Accepts> AviChain::Hit AviChain::search(quint64 begin, quint6
     return hit;
 }
 
-AviChain::Hit AviChain::find(quint64 begin, quint64 last, quint64 end, quint64 least)
+AviChain::Hit AviChain::find(quint64 begin, quint64 last, quint64 end, quint64 least, bool isInIndex)
 {
-    return search(begin, last, [this, end, least](quint64 at, Hit *hit) {
+    return search(begin, last, [this, end, least, isInIndex](quint64 at, Hit *hit) {
         hit->run = follow(at, end, least);
+        if (isInIndex && hit->run.headers < enough && !isRiffAt(at))
+            return false;
         return hit->run.isBelieved() && (hit->run.at > least || hit->run.headers >= most);
     });
 }

@@ -70,8 +70,9 @@ public:
     /// Whether a RIFF begins there.
     bool isRiffAt(quint64 at);
     /// The first place from `begin` on and before `last` at which a chain begins that is believed, within what ends at
-    /// `end`, and that passes `least`. Reads every byte up to there.
-    Hit find(quint64 begin, quint64 last, quint64 end, quint64 least = 0);
+    /// `end`, and that passes `least`. Reads every byte up to there. In an index, whose entries begin with ids, a chain
+    /// that is shorter than `enough` is not believed.
+    Hit find(quint64 begin, quint64 last, quint64 end, quint64 least = 0, bool isInIndex = false);
     /// The first RIFF list of an AVI file from `begin` on and before `last`.
     Hit findRiff(quint64 begin, quint64 last);
 

@@ -124,7 +124,11 @@ void AviIndexReader::readIndexHeader(AviIndex &index, quint64 end)
         index.entrySize = superEntrySize;
         index.baseOffset = 0;
     } else if (index.type == standardIndexType) {
-        const bool isField = index.subType == fieldSubType && index.longsPerEntry == fieldEntrySize / 4;
+        // Where sub-type and width contradict each other, the size of the chunk decides.
+        const bool isFieldType = index.subType == fieldSubType;
+        const bool isFieldWidth = index.longsPerEntry == fieldEntrySize / 4;
+        const bool hasFields = index.size == indexHeaderSize + quint64(index.entriesInUse) * fieldEntrySize;
+        const bool isField = isFieldType && isFieldWidth ? true : (isFieldType || isFieldWidth) && hasFields;
         index.kind = isField ? AviIndexKind::Field : AviIndexKind::Standard;
         index.entrySize = isField ? fieldEntrySize : standardEntrySize;
     } else {
@@ -195,16 +199,49 @@ quint64 AviIndexReader::packetAt(quint64 dataOffset)
     return index;
 }
 
-void AviIndexReader::addIrregular(const AviIrregularEntry &entry)
+void AviIndexReader::addIrregular(const AviIrregularEntry &entry, bool isLegacy)
 {
-    m_layout.irregularEntries.push_back(entry);
+    if (m_layout.irregularEntries.size() < AviLayout::mostIrregularEntries) {
+        m_layout.irregularEntries.push_back(entry);
+        return;
+    }
+    constexpr size_t bits = 8;
+    std::vector<AviIrregularRest> &rest = m_layout.irregularRest;
+    if (rest.empty())
+        rest.resize(2 * bits * PacketTable::streamLimit);
+    for (size_t bit = 0; bit < bits; ++bit) {
+        const quint16 what = quint16(1U << bit);
+        if ((entry.what & what) == 0)
+            continue;
+        AviIrregularRest &sum = rest[((isLegacy ? 1 : 0) * bits + bit) * PacketTable::streamLimit + entry.stream];
+        if (sum.count++ == 0) {
+            sum.first = entry;
+            sum.isLegacy = isLegacy;
+            sum.what = what;
+            sum.stream = entry.stream;
+        }
+    }
+}
+
+/// The stream whose chunks an index names. Of dwChunkId, the index chunk's id and the super entry, where one
+/// contradicts the two others, these are believed.
+int AviIndexReader::streamOf(const AviIndex &index) const
+{
+    const int named = dataStream(index.chunkId);
+    if (named < 0)
+        return index.stream;
+    const bool isLinked = index.superEntry != AviLayout::none;
+    const int linked = isLinked ? m_layout.superEntries[index.superEntry].stream : index.stream;
+    return linked == index.stream && linked >= 0 && isLinked ? linked : named;
 }
 
 void AviIndexReader::readStandardEntries(quint32 ordinal)
 {
     AviIndex &index = m_layout.indexes[ordinal];
-    const int chunkStream = dataStream(index.chunkId);
-    const int stream = chunkStream >= 0 ? chunkStream : index.stream;
+    const int stream = streamOf(index);
+    const bool isDeclared = stream >= 0 && size_t(stream) < m_layout.streams.size();
+    quint64 unused = 0;
+    quint64 &partIndexed = isDeclared ? m_layout.streams[size_t(stream)].partIndexed : unused;
     m_layout.references.beginRun(index.firstEntry, index.entrySize);
     std::vector<char> bytes(size_t(index.entrySize) * pieceEntries);
     for (quint32 number = 0; number < index.entryCount;) {
@@ -220,9 +257,6 @@ void AviIndexReader::readStandardEntries(quint32 ordinal)
             const quint64 target = index.baseOffset + view.read<quint32>(0);
             const quint32 size = view.read<quint32>(4) & ~notKeyFlag;
             const KeyState key = (view.read<quint32>(4) & notKeyFlag) == 0 ? KeyState::Yes : KeyState::No;
-            index.lowest = number == 0 ? target : std::min(index.lowest, target);
-            index.highest = std::max(index.highest, target);
-
             AviIrregularEntry entry;
             entry.index = ordinal;
             entry.entry = number;
@@ -233,7 +267,7 @@ void AviIndexReader::readStandardEntries(quint32 ordinal)
             if (hit == PacketTable::none) {
                 entry.what = NoSuchChunk;
                 m_layout.references.addRange({target, size}, false);
-                addIrregular(entry);
+                addIrregular(entry, false);
                 continue;
             }
             const Packet packet = m_layout.packets.at(hit);
@@ -241,7 +275,7 @@ void AviIndexReader::readStandardEntries(quint32 ordinal)
             entry.packet = quint32(hit);
             if (packet.stream != stream) {
                 entry.what = NoSuchChunk | StreamDiffers;
-                addIrregular(entry);
+                addIrregular(entry, false);
                 continue;
             }
             if (packet.size != size)
@@ -258,8 +292,14 @@ void AviIndexReader::readStandardEntries(quint32 ordinal)
                     entry.what |= SecondFieldOutside;
             }
             if (entry.what != 0)
-                addIrregular(entry);
+                addIrregular(entry, false);
+            if ((packet.knownBy & KnownFromPartIndex) == 0 && !packet.isPalette) {
+                ++partIndexed;
+                ++index.newHits;
+            }
             m_layout.packets.addKnowledge(hit, KnownFromPartIndex, key);
+            index.lowest = index.hits == 0 ? target : std::min(index.lowest, target);
+            index.highest = std::max(index.highest, target);
             ++index.hits;
             index.hitBytes += packet.size;
         }

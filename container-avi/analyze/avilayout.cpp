@@ -32,6 +32,7 @@ void AviLayout::clear()
     superEntries.clear();
     legacyFacts = {};
     irregularEntries.clear();
+    irregularRest.clear();
     references.clear();
 }
 
@@ -101,6 +102,16 @@ quint32 AviLayout::segmentAt(quint64 offset) const
     return quint32(std::prev(behind) - segments.begin());
 }
 
+quint32 AviLayout::moviAt(quint64 offset) const
+{
+    const auto behind =
+        std::upper_bound(moviLists.begin(), moviLists.end(), offset,
+                         [this](quint64 wanted, quint32 each) { return wanted < elements[each].offset; });
+    if (behind == moviLists.begin() || elements[*std::prev(behind)].end <= offset)
+        return none;
+    return *std::prev(behind);
+}
+
 std::pair<quint64, quint64> AviLayout::packetsIn(quint32 element) const
 {
     return {packets.lowerIndex(elements[element].offset), packets.lowerIndex(elements[element].end)};
@@ -119,7 +130,8 @@ size_t AviLayout::memory() const
         + (segments.capacity() + moviLists.capacity() + legacyIndexes.capacity()) * sizeof(quint32)
         + damages.capacity() * sizeof(AviDamage) + streams.capacity() * sizeof(AviStream)
         + chunkKinds.capacity() * sizeof(AviChunkKind) + indexes.capacity() * sizeof(AviIndex)
-        + superEntries.capacity() * sizeof(AviSuperEntry) + irregularEntries.capacity() * sizeof(AviIrregularEntry);
+        + superEntries.capacity() * sizeof(AviSuperEntry) + irregularEntries.capacity() * sizeof(AviIrregularEntry)
+        + irregularRest.capacity() * sizeof(AviIrregularRest);
 }
 
 } // namespace quenlofar

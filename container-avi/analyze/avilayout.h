@@ -38,20 +38,6 @@ struct AviElement
     ByteRange range() const { return {offset, end - offset}; }
 };
 
-/// How often something is so, and where first.
-struct AviTally
-{
-    quint64 count = 0;
-    std::array<ByteRange, 3> places = {}; ///< of the first ones
-
-    void add(const ByteRange &place)
-    {
-        if (count < places.size())
-            places[size_t(count)] = place;
-        ++count;
-    }
-};
-
 /// The data chunks of one stream whose ids end in the same two letters.
 struct AviChunkKind
 {
@@ -76,6 +62,8 @@ public:
     static constexpr quint64 mostPaddingMissing = 65536;
     /// The reading ends where there are more damages than this.
     static constexpr size_t mostDamages = size_t(1) << 20;
+    /// Index entries that are kept because something is wrong with them; the others are counted in `irregularRest`.
+    static constexpr size_t mostIrregularEntries = 65536;
     /// Streams that are kept: two digits name no more.
     static constexpr int mostStreams = PacketTable::streamLimit;
 
@@ -108,6 +96,8 @@ public:
     {
         return element.isList() && (element.size == 0 || element.size == 0xFFFFFFFF);
     }
+    /// The size of a RIFF or `movi` that ends at `end` has more than the 32 bits that it is written with.
+    static bool isWrapped(const AviElement &element, quint64 end) { return end - element.offset - 8 > 0xFFFFFFFF; }
     /// The first element whose id stands at `offset` or behind; elements.size() where there is none. Logarithmic time.
     quint32 lowerElement(quint64 offset) const;
     /// The element that holds the byte at `offset` and has no child that does; none outside of all. Logarithmic time
@@ -144,6 +134,13 @@ public:
     quint16 lettersOf(quint64 packet) const { return chunkKinds[packetKinds[size_t(packet)]].letters; }
     /// Header, data and padding of a packet.
     ByteRange chunkRange(quint64 packet) const;
+    /// The `movi` that holds the byte at `offset`; none outside of all. Logarithmic time.
+    quint32 moviAt(quint64 offset) const;
+    /// The bytes of the first RIFF, of all the file where its header is lost.
+    ByteRange firstSegment() const
+    {
+        return segments.empty() ? ByteRange{0, fileSize} : elements[segments.front()].range();
+    }
     /// The id and size of a packet, before its data.
     ByteRange chunkHeader(quint64 packet) const { return {packets.at(packet).offset - 8, 8}; }
 
@@ -155,7 +152,8 @@ public:
     std::vector<quint32> legacyIndexes; ///< ordinals in `indexes` of the `idx1`; entries of the first one are read
     std::vector<AviSuperEntry> superEntries; ///< of all super indexes, the entries of each in a row
     AviLegacyFacts legacyFacts; ///< of the first of `legacyIndexes`
-    std::vector<AviIrregularEntry> irregularEntries; ///< by index and entry; see there
+    std::vector<AviIrregularEntry> irregularEntries; ///< by index and entry, the first mostIrregularEntries; see there
+    std::vector<AviIrregularRest> irregularRest; ///< those that found no room there
     ReferenceTable references; ///< of all indexes
 
     /// The place in the file of the entry number `entry` of `index`.

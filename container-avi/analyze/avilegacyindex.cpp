@@ -23,6 +23,23 @@ bool isFiller(quint32 id, quint32 size)
     return size == 0 && idByte(id, 0) == '7' && (idByte(id, 1) == 'F' || idByte(id, 1) == 'f');
 }
 
+/// What an entry says of its stream, whether or not it hits a chunk.
+void countEntry(AviLegacyStream &sums, quint32 id, quint32 size, bool isKey, const ByteRange &place, bool isHit)
+{
+    ++sums.entries;
+    sums.hits += isHit ? 1U : 0U;
+    if (lettersOfId(id) == twoLetters("pc"))
+        return;
+    if (size != 0 && sums.frames++ == 0) {
+        sums.first = place;
+        sums.firstIsKey = isKey;
+    }
+    if (isKey)
+        ++sums.keys;
+    else
+        sums.notKeys.add(place);
+}
+
 } // namespace
 
 void AviIndexReader::readLegacy(quint32 ordinal)
@@ -36,6 +53,7 @@ void AviIndexReader::readLegacy(quint32 ordinal)
     m_file.read(rest, facts.restBytes);
     facts.restIsZero = std::all_of(rest, rest + entrySize, [](char byte) { return byte == 0; });
 
+    m_firstEnd = m_layout.firstSegment().end();
     chooseBase(index);
     if (!m_layout.isWalked || facts.base == AviIndexBase::Unknown)
         return;
@@ -66,8 +84,12 @@ void AviIndexReader::markRecLists()
     m_recLists.erase(std::unique(m_recLists.begin(), m_recLists.end()), m_recLists.end());
     for (const quint32 list : m_recLists) {
         const auto inside = m_layout.packetsIn(list);
-        for (quint64 packet = inside.first; packet < inside.second; ++packet)
-            m_layout.packets.addKnowledge(packet, KnownFromLegacyIndex, KeyState::Unknown);
+        for (quint64 index = inside.first; index < inside.second; ++index) {
+            const Packet packet = m_layout.packets.at(index);
+            const bool isNew = (packet.knownBy & KnownFromLegacyIndex) == 0 && packet.offset < m_firstEnd;
+            m_layout.legacyFacts.known += isNew ? 1U : 0U;
+            m_layout.packets.addKnowledge(index, KnownFromLegacyIndex, KeyState::Unknown);
+        }
     }
 }
 
@@ -91,8 +113,8 @@ std::vector<AviIndexReader::LegacyEntry> AviIndexReader::sample(const AviIndex &
     return entries;
 }
 
-/// Whether a chunk of this id and size stands there.
-bool AviIndexReader::isHit(const LegacyEntry &entry, qint64 base)
+/// Whether a chunk of this id and, where that counts, size stands there.
+bool AviIndexReader::isHit(const LegacyEntry &entry, qint64 base, bool withSize)
 {
     const qint64 at = base + qint64(entry.offset);
     if (at < 0 || quint64(at) + 8 > m_layout.fileSize)
@@ -103,7 +125,7 @@ bool AviIndexReader::isHit(const LegacyEntry &entry, qint64 base)
         if (hit == PacketTable::none)
             return false;
         const Packet packet = m_layout.packets.at(hit);
-        return packet.stream == stream && packet.size == entry.size
+        return packet.stream == stream && (packet.size == entry.size || !withSize)
             && areAlike(m_layout.lettersOf(hit), lettersOfId(entry.id));
     }
     AviHeader header;
@@ -116,13 +138,41 @@ bool AviIndexReader::isHit(const LegacyEntry &entry, qint64 base)
     const bool isSameId = stream >= 0
         ? dataStream(header.id) == stream && areAlike(lettersOfId(header.id), lettersOfId(entry.id))
         : header.id == entry.id;
-    return isSameId && header.size == entry.size;
+    return isSameId && (header.size == entry.size || !withSize);
 }
 
-quint64 AviIndexReader::countHits(const std::vector<LegacyEntry> &entries, qint64 base)
+/// The candidate under which most entries hit; of several the earliest. Null where none hits. Sets the number of hits.
+const AviIndexReader::BaseCandidate *AviIndexReader::bestBase(const std::vector<LegacyEntry> &entries,
+                                                              const std::vector<BaseCandidate> &candidates,
+                                                              bool withSize)
 {
-    return quint64(std::count_if(entries.begin(), entries.end(),
-                                 [this, base](const LegacyEntry &entry) { return isHit(entry, base); }));
+    const BaseCandidate *best = nullptr;
+    quint64 most = 0;
+    for (const BaseCandidate &candidate : candidates) {
+        const qint64 base = candidate.offset;
+        const quint64 hits =
+            quint64(std::count_if(entries.begin(), entries.end(), [this, base, withSize](const LegacyEntry &entry) {
+                return isHit(entry, base, withSize);
+            }));
+        if (hits > most) {
+            most = hits;
+            best = &candidate;
+        }
+        if (hits == entries.size())
+            break;
+    }
+    m_layout.legacyFacts.sampledHits = most;
+    return best;
+}
+
+/// Where the first chunk of a `movi` stands, also in a list of records; 0 where there is none. Without a walk.
+quint64 AviIndexReader::firstDataIn(quint32 movi)
+{
+    quint64 at = m_layout.elements[movi].content().offset;
+    AviHeader header;
+    if (readHeader(m_file, at, &header) && header.id == fourCC("LIST") && header.form == fourCC("rec "))
+        at += 12;
+    return readHeader(m_file, at, &header) && dataStream(header.id) >= 0 ? at : 0;
 }
 
 /// Bases under which some entry hits the chunk that it should be, by its number: the first ones, and the last.
@@ -156,13 +206,8 @@ void AviIndexReader::chooseBase(const AviIndex &index)
         return;
 
     // The usual ones first, the required one before all: at a tie the earlier one stays.
-    struct Candidate
-    {
-        AviIndexBase base;
-        qint64 offset;
-        quint32 movi;
-    };
-    std::vector<Candidate> candidates;
+    std::vector<BaseCandidate> candidates;
+    std::vector<qint64> others;
     const quint32 segment =
         index.element == AviLayout::none ? AviLayout::none : m_layout.elements[index.element].parent;
     constexpr size_t mostLists = 16; // a file with more is none that one of them would explain
@@ -172,42 +217,38 @@ void AviIndexReader::chooseBase(const AviIndex &index)
             candidates.push_back({AviIndexBase::Movi, header + 8, movi});
             candidates.push_back({AviIndexBase::FirstChunk, header + 12, movi});
             candidates.push_back({AviIndexBase::MoviHeader, header, movi});
+            const quint64 first = m_layout.isWalked ? 0 : firstDataIn(movi);
+            if (first != 0)
+                others.push_back(qint64(first) - qint64(entries.front().offset));
         }
     }
     std::stable_sort(candidates.begin(), candidates.end(),
-                     [](const Candidate &a, const Candidate &b) { return a.base < b.base; });
+                     [](const BaseCandidate &a, const BaseCandidate &b) { return a.base < b.base; });
     candidates.push_back({AviIndexBase::File, 0, AviLayout::none});
-    std::vector<qint64> others;
     addCandidates(entries, &others);
     for (const qint64 other : others)
         candidates.push_back({AviIndexBase::Other, other, AviLayout::none});
 
-    const Candidate *best = nullptr;
-    for (const Candidate &candidate : candidates) {
-        const quint64 hits = countHits(entries, candidate.offset);
-        if (hits > facts.sampledHits) {
-            facts.sampledHits = hits;
-            best = &candidate;
-        }
-        if (hits == entries.size())
-            break;
-    }
     // In a damaged file entries miss whatever the base is; elsewhere nine in ten have to hit, or all but one.
-    const bool isEnough = facts.sampledHits * 10 >= entries.size() * (m_layout.damages.empty() ? 9 : 1)
+    const BaseCandidate *best = bestBase(entries, candidates, true);
+    bool isEnough = facts.sampledHits * 10 >= entries.size() * (m_layout.damages.empty() ? 9 : 1)
         || facts.sampledHits + 1 >= entries.size();
+    if (!best || !isEnough) {
+        // A writer that counts headers or padding states wrong sizes throughout; the offsets still tell the base.
+        best = bestBase(entries, candidates, false);
+        isEnough = facts.sampledHits * 10 >= entries.size() * 9;
+        facts.sizesAgree = false;
+    }
     facts.base = best && isEnough ? best->base : AviIndexBase::Unknown;
     if (facts.base == AviIndexBase::Unknown)
         return;
     facts.baseOffset = best->offset;
     facts.movi = best->movi;
     if (facts.movi == AviLayout::none) {
-        const auto hit = std::find_if(entries.begin(), entries.end(),
-                                      [this, best](const LegacyEntry &entry) { return isHit(entry, best->offset); });
-        const quint64 at = quint64(best->offset + qint64(hit->offset));
-        for (const quint32 movi : m_layout.moviLists) {
-            if (m_layout.elements[movi].offset < at && at < m_layout.elements[movi].end)
-                facts.movi = movi;
-        }
+        const auto hit = std::find_if(entries.begin(), entries.end(), [this, best, &facts](const LegacyEntry &entry) {
+            return isHit(entry, best->offset, facts.sizesAgree);
+        });
+        facts.movi = m_layout.moviAt(quint64(best->offset + qint64(hit->offset)));
     }
     m_next = 0;
 }
@@ -225,6 +266,7 @@ AviIndexReader::Target AviIndexReader::legacyTarget(const LegacyEntry &entry, qu
         }
         const Packet packet = m_layout.packets.at(hit);
         target.packet = quint32(hit);
+        target.chunk = packet;
         if (packet.stream != stream || !areAlike(m_layout.lettersOf(hit), lettersOfId(entry.id))) {
             target.what = NoSuchChunk | (packet.stream != stream ? StreamDiffers : 0);
             return target;
@@ -268,43 +310,32 @@ void AviIndexReader::readLegacyEntry(quint32 ordinal, quint32 number, const Lega
     const ByteRange place = AviLayout::entryPlace(m_layout.indexes[ordinal], number);
     const qint64 absolute = facts.baseOffset + qint64(entry.offset);
     const quint64 at = quint64(std::max<qint64>(absolute, 0));
-    Target target = absolute < 0 ? Target{AviLayout::none, AviLayout::none, NoSuchChunk} : legacyTarget(entry, at);
-    const int stream = dataStream(entry.id);
+    Target target;
+    if (absolute < 0)
+        target.what = NoSuchChunk;
+    else
+        target = legacyTarget(entry, at);
+    const bool isIndex = lettersOfId(entry.id) == twoLetters("ix");
+    const int stream = isIndex ? -1 : dataStream(entry.id);
     const bool isKey = (entry.flags & keyFrameFlag) != 0;
-
-    if (stream >= 0) {
-        AviLegacyStream &sums = facts.streams[size_t(stream)];
-        if (sums.entries == 0) {
-            sums.first = place;
-            sums.firstIsKey = isKey;
-        }
-        ++sums.entries;
-        sums.hits += (target.what & NoSuchChunk) == 0 ? 1U : 0U;
-        if (isKey) {
-            ++sums.keys;
-            if (entry.size == 0 && sums.emptyKeys++ == 0)
-                sums.firstEmptyKey = place;
-        } else if (sums.notKeys++ == 0) {
-            sums.firstNotKey = place;
-        }
-    }
-    if (at < m_previousTarget && facts.outOfOrder++ == 0)
-        facts.firstOutOfOrder = place;
-    m_previousTarget = at;
 
     if (target.packet != AviLayout::none) {
         m_layout.references.addPacket(target.packet);
-        const Packet packet = m_layout.packets.at(target.packet);
         if ((target.what & NoSuchChunk) == 0) {
-            if ((packet.knownBy & KnownFromLegacyIndex) != 0)
+            const Packet &packet = target.chunk;
+            const bool isKnown = (packet.knownBy & KnownFromLegacyIndex) != 0;
+            if (isKnown)
                 target.what |= Duplicate;
             const bool differs = (packet.knownBy & KnownFromPartIndex) != 0 && (packet.key == KeyState::Yes) != isKey;
-            if (differs && (packet.knownBy & KnownFromLegacyIndex) == 0)
+            if (differs && !isKnown)
                 target.what |= KeyDiffers;
             m_layout.packets.addKnowledge(target.packet, KnownFromLegacyIndex, isKey ? KeyState::Yes : KeyState::No);
-            const quint32 first = m_layout.segments.empty() ? AviLayout::none : m_layout.segments.front();
-            if (first != AviLayout::none && packet.offset >= m_layout.elements[first].end)
+            if (packet.offset >= m_firstEnd)
                 target.what |= BehindFirstSegment;
+            else if (!isKnown)
+                ++facts.known;
+            if (packet.isEmpty() && isKey && !packet.isPalette)
+                facts.streams[size_t(stream)].emptyKeys.add(place);
         }
     } else if (target.element != AviLayout::none) {
         m_layout.references.addRange(m_layout.elements[target.element].range(), true);
@@ -315,8 +346,19 @@ void AviIndexReader::readLegacyEntry(quint32 ordinal, quint32 number, const Lega
     } else {
         m_layout.references.addRange({at, quint64(entry.size) + 8}, false);
     }
+
+    if (stream >= 0)
+        countEntry(facts.streams[size_t(stream)], entry.id, entry.size, isKey, place, (target.what & NoSuchChunk) == 0);
+    if ((target.what & (NoSuchChunk | Duplicate)) == 0) {
+        if (at < m_previousTarget) {
+            if (facts.outOfOrder < facts.outOfOrderPlaces.size())
+                facts.outOfOrderPlaces[size_t(facts.outOfOrder)] = place;
+            ++facts.outOfOrder;
+        }
+        m_previousTarget = at;
+    }
     if (target.what != 0)
-        addIrregular({ordinal, number, at, entry.size, target.what, quint8(std::max(stream, 0)), target.packet});
+        addIrregular({ordinal, number, at, entry.size, target.what, quint8(std::max(stream, 0)), target.packet}, true);
 }
 
 } // namespace quenlofar

@@ -23,6 +23,22 @@ constexpr quint16 twoLetters(const char (&text)[3])
     return quint16(quint8(text[0]) | quint16(quint8(text[1])) << 8);
 }
 
+/// How often something is so, and where first.
+struct AviTally
+{
+    quint64 count = 0;
+    std::array<ByteRange, 3> places = {}; ///< of the first ones
+
+    void add(const ByteRange &place)
+    {
+        if (count < places.size())
+            places[size_t(count)] = place;
+        ++count;
+    }
+    /// The latest one is none; there has to be one.
+    void takeBack() { --count; }
+};
+
 /// The bytes of a header chunk.
 struct AviRecord
 {
@@ -55,6 +71,7 @@ struct AviStream
     AviRecord format; ///< strf
     AviRecord properties; ///< vprp
     quint32 superIndex = 0xFFFFFFFF; ///< of its `indx`: ordinal in AviLayout::indexes; that may be a standard index
+    quint64 partIndexed = 0; ///< its packets that standard indexes hit, each once, palettes not counted
     StreamKind kind = StreamKind::Other;
 
     // AVISTREAMHEADER
@@ -119,9 +136,10 @@ struct AviIndex
 
     // Of standard and field indexes, from the entries that hit a packet
     quint32 hits = 0;
+    quint32 newHits = 0; ///< of these, packets that no standard index before has, palettes not counted
     quint64 hitBytes = 0; ///< data of these packets
-    quint64 lowest = 0; ///< the least of all entries' targets, absolute; 0 without entries
-    quint64 highest = 0; ///< the greatest
+    quint64 lowest = 0; ///< where the data of the first of them in the file begins; 0 without hits
+    quint64 highest = 0; ///< where that of the last one begins
 };
 
 /// An entry of a super index.
@@ -159,17 +177,26 @@ struct AviIrregularEntry
     quint32 packet = 0xFFFFFFFF; ///< index of the packet that it hits; none where it hits none
 };
 
-/// What an entry of idx1 says of the chunks of one stream.
+/// Irregular entries of one stream that found no room in AviLayout::irregularEntries.
+struct AviIrregularRest
+{
+    quint64 count = 0;
+    AviIrregularEntry first; ///< with all of its bits
+    bool isLegacy = false; ///< of idx1; otherwise of standard indexes
+    quint16 what = 0; ///< the bit of AviIrregularity that is counted
+    quint8 stream = 0; ///< see AviIrregularEntry::stream
+};
+
+/// What the entries of idx1 say of the chunks of one stream.
 struct AviLegacyStream
 {
     quint64 entries = 0; ///< with the stream's number, filler entries (7F.., size 0) not counted
     quint64 hits = 0; ///< of these, those that hit a chunk
-    quint64 keys = 0; ///< with AVIIF_KEYFRAME
-    quint64 emptyKeys = 0; ///< of size 0 with AVIIF_KEYFRAME
-    quint64 notKeys = 0; ///< without it
-    ByteRange firstEmptyKey; ///< the entry
-    ByteRange firstNotKey; ///< the entry
-    ByteRange first; ///< the first entry of the stream, whatever its size
+    quint64 frames = 0; ///< entries that are neither of palettes nor of size 0
+    quint64 keys = 0; ///< with AVIIF_KEYFRAME, palettes not counted
+    AviTally emptyKeys; ///< entries with AVIIF_KEYFRAME that hit an empty chunk
+    AviTally notKeys; ///< entries without AVIIF_KEYFRAME, those of palettes not counted
+    ByteRange first; ///< the first of `frames`
     bool firstIsKey = false; ///< it has AVIIF_KEYFRAME
 };
 
@@ -195,8 +222,10 @@ struct AviLegacyFacts
     quint64 sampled = 0; ///< entries that the base was told from
     quint64 sampledHits = 0; ///< of these, those that hit with the base
     quint64 fillers = 0; ///< entries 7F.. of size 0
-    quint64 outOfOrder = 0; ///< entries that point before the one before them
-    ByteRange firstOutOfOrder; ///< the first of these
+    quint64 outOfOrder = 0; ///< entries whose chunk stands before that of the entry before them, duplicates not counted
+    std::array<ByteRange, 3> outOfOrderPlaces; ///< the first of these
+    quint64 known = 0; ///< packets of the first RIFF that entries hit, alone or in a `rec ` list, each once
+    bool sizesAgree = true; ///< false where the base could be told from ids alone, because sizes are wrong throughout
     quint64 recLists = 0; ///< entries that hit a `rec ` list
     std::array<AviLegacyStream, PacketTable::streamLimit> streams; ///< by the number in the ids
 };

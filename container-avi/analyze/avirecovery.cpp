@@ -5,6 +5,15 @@
 
 namespace quenlofar {
 
+namespace {
+
+bool isIndex(quint32 id)
+{
+    return id == fourCC("idx1") || id == fourCC("indx") || indexStream(id) >= 0;
+}
+
+} // namespace
+
 void AviWalker::addDamage(AviDamageKind kind, quint64 offset, quint64 size, quint64 statedEnd, quint32 element,
                           quint32 packet)
 {
@@ -48,6 +57,8 @@ bool AviWalker::tryPadMissing()
     m_chain.takeBack(spent);
     const quint32 packet = m_previous.isPacket ? quint32(m_layout.packets.size() - 1) : AviLayout::none;
     --m_at;
+    if (m_lastPadding == m_at)
+        --m_layout.paddingNotZero.count; // it is the next chunk's first byte
     ++m_layout.paddingMissing;
     if (m_layout.paddingMissing <= AviLayout::mostPaddingMissing)
         addDamage(AviDamageKind::PadMissing, m_at, 0, m_at, m_depth == 0 ? AviLayout::none : top().element, packet);
@@ -61,7 +72,8 @@ bool AviWalker::trySwallowed(quint64 statedEnd)
     if (!m_chunk.exists || m_chunk.end <= m_chunk.offset + 8 || m_chunk.end + 1 < m_at)
         return false;
     const quint64 begin = m_chunk.offset + 8;
-    const AviChain::Hit hit = m_chain.find(begin, std::min(statedEnd, m_chunk.end), end(), statedEnd);
+    const bool isInIndex = !m_chunk.isPacket && isIndex(m_layout.elements[m_chunk.element].id);
+    const AviChain::Hit hit = m_chain.find(begin, std::min(statedEnd, m_chunk.end), end(), statedEnd, isInIndex);
     if (!hit.isFound)
         return false;
     quint32 packet = AviLayout::none;
@@ -89,7 +101,13 @@ bool AviWalker::trySwallowed(quint64 statedEnd)
 /// Goes on at the next chain of chunks, or at the end of the list.
 void AviWalker::skipForeign()
 {
-    const AviChain::Hit hit = m_chain.find(m_at, end(), end());
+    AviChain::Hit hit = m_chain.find(m_at, end(), end());
+    if (!hit.isFound && end() < m_layout.fileSize) {
+        // Bytes that were put in push the last chunks out of their list.
+        hit = m_chain.find(m_at, end(), m_layout.fileSize);
+        if (hit.isFound)
+            extendLists(hit.run.at);
+    }
     if (m_chain.isStopped())
         return stop();
     addForeign(hit, hit.isFound ? hit.at : end());
@@ -124,7 +142,7 @@ bool AviWalker::takeBeyondEnd(const AviHeader &header)
     if (listEnd < fileSize && stated <= fileSize) {
         const quint64 next = stated + header.size % 2;
         const bool goesOn = stated == fileSize || m_chain.follow(next, fileSize).isBelieved();
-        const bool endsHere = m_chain.isHeaderAt(listEnd, fileSize) || m_chain.isRiffAt(listEnd);
+        const bool endsHere = m_chain.follow(listEnd, fileSize).isBelieved() || m_chain.isRiffAt(listEnd);
         if (goesOn && !endsHere) {
             extendLists(stated);
             return true; // and it is looked at again
@@ -144,7 +162,7 @@ bool AviWalker::takeBeyondEnd(const AviHeader &header)
         element = addElement(header, listEnd);
         m_previous = m_chunk = {m_at, listEnd, element, true, false};
     }
-    const AviChain::Hit hit = m_chain.find(offset + 8, listEnd, listEnd);
+    const AviChain::Hit hit = m_chain.find(offset + 8, listEnd, listEnd, 0, isIndex(header.id));
     if (m_chain.isStopped()) {
         stop();
         return true;

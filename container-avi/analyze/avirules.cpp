@@ -11,7 +11,8 @@ struct AllRules
     AllRules()
     {
         for (const AviRules &group :
-             {structureRules(), mainHeaderRules(), streamRules(), legacyIndexRules(), openDmlRules(), payloadRules()}) {
+             {structureRules(), structureListRules(), structureExtentRules(), mainHeaderRules(), streamRules(),
+              formatRules(), legacyIndexRules(), openDmlRules(), chunkRules(), payloadRules()}) {
             for (const AviRule &rule : group) {
                 rows.push_back(&rule);
                 rules.push_back(&rule.rule);

@@ -10,6 +10,7 @@
 namespace quenlofar {
 
 class FileDevice;
+class PayloadPass;
 
 /// What a rule sees: the layout, the bytes, and what it is asked for. Nothing else.
 struct AviContext
@@ -18,6 +19,7 @@ struct AviContext
     FileDevice &bytes; ///< the file; only deep rules read payload from it, others what an index entry says
     const CheckOptions &options; ///< level and thresholds
     const std::atomic<bool> *cancel = nullptr; ///< may be null
+    PayloadPass *payload = nullptr; ///< reads all payload once, for the rules of rules_payload.cpp
 
     /// A rule that goes over packets or payload looks at this every few thousand, and returns when it is true.
     bool isCancelled() const { return cancel && cancel->load(std::memory_order_relaxed); }
@@ -60,10 +62,14 @@ private:
 
 // One group per file: rules_structure.cpp and so on, a table each.
 AviRules structureRules();
+AviRules structureListRules();
+AviRules structureExtentRules();
 AviRules mainHeaderRules();
 AviRules streamRules();
+AviRules formatRules();
 AviRules legacyIndexRules(); // rules_index.cpp
 AviRules openDmlRules();
+AviRules chunkRules();
 AviRules payloadRules();
 
 /// The table of causes, in causes.cpp.

@@ -11,9 +11,14 @@ namespace {
 /// Where the first structures of a damaged file are looked for.
 constexpr quint64 beginSearch = 65536;
 constexpr size_t mostKinds = 255;
+/// Chunks that stand in a `strl` list and nowhere else.
+constexpr quint32 streamIds[] = {fourCC("strh"), fourCC("strf"), fourCC("strd"),
+                                 fourCC("strn"), fourCC("indx"), fourCC("vprp")};
 /// Chunks from one look at the cancel flag to the next.
 constexpr quint32 cancelInterval = 4096;
 constexpr size_t mostElements = 0xFFFFFFF0;
+/// Sizes have 32 bits: what is larger was written modulo this.
+constexpr quint64 sizeModulus = quint64(1) << 32;
 
 } // namespace
 
@@ -34,16 +39,32 @@ void AviWalker::walk()
             step();
     }
     if (!m_layout.isCutShort && m_at > m_layout.fileSize)
-        m_at = m_layout.fileSize;
+        endBehindFile();
     while (m_depth > 0)
         close();
     for (AviDamage &damage : m_layout.damages) {
+        // Where lists end was not known before.
+        const bool isList = damage.element != AviLayout::none && m_layout.elements[damage.element].isList();
         if (damage.kind == AviDamageKind::ListTooShort || damage.kind == AviDamageKind::ListTooLong
-            || damage.kind == AviDamageKind::ListBeyondFile)
+            || damage.kind == AviDamageKind::ListBeyondFile
+            || (damage.kind == AviDamageKind::ChunkBeyondParent && isList))
             damage.size = m_layout.elements[damage.element].end - damage.offset;
     }
     std::stable_sort(m_layout.damages.begin(), m_layout.damages.end(),
                      [](const AviDamage &a, const AviDamage &b) { return a.offset < b.offset; });
+}
+
+/// The file ends where the padding of its last chunk should be.
+void AviWalker::endBehindFile()
+{
+    m_at = m_layout.fileSize;
+    const bool isList = !m_previous.isPacket && m_previous.exists && m_layout.elements[m_previous.element].isList();
+    if (!m_previous.exists || isList || m_previous.end != m_at || (m_previous.end - m_previous.offset) % 2 == 0)
+        return;
+    ++m_layout.paddingMissing;
+    if (m_layout.paddingMissing <= AviLayout::mostPaddingMissing)
+        addDamage(AviDamageKind::PadMissing, m_at, 0, m_at, m_depth == 0 ? AviLayout::none : top().element,
+                  m_previous.isPacket ? quint32(m_layout.packets.size() - 1) : AviLayout::none);
 }
 
 /// Where the file does not begin as it should, its first list is looked for, and bytes before it are told.
@@ -86,8 +107,8 @@ void AviWalker::walkData()
         m_file.seek(qint64(m_at - before));
         if (m_file.read(bytes, 8 + qint64(before)) < 8 + qint64(before))
             return;
-        if (hasPadding && bytes[0] != 0)
-            m_layout.paddingNotZero.add({m_at - 1, 1});
+        if (hasPadding)
+            addPadding(m_at - 1, bytes[0]);
         const RecordView view(bytes + before, 8);
         const quint32 id = view.read<quint32>(0);
         const quint32 size = view.read<quint32>(4);
@@ -99,12 +120,25 @@ void AviWalker::walkData()
         hasPadding = size % 2 != 0;
         m_at += 8 + quint64(size) + size % 2;
     }
-    if (hasPadding && m_at <= listEnd) {
-        char padding = 0;
-        m_file.seek(qint64(m_at - 1));
-        if (m_file.read(&padding, 1) == 1 && padding != 0)
-            m_layout.paddingNotZero.add({m_at - 1, 1});
-    }
+    if (hasPadding && m_at <= listEnd)
+        readPadding(m_at - 1);
+}
+
+/// `value` stands where padding is expected.
+void AviWalker::addPadding(quint64 at, char value)
+{
+    if (value == 0)
+        return;
+    m_layout.paddingNotZero.add({at, 1});
+    m_lastPadding = at;
+}
+
+void AviWalker::readPadding(quint64 at)
+{
+    char padding = 0;
+    m_file.seek(qint64(at));
+    if (m_file.read(&padding, 1) == 1)
+        addPadding(at, padding);
 }
 
 /// Appends a packet at m_at of which the file has `held` bytes; false where the table has no room.
@@ -169,20 +203,15 @@ void AviWalker::step()
         return;
     }
     const AviIdKind kind = idKind(header.id);
-    if (leavesList(header)) {
-        if (!top().isCorrected)
-            addDamage(AviDamageKind::ListTooLong, m_layout.elements[top().element].offset, 0, end(), top().element);
-        top().isCorrected = true;
-        top().end = m_at;
-        return;
-    }
+    if (leavesList(header))
+        return leaveList();
     if (goesOnBehind(header))
         return;
     if (kind == AviIdKind::List && (header.id == fourCC("LIST") || isAtTop) && end() - m_at >= 12)
         return enterList(header);
     const quint64 room = end() - m_at - 8;
     const bool isData = place() == Place::Movi || place() == Place::Rec;
-    if (kind == AviIdKind::None)
+    if (kind == AviIdKind::None && !leadsOn(header))
         return recover();
     if (header.size > room) {
         if (kind == AviIdKind::Printable || !takeBeyondEnd(header))
@@ -203,9 +232,25 @@ void AviWalker::step()
     addChunk(header);
 }
 
+/// Whether a header whose id is not even printable is one all the same: its size leads exactly to the next.
+bool AviWalker::leadsOn(const AviHeader &header)
+{
+    if (header.id == 0 || header.size > end() - m_at - 8)
+        return false;
+    const quint64 next = m_at + 8 + header.size + header.size % 2;
+    if (next == end())
+        return true;
+    // In lists of texts any id may follow.
+    return place() == Place::Info ? m_chain.isPrintableAt(next, end()) : m_chain.isHeaderAt(next, end());
+}
+
 /// Fewer bytes than a header has, before the end of a list.
 void AviWalker::endWithin()
 {
+    AviHeader header;
+    if (!top().isCorrected && readHeader(m_file, m_at, &header) && leavesList(header)
+        && m_chain.follow(m_at, m_layout.fileSize).isBelieved())
+        return leaveList();
     if (m_chain.follow(m_at, m_layout.fileSize).isBelieved() && !top().isCorrected) {
         extendLists(m_at + 8); // a header stands across the end
         return;
@@ -215,6 +260,15 @@ void AviWalker::endWithin()
     m_at = end();
 }
 
+/// The innermost list ends here, before the end that its size states.
+void AviWalker::leaveList()
+{
+    if (!top().isCorrected)
+        addDamage(AviDamageKind::ListTooLong, m_layout.elements[top().element].offset, 0, end(), top().element);
+    top().isCorrected = true;
+    top().end = m_at;
+}
+
 /// A chunk that fits and holds no data of a stream.
 void AviWalker::addChunk(const AviHeader &header)
 {
@@ -222,6 +276,8 @@ void AviWalker::addChunk(const AviHeader &header)
     const quint32 element = addElement(header, chunkEnd);
     m_previous = m_chunk = {m_at, chunkEnd, element, true, false};
     m_at = chunkEnd + header.size % 2;
+    if (header.size % 2 != 0 && m_at <= end())
+        readPadding(chunkEnd);
 }
 
 quint32 AviWalker::addElement(const AviHeader &header, quint64 end)
@@ -233,7 +289,8 @@ quint32 AviWalker::addElement(const AviHeader &header, quint64 end)
     element.size = header.size;
     element.form = element.isList() ? header.form : 0;
     element.parent = m_depth == 0 ? AviLayout::none : top().element;
-    if (!isPrintable(element.id) || (element.isList() && !isPrintable(element.form)))
+    // The form types of RIFF lists are looked at by rules of their own.
+    if (!isPrintable(element.id) || (element.id == fourCC("LIST") && !isPrintable(element.form)))
         m_layout.idsNotAscii.add({m_at, element.header().size});
     m_layout.elements.append(element);
     return quint32(m_layout.elements.size() - 1);
@@ -294,6 +351,11 @@ quint64 AviWalker::listEnd(const AviHeader &header, quint32 element, Place inner
     const bool mayBeOpen = inner == Place::Riff || inner == Place::Movi;
     if (mayBeOpen && AviLayout::hasOpenSize(m_layout.elements[element]))
         return parentEnd;
+    if (mayBeOpen && m_layout.fileSize > sizeModulus) {
+        const quint64 wrapped = wrappedEnd(stated, header.size % 2, inner);
+        if (wrapped != 0)
+            return wrapped;
+    }
     if (stated <= parentEnd)
         return stated;
     if (parentEnd == m_layout.fileSize) {
@@ -310,6 +372,26 @@ quint64 AviWalker::listEnd(const AviHeader &header, quint32 element, Place inner
     }
     addDamage(AviDamageKind::ChunkBeyondParent, m_at, parentEnd - m_at, stated, element);
     return parentEnd;
+}
+
+/// Where a RIFF or its `movi` ends whose size had more than 32 bits and was written without these; 0 for any other.
+quint64 AviWalker::wrappedEnd(quint64 stated, quint64 padding, Place inner)
+{
+    const quint64 fileSize = m_layout.fileSize;
+    if (inner == Place::Riff) {
+        const quint64 behind = fileSize - std::min(stated, fileSize);
+        const bool isWrapped = behind >= sizeModulus && behind % sizeModulus <= padding;
+        return isWrapped && !m_chain.isRiffAt(stated + padding) ? fileSize : 0;
+    }
+    if (m_depth == 0 || top().element == AviLayout::none
+        || !m_layout.isWrapped(m_layout.elements[top().element], end()))
+        return 0;
+    // The end under which another chunk follows.
+    for (quint64 each = stated; each < end(); each += sizeModulus) {
+        if (m_chain.isHeaderAt(each + padding, end()))
+            return each;
+    }
+    return end();
 }
 
 void AviWalker::closeLists()
@@ -351,6 +433,22 @@ bool AviWalker::leavesList(const AviHeader &header) const
     return false;
 }
 
+/// Whether data follows this index chunk, at once or behind more index chunks. Otherwise a writer put them behind
+/// `movi` on purpose.
+bool AviWalker::leadsToData(AviHeader header)
+{
+    quint64 at = m_at;
+    for (int count = 0; count < AviLayout::mostStreams; ++count) {
+        at += 8 + quint64(header.size) + header.size % 2;
+        if (!readHeader(m_file, at, &header))
+            return false;
+        const AviIdKind kind = idKind(header.id);
+        if (kind != AviIdKind::Index)
+            return kind == AviIdKind::Data || (header.id == fourCC("LIST") && header.form == fourCC("rec "));
+    }
+    return false;
+}
+
 /// Whether this header belongs to the list that just ended, whose size was too small. The list is then open again.
 bool AviWalker::goesOnBehind(const AviHeader &header)
 {
@@ -366,9 +464,18 @@ bool AviWalker::goesOnBehind(const AviHeader &header)
         const bool isData = m_layout.isWalked && (kind == AviIdKind::Data || kind == AviIdKind::Index);
         if (isList || header.id == fourCC("idx1") || isData)
             inner = Place::Riff;
+    } else if (place() == Place::Riff && element.form == fourCC("hdrl")) {
+        const bool isList =
+            header.id == fourCC("LIST") && (header.form == fourCC("strl") || header.form == fourCC("odml"));
+        if (isList || header.id == fourCC("avih"))
+            inner = Place::Hdrl;
+    } else if (place() == Place::Hdrl && element.form == fourCC("strl")) {
+        const auto *const last = std::end(streamIds);
+        if (std::find(std::begin(streamIds), last, header.id) != last)
+            inner = Place::Strl;
     } else if (place() == Place::Riff && element.form == fourCC("movi") && m_layout.isWalked) {
         const bool isRec = header.id == fourCC("LIST") && header.form == fourCC("rec ");
-        if (isRec || kind == AviIdKind::Data || kind == AviIdKind::Index)
+        if (isRec || kind == AviIdKind::Data || (kind == AviIdKind::Index && leadsToData(header)))
             inner = Place::Movi;
     }
     if (inner == Place::Top)

@@ -43,16 +43,23 @@ private:
     void begin();
     void walkData();
     void step();
+    bool leadsOn(const AviHeader &header);
     void endWithin();
+    void endBehindFile();
     void enterList(const AviHeader &header);
     void addChunk(const AviHeader &header);
     bool addPacket(quint32 id, quint32 size, quint32 held);
+    void addPadding(quint64 at, char value);
+    void readPadding(quint64 at);
     quint32 addElement(const AviHeader &header, quint64 end);
     void closeLists();
     void close();
     void stop();
     quint64 listEnd(const AviHeader &header, quint32 element, Place inner);
+    quint64 wrappedEnd(quint64 stated, quint64 padding, Place inner);
+    void leaveList();
     bool leavesList(const AviHeader &header) const;
+    bool leadsToData(AviHeader header);
     bool goesOnBehind(const AviHeader &header);
     static Place placeOf(const AviHeader &header);
     OpenList &top() { return m_open[size_t(m_depth) - 1]; }
@@ -82,6 +89,7 @@ private:
     std::array<OpenList, mostDepth> m_open;
     int m_depth = 0;
     bool m_isLimited = false;
+    quint64 m_lastPadding = 0; // of the bytes of padding that are not 0, the latest
 
     /// What ends where the next header is expected.
     struct Previous

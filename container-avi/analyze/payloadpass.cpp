@@ -1,0 +1,136 @@
+#include "payloadpass.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace quenlofar {
+
+namespace {
+
+/// Packets from one look at the cancel flag to the next.
+constexpr quint64 cancelInterval = 1024;
+/// After a jump this much is read; more while reading goes on forwards.
+constexpr size_t smallestFill = 65536;
+/// What is passed over counts as reading on: it costs less than to begin small again.
+constexpr quint64 sequentialSkip = 65536;
+
+/// A stream whose bytes mean something that could be read, but is not.
+bool hasUnreadPayload(const AviLayout &layout, const AviStream &stream)
+{
+    constexpr PayloadCheck readers[] = {PayloadCheck::Mp3Header, PayloadCheck::DvSystem, PayloadCheck::CodedSize};
+    const AviCodec codec = codecOf(stream);
+    const bool isPlain = codec == AviCodec::RawRgb || codec == AviCodec::RawYuv || codec == AviCodec::Pcm;
+    return !isPlain && std::none_of(std::begin(readers), std::end(readers), [&layout, &stream](PayloadCheck check) {
+        return isPayloadChecked(check, layout, stream);
+    });
+}
+
+} // namespace
+
+void PayloadPass::read()
+{
+    if (m_isStarted)
+        return;
+    m_isStarted = true;
+    for (size_t number = 0; number < m_layout.streams.size(); ++number)
+        m_streams.push_back(PayloadStream::create(m_layout, int(number)));
+    m_buffer.reset(new char[pieceSize]);
+    m_isComplete = readPackets();
+    if (m_isComplete)
+        m_readUpTo = m_layout.readUpTo;
+    m_buffer.reset();
+    for (const std::unique_ptr<PayloadStream> &stream : m_streams) {
+        if (stream)
+            stream->finish();
+    }
+}
+
+/// False where it ended early, at m_readUpTo.
+bool PayloadPass::readPackets()
+{
+    const PacketTable &packets = m_layout.packets;
+    for (quint64 index = 0; index < packets.size(); ++index) {
+        const Packet packet = packets.at(index);
+        m_readUpTo = packet.offset;
+        if (index % cancelInterval == 0 && m_cancel && m_cancel->load(std::memory_order_relaxed))
+            return false;
+        PayloadStream *stream = packet.stream < m_streams.size() ? m_streams[packet.stream].get() : nullptr;
+        if (stream && packet.isPalette)
+            stream->changePalette();
+        if (!stream || packet.isEmpty() || packet.isPalette)
+            continue;
+        if (!readPacket(*stream, packet))
+            return false;
+    }
+    return true;
+}
+
+bool PayloadPass::readPacket(PayloadStream &stream, const Packet &packet)
+{
+    stream.begin(packet);
+    for (quint64 at = 0; at < packet.size;) {
+        const size_t wanted = size_t(std::min<quint64>(packet.size - at, pieceSize));
+        const PayloadBytes bytes = bytesAt(packet.offset + at, wanted);
+        if (bytes.size < wanted) {
+            m_readUpTo = packet.offset + at;
+            return false;
+        }
+        stream.feed(bytes, packet.offset + at);
+        at += wanted;
+    }
+    stream.end();
+    return true;
+}
+
+/// `wanted` bytes from `offset` on, at most pieceSize; fewer where they cannot be read. Valid until the next call.
+PayloadBytes PayloadPass::bytesAt(quint64 offset, size_t wanted)
+{
+    const quint64 end = m_begin + m_held;
+    if (offset >= m_begin && offset + wanted <= end)
+        return {m_buffer.get() + (offset - m_begin), wanted};
+
+    size_t kept = 0;
+    if (offset >= m_begin && offset < end) {
+        kept = size_t(end - offset);
+        std::memmove(m_buffer.get(), m_buffer.get() + (offset - m_begin), kept);
+    } else if (offset < m_begin || offset - end > sequentialSkip) {
+        m_fill = 0;
+    }
+    m_fill = std::clamp(2 * m_fill, smallestFill, pieceSize);
+    m_begin = offset;
+    m_held = kept;
+    const size_t count = std::max(wanted - kept, std::min(m_fill, pieceSize - kept));
+    m_file.seek(qint64(offset + kept));
+    m_held += size_t(m_file.read(m_buffer.get() + kept, qint64(count)));
+    return {m_buffer.get(), std::min(wanted, m_held)};
+}
+
+const PayloadHits &PayloadPass::hits(PayloadCheck check, int stream) const
+{
+    static const PayloadHits none;
+    return size_t(stream) < m_streams.size() && m_streams[size_t(stream)] ? m_streams[size_t(stream)]->hits(check)
+                                                                          : none;
+}
+
+QStringList payloadNotChecked(const AviLayout &layout, Level level)
+{
+    QStringList texts;
+    for (size_t number = 0; number < layout.streams.size(); ++number) {
+        const AviStream &stream = layout.streams[number];
+        const QString codec =
+            stream.format.exists() || stream.kind == StreamKind::Mixed ? codecText(stream) : QString();
+        const bool isEmpty = layout.isWalked && layout.packets.totals(int(number)).count == 0;
+        if (codec.isEmpty() || isEmpty || codecOf(stream) == AviCodec::Pcm)
+            continue;
+        QString text;
+        if (hasUnreadPayload(layout, stream))
+            text = QStringLiteral("payload of %1 not checked: it has no reader").arg(codec);
+        else if (level < Level::Deep && rawFrameSize(stream) == 0)
+            text = QStringLiteral("payload of %1 not checked at this level").arg(codec);
+        if (!text.isEmpty() && !texts.contains(text))
+            texts.append(text);
+    }
+    return texts;
+}
+
+} // namespace quenlofar
