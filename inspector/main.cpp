@@ -73,6 +73,10 @@ int runCommand(const Options &options)
         return showTrees(options, plugins, output);
     case Options::Command::Streams:
         return listStreams(options, plugins, output);
+    case Options::Command::Check:
+        return quenlofar::checkFiles(options, plugins, output);
+    case Options::Command::Packets:
+        return quenlofar::listPackets(options, plugins, output);
     case Options::Command::Frames:
         return listFrames(options, plugins, output);
     case Options::Command::At:

@@ -172,6 +172,18 @@ class Goals(Bench):
                  f"{ratio:.2f} × ({program['seconds']:.6f} s)", percent(program["spread"]), ratio <= 1.5)
         self.memory_row(program, self.sizes.frames, 16)
 
+    def verdict(self):
+        """Strict reading beside a program that walks everything once and prints little."""
+        name = f"{self.sizes.frames} frames"
+        file = self.files.generated("frames", self.sizes.frames)
+        for arguments, most in ((["check"], 1.5), (["packets", "--format", "csv"], 2), (["packets", "--format", "json"], 3)):
+            streams, program = self.programs([self.build.program, "streams", file],
+                                             [self.build.program, *arguments, file], runs=self.options.runs)
+            ratio = program["seconds"] / streams["seconds"]
+            self.row(f"`{' '.join(arguments)} >/dev/null`", name, f"≤ {most:g} × `streams`",
+                     f"{ratio:.2f} × ({program['seconds']:.6f} s)", percent(program["spread"]), ratio <= most)
+            self.memory_row(program, self.sizes.frames, 64)
+
     def film(self):
         file = self.files.encoded("film", self.sizes.film)
         if not file:
@@ -363,6 +375,11 @@ class Comparison(Bench):
         self.ratio_row("`at FILE end-100`", f"{self.sizes.frames} frames", "s",
                        [(now["seconds"], before["seconds"]) for now, before in pairs])
 
+    def verdict(self):
+        file, name = self.files.generated("frames", self.sizes.frames), f"{self.sizes.frames} frames"
+        for arguments in (["check"], ["packets", "--format", "csv"], ["packets", "--format", "json"], ["streams"]):
+            self.program_rows(file, name, *arguments)
+
     def film(self):
         file = self.files.encoded("film", self.sizes.film)
         if file:
@@ -412,8 +429,8 @@ class Comparison(Bench):
                 self.ratio_row(name, "", "ns", [(now[name], before[name]) for now, before in pairs])
 
 
-ROWS = ("frames", "at", "film", "opendml", "dv", "look-ahead", "garbage", "no-riff", "scaling", "start-up",
-        "inner-loops")
+ROWS = ("frames", "at", "verdict", "film", "opendml", "dv", "look-ahead", "garbage", "no-riff", "scaling",
+        "start-up", "inner-loops")
 
 
 def parsed(arguments):

@@ -86,7 +86,7 @@ bool SummarySink::setElementSize(quint64 size)
     return took(m_describer.setElementSize(size));
 }
 
-bool SummarySink::reportProblem(const quenlofar::ReportedProblem &problem)
+bool SummarySink::reportProblem(const ReportedProblem &problem)
 {
     if (m_summary.problems.size() < FileSummary::mostProblems)
         m_summary.problems.append(keptProblem(problem));

@@ -23,7 +23,7 @@ struct FileSummary
     QVector<StreamDescription> streams;
     FrameStatistics frames;
     ByteAccounting bytes{ByteAccounting::Detail::Covered};
-    QVector<quenlofar::KeptProblem> problems; ///< the first that the parser reported, at most mostProblems
+    QVector<KeptProblem> problems; ///< the first that the parser reported, at most mostProblems
     RunResult result;
 
     static constexpr int mostProblems = 8;
@@ -50,7 +50,7 @@ public:
     bool reportFrame(const Frame &frame) override;
     bool endDocument(const RunResult &result) override;
     bool setElementSize(quint64 size) override;
-    bool reportProblem(const quenlofar::ReportedProblem &problem) override;
+    bool reportProblem(const ReportedProblem &problem) override;
     QString errorText() const override { return m_errorText; }
 
 protected:

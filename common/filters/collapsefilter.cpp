@@ -63,7 +63,7 @@ bool CollapseFilter::setElementSize(quint64 size)
     return write(m_levels.back().target, {std::nullopt, 0, {}, size}) && works;
 }
 
-bool CollapseFilter::reportProblem(const quenlofar::ReportedProblem &problem)
+bool CollapseFilter::reportProblem(const ReportedProblem &problem)
 {
     const bool works = release(&m_levels.back());
     return write(m_levels.back().target, {std::nullopt, 0, keptProblem(problem)}) && works;

@@ -34,7 +34,7 @@ public:
     bool addField(const Field &field) override;
     bool endElement() override;
     bool setElementSize(quint64 size) override;
-    bool reportProblem(const quenlofar::ReportedProblem &problem) override;
+    bool reportProblem(const ReportedProblem &problem) override;
     bool endDocument(const RunResult &result) override;
     void setNotes(const ItemNotes &notes) override { m_notes = notes; }
 
@@ -44,7 +44,7 @@ private:
     {
         std::optional<StoredItem> item;
         quint64 omitted = 0;
-        std::optional<quenlofar::KeptProblem> problem = {};
+        std::optional<KeptProblem> problem = {};
         std::optional<quint64> nodeSize = {};
 
         bool writeTo(TreeWriter &writer) const;

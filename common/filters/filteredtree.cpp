@@ -53,7 +53,7 @@ bool FilteredTree::setElementSize(quint64 size)
     return pass([&](TreeWriter &first) { return first.setElementSize(size); });
 }
 
-bool FilteredTree::reportProblem(const quenlofar::ReportedProblem &problem)
+bool FilteredTree::reportProblem(const ReportedProblem &problem)
 {
     return pass([&](TreeWriter &first) { return first.reportProblem(problem); });
 }

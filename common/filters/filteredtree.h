@@ -30,7 +30,7 @@ public:
     bool reportFrame(const Frame &frame) override;
     bool endDocument(const RunResult &result) override;
     bool setElementSize(quint64 size) override;
-    bool reportProblem(const quenlofar::ReportedProblem &problem) override;
+    bool reportProblem(const ReportedProblem &problem) override;
     QString errorText() const override;
 
 private:

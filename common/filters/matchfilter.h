@@ -51,7 +51,7 @@ public:
     bool addField(const Field &field) override;
     bool endElement() override;
     bool setElementSize(quint64 size) override { return !m_pending.empty() || m_next.setElementSize(size); }
-    bool reportProblem(const quenlofar::ReportedProblem &problem) override
+    bool reportProblem(const ReportedProblem &problem) override
     {
         return !m_pending.empty() || m_next.reportProblem(problem);
     }

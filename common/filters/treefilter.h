@@ -24,7 +24,7 @@ public:
     bool reportFrame(const Frame &frame) override { return m_next.reportFrame(frame); }
     bool endDocument(const RunResult &result) override { return m_next.endDocument(result); }
     bool setElementSize(quint64 size) override { return m_next.setElementSize(size); }
-    bool reportProblem(const quenlofar::ReportedProblem &problem) override { return m_next.reportProblem(problem); }
+    bool reportProblem(const ReportedProblem &problem) override { return m_next.reportProblem(problem); }
     QString errorText() const override { return m_next.errorText(); }
     void setNotes(const ItemNotes &notes) override { m_next.setNotes(notes); }
     bool addOmission(quint64 count) override { return m_next.addOmission(count); }
@@ -46,7 +46,7 @@ public:
     bool addField(const Field &field) override { return m_depth >= m_levels || m_next.addField(field); }
     bool endElement() override { return --m_depth >= m_levels || m_next.endElement(); }
     bool setElementSize(quint64 size) override { return m_depth > m_levels || m_next.setElementSize(size); }
-    bool reportProblem(const quenlofar::ReportedProblem &problem) override
+    bool reportProblem(const ReportedProblem &problem) override
     {
         return m_depth > m_levels || m_next.reportProblem(problem);
     }

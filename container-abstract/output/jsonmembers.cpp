@@ -25,6 +25,8 @@ QStringView limitName(RunLimit limit)
         return u"work";
     case RunLimit::Time:
         return u"time";
+    case RunLimit::Structure:
+        return u"structure";
     case RunLimit::None:
         break;
     }

@@ -341,7 +341,7 @@ void TextWriter::Private::printOutcome(const RunResult &result)
 {
     if (result.problems.total() > 0)
         text(result.problems.text()).raw("\n");
-    // "no problem found" is said only of files with which nothing is wrong.
+    // "walked to the end" is said only where nothing came in the way. A walk looks for no problems.
     if (result.isClean()) {
         raw("status ").number(StatusOk).raw(": ").text(statusText(StatusOk)).raw("\n");
         return;
@@ -356,10 +356,11 @@ void TextWriter::Private::printOutcome(const RunResult &result)
     if (result.limit != RunLimit::None) {
         begin().raw("stopped at byte ").number(result.stopPosition).raw(" by the limit of ");
         counted(result.limitValue,
-                result.limit == RunLimit::Items       ? "item"
-                    : result.limit == RunLimit::Depth ? "nested node"
-                    : result.limit == RunLimit::Time  ? "second"
-                                                      : "byte");
+                result.limit == RunLimit::Items           ? "item"
+                    : result.limit == RunLimit::Depth     ? "nested node"
+                    : result.limit == RunLimit::Time      ? "second"
+                    : result.limit == RunLimit::Structure ? "structure entry"
+                                                          : "byte");
         raw(result.limit == RunLimit::Work ? " to be read" : "");
         end();
     }

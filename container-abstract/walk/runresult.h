@@ -20,7 +20,14 @@ struct DocumentStart
 };
 
 /// Which of the host's bounds ended a run early.
-enum class RunLimit { None, Items, Depth, Work, Time };
+enum class RunLimit {
+    None,
+    Items, ///< nodes and leaves
+    Depth, ///< open nodes
+    Work, ///< bytes read
+    Time, ///< seconds
+    Structure, ///< what a strict reading keeps of a file: at most an entry for each 8 bytes
+};
 
 /// Trouble that is not the file's contents.
 struct FileError
@@ -42,7 +49,7 @@ struct RunResult
     QVector<VideoStream> videoStreams; ///< in the order in which their headers stand in the file
     FileError error; ///< the first trouble with reading the file
     RunLimit limit = RunLimit::None; ///< the bound that ended the run, if one did
-    quint64 limitValue = 0; ///< its value: items, open nodes, bytes or seconds
+    quint64 limitValue = 0; ///< its value: items, open nodes, bytes, seconds or entries
     quint64 stopPosition = 0; ///< where in the file a limit or a cancel ended the run, in bytes
     bool cancelled = false; ///< the run was cut short by ContainerRun::cancel
     QString sinkError; ///< why the sink could not take more; null when it took everything

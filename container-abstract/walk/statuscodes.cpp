@@ -13,7 +13,7 @@ struct StatusRow
 };
 
 constexpr StatusRow statusRows[] = {
-    {StatusOk, "no problem found"},
+    {StatusOk, "walked to the end"},
     {StatusCannotOpen, "the file cannot be opened"},
     {StatusReadError, "reading the file failed"},
     {StatusNotRecognised, "no parser recognises the file"},

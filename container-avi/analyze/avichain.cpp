@@ -137,9 +137,19 @@ template <typename Accepts> AviChain::Hit AviChain::search(quint64 begin, quint6
     std::vector<char> piece(pieceSize);
     bool isZero = true;
     quint64 at = begin;
+    size_t kept = 0; // bytes of the piece that came with the one before: the device is read forwards
     while (at < last && !isStopped()) {
-        m_file.seek(qint64(at));
-        const size_t came = size_t(m_file.read(piece.data(), qint64(pieceSize)));
+        m_file.seek(qint64(at + kept));
+        // Nothing begins with a zero byte, so what is known to hold nothing else is not looked at.
+        const bool mayPass = std::all_of(piece.data(), piece.data() + kept, [](char byte) { return byte == 0; });
+        const quint64 passed =
+            mayPass && at + kept < last ? quint64(m_file.passHole(1, qint64(last - at - kept), 1)) : 0;
+        if (passed > 0) {
+            hit.zeros += isZero ? passed : 0;
+            at += passed;
+            continue;
+        }
+        const size_t came = kept + size_t(m_file.read(piece.data() + kept, qint64(pieceSize - kept)));
         if (came <= overlap)
             break;
         const size_t places = size_t(std::min<quint64>(came - overlap, last - at));
@@ -153,6 +163,8 @@ template <typename Accepts> AviChain::Hit AviChain::search(quint64 begin, quint6
         }
         countZeros(piece.data(), places, &hit, &isZero);
         at += places;
+        kept = came - places;
+        std::memmove(piece.data(), piece.data() + places, kept);
     }
     // The last bytes, too few for a header, are looked at for being zero alone.
     char rest[8] = {};

@@ -21,6 +21,7 @@ public:
     }
     QString errorText() const override { return m_source.errorText(); }
     const char *memory() const override { return m_source.memory(); }
+    qint64 holeEnd(qint64 position) override { return m_source.holeEnd(position); }
 
 private:
     ByteSource &m_source;

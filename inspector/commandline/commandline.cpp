@@ -1,10 +1,10 @@
 #include "commandline.h"
 
+#include "optionhelpers.h"
 #include "options.h"
 
 #include <algorithm>
 #include <charconv>
-#include <functional>
 #include <string_view>
 #include <utility>
 
@@ -12,56 +12,8 @@ namespace quenlofar {
 
 namespace {
 
-constexpr quint64 anyNumber = std::numeric_limits<quint64>::max();
 constexpr quint64 mostJobs = 256;
 constexpr quint64 longestSeconds = 1'000'000'000;
-
-/// A whole decimal number from `least` to `most`, or a usage error.
-quint64 parseNumber(const std::string &option, const std::string &text, quint64 least, quint64 most)
-{
-    quint64 number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number < least || number > most) {
-        throw CLI::ValidationError(option,
-                                   "has to be a number from " + std::to_string(least) + " to " + std::to_string(most));
-    }
-    return number;
-}
-
-void addNumber(CLI::App &command, const std::string &names, quint64 *number, quint64 least, quint64 most,
-               const std::string &type, const std::string &description)
-{
-    const std::string name = names.substr(names.rfind(',') + 1);
-    const auto store = [=](const std::string &text) { *number = parseNumber(name, text, least, most); };
-    command.add_option_function<std::string>(names, store, description)->type_name(type);
-}
-
-/// A flag that has an opposite: of the two the one that was typed last wins, so it acts as soon as it is read.
-void addSwitch(CLI::App &command, const std::string &name, const std::function<void()> &choose,
-               const std::string &description)
-{
-    command.add_flag_callback(name, choose, description)->trigger_on_parse();
-}
-
-/// An option that takes one of a few words; `choose` gets the one that was typed.
-void addChoice(CLI::App &command, const std::string &name, const std::vector<std::string> &words,
-               const std::function<void(const std::string &)> &choose, const std::string &description)
-{
-    std::string type;
-    for (const std::string &word : words)
-        type += (type.empty() ? "" : "|") + word;
-    command.add_option_function<std::string>(name, choose, description)
-        ->check(CLI::IsMember(words).description({}))
-        ->type_name(type);
-}
-
-QStringList textsOf(const Arguments &arguments, const std::vector<std::string> &values)
-{
-    QStringList texts;
-    for (const std::string &value : values)
-        texts.append(arguments.text(value));
-    return texts;
-}
 
 /// "one,two", also with a dot in front of each.
 QStringList extensionsIn(const QString &list)
@@ -72,22 +24,6 @@ QStringList extensionsIn(const QString &list)
             extension.remove(0, 1);
     }
     return extensions;
-}
-
-/// "A..B", "A.." or "..B", both ends included.
-void parseRange(const std::string &option, const std::string &text, quint64 *first, quint64 *last)
-{
-    const size_t dots = text.find("..");
-    if (dots == std::string::npos || text.size() == 2)
-        throw CLI::ValidationError(option, "has to be a range such as 100..199, 100.. or ..199");
-    const std::string begin = text.substr(0, dots);
-    const std::string end = text.substr(dots + 2);
-    if (!begin.empty())
-        *first = parseNumber(option, begin, 0, anyNumber);
-    if (!end.empty())
-        *last = parseNumber(option, end, 0, anyNumber);
-    if (*first > *last)
-        throw CLI::ValidationError(option, "ends before it begins");
 }
 
 /// "0.5", a multiple of a file's size, or "500MB", a number of bytes in one of the units in which sizes are shown.
@@ -144,8 +80,10 @@ CommandLine::CommandLine(const Arguments &arguments, Options &options)
                  "QUENLOFAR_PLUGIN_PATH names more directories with plug-ins, separated by colons. Your own are in\n"
                  "$XDG_DATA_HOME/quenlofar/" QUENLOFAR_ABI "/plugins, as a rule below ~/.local/share.");
     addSummary();
+    addCheck();
     addTree();
     addStreams();
+    addPackets();
     addFrames();
     addAt();
     addBytes();
@@ -224,21 +162,10 @@ void CommandLine::addTree()
     addFormats(command, {"text", "json"});
     TreeChoice &tree = m_options.tree;
     addNumber(command, "--depth", &tree.depth, 1, anyNumber, "N", "Show N levels of the tree");
-    const auto addTexts = [&](const std::string &name, QStringList *texts, const std::string &type,
-                              const std::string &description) {
-        command
-            .add_option_function<std::vector<std::string>>(
-                name, [this, texts](const std::vector<std::string> &values) { *texts += textsOf(m_arguments, values); },
-                description)
-            ->type_name(type)
-            ->expected(1)
-            ->allow_extra_args(false)
-            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    };
-    addTexts("--only", &tree.only, "PATTERN",
+    addTexts(command, m_arguments, "--only", &tree.only, "PATTERN",
              "Show elements and fields of this name with what is in them, and what they are in; shell wildcards, "
              "case is ignored; several times: any of them");
-    addTexts("--where", &tree.where, "CONDITION",
+    addTexts(command, m_arguments, "--where", &tree.where, "CONDITION",
              "Show fields for which this holds: NAME=VALUE, also != < <= > >=; NAME and VALUE may have wildcards; "
              "several times: all of them");
     addSwitch(
@@ -292,9 +219,11 @@ void CommandLine::addFrames()
     addLimits(command);
     addOutput(command);
     addProgress(command);
-    command.footer("Examples:\n"
-                   "  quenlofar frames --key-only film\n"
-                   "  quenlofar frames --stream 0 --range 10..19 --format csv film");
+    command.footer(
+        "What the legacy index of a file says. All frames of all streams, indexed or not: quenlofar packets.\n"
+        "Examples:\n"
+        "  quenlofar frames --key-only film\n"
+        "  quenlofar frames --stream 0 --range 10..19 --format csv film");
 }
 
 void CommandLine::addAt()
@@ -456,6 +385,8 @@ void CommandLine::addManyFiles(CLI::App &command)
 void CommandLine::requireFiles(const CLI::App &command) const
 {
     const InputChoice &given = m_options.input;
+    if (m_options.check.isQuestion())
+        return;
     if (given.files.isEmpty() && given.directories.isEmpty() && given.list.isNull())
         throw CLI::RequiredError(command.get_name() + ": FILE");
 }
@@ -472,16 +403,20 @@ void CommandLine::addFile(CLI::App &command, const std::string &name)
 
 void CommandLine::addFormats(CLI::App &command, const std::vector<std::string> &formats)
 {
+    static constexpr std::pair<std::string_view, Options::Format> known[] = {
+        {"text", Options::Format::Text},   {"json", Options::Format::Json},   {"csv", Options::Format::Csv},
+        {"sarif", Options::Format::Sarif}, {"junit", Options::Format::Junit}, {"lines", Options::Format::Lines}};
     const auto choose = [this](const std::string &word) {
-        m_options.format = word == "json" ? Options::Format::Json
-            : word == "csv"               ? Options::Format::Csv
-                                          : Options::Format::Text;
+        const auto *const found =
+            std::find_if(std::begin(known), std::end(known), [&word](const auto &row) { return row.first == word; });
+        m_options.format = found->second;
     };
+    const bool hasCsv = std::find(formats.begin(), formats.end(), "csv") != formats.end();
     addChoice(command, "--format", formats, choose,
               "Text for people; for programs one JSON document per line"
-                  + std::string(formats.size() > 2 ? ", or comma-separated values" : "") + " [text]");
+                  + std::string(hasCsv ? ", or comma-separated values" : "") + " [text]");
     command.add_flag("--pretty", m_options.pretty, "Indent JSON");
-    if (formats.size() > 2) {
+    if (hasCsv) {
         command.add_flag_callback(
             "--csv-raw", [this] { m_options.csvTexts = CsvTexts::Raw; },
             "Texts in comma-separated values as they are: control characters not escaped, no ' in front of formulas");

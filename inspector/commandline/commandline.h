@@ -28,7 +28,9 @@ private:
     CLI::App &addCommand(const std::string &name, Options::Command which, const std::string &description);
     void addSummary();
     void addTree();
+    void addCheck();
     void addStreams();
+    void addPackets();
     void addFrames();
     void addAt();
     void addBytes();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "containerrun.h"
+#include "rule.h"
 #include "sizetext.h"
 
 #include <QByteArray>
@@ -61,11 +62,60 @@ struct FrameChoice
     bool keyOnly = false;
 };
 
+/// What `packets` shows. Of each range both ends are included.
+struct PacketChoice
+{
+    static constexpr quint64 everyStream = std::numeric_limits<quint64>::max();
+
+    quint64 stream = everyStream; ///< among all streams
+    QStringList kinds; ///< of streams, any of them: "video" and so on; empty: all
+    bool keyOnly = false;
+    quint64 firstNumber = 0; ///< within their streams
+    quint64 lastNumber = std::numeric_limits<quint64>::max();
+    quint64 firstOffset = 0; ///< where their data begins
+    quint64 lastOffset = std::numeric_limits<quint64>::max();
+    double firstSecond = -std::numeric_limits<double>::infinity(); ///< when they begin
+    double lastSecond = std::numeric_limits<double>::infinity();
+};
+
+/// What `check` looks for.
+struct CheckChoice
+{
+    /// From which severity on findings make the exit status 1.
+    enum class FailOn { Note, Warning, Error, Never };
+
+    Level level = Level::Default;
+    FailOn failOn = FailOn::Error;
+    QStringList only; ///< names of rules; empty: all
+    QStringList except; ///< names of rules
+    QString policy; ///< a file; null for none
+    QString baseline; ///< a file; null for none
+    bool listsRules = false; ///< instead of looking at files
+    QString explained; ///< a rule that is to be explained, instead of looking at files; null for none
+
+    /// Questions about rules need no file.
+    bool isQuestion() const { return listsRules || !explained.isNull(); }
+};
+
 /// What the command line asks for.
 struct Options
 {
-    enum class Command { None, Summary, Tree, Streams, Frames, At, Bytes, Coverage, Diff, Plugins, CheckPlugin };
-    enum class Format { Text, Json, Csv };
+    enum class Command {
+        None,
+        Summary,
+        Check,
+        Tree,
+        Streams,
+        Packets,
+        Frames,
+        At,
+        Bytes,
+        Coverage,
+        Diff,
+        Plugins,
+        CheckPlugin
+    };
+    enum class Format { Text, Json, Csv, Sarif, Junit, Lines };
 
     Command command = Command::None;
     QStringList pluginDirectories; ///< named as arguments, in their order
@@ -85,6 +135,8 @@ struct Options
 
     TreeChoice tree;
     FrameChoice frames;
+    PacketChoice packets;
+    CheckChoice check;
     QStringList places; ///< of `at` and `bytes`: offsets, ranges, element paths, as they were typed
     bool compareOffsets = false; ///< of `diff`
 

@@ -56,7 +56,7 @@ int checkPlugin(const Options &options, ProgramOutput &output)
                      .arg(report.cases);
         for (const PluginFinding &finding : report.findings) {
             lines += displayText(findingText(finding)) + QLatin1Char('\n');
-            hasErrors = hasErrors || finding.severity == quenlofar::Severity::Error;
+            hasErrors = hasErrors || finding.severity == Severity::Error;
         }
         if (report.findings.empty())
             lines += QStringLiteral("  nothing found\n");

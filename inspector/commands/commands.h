@@ -16,6 +16,8 @@ int showPlaces(const Options &options, const PluginLoader &plugins, ProgramOutpu
 int extractBytes(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int accountForBytes(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int compareFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int listPackets(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int checkFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int checkPlugin(const Options &options, ProgramOutput &output);
 int listPlugins(const PluginLoader &plugins, ProgramOutput &output);
 

@@ -4,11 +4,16 @@
 #include "describingsink.h"
 #include "displaytext.h"
 #include "filesummary.h"
+#include "interrupt.h"
 #include "jsonprinter.h"
 #include "messages.h"
 #include "options.h"
+#include "packetoutput.h"
+#include "programoutput.h"
+#include "report.h"
 #include "streamfacts.h"
 #include "streamoutput.h"
+#include "strictreading.h"
 #include "textoutput.h"
 
 #include <QIODevice>
@@ -20,11 +25,16 @@ namespace quenlofar {
 
 namespace {
 
-/// A sink that has the file described, and prints its streams at the end.
+/// A sink that has the file described, reads its packets at the end, and prints its streams then.
 class StreamSink : public DescribingSink
 {
 public:
-    StreamSink(const FileContext &context, bool isQuiet) : DescribingSink(context.parsers), m_isQuiet(isQuiet) { }
+    StreamSink(const FileContext &context, const Options &options)
+        : DescribingSink(context.parsers), m_isQuiet(options.quiet),
+          m_showsPackets(options.format != Options::Format::Csv), m_reader{context.parsers, options.limits,
+                                                                           &InterruptWatch::flag(), context.progress}
+    {
+    }
 
     bool beginDocument(const DocumentStart &start) override
     {
@@ -37,8 +47,12 @@ public:
         const QString leftOut = leftOutText(rows());
         if (!leftOut.isEmpty() && !m_isQuiet)
             printMessage(QStringLiteral("%1: streams: %2").arg(m_start.file, leftOut));
-        return print(m_start, streamsOf(*this, result), result) && isDescribed;
+        if (m_showsPackets)
+            m_reading = readStrictly(m_start, m_reader, false);
+        return print(m_start, streamsOf(*this, result), m_reading, outcome(result)) && isDescribed;
     }
+    /// How everything went, of which `walk` was the first part; once it is printed.
+    RunResult outcome(const RunResult &walk) const { return m_reading.outcome(walk); }
     QString errorText() const override
     {
         const QString error = outputError();
@@ -47,12 +61,15 @@ public:
 
 protected:
     virtual bool print(const DocumentStart &start, const QVector<StreamDescription> &streams,
-                       const RunResult &result) = 0;
+                       const StrictReading &reading, const RunResult &result) = 0;
     virtual QString outputError() const = 0;
 
 private:
     const bool m_isQuiet;
+    const bool m_showsPackets; // the columns of comma-separated values are what headers say
+    const StrictReader m_reader;
     DocumentStart m_start;
+    StrictReading m_reading;
 };
 
 QString numberText(quint64 number)
@@ -64,29 +81,34 @@ QString numberText(quint64 number)
 class StreamTable : public StreamSink
 {
 public:
-    StreamTable(QIODevice &output, const FileContext &context, bool isQuiet)
-        : StreamSink(context, isQuiet), m_output(output)
+    StreamTable(QIODevice &output, const FileContext &context, const Options &options)
+        : StreamSink(context, options), m_output(output)
     {
     }
 
 protected:
-    bool print(const DocumentStart &start, const QVector<StreamDescription> &streams, const RunResult &result) override
+    bool print(const DocumentStart &start, const QVector<StreamDescription> &streams, const StrictReading &reading,
+               const RunResult &result) override
     {
         m_output.heading(start);
         if (streams.isEmpty()) {
             m_output.line(QStringLiteral("no streams"));
         } else {
-            QVector<QStringList> rows = {{QStringLiteral("stream"), QStringLiteral("kind"), QStringLiteral("code"),
-                                          QStringLiteral("picture"), QStringLiteral("frames/s"),
-                                          QStringLiteral("samples/s"), QStringLiteral("channels"),
-                                          QStringLiteral("bits"), QStringLiteral("bit rate"), QStringLiteral("length"),
-                                          QStringLiteral("codec"), QStringLiteral("name")}};
+            QVector<QStringList> rows = {
+                {QStringLiteral("stream"), QStringLiteral("kind"), QStringLiteral("code"), QStringLiteral("picture"),
+                 QStringLiteral("frames/s"), QStringLiteral("samples/s"), QStringLiteral("channels"),
+                 QStringLiteral("bits"), QStringLiteral("bit rate"), QStringLiteral("length"),
+                 QStringLiteral("packets"), QStringLiteral("keys"), QStringLiteral("codec"), QStringLiteral("name")}};
             for (const StreamDescription &stream : streams)
-                rows.append(cells(stream));
-            const QVector<int> numberColumns = {0, 3, 4, 5, 6, 7, 8, 9};
+                rows.append(cells(stream, reading.stream(stream.ordinal)));
+            const QVector<int> numberColumns = {0, 3, 4, 5, 6, 7, 8, 9, 10, 11};
             const QStringList lines = tableLines(rows, numberColumns);
             for (const QString &line : lines)
                 m_output.line(line);
+        }
+        for (const StreamPackets &packets : reading.packets) {
+            if (packets.hasFrames() && packets.areKeysUnknown())
+                m_output.line(QStringLiteral("stream %1: %2").arg(packets.stream).arg(keyFramesText(packets)));
         }
         m_output.outcome(result);
         return m_output.flush();
@@ -94,8 +116,11 @@ protected:
     QString outputError() const override { return m_output.errorText(); }
 
 private:
-    static QStringList cells(const StreamDescription &stream)
+    /// What the packets say comes before what the headers say; `packets` may be null.
+    static QStringList cells(const StreamDescription &stream, const StreamPackets *packets)
     {
+        const bool isKnown = packets && packets->totals.count > 0;
+        const bool hasTime = isKnown && packets->seconds >= 0.0;
         return {QString::number(stream.ordinal),
                 stream.kindText(),
                 displayText(codeText(stream)),
@@ -104,8 +129,12 @@ private:
                 numberText(stream.sampleRate),
                 numberText(stream.channels),
                 numberText(stream.bitsPerSample),
-                bitRateText(stream.bitRate),
-                lengthText(stream),
+                bitRateText(isKnown && packets->bitRate > 0 ? packets->bitRate : stream.bitRate),
+                hasTime ? durationText(packets->seconds) : lengthText(stream),
+                packets ? QString::number(packets->totals.count) : QString(),
+                !isKnown                        ? QString()
+                    : packets->areKeysUnknown() ? QStringLiteral("?")
+                                                : QString::number(packets->totals.keyFrames),
                 displayText(stream.codecName),
                 displayText(stream.name)};
     }
@@ -118,13 +147,14 @@ class StreamCsv : public StreamSink
 {
 public:
     StreamCsv(QIODevice &output, const FileContext &context, const Options &options)
-        : StreamSink(context, options.quiet), m_output(output), m_isFirst(context.isFirst),
-          m_namesFile(context.isOneOfMany), m_texts(options.csvTexts)
+        : StreamSink(context, options), m_output(output), m_isFirst(context.isFirst), m_namesFile(context.isOneOfMany),
+          m_texts(options.csvTexts)
     {
     }
 
 protected:
-    bool print(const DocumentStart &start, const QVector<StreamDescription> &streams, const RunResult &) override
+    bool print(const DocumentStart &start, const QVector<StreamDescription> &streams, const StrictReading &,
+               const RunResult &) override
     {
         if (m_isFirst)
             m_output.line((m_namesFile ? QStringLiteral("file,") : QString())
@@ -167,16 +197,21 @@ private:
 class StreamJson : public StreamSink
 {
 public:
-    StreamJson(QIODevice &output, const FileContext &context, bool isQuiet, JsonLayout layout)
-        : StreamSink(context, isQuiet), m_json(output, layout)
+    StreamJson(QIODevice &output, const FileContext &context, const Options &options)
+        : StreamSink(context, options), m_json(output, options.pretty ? JsonLayout::Indented : JsonLayout::Line)
     {
     }
 
 protected:
-    bool print(const DocumentStart &start, const QVector<StreamDescription> &streams, const RunResult &result) override
+    bool print(const DocumentStart &start, const QVector<StreamDescription> &streams, const StrictReading &reading,
+               const RunResult &result) override
     {
         m_json.beginObject().documentStart(start).key(u"streams");
         printStreams(m_json, streams);
+        if (reading.hasPackets) {
+            m_json.key(u"packets");
+            printPacketStatistics(m_json, reading.packets);
+        }
         m_json.outcome(result).endObject();
         return m_json.finish();
     }
@@ -186,22 +221,27 @@ private:
     JsonPrinter m_json;
 };
 
+std::unique_ptr<StreamSink> makeSink(const FileTask &task, const Options &options)
+{
+    const FileContext context{task.parsers, task.isFirst, task.isOneOfMany, task.progress};
+    if (options.format == Options::Format::Csv)
+        return std::make_unique<StreamCsv>(task.output, context, options);
+    if (options.format == Options::Format::Json)
+        return std::make_unique<StreamJson>(task.output, context, options);
+    if (!context.isFirst)
+        task.output.write("\n");
+    return std::make_unique<StreamTable>(task.output, context, options);
+}
+
 } // namespace
 
 int listStreams(const Options &options, const PluginLoader &plugins, ProgramOutput &output)
 {
-    return walkFiles(options, plugins, output,
-                     [&options](QIODevice &place, const FileContext &context) -> std::unique_ptr<ElementSink> {
-                         if (options.format == Options::Format::Csv)
-                             return std::make_unique<StreamCsv>(place, context, options);
-                         if (options.format == Options::Format::Json)
-                             return std::make_unique<StreamJson>(place, context, options.quiet,
-                                                                 options.pretty ? JsonLayout::Indented
-                                                                                : JsonLayout::Line);
-                         if (!context.isFirst)
-                             place.write("\n");
-                         return std::make_unique<StreamTable>(place, context, options.quiet);
-                     });
+    return lookAtFiles(options, plugins, output, [&options](const FileTask &task) {
+        const std::unique_ptr<StreamSink> sink = makeSink(task, options);
+        const RunResult result = sink->outcome(task.run.run(task.file, task.parsers, *sink));
+        return reportOf(task.file, result, task.programOutput.hasFailed());
+    });
 }
 
 } // namespace quenlofar

@@ -1,10 +1,17 @@
 #include "commands.h"
 
 #include "batch.h"
+#include "checkoutput.h"
+#include "exitstatus.h"
 #include "filesummary.h"
+#include "interrupt.h"
 #include "jsonprinter.h"
 #include "options.h"
+#include "packetoutput.h"
+#include "programoutput.h"
+#include "report.h"
 #include "streamoutput.h"
+#include "strictreading.h"
 #include "summarytext.h"
 #include "textoutput.h"
 #include "textstyle.h"
@@ -17,14 +24,10 @@ namespace quenlofar {
 
 namespace {
 
-/// Prints a spread as the value of a key.
 void printSpread(JsonPrinter &json, QStringView key, SpreadNumbers *numbers)
 {
-    if (numbers->isEmpty())
-        return;
-    const Spread spread = numbers->spread();
-    json.key(key).beginObject().key(u"least").number(spread.least).key(u"median").number(spread.median);
-    json.key(u"greatest").number(spread.greatest).endObject();
+    if (!numbers->isEmpty())
+        printSpread(json, key, numbers->spread());
 }
 
 void printFrames(JsonPrinter &json, FileSummary &summary)
@@ -50,10 +53,10 @@ void printBytes(JsonPrinter &json, const ByteAccounting &bytes, ByteAccounting::
     json.endObject();
 }
 
-void printProblems(JsonPrinter &json, const QVector<quenlofar::KeptProblem> &problems)
+void printProblems(JsonPrinter &json, const QVector<KeptProblem> &problems)
 {
     json.key(u"problems").beginArray();
-    for (const quenlofar::KeptProblem &problem : problems) {
+    for (const KeptProblem &problem : problems) {
         json.beginObject().key(u"severity").text(severityName(problem.severity));
         json.key(u"offset").number(problem.offset).key(u"size").number(problem.size);
         json.key(u"text").text(problem.text).endObject();
@@ -61,16 +64,45 @@ void printProblems(JsonPrinter &json, const QVector<quenlofar::KeptProblem> &pro
     json.endArray();
 }
 
-class JsonSummary : public SummarySink
+/// A summary of the walk and of a strict reading behind it.
+class JudgedSummary : public SummarySink
 {
 public:
-    JsonSummary(QIODevice &output, const FileContext &context, JsonLayout layout)
-        : SummarySink(context.parsers), m_json(output, layout)
+    JudgedSummary(const FileTask &task, const RunLimits &limits)
+        : SummarySink(task.parsers), m_reader{task.parsers, limits, &InterruptWatch::flag(), task.progress}
+    {
+    }
+
+    /// What the file was judged to be; once it is printed.
+    const FileCheck &check() const { return m_reading.check; }
+    /// How everything went, of which `walk` was the first part; once it is printed.
+    RunResult outcome(const RunResult &walk) const { return m_reading.outcome(walk); }
+
+protected:
+    QString print(FileSummary &summary) override
+    {
+        m_reading = readStrictly(summary.start, m_reader, true);
+        summary.result = m_reading.outcome(summary.result);
+        return printJudged(summary, m_reading);
+    }
+    virtual QString printJudged(FileSummary &summary, const StrictReading &reading) = 0;
+
+private:
+    const StrictReader m_reader;
+    StrictReading m_reading;
+};
+
+class JsonSummary : public JudgedSummary
+{
+public:
+    JsonSummary(const FileTask &task, const Options &options)
+        : JudgedSummary(task, options.limits),
+          m_json(task.output, options.pretty ? JsonLayout::Indented : JsonLayout::Line)
     {
     }
 
 protected:
-    QString print(FileSummary &summary) override
+    QString printJudged(FileSummary &summary, const StrictReading &reading) override
     {
         m_json.beginObject().documentStart(summary.start).key(u"rows").beginArray();
         for (const DescriptionRow &row : std::as_const(summary.rows))
@@ -79,6 +111,10 @@ protected:
         printStreams(m_json, summary.streams);
         m_json.key(u"frames");
         printFrames(m_json, summary);
+        if (reading.hasPackets) {
+            m_json.key(u"packets");
+            printPacketStatistics(m_json, reading.packets);
+        }
         m_json.key(u"items").number(summary.result.items);
         if (!summary.start.container.isNull()) {
             m_json.key(u"unparsed");
@@ -88,6 +124,8 @@ protected:
         }
         if (!summary.problems.isEmpty())
             printProblems(m_json, summary.problems);
+        constexpr size_t mostCauses = 3;
+        printVerdict(m_json, reading.check, mostCauses);
         m_json.outcome(summary.result).endObject();
         m_json.finish();
         return m_json.errorText();
@@ -97,18 +135,18 @@ private:
     JsonPrinter m_json;
 };
 
-class TextSummary : public SummarySink
+class TextSummary : public JudgedSummary
 {
 public:
-    TextSummary(QIODevice &output, const FileContext &context, const TextStyle &style)
-        : SummarySink(context.parsers), m_output(output), m_style(style)
+    TextSummary(const FileTask &task, const Options &options, const TextStyle &style)
+        : JudgedSummary(task, options.limits), m_output(task.output), m_style(style)
     {
     }
 
 protected:
-    QString print(FileSummary &summary) override
+    QString printJudged(FileSummary &summary, const StrictReading &reading) override
     {
-        SummaryText(m_output, m_style).print(summary);
+        SummaryText(m_output, m_style).print(summary, reading);
         m_output.flush();
         return m_output.errorText();
     }
@@ -118,20 +156,37 @@ private:
     const TextStyle m_style;
 };
 
+FileReport summariseOne(const FileTask &task, const Options &options, const TextStyle &style)
+{
+    std::unique_ptr<JudgedSummary> summary;
+    if (options.format == Options::Format::Json) {
+        summary = std::make_unique<JsonSummary>(task, options);
+    } else {
+        if (!task.isFirst)
+            task.output.write("\n");
+        summary = std::make_unique<TextSummary>(task, options, style);
+    }
+    const RunResult result = summary->outcome(task.run.run(task.file, task.parsers, *summary));
+    FileReport report = reportOf(task.file, result, task.programOutput.hasFailed());
+    const FileCheck &check = summary->check();
+    if (check.verdict != Verdict::Damaged || report.exitStatus >= ExitFileProblem)
+        return report;
+    // The walk had nothing to say of it.
+    report.exitStatus = ExitFileProblem;
+    report.trouble = verdictText(check.verdict);
+    const std::vector<const JudgedFinding *> causes = check.causes(Severity::Error);
+    report.messages.append(QStringLiteral("%1: %2: %3 (%4)")
+                               .arg(task.file, report.trouble, causes.front()->message, causes.front()->rule));
+    return report;
+}
+
 } // namespace
 
 int summarise(const Options &options, const PluginLoader &plugins, ProgramOutput &output)
 {
     const TextStyle style = textStyle(options.output, output);
-    return walkFiles(options, plugins, output,
-                     [&](QIODevice &place, const FileContext &context) -> std::unique_ptr<ElementSink> {
-                         if (options.format == Options::Format::Json)
-                             return std::make_unique<JsonSummary>(
-                                 place, context, options.pretty ? JsonLayout::Indented : JsonLayout::Line);
-                         if (!context.isFirst)
-                             place.write("\n");
-                         return std::make_unique<TextSummary>(place, context, style);
-                     });
+    return lookAtFiles(options, plugins, output,
+                       [&](const FileTask &task) { return summariseOne(task, options, style); });
 }
 
 } // namespace quenlofar

@@ -22,7 +22,7 @@ constexpr ValueKind valueKinds[] = {
     {"DIR", Completion::Directories}, {"N", Completion::Nothing},       {"FACTOR", Completion::Nothing},
     {"EXT", Completion::Nothing},     {"PATTERN", Completion::Nothing}, {"CONDITION", Completion::Nothing},
     {"A..B", Completion::Nothing},    {"OFFSET", Completion::Nothing},  {"PLACE", Completion::Nothing},
-    {"PLUGIN", Completion::Files},
+    {"RULE", Completion::Nothing},    {"RULES", Completion::Nothing},   {"PLUGIN", Completion::Files},
 };
 
 std::vector<std::string> split(const std::string &text, char separator)

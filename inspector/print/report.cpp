@@ -51,6 +51,10 @@ QString limitReason(const RunResult &result)
             + QStringLiteral("it took more than %1 %2; --max-seconds raises this limit")
                   .arg(result.limitValue)
                   .arg(result.limitValue == 1 ? QStringLiteral("second") : QStringLiteral("seconds"));
+    case RunLimit::Structure:
+        return stopped
+            + QStringLiteral("its structure has more than %1 entries, which no sound file of its size has")
+                  .arg(result.limitValue);
     }
     return {};
 }

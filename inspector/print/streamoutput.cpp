@@ -88,6 +88,18 @@ QString durationText(double seconds)
     return QStringLiteral("%1:%2:%3").arg(whole / 3600).arg(whole / 60 % 60, 2, 10, zero).arg(whole % 60, 2, 10, zero);
 }
 
+QString spacingText(const Spread &spacing)
+{
+    if (spacing.least == spacing.greatest) {
+        return spacing.least == 1 ? QStringLiteral("every frame")
+                                  : QStringLiteral("every %1 frames").arg(spacing.least);
+    }
+    return QStringLiteral("every %1 to %2 frames, median %3")
+        .arg(spacing.least)
+        .arg(spacing.greatest)
+        .arg(spacing.median);
+}
+
 QString lengthText(const StreamDescription &stream)
 {
     if (stream.kind == StreamDescription::Kind::Audio && stream.length == 0)

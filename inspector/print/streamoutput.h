@@ -1,6 +1,7 @@
 #pragma once
 
 #include "containerdescriber.h"
+#include "framestatistics.h"
 
 #include <QString>
 #include <QVector>
@@ -19,6 +20,8 @@ QString decimalText(double number);
 QString bitRateText(quint64 bitsPerSecond);
 /// "2.1 s"; from a minute on hours, minutes and seconds: "1:02:03".
 QString durationText(double seconds);
+/// "every 12 frames", "every 3 to 12 frames, median 10".
+QString spacingText(const Spread &spacing);
 /// How long a stream lasts, as durationText; "unknown" for sound whose header says 0, as it does until it is filled in.
 QString lengthText(const StreamDescription &stream);
 /// The codec as the container names it. Blanks alone are in quotes.

@@ -1,11 +1,14 @@
 #include "summarytext.h"
 
+#include "checkoutput.h"
 #include "displaytext.h"
 #include "ecma48.h"
 #include "filesummary.h"
+#include "packetoutput.h"
 #include "report.h"
 #include "statuscodes.h"
 #include "streamoutput.h"
+#include "strictreading.h"
 #include "textoutput.h"
 
 #include <algorithm>
@@ -47,7 +50,8 @@ QString channelsText(quint32 channels)
 }
 
 /// "video, CODE (name of the codec), 64 x 48, 10 frames/second, 2.1 s".
-QString streamText(const StreamDescription &stream)
+/// Length and bit rate are those of the packets, where they are known.
+QString streamText(const StreamDescription &stream, const StreamPackets *packets)
 {
     QString text = stream.kindText();
     appendPart(&text, codecText(stream));
@@ -60,24 +64,13 @@ QString streamText(const StreamDescription &stream)
     if (stream.bitsPerSample > 0)
         appendPart(&text, QStringLiteral("%1 bits").arg(stream.bitsPerSample));
     appendPart(&text, bitRateText(stream.bitRate));
-    const QString length = lengthText(stream);
+    const QString length = packets && packets->totals.count > 0 && packets->seconds >= 0.0
+        ? durationText(packets->seconds)
+        : lengthText(stream);
     appendPart(&text, length == QLatin1String("unknown") ? QStringLiteral("length unknown") : length);
     if (!stream.name.isEmpty())
         appendPart(&text, QStringLiteral("\"%1\"").arg(stream.name));
     return text;
-}
-
-/// "every 12 frames", "every 3 to 12 frames, median 10".
-QString spacingText(const Spread &spacing)
-{
-    if (spacing.least == spacing.greatest) {
-        return spacing.least == 1 ? QStringLiteral("every frame")
-                                  : QStringLiteral("every %1 frames").arg(spacing.least);
-    }
-    return QStringLiteral("every %1 to %2 frames, median %3")
-        .arg(spacing.least)
-        .arg(spacing.greatest)
-        .arg(spacing.median);
 }
 
 QString keyFramesText(StreamFrames *frames)
@@ -103,14 +96,17 @@ QString sizesText(const Spread &sizes, SizeUnits units)
 
 } // namespace
 
-void SummaryText::print(FileSummary &summary)
+void SummaryText::print(FileSummary &summary, const StrictReading &reading)
 {
     m_rows.clear();
     addFile(summary);
-    addStreams(summary);
+    addStreams(summary, reading);
     addBytes(summary);
     addProblems(summary);
     addStatus(summary);
+    // Of what nobody knows nothing is to be said but that.
+    if (!reading.check.start.container.isNull())
+        addVerdict(reading.check);
 
     m_output.line(coloured(displayText(summary.start.file), fileColour));
     int width = 0;
@@ -138,7 +134,7 @@ void SummaryText::addFile(const FileSummary &summary)
     }
 }
 
-void SummaryText::addStreams(FileSummary &summary)
+void SummaryText::addStreams(FileSummary &summary, const StrictReading &reading)
 {
     const QVector<StreamDescription> &streams = summary.streams;
     for (const StreamDescription &stream : streams) {
@@ -149,14 +145,44 @@ void SummaryText::addStreams(FileSummary &summary)
                                   : QStringLiteral("%1, %2 of them here").arg(leftOut).arg(mostStreams));
             return;
         }
-        add(QStringLiteral("stream %1").arg(stream.ordinal), streamText(stream));
-        if (stream.videoOrdinal >= 0)
+        const StreamPackets *const packets = reading.stream(stream.ordinal);
+        add(QStringLiteral("stream %1").arg(stream.ordinal), streamText(stream, packets));
+        if (packets)
+            addPackets(*packets);
+        else if (stream.videoOrdinal >= 0 && !reading.hasPackets)
             addFrames(summary, uint(stream.videoOrdinal));
     }
     if (streams.isEmpty() && !summary.start.container.isNull())
         add(QStringLiteral("streams"), QStringLiteral("none"));
 }
 
+void SummaryText::addPackets(const StreamPackets &packets)
+{
+    const bool hasFrames = packets.hasFrames();
+    const PacketTotals &totals = packets.totals;
+    const QString label = hasFrames ? QStringLiteral("  frames") : QStringLiteral("  packets");
+    if (totals.count == 0) {
+        add(label, QStringLiteral("none"));
+        return;
+    }
+    QString text = QString::number(totals.count);
+    if (totals.empty > 0)
+        appendPart(&text, QStringLiteral("%1 empty").arg(totals.empty));
+    if (hasFrames)
+        appendPart(&text, keyFramesText(packets));
+    if (hasFrames) {
+        add(label, text);
+        text.clear();
+    }
+    if (packets.sizes) {
+        appendPart(&text, sizesText(*packets.sizes, m_style.sizes));
+        appendPart(&text, bitRateText(packets.bitRate));
+    }
+    if (!text.isEmpty())
+        add(hasFrames ? QStringLiteral("  sizes") : label, text);
+}
+
+/// What the index says, where nobody lists packets.
 void SummaryText::addFrames(FileSummary &summary, uint videoOrdinal)
 {
     const auto found = summary.frames.streams().find(videoOrdinal);
@@ -197,14 +223,14 @@ void SummaryText::addBytes(const FileSummary &summary)
 
 void SummaryText::addProblems(const FileSummary &summary)
 {
-    const quenlofar::ProblemCounts &counts = summary.result.problems;
+    const ProblemCounts &counts = summary.result.problems;
     if (counts.total() == 0)
         return;
     add(QStringLiteral("problems"), counts.text(), counts.errors > 0);
-    for (const quenlofar::KeptProblem &problem : summary.problems) {
+    for (const KeptProblem &problem : summary.problems) {
         add(QStringLiteral("  ") + severityName(problem.severity).toString(),
             QStringLiteral("%1: %2").arg(offsetText(problem.offset, m_style.hexOffsets), problem.text),
-            problem.severity == quenlofar::Severity::Error);
+            problem.severity == Severity::Error);
     }
     const quint64 others = counts.total() - quint64(summary.problems.size());
     if (others > 0)
@@ -220,6 +246,40 @@ void SummaryText::addStatus(const FileSummary &summary)
         add(QStringLiteral("status"), reason, true);
     if (reasons.isEmpty())
         add(QStringLiteral("status"), statusText(StatusOk));
+}
+
+void SummaryText::addVerdict(const FileCheck &check)
+{
+    constexpr size_t mostCauses = 3;
+    const std::vector<const JudgedFinding *> causes = check.causes(Severity::Warning);
+    const QString verdict = verdictText(check.verdict);
+    const bool isTrouble = check.verdict == Verdict::Damaged;
+    if (causes.empty()) {
+        const QStringList reasons = reasonsOf(check.result) + check.notChecked;
+        QString text = verdict;
+        if (check.verdict == Verdict::Conforms)
+            text += QStringLiteral(": no problem found");
+        else if (!reasons.isEmpty())
+            text += QStringLiteral(": ") + reasons.first();
+        if (check.counts.note > 0)
+            text += QStringLiteral(", %1 %2")
+                        .arg(check.counts.note)
+                        .arg(check.counts.note == 1 ? QStringLiteral("note") : QStringLiteral("notes"));
+        add(QStringLiteral("verdict"), text, isTrouble);
+        return;
+    }
+    for (size_t ordinal = 0; ordinal < std::min(mostCauses, causes.size()); ++ordinal) {
+        const JudgedFinding &cause = *causes[ordinal];
+        QString sentence = cause.message;
+        if (sentence.endsWith(QLatin1Char('.')))
+            sentence.chop(1);
+        add(ordinal == 0 ? QStringLiteral("verdict") : QString(),
+            QStringLiteral("%1%2 (%3)")
+                .arg(ordinal == 0 ? verdict + QStringLiteral(": ") : QString(), sentence, cause.rule),
+            isTrouble);
+    }
+    if (causes.size() > mostCauses)
+        add({}, QStringLiteral("%1 more; quenlofar check lists all").arg(causes.size() - mostCauses), isTrouble);
 }
 
 void SummaryText::add(const QString &label, const QString &text, bool isTrouble)

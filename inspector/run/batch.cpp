@@ -50,12 +50,41 @@ bool mayInform(const Options &options, const ProgramOutput &output)
     return options.progress == When::Always || (!options.quiet && !output.hasPager() && ::isatty(STDERR_FILENO) == 1);
 }
 
+/// Hands on what is written, but for a comma in front of everything.
+class CommaDropper : public QIODevice
+{
+public:
+    CommaDropper(QIODevice &next, bool drops) : m_next(next), m_drops(drops)
+    {
+        open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+    }
+    bool isSequential() const override { return true; }
+
+protected:
+    qint64 readData(char *, qint64) override { return -1; }
+    qint64 writeData(const char *data, qint64 size) override
+    {
+        const qint64 dropped = m_drops && size > 0 && *data == ',' ? 1 : 0;
+        m_drops = m_drops && size == 0;
+        if (size == dropped || m_next.write(data + dropped, size - dropped) == size - dropped)
+            return size;
+        setErrorString(m_next.errorString());
+        return -1;
+    }
+
+private:
+    QIODevice &m_next;
+    bool m_drops;
+};
+
 class Batch
 {
 public:
-    Batch(const Options &options, const PluginLoader &plugins, ProgramOutput &output, const SinkMaker &makeSink)
-        : m_options(options), m_plugins(plugins), m_output(output), m_makeSink(makeSink),
-          m_order(output, [this](quint64, const FileReport &report) { tell(report); })
+    Batch(const Options &options, const PluginLoader &plugins, ProgramOutput &output, const FileWork &work,
+          const BatchFrame &frame)
+        : m_options(options), m_plugins(plugins), m_output(output), m_work(work), m_frame(frame),
+          m_framed(output, frame.dropsFirstComma),
+          m_order(m_framed, [this](quint64, const FileReport &report) { tell(report); })
     {
     }
 
@@ -66,7 +95,8 @@ private:
     void startMeter();
     void workSideBySide(quint64 jobs);
     void work() noexcept;
-    FileReport walk(quint64 ordinal, ContainerRun &run, WalkRecord &record);
+    FileReport lookAt(quint64 ordinal, ContainerRun &run, WalkRecord &record);
+    void printTail() noexcept;
     void tell(const FileReport &report) noexcept;
     void tellAsFarAsWanted(const FileReport &report);
     void say(const QString &message);
@@ -74,7 +104,9 @@ private:
     const Options &m_options;
     const PluginLoader &m_plugins;
     ProgramOutput &m_output;
-    const SinkMaker &m_makeSink;
+    const FileWork &m_work;
+    const BatchFrame &m_frame;
+    CommaDropper m_framed;
     OrderedOutput m_order;
     std::deque<WalkRecord> m_records; // of the workers
     std::optional<ProgressMeter> m_meter;
@@ -85,6 +117,7 @@ private:
     std::atomic<quint64> m_workers{0};
     int m_exitStatus = ExitClean;
     QStringList m_troubles;
+    QVector<FileReport> m_reports; // only where the frame asks for them
     // Made beforehand, of a file for which there was no memory: a copy takes none.
     const FileReport m_outOfMemory{
         ExitFailure, {QStringLiteral("not enough memory to look at a file")}, QStringLiteral("memory ran out")};
@@ -101,10 +134,13 @@ int Batch::run()
         m_records.emplace_back();
     if (wantsProgress(m_options, m_output))
         startMeter();
+    if (!m_frame.head.isEmpty())
+        m_output.write(m_frame.head);
     m_watchdog.emplace(m_records, m_options, mayInform(m_options, m_output),
                        [this](const QString &message) { say(message); });
     workSideBySide(jobs);
     m_watchdog.reset();
+    printTail();
     m_output.setGuard({});
     m_meter.reset();
     const bool sawAll = !InterruptWatch::flag();
@@ -180,7 +216,7 @@ void Batch::work() noexcept
             return;
         FileReport report = m_outOfMemory;
         try {
-            report = walk(ordinal, run, record);
+            report = lookAt(ordinal, run, record);
         } catch (const std::exception &) {
             // The file has no document, or a whole one; the others go on.
         }
@@ -190,20 +226,32 @@ void Batch::work() noexcept
     }
 }
 
-FileReport Batch::walk(quint64 ordinal, ContainerRun &run, WalkRecord &record)
+FileReport Batch::lookAt(quint64 ordinal, ContainerRun &run, WalkRecord &record)
 {
     const std::unique_ptr<QIODevice> place = m_order.place(ordinal);
     WatchedOutput output(*place, record);
     const QString &file = m_files.at(int(ordinal)); // several threads do this: operator[] could detach
     const WalkNote note(record, file);
     const QVector<ParserFactory> parsers = record.noted(m_plugins.parsersFor(file));
-    const std::unique_ptr<ElementSink> sink = m_makeSink(output, {parsers, ordinal == 0, m_files.size() > 1});
-    const RunResult result = run.run(file, parsers, *sink);
+    const FileReport report =
+        m_work({file, parsers, output, ordinal == 0, m_files.size() > 1, run, record.progress(), m_output});
     // What became of the output is said once, at the end.
-    const bool outputFailed = m_output.hasFailed();
-    if (outputFailed)
+    if (m_output.hasFailed())
         InterruptWatch::flag() = true;
-    return reportOf(file, result, outputFailed);
+    return report;
+}
+
+/// Behind the last file that was looked at, whatever ended the work.
+void Batch::printTail() noexcept
+{
+    if (!m_frame.tail)
+        return;
+    try {
+        m_output.write(m_frame.tail(m_reports));
+    } catch (const std::bad_alloc &) {
+        m_exitStatus = ExitFailure;
+        printOutOfMemory();
+    }
 }
 
 /// Called for one file at a time.
@@ -224,6 +272,8 @@ void Batch::tell(const FileReport &report) noexcept
 
 void Batch::tellAsFarAsWanted(const FileReport &report)
 {
+    if (m_frame.tail)
+        m_reports.append(report);
     if (!report.trouble.isNull())
         m_troubles.append(report.trouble);
     if (m_options.quiet && report.exitStatus < ExitFailure)
@@ -245,9 +295,20 @@ void Batch::say(const QString &message)
 
 } // namespace
 
+int lookAtFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output, const FileWork &work,
+                const BatchFrame &frame)
+{
+    return Batch(options, plugins, output, work, frame).run();
+}
+
 int walkFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output, const SinkMaker &makeSink)
 {
-    return Batch(options, plugins, output, makeSink).run();
+    return lookAtFiles(options, plugins, output, [&makeSink](const FileTask &task) {
+        const std::unique_ptr<ElementSink> sink =
+            makeSink(task.output, {task.parsers, task.isFirst, task.isOneOfMany, task.progress});
+        const RunResult result = task.run.run(task.file, task.parsers, *sink);
+        return reportOf(task.file, result, task.programOutput.hasFailed());
+    });
 }
 
 } // namespace quenlofar

@@ -24,8 +24,6 @@
 
 namespace quenlofar {
 
-using quenlofar::Severity;
-
 namespace {
 
 constexpr unsigned mostSeconds = 10; // of one walk
@@ -131,7 +129,7 @@ public:
         m_describer.setElementSize(size);
         return m_writer.setElementSize(size);
     }
-    bool reportProblem(const quenlofar::ReportedProblem &problem) override
+    bool reportProblem(const ReportedProblem &problem) override
     {
         m_describer.reportProblem(problem);
         return m_writer.reportProblem(problem);

@@ -32,7 +32,7 @@ struct FileDamage
 /// Something that a plug-in does and should not, in one or many cases.
 struct PluginFinding
 {
-    quenlofar::Severity severity = quenlofar::Severity::Error;
+    Severity severity = Severity::Error;
     QString text; ///< what, in the first of the cases
     FileDamage first; ///< that case
     quint64 cases = 0;

@@ -2,7 +2,7 @@
 
 #include "bytesource.h"
 #include "containerrun.h"
-#include "elementsink.h"
+#include "formatsink.h"
 #include "messages.h"
 #include "options.h"
 #include "pluginloader.h"
@@ -19,26 +19,6 @@ QVector<QString> listsOf(const InputChoice &input)
         return {};
     return {input.list == QLatin1String("-") ? QStringLiteral("/dev/stdin") : input.list};
 }
-
-/// Sees which parser accepts a file, and no more of it.
-class FormatSink : public ElementSink
-{
-public:
-    bool beginDocument(const DocumentStart &start) override
-    {
-        m_container = start.container;
-        return false;
-    }
-    bool beginElement(quint64, quint64, QStringView, qint64) override { return false; }
-    bool addField(const Field &) override { return false; }
-    bool endElement() override { return false; }
-    bool reportFrame(const Frame &) override { return false; }
-
-    QString container() const { return m_container; }
-
-private:
-    QString m_container;
-};
 
 /// The begin of a file: no parser looks for its format through gigabytes of an earlier output.
 std::unique_ptr<ByteSource> openBegin(const QString &path, QString *error)
@@ -67,9 +47,10 @@ bool isTargetSafe(const Options &options, const PluginLoader &plugins, const Pro
     run.setOpener(openBegin);
     FormatSink format;
     run.run(replaced, plugins.parsersFor(replaced), format);
-    if (format.container().isNull())
+    if (format.start().container.isNull())
         return true;
-    printMessage(QStringLiteral("%1 is a media file (%2): output would destroy it").arg(replaced, format.container()));
+    printMessage(
+        QStringLiteral("%1 is a media file (%2): output would destroy it").arg(replaced, format.start().container));
     return false;
 }
 

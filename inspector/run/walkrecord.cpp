@@ -1,6 +1,7 @@
 #include "walkrecord.h"
 
 #include "containerabstract.h"
+#include "containeranalyzer.h"
 
 namespace quenlofar {
 
@@ -15,17 +16,26 @@ void WalkRecord::begin(const QString &file)
     CrashReport::setPlace(&m_crashPlace);
 }
 
+void WalkRecord::setPlugin(const QString &plugin)
+{
+    m_crashPlace.setPlugin(plugin);
+    const std::lock_guard lock(m_mutex);
+    m_names.plugin = plugin;
+}
+
 QVector<ParserFactory> WalkRecord::noted(QVector<ParserFactory> parsers)
 {
     for (ParserFactory &parser : parsers) {
         parser.create = [this, create = std::move(parser.create), plugin = parser.file] {
-            m_crashPlace.setPlugin(plugin);
-            {
-                const std::lock_guard lock(m_mutex);
-                m_names.plugin = plugin;
-            }
+            setPlugin(plugin);
             return create();
         };
+        if (parser.createAnalyzer) {
+            parser.createAnalyzer = [this, create = std::move(parser.createAnalyzer), plugin = parser.file] {
+                setPlugin(plugin);
+                return create();
+            };
+        }
     }
     return parsers;
 }

@@ -36,7 +36,8 @@ public:
 
     /// From now on `file` is walked by this thread.
     void begin(const QString &file);
-    /// `parsers`, which write down that they are at work when they are made. The record outlives their use.
+    /// `parsers`, which write down that they, or their analyzers, are at work when they are made. The record outlives
+    /// their use.
     QVector<ParserFactory> noted(QVector<ParserFactory> parsers);
     void end();
 
@@ -51,6 +52,8 @@ public:
 
 private:
     friend class WatchedOutput;
+
+    void setPlugin(const QString &plugin);
 
     WalkProgress m_progress;
     std::atomic<quint64> m_writes{0}; // begins and ends of them

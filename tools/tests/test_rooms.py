@@ -7,7 +7,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 WALK, TEXT, INPUT, PARSER, TREE, COMPARE, OUTPUT, PACKETS, CHECK, PLUGINS, TESTING = HOST = [
     f"container-abstract/{room}"
     for room in "walk text input parser tree compare output packets check plugins testing".split()]
-FACTS, FILTERS, PLACES = COMMON = ["common/facts", "common/filters", "common/places"]
+FACTS, FILTERS, PLACES, JUDGING = COMMON = ["common/facts", "common/filters", "common/places", "common/check"]
 COMMANDLINE, PROCESS, PRINT, RUN, COMMANDS = INSPECTOR = [
     f"inspector/{room}" for room in "commandline process print run commands".split()]
 ARROWS = {
@@ -29,6 +29,7 @@ ARROWS = {
     FACTS: HOST,
     FILTERS: HOST,
     PLACES: HOST,
+    JUDGING: [FACTS, *HOST],
     COMMANDLINE: HOST,
     PROCESS: [COMMANDLINE, *HOST],
     PRINT: [PROCESS, COMMANDLINE, *COMMON, *HOST],

@@ -39,7 +39,7 @@ QByteArray printed(const Calls &calls)
 QByteArray printedLines(const Calls &calls)
 {
     const QByteArray before = "a.avi: AVI, 100 bytes\n\noffset    size\n";
-    const QByteArray after = "\nstatus 0: no problem found\n";
+    const QByteArray after = "\nstatus 0: walked to the end\n";
     QByteArray document = printed([&calls](ElementSink &sink) {
         sink.beginDocument(someFile);
         calls(sink);
@@ -149,10 +149,11 @@ void TestTextWriter::documentsAreSetApart()
             sink.endDocument({});
         }
     });
-    QCOMPARE(documents,
-             QByteArray("a: AVI, 0 bytes\n\noffset    size\n     0       0  left open\n\nstatus 0: no problem found\n"
-                        "\n"
-                        "a: AVI, 1 byte\n\noffset    size\n     0       0  left open\n\nstatus 0: no problem found\n"));
+    QCOMPARE(
+        documents,
+        QByteArray("a: AVI, 0 bytes\n\noffset    size\n     0       0  left open\n\nstatus 0: walked to the end\n"
+                   "\n"
+                   "a: AVI, 1 byte\n\noffset    size\n     0       0  left open\n\nstatus 0: walked to the end\n"));
 }
 
 void TestTextWriter::lines_data()
@@ -224,7 +225,7 @@ void TestTextWriter::outcome_data()
         fill(result);
         QTest::newRow(rule) << result << text;
     };
-    row("nothing to tell", "status 0: no problem found\n", [](RunResult &) {});
+    row("nothing to tell", "status 0: walked to the end\n", [](RunResult &) {});
     row("a parser's own status", "status -7: status -7\n", [](RunResult &result) { result.status = -7; });
     row("the limit on items", "stopped at byte 77 by the limit of 1000 items\n", [](RunResult &result) {
         result.limit = RunLimit::Items;
@@ -307,7 +308,7 @@ void TestTextWriter::videoStreams()
     });
     QCOMPARE(document,
              "a.avi: AVI, 100 bytes\nvideo stream 0: " + text
-                 + "\n0 video frames reported\nstatus 0: no problem found\n");
+                 + "\n0 video frames reported\nstatus 0: walked to the end\n");
 }
 
 void TestTextWriter::texts_data()
@@ -409,7 +410,7 @@ void TestTextWriter::nothingIsPrintedOutsideADocument()
         QVERIFY(!sink.addField(leaf(1, 2, u"n", u"v")));
         QVERIFY(!sink.endDocument({}));
     });
-    QCOMPARE(document, QByteArray("a.avi: AVI, 100 bytes\nstatus 0: no problem found\n"));
+    QCOMPARE(document, QByteArray("a.avi: AVI, 100 bytes\nstatus 0: walked to the end\n"));
 }
 
 void TestTextWriter::outputThatFailsAtAnyByte()

@@ -20,7 +20,7 @@ void TestStatusCodes::numbersArePartOfTheOutput_data()
     QTest::addColumn<QString>("text");
 
     // clang-format off
-    QTest::newRow("success is 0")            << int(StatusOk)            << 0 << QStringLiteral("no problem found");
+    QTest::newRow("success is 0")            << int(StatusOk)            << 0 << QStringLiteral("walked to the end");
     QTest::newRow("cannot open is 1")        << int(StatusCannotOpen)    << 1 << QStringLiteral("the file cannot be opened");
     QTest::newRow("read error is 2")         << int(StatusReadError)     << 2 << QStringLiteral("reading the file failed");
     QTest::newRow("not recognised is 3")     << int(StatusNotRecognised) << 3 << QStringLiteral("no parser recognises the file");

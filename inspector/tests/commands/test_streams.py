@@ -25,9 +25,9 @@ class Streams(Case):
         result = run("streams", path)
         self.assertEnds(result, 0)
         self.assertEqual(result.stdout.decode(), f"""{path.decode()}: AVI, 126992 bytes
-stream  kind   code      picture  frames/s  samples/s  channels  bits     bit rate   length  codec  name
-     0  video  dvsd    720 x 480     29.97                                          0.033 s  DV
-     1  audio  0x0001                           48000         2    16  1536 kbit/s  0.033 s  PCM
+stream  kind   code      picture  frames/s  samples/s  channels  bits     bit rate   length  packets  keys  codec  name
+     0  video  dvsd    720 x 480     29.97                             28.8 Mbit/s  0.033 s        1     1  DV
+     1  audio  0x0001                           48000         2    16  1536 kbit/s  0.033 s        1     0  PCM
 """)
 
     def test_csv(self):
@@ -80,12 +80,16 @@ stream  kind   code      picture  frames/s  samples/s  channels  bits     bit ra
         result = run("streams", "--format", "json", path)
         self.assertEnds(result, 0)
         document, = documents(result.stdout)
-        self.assertEqual(list(document), ["formatVersion", "file", "fileSize", "container", "parser", "streams", "status"])
+        self.assertEqual(list(document), ["formatVersion", "file", "fileSize", "container", "parser", "streams", "packets", "status"])
         self.assertEqual(document, {
             "formatVersion": 1, "file": path.decode(), "fileSize": 49142, "container": "AVI", "status": 0,
             "parser": PARSER,
             "streams": [{"ordinal": 0, "videoOrdinal": 0, "kind": "video", "codecCode": "MJPG",
-                         "codecName": "Motion JPEG", "width": 64, "height": 48, "frameRate": 25, "seconds": 1}]})
+                         "codecName": "Motion JPEG", "width": 64, "height": 48, "frameRate": 25, "seconds": 1}],
+            # As ffprobe has the packets; its index marks none of them as a key frame.
+            "packets": [{"stream": 0, "kind": "video", "count": 25, "empty": 0, "keyFrames": 0, "bytes": 46472,
+                         "sizes": {"least": 1847, "median": 1859, "greatest": 1873}, "bitRate": 371776,
+                         "seconds": 1}]})
 
     def test_all_formats_agree(self):
         for path in map(os.fsencode, GOLDENS):
@@ -106,7 +110,8 @@ stream  kind   code      picture  frames/s  samples/s  channels  bits     bit ra
         result = run("streams", path)
         self.assertEnds(result, 1, "the file ends inside an element")
         lines = result.stdout.decode().splitlines()
-        self.assertEqual(len(lines), 5)
+        self.assertEqual(len(lines), 6)
+        self.assertEqual(lines[-2], "stream 0: key frames unknown: no index")
         self.assertEqual(lines[-1], "the file ends inside an element (status 5)")
         document, = documents(run("streams", "--format", "json", path).stdout)
         self.assertEqual((document["status"], [stream["kind"] for stream in document["streams"]]),

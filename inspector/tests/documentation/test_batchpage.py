@@ -56,7 +56,7 @@ class BatchPage(Case):
 
 
 class Text(Case):
-    def test_no_problem_found_is_said_of_clean_files_alone(self):
+    def test_walked_to_the_end_is_said_of_clean_walks_alone(self):
         thrown = self.path("thrown.plain", b"PLAIN\x01\x7e")
         for command in ("tree", "summary", "streams", "frames", "coverage"):
             for arguments, words in [(["--plugin-dir", PLAIN_PLUGIN, thrown], b"the parser failed"),
@@ -65,7 +65,7 @@ class Text(Case):
                     result = run(command, *arguments)
                     self.assertNotEqual(result.returncode, 0)
                     self.assertIn(words, result.stdout)
-                    self.assertNotIn(b"no problem found", result.stdout)
+                    self.assertNotIn(b"walked to the end", result.stdout)
                     self.assertNotIn(b"status 0", result.stdout)
 
 

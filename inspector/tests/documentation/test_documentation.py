@@ -16,7 +16,7 @@ PAGES = SHARE / "man" / "man1"
 BASH = SHARE / "bash-completion" / "completions" / "quenlofar"
 ZSH = SHARE / "zsh" / "site-functions" / "_quenlofar"
 FISH = SHARE / "fish" / "vendor_completions.d" / "quenlofar.fish"
-COMMANDS = ["summary", "tree", "streams", "frames", "at", "bytes", "coverage", "diff", "plugins",
+COMMANDS = ["summary", "check", "tree", "streams", "packets", "frames", "at", "bytes", "coverage", "diff", "plugins",
             "check-plugin"]
 
 
@@ -84,6 +84,9 @@ class Completion(support.Case):
         ("quenlofar --plugin-dir archive pl", ["plugins"]),
         ("quenlofar tree --format ", ["text", "json"]),
         ("quenlofar frames --format ", ["text", "csv", "json"]),
+        ("quenlofar check --format ", ["text", "json", "csv", "sarif", "junit", "lines"]),
+        ("quenlofar check --policy fi", ["film.avi"]),
+        ("quenlofar packets --type ", ["video", "audio", "subtitles", "midi", "mixed", "other"]),
         ("quenlofar tree --offsets h", ["hex"]),
         ("quenlofar tree --col", ["--collapse", "--color"]),
         ("quenlofar diff --ig", ["--ignore-offsets"]),

@@ -7,7 +7,7 @@ import unittest
 
 from support import PLUGIN, PROGRAM, Case, environment, run
 
-COMMANDS = ["summary", "tree", "streams", "frames", "at", "bytes", "coverage", "diff", "plugins",
+COMMANDS = ["summary", "check", "tree", "streams", "packets", "frames", "at", "bytes", "coverage", "diff", "plugins",
             "check-plugin"]
 
 

@@ -36,7 +36,7 @@ class Schemas(Case):
 
     def test_commands_of_many_files(self):
         files = self.files()
-        for command in ("summary", "streams", "frames", "coverage"):
+        for command in ("summary", "check", "streams", "packets", "frames", "coverage"):
             self.assertEqual(len(self.assertFollows(command, *files)), len(files))
 
     def test_limits(self):
@@ -99,7 +99,7 @@ class Schemas(Case):
                     text = run("tree", *plugins, file)
                     self.assertIn(b"the parser failed", text.stdout)
                     self.assertEqual(text.returncode, 2)
-            for command in ("summary", "streams", "frames", "coverage"):
+            for command in ("summary", "check", "streams", "packets", "frames", "coverage"):
                 document, = self.assertFollows(command, *plugins, file)
                 # What a parser that throws would have shown is not known.
                 if command == "coverage" and "t" not in deeds and document["container"]:
@@ -109,10 +109,13 @@ class Schemas(Case):
 
     def test_the_schema_says_no(self):
         film = self.sample()
-        for command, arguments in {"summary": [film], "streams": [film], "frames": [film], "coverage": [film],
+        for command, arguments in {"summary": [film], "check": [film], "streams": [film], "packets": [film],
+                                   "frames": [film], "coverage": [film],
                                    "at": [film, "30"], "diff": [film, film]}.items():
             document, = self.assertFollows(command, *arguments)
             optional = {"limit", "cancelled", "error", "parser"}
+            if command in ("summary", "streams"):
+                optional.add("packets") # some plug-ins list none
             for key in sorted(set(document) - optional):
                 with self.subTest(command=command, key=key):
                     lacking = copy.deepcopy(document)

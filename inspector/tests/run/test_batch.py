@@ -184,7 +184,7 @@ class SideBySide(Batch):
                     self.assertEqual((result.returncode, result.stderr), (expected.returncode, expected.stderr))
 
     def test_what_is_said(self):
-        result = run("summary", "-j", "2", *self.paths)
+        result = run("coverage", "-j", "2", *self.paths)
         lines = result.stderr.decode().splitlines()
         self.assertEqual(result.returncode, 2)
         total, indexes, truncated = len(self.paths), 2, 2
@@ -391,7 +391,7 @@ class OutputFile(Batch):
         self.assertEqual(self.contents(first), contents[:100])
         earlier = self.path("earlier", b"x" * 70000 + contents)
         os.truncate(earlier, 1 << 40)
-        self.assertEnds(run("summary", other, "-o", earlier, timeout=20), 0)
+        self.assertEnds(run("coverage", other, "-o", earlier, timeout=20), 0)
         self.assertLess(os.stat(earlier).st_size, 10000)
 
     def test_open_descriptors(self):

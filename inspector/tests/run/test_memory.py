@@ -47,7 +47,7 @@ class Memory(Case):
         one, other = (self.path(name, riff_list(b"AVI ", riff_list(b"movi", movi), b"RIFF") + b"\0" * 200)
                       for name, movi in (("one.avi", chunks), ("other.avi", chunk(b"01wb") + chunks)))
         told = 0
-        for megabytes in range(78, 92):
+        for megabytes in range(78, 112):
             with self.subTest(megabytes=megabytes):
                 result = self.run_within(megabytes, "diff", "--format", "json", one, other)
                 if result.returncode in NOT_OURS:
