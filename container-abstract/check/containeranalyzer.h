@@ -13,6 +13,7 @@
 namespace quenlofar {
 
 class ByteSource;
+class FileDevice;
 struct WalkProgress;
 
 /// Whether an analyzer can judge a file.
@@ -41,6 +42,12 @@ struct AnalysisResult
     /// The whole file was read.
     bool isComplete() const { return error.kind == FileError::None && !isCancelled && !isLimited; }
 };
+
+/// Opens `source` for an analyzer: reads of `file` follow the cancel and the progress of `options`. The source still
+/// belongs to whoever owned it, and outlives the use of the device. May throw std::bad_alloc.
+CONTAINERABSTRACT_EXPORT void openForAnalysis(FileDevice &file, ByteSource &source, const AnalysisOptions &options);
+/// How the reading of `file`, which openForAnalysis opened, has gone so far: an error, a cancel, and the bytes.
+CONTAINERABSTRACT_EXPORT AnalysisResult analysisResult(const FileDevice &file);
 
 /// Numbers that rules compare with, where people differ; a policy may change them.
 struct CheckThresholds
