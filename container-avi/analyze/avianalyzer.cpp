@@ -91,9 +91,7 @@ bool AviAnalyzer::check(const CheckOptions &options, Findings &findings)
         if (!m_source)
             return false;
         FileDevice bytes;
-        bytes.open(borrowed(*m_source));
-        bytes.setStopFlag(m_cancel);
-        bytes.setProgress(m_progress);
+        openForAnalysis(bytes, *m_source, {options.level, m_cancel, m_progress});
         PayloadPass payload(m_layout, bytes, m_cancel);
         const AviContext context{m_layout, bytes, options, m_cancel, &payload};
         const Level level = m_layout.isWalked ? options.level : Level::Quick;

@@ -11,7 +11,4 @@ class ByteSource;
 /// Throws std::bad_alloc where there is no memory; the layout has to be cleared then.
 AnalysisResult readAvi(ByteSource &source, const AnalysisOptions &options, AviLayout &layout);
 
-/// Another reader of a source that somebody else owns, for a FileDevice, which owns its source.
-std::unique_ptr<ByteSource> borrowed(ByteSource &source);
-
 } // namespace quenlofar
