@@ -7,8 +7,6 @@ using namespace quenlofar;
 
 namespace {
 
-constexpr quint16 extensibleFormat = 0xFFFE;
-
 constexpr ValueName formatNames[] = {{0x0001, u"PCM"},
                                      {0x0002, u"Microsoft ADPCM"},
                                      {0x0003, u"PCM, floating point"},

@@ -9,22 +9,10 @@ namespace {
 
 constexpr quint64 chunkHeaderSize = 8; // id and size
 constexpr quint64 listHeaderSize = 12; // and the form type
-constexpr quint32 sizeStandsInDs64 = 0xFFFFFFFF;
 constexpr quint32 mostLongSizes = 1000; // that are kept; all are shown
 
 constexpr FieldRow idRows[] = {{u"id", 0, FieldKind::FourCC}};
 constexpr FieldRow formRows[] = {{u"type", 0, FieldKind::FourCC}};
-
-/// Ids consist of ASCII characters from the blank on. Anything else says that no chunk begins here.
-bool isId(quint32 word)
-{
-    for (int shift = 0; shift < 32; shift += 8) {
-        const quint32 byte = word >> shift & 0xFF;
-        if (byte < 0x20 || byte > 0x7E)
-            return false;
-    }
-    return true;
-}
 
 bool isList(quint32 id)
 {

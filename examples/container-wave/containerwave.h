@@ -1,5 +1,7 @@
 #pragma once
 
+#include "waveids.h"
+
 #include "containerabstract.h"
 
 #include <QVector>
@@ -51,10 +53,3 @@ private:
 
     QVector<LongSize> m_longSizes; // what ds64 says; empty in a RIFF file
 };
-
-/// Four characters as they are compared: the first one in the lowest byte.
-constexpr quint32 idOf(const char (&text)[5])
-{
-    return quint32(quint8(text[0])) | quint32(quint8(text[1])) << 8 | quint32(quint8(text[2])) << 16
-        | quint32(quint8(text[3])) << 24;
-}

@@ -1,6 +1,7 @@
 #include "pluginexports.h"
 
 #include "containerwave.h"
+#include "waveanalyzer.h"
 #include "wavedescriber.h"
 
 using namespace quenlofar;
@@ -23,4 +24,9 @@ ContainerAbstract *createParser()
 ContainerDescriber *createDescriber()
 {
     return new WaveDescriber;
+}
+
+ContainerAnalyzer *createAnalyzer()
+{
+    return new WaveAnalyzer;
 }

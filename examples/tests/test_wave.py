@@ -106,7 +106,8 @@ class Wave(Case):
     def test_unit_tests(self):
         build = self.directory / "tested"
         configure_and_build(EXAMPLE, build, self.prefix, "-DBUILD_TESTING=ON")
-        call(build / "tests" / "tst_containerwave")
+        for name in ("tst_containerwave", "tst_waveanalyzer"):
+            call(build / "tests" / name)
 
     def test_program_lists_it(self):
         result = self.run_program("plugins")
