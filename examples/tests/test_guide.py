@@ -43,8 +43,9 @@ class Guide(Case):
                         output = call("bash", "-o", "pipefail", "-c", command, cwd=folder, env=environment)
                         if expected:
                             self.assertEqual(output, expected)
-        self.assertEqual(names, ["containertape.h", "containertape.cpp", "tapedescriber.h", "plugin.cpp",
-                                 "CMakeLists.txt", "tst_containertape.cpp", "CMakeLists.txt"])
+        self.assertEqual(names, ["containertape.h", "containertape.cpp", "tapedescriber.h", "tapeanalyzer.h",
+                                 "tapeanalyzer.cpp", "plugin.cpp", "CMakeLists.txt", "tst_containertape.cpp",
+                                 "CMakeLists.txt"])
         self.assertEqual(consoles, 6)
 
     def test_every_code_block_is_a_file_or_a_command(self):

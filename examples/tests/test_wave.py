@@ -121,6 +121,8 @@ class Wave(Case):
         package, = self.prefix.rglob("quenlofar-container-abstract.pc")
         call("make", f"CXX={os.environ['QUENLOFAR_CXX']}", f"CXXFLAGS=-O1 {' '.join(sdk.FLAGS)}",
              f"LDFLAGS={' '.join(sdk.FLAGS)}", cwd=source, env={"PKG_CONFIG_PATH": str(package.parent)})
+        symbols = call("nm", "--dynamic", "--defined-only", source / "libquenlofar-container-wave.so").split()
+        self.assertTrue({"createParser", "createDescriber", "createAnalyzer"} <= set(symbols))
         result = self.run_program("--plugin-dir", source, "plugins")
         self.assertEqual(result.stderr, b"")
         self.assertIn(os.fsencode(source / "libquenlofar-container-wave.so"), result.stdout)

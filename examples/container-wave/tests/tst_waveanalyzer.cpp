@@ -242,6 +242,7 @@ private Q_SLOTS:
     void packetsAreSeconds();
     void packetsOfCompressedSound();
     void packetsAreBounded();
+    void longFiles();
     void regions_data();
     void regions();
     void everyCutIsFound();
@@ -409,6 +410,58 @@ void TestWaveAnalyzer::packetsAreBounded()
     QCOMPARE(packets.size(), quint64(1000000));
     QCOMPARE(packets.at(7).size, quint32(3));
     QCOMPARE(packets.totals(0).bytes, quint64(3000000));
+}
+
+namespace {
+
+/// Begins with some bytes; behind them all are zero.
+class LongSource final : public ByteSource
+{
+public:
+    LongSource(const QByteArray &bytes, qint64 size) : m_bytes(bytes), m_size(size) { }
+    qint64 size() const override { return m_size; }
+    qint64 readAt(qint64 position, char *data, qint64 maxSize) override
+    {
+        const qint64 count = qMax<qint64>(0, qMin(maxSize, m_size - position));
+        std::memset(data, 0, size_t(count));
+        if (position < m_bytes.size())
+            std::memcpy(data, m_bytes.constData() + position, size_t(qMin<qint64>(count, m_bytes.size() - position)));
+        m_bytesRead += count;
+        return count;
+    }
+    qint64 bytesRead() const { return m_bytesRead; }
+
+private:
+    QByteArray m_bytes;
+    qint64 m_size;
+    qint64 m_bytesRead = 0;
+};
+
+} // namespace
+
+void TestWaveAnalyzer::longFiles()
+{
+    // 64 terabytes of sound, and texts behind: ds64 12+36, fmt 48+24, data 72+8.
+    constexpr quint64 soundSize = quint64(1) << 46;
+    const QByteArray head = longWave(80 - 8 + soundSize + 12, soundSize, soundSize / 4, fmt() + longSound());
+    LongSource source(head.left(80), qint64(80 + soundSize + 12));
+    WaveAnalyzer analyzer;
+    QVERIFY(analyzer.read(source, {}).isComplete());
+    QVERIFY(source.bytesRead() < 100000);
+    QVERIFY(analyzer.packets().size() <= WaveAnalyzer::mostPackets);
+    QCOMPARE(analyzer.packets().totals(0).bytes, soundSize);
+    QCOMPARE(analyzer.packets().duration(0), double(soundSize) / 4000);
+    Findings findings;
+    QVERIFY(analyzer.check({}, findings));
+    QCOMPARE(linesOf(findings), // the zeros behind are no chunk
+             QStringLiteral("broken-chain error 70368744177744+12: a chunk | 12 bytes that are none"));
+
+    // What ds64 says of a file of 120 bytes cannot be added up.
+    const Judged judged(longWave(~quint64(0), ~quint64(0) - 3, 0, fmt() + longSound()));
+    QCOMPARE(linesOf(judged.findings),
+             QStringLiteral("file-cut error 20+8: 112 | 18446744073709551615\n"
+                            "chunk-cut error 28+8 stream 0: 40 | 18446744073709551612 < file-cut"));
+    QCOMPARE(judged.analyzer.packets().totals(0).bytes, quint64(40));
 }
 
 void TestWaveAnalyzer::regions_data()
