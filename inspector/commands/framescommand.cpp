@@ -1,6 +1,7 @@
 #include "commands.h"
 
 #include "batch.h"
+#include "digits.h"
 #include "jsonprinter.h"
 #include "options.h"
 #include "textoutput.h"
@@ -9,6 +10,8 @@
 
 #include <algorithm>
 #include <memory>
+#include <string>
+#include <string_view>
 
 namespace quenlofar {
 
@@ -66,27 +69,53 @@ public:
 protected:
     bool print(const Frame &frame) override
     {
-        if (m_isEmpty)
-            printLine(QStringLiteral("stream"), QStringLiteral("number"), QStringLiteral("offset"),
-                      QStringLiteral("size"), QStringLiteral("key"));
+        if (m_isEmpty) {
+            addCell("stream", streamWidth);
+            addCell("number", numberWidth);
+            addCell("offset", m_offsetWidth);
+            addCell("size", m_sizeWidth);
+            addCell("key", 0);
+            printLine();
+        }
         m_isEmpty = false;
-        const bool isPlain = m_style.sizes == SizeUnits::Bytes;
-        printLine(QString::number(frame.stream), QString::number(frame.number),
-                  offsetText(frame.offset, m_style.hexOffsets),
-                  isPlain ? QString::number(frame.size) : sizeText(frame.size, m_style.sizes),
-                  frame.key ? QStringLiteral("key") : QString());
+        addCell(frame.stream, streamWidth);
+        addCell(frame.number, numberWidth);
+        if (m_style.hexOffsets)
+            addCell(offsetText(frame.offset, true).toStdString(), m_offsetWidth);
+        else
+            addCell(frame.offset, m_offsetWidth);
+        if (m_style.sizes == SizeUnits::Bytes)
+            addCell(frame.size, m_sizeWidth);
+        else
+            addCell(sizeText(frame.size, m_style.sizes).toStdString(), m_sizeWidth);
+        if (frame.key)
+            addCell("key", 0);
+        printLine();
         return m_output.works();
     }
 
 private:
-    void printLine(const QString &stream, const QString &number, const QString &offset, const QString &size,
-                   const QString &key)
+    static constexpr int streamWidth = 6;
+    static constexpr int numberWidth = 8;
+
+    /// A cell of a million lines takes no memory of its own: digits go straight into the line.
+    void addCell(quint64 number, int width)
+    {
+        char digits[mostDecimalDigits];
+        addCell({digits, size_t(writeDecimal(number, digits) - digits)}, width);
+    }
+    void addCell(std::string_view text, int width)
     {
         // Numbers of damaged files may be wider than their columns.
-        const QString gap = QStringLiteral("  ");
-        const QString line = stream.rightJustified(6) + gap + number.rightJustified(8) + gap
-            + offset.rightJustified(m_offsetWidth) + gap + size.rightJustified(m_sizeWidth);
-        m_output.line(key.isEmpty() ? line : line + gap + key);
+        if (!m_line.empty())
+            m_line += "  ";
+        m_line.append(size_t(std::max(0, width - int(text.size()))), ' ');
+        m_line += text;
+    }
+    void printLine()
+    {
+        m_output.asciiLine(m_line);
+        m_line.clear();
     }
 
     TextOutput m_output;
@@ -94,6 +123,7 @@ private:
     int m_offsetWidth = 0;
     int m_sizeWidth = 0;
     bool m_isEmpty = true;
+    std::string m_line;
 };
 
 /// Comma-separated values; of many files the first column names the file.

@@ -16,8 +16,19 @@ namespace quenlofar {
 
 void TextOutput::line(const QString &line)
 {
-    constexpr int enough = 1 << 16;
     m_bytes += pathForDisplay(line);
+    endLine();
+}
+
+void TextOutput::asciiLine(std::string_view line)
+{
+    m_bytes.append(line.data(), int(line.size()));
+    endLine();
+}
+
+void TextOutput::endLine()
+{
+    constexpr int enough = 1 << 16;
     m_bytes += '\n';
     if (m_bytes.size() >= enough)
         flush();

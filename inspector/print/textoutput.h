@@ -6,6 +6,8 @@
 #include <QString>
 #include <QVector>
 
+#include <string_view>
+
 class QIODevice;
 
 namespace quenlofar {
@@ -24,6 +26,8 @@ public:
 
     /// Prints `line`, in which texts from files were made fit to be shown (displayText), and a line feed.
     void line(const QString &line);
+    /// Prints `line`, which consists of printable ASCII characters: for tables of millions of lines.
+    void asciiLine(std::string_view line);
     /// The same for what every table about a file begins with: its name, container and size.
     void heading(const DocumentStart &start);
     /// How the walk went, in a line for each thing that was wrong with the file; nothing when it was clean.
@@ -35,6 +39,8 @@ public:
     QString errorText() const { return m_errorText; }
 
 private:
+    void endLine();
+
     QIODevice &m_device;
     QByteArray m_bytes;
     bool m_failed = false;
