@@ -25,8 +25,11 @@ struct TextPiece
  * The longest beginning of `text` that takes no more than `mostColumns` columns of a terminal, which is not less than
  * 0. It ends between characters: surrogate pairs and escapes stay whole, and marks stay with what they are set on.
  *
- * Ideographs, emoji and all else that is wide or fullwidth by Unicode Standard Annex #11 take two columns, marks and
- * invisible characters none. Terminals disagree about sequences of emoji that are joined into one: these count as many.
+ * The width of a character is what the C library's `wcwidth` tells in the locale C.UTF-8, whatever the locale of the
+ * program is: as a rule two columns for ideographs, kana, Hangul and emoji, none for marks and invisible characters.
+ * What the library calls unprintable takes none; ASCII characters take one each. Where the C library has no locale
+ * C.UTF-8, every character takes one. Terminals disagree about sequences of emoji that are joined into one: these count
+ * as many. No error is reported; the thread's locale is unchanged afterwards.
  */
 CONTAINERABSTRACT_EXPORT TextPiece fittingPiece(QStringView text, int mostColumns, TextForm form);
 

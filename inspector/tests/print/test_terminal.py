@@ -133,9 +133,10 @@ class Width(Case):
                            ("escapes", "\x1b\\" * 60), ("mixed", "a映\x01é" * 17)]:
             info = riff_list(b"INFO", chunk(b"ICMT", text.encode()))
             film = self.path(name, riff_list(b"AVI ", info + riff_list(b"movi", b""), b"RIFF") + b"\0" * 99)
-            for options, columns in [([], 50), ([], 51), (["--paths"], 72), (["--hex"], 110), (["--hex"], 111)]:
+            for options, columns, locale in [([], 50, "C"), ([], 51, "C.UTF-8"), (["--paths"], 72, "C"),
+                                             (["--hex"], 110, "C.UTF-8"), (["--hex"], 111, "C.UTF-8")]:
                 with self.subTest(text=name, options=options, columns=columns):
-                    output, status = Terminal("tree", *options, film, columns=columns).finish()
+                    output, status = Terminal("tree", *options, film, columns=columns, env={"LC_ALL": locale}).finish()
                     self.assertEqual(status, 0)
                     line, = [line for line in shown(output) if "value = " in line]
                     self.assertLessEqual(width(line), columns)
