@@ -23,8 +23,8 @@ public:
     {
         const auto units =
             size_t(field.name.size() + field.value.size() + field.meaning.size() + field.description.size());
-        if (units > m_room)
-            grow(units);
+        if (units > m_room || !m_texts)
+            grow(std::max(units, size_t(1)));
         m_field = field;
         m_isNode = isNode;
         char16_t *room = m_texts.get();
