@@ -49,7 +49,7 @@ std::optional<Baseline> Baseline::parse(const QByteArray &documents, QString *er
         }
         const QString file = document.value(QLatin1String("file")).toString();
         const QJsonArray findings = document.value(QLatin1String("findings")).toArray();
-        for (const QJsonValue &value : findings) {
+        for (const QJsonValue value : findings) {
             const QJsonObject finding = value.toObject();
             baseline.m_keys.insert(keyOf(file, finding.value(QLatin1String("rule")).toString(),
                                          finding.value(QLatin1String("stream")).toInt(-1),

@@ -123,7 +123,7 @@ std::optional<Policy> Policy::parse(const QByteArray &json, QString *error)
         return std::nullopt;
     }
     const QJsonArray decisions = rules.toArray();
-    for (const QJsonValue &value : decisions) {
+    for (const QJsonValue value : decisions) {
         PolicyDecision decision;
         if (!readDecision(value, &decision, error))
             return std::nullopt;
