@@ -90,14 +90,16 @@ void WaveAnalyzer::fillPackets()
     const WaveChunk *data = m_layout.find(idOf("data"));
     if (!m_layout.hasFormat() || m_layout.blockSize() == 0)
         return;
+    // Blocks give the time. The byte rate is right for sound without a fixed number of samples in a block, which has
+    // nothing better; elsewhere writers often fill in a nominal one.
     const quint64 block = m_layout.blockSize();
-    const quint64 blocksPerSecond = m_layout.isLinear() ? m_layout.sampleRate() : m_layout.byteRate() / block;
+    const quint32 samples = m_layout.samplesPerBlock();
+    const quint64 blocksPerSecond = samples > 0 ? m_layout.sampleRate() / samples : m_layout.byteRate() / block;
     PacketStream stream;
     stream.kind = StreamKind::Audio;
     stream.isDeclared = true;
-    // Bytes give the time. The byte rate of linear formats is told twice, and more often wrong than their sample rate.
-    stream.timeBaseNumerator = m_layout.isLinear() ? 1 : quint32(block);
-    stream.timeBaseDenominator = m_layout.isLinear() ? m_layout.sampleRate() : m_layout.byteRate();
+    stream.timeBaseNumerator = samples > 0 ? samples : quint32(block);
+    stream.timeBaseDenominator = samples > 0 ? m_layout.sampleRate() : m_layout.byteRate();
     stream.bytesPerTick = quint32(block);
     m_packets.setStream(0, stream);
     if (!data)
@@ -111,7 +113,7 @@ void WaveAnalyzer::fillPackets()
         Packet packet;
         packet.offset = data->begin() + at;
         packet.size = quint32(std::min(size - at, blocks * block));
-        packet.key = m_layout.isLinear() ? KeyState::Yes : KeyState::Unknown;
+        packet.key = samples > 0 ? KeyState::Yes : KeyState::Unknown;
         packet.isCut = data->isCut() && at + packet.size == size;
         if (!m_packets.append(packet))
             return; // behind the largest offset that is told

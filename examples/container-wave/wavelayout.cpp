@@ -109,9 +109,14 @@ const WaveChunk *WaveLayout::find(quint32 wanted) const
 
 bool WaveLayout::isLinear() const
 {
-    // An extensible format begins its sub-format with the tag.
-    const quint16 tag = format.read<quint16>(isExtensible() ? 24 : 0);
-    return tag == 0x0001 || tag == 0x0003 || tag == 0x0006 || tag == 0x0007;
+    return tag() == 0x0001 || tag() == 0x0003 || tag() == 0x0006 || tag() == 0x0007;
+}
+
+quint32 WaveLayout::samplesPerBlock() const
+{
+    // wSamplesPerBlock of Microsoft ADPCM, IMA ADPCM and GSM 6.10; WAVEFORMATEXTENSIBLE has it at the same place.
+    const bool isTold = tag() == 0x0002 || tag() == 0x0011 || tag() == 0x0031;
+    return isLinear() ? 1 : isTold ? format.read<quint16>(18) : 0;
 }
 
 ByteRange WaveLayout::formatField(quint64 at, quint64 size) const

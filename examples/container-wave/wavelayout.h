@@ -55,8 +55,12 @@ struct WaveLayout
     quint16 blockSize() const { return format.read<quint16>(12); }
     quint16 bits() const { return format.read<quint16>(14); }
     bool isExtensible() const { return format.read<quint16>(0) == extensibleFormat; }
+    /// The format tag, also where an extension tells it.
+    quint16 tag() const { return format.read<quint16>(isExtensible() ? 24 : 0); }
     /// A block is one sample of each channel: PCM, floating point, A-law and mu-law.
     bool isLinear() const;
+    /// Samples of each channel in a block, which can be decoded alone; 0 where the format does not tell.
+    quint32 samplesPerBlock() const;
     /// The range of a field of fmt.
     quenlofar::ByteRange formatField(quint64 at, quint64 size) const;
 };

@@ -342,7 +342,7 @@ void TestWaveAnalyzer::samplesConform_data()
     QTest::addColumn<quint64>("bytes"); // of the sound, as a hex dump shows them
     QTest::addColumn<double>("seconds"); // as ffprobe tells them
     QTest::newRow("ffmpeg-bext") << quint64(320) << 0.02;
-    QTest::newRow("ffmpeg-ima-adpcm") << quint64(1024) << 0.064; // its byte rate is a nominal one
+    QTest::newRow("ffmpeg-ima-adpcm") << quint64(1024) << 0.255125; // its byte rate is a nominal one
     QTest::newRow("ffmpeg-info") << quint64(320) << 0.02;
     QTest::newRow("ffmpeg-pcm16-mono") << quint64(800) << 0.05;
     QTest::newRow("ffmpeg-pcm24-6ch") << quint64(864) << 0.001;
@@ -395,14 +395,23 @@ void TestWaveAnalyzer::packetsAreSeconds()
 
 void TestWaveAnalyzer::packetsOfCompressedSound()
 {
-    // 100 bytes a second are 2 whole blocks of 36.
-    const Judged judged(wave({fmt(Format().tag(0x11).block(36).byteRate(100).bits(4)), sound(180)}));
-    const PacketTable &packets = judged.analyzer.packets();
+    // MP3 tells nothing but a byte rate: 100 bytes a second are 2 whole blocks of 36.
+    const Judged rated(wave({fmt(Format().tag(0x55).block(36).byteRate(100).bits(0)), sound(180)}));
+    const PacketTable &packets = rated.analyzer.packets();
     QCOMPARE(packets.size(), quint64(3));
     QCOMPARE(packets.at(1).offset, quint64(44 + 72));
     QCOMPARE(packets.secondsOf(1), 0.72);
     QCOMPARE(packets.duration(0), 1.8);
     QCOMPARE(int(packets.at(0).key), int(KeyState::Unknown));
+
+    // ADPCM tells the samples of a block, here 250, so 4 blocks are a second of 1000 samples. fmt has 4 bytes more.
+    const Format adpcm = Format().tag(0x11).block(36).byteRate(9999).bits(4).put(16, u16(2) + u16(250));
+    const Judged counted(wave({fmt(adpcm), sound(180)}));
+    QCOMPARE(counted.analyzer.packets().size(), quint64(2));
+    QCOMPARE(counted.analyzer.packets().at(1).offset, quint64(48 + 144));
+    QCOMPARE(counted.analyzer.packets().secondsOf(1), 1.0);
+    QCOMPARE(counted.analyzer.packets().duration(0), 1.25);
+    QCOMPARE(int(counted.analyzer.packets().at(1).key), int(KeyState::Yes));
 }
 
 void TestWaveAnalyzer::packetsAreBounded()
