@@ -140,7 +140,7 @@ public:
 
     // For whoever asked; texts are copies, which survive the analyzer
 
-    /// In the order of ids; causes before what they cause.
+    /// In the order of ids; causes before what they cause. Made anew by each call: valid until the next one.
     const std::vector<Finding> &list() const;
     /// The same, to look up paths, or to filter.
     std::vector<Finding> takeList();
