@@ -79,6 +79,25 @@ public:
     bool reportFrame(const Frame &) override { return true; }
     int open() const { return m_open; }
 
+    /// The number of the deepest item that covers a byte together with all nodes around it, of several the first; 0
+    /// where there is none.
+    int itemAt(quint64 byte) const
+    {
+        int deepest = 0;
+        std::vector<int> depths(items.size(), -1); // of what covers the byte
+        depths[0] = 0;
+        for (size_t number = 1; number < items.size(); ++number) {
+            const PlainItem &item = items[number];
+            const int depthAround = depths[size_t(item.parent)];
+            if (depthAround < 0 || byte < item.offset || byte - item.offset >= item.size)
+                continue;
+            depths[number] = depthAround + 1;
+            if (depths[number] > depths[size_t(deepest)])
+                deepest = int(number);
+        }
+        return deepest;
+    }
+
 private:
     int add(PlainItem item)
     {
@@ -92,6 +111,18 @@ private:
 
     int m_open = 0;
 };
+
+/// The handle of item `number` of the plain tree in a tree of the same items.
+inline ElementTree::Item handleOf(const ElementTree &tree, const PlainTree &plain, int number)
+{
+    std::vector<int> rows;
+    for (; number != 0; number = plain.items[size_t(number)].parent)
+        rows.push_back(plain.items[size_t(number)].row);
+    ElementTree::Item item = tree.root();
+    for (auto row = rows.rbegin(); row != rows.rend(); ++row)
+        item = tree.child(item, quint32(*row));
+    return item;
+}
 
 /// The first difference between the two trees, or nothing. Looks at every item in every way.
 inline QString difference(const ElementTree &tree, const PlainTree &plain)

@@ -22,7 +22,7 @@ public:
         for (int i = 0; i < m_calls; ++i) {
             const unsigned kind = below(16);
             if (kind < 4) {
-                sink.beginElement(offset(), size(), lend(0, title()), index());
+                beginElement(sink);
                 ++depth;
             } else if (kind < 7 && depth > 0) {
                 sink.endElement();
@@ -31,7 +31,8 @@ public:
                 sink.reportFrame({below(3), m_random() % 1000, offset(), size(), below(2) == 0});
             } else {
                 const bool isPlain = below(8) != 0;
-                sink.addField({!isPlain && below(2) == 0, isPlain ? uchar(0) : uchar(below(256)), offset(), size(),
+                const auto [begin, length] = place();
+                sink.addField({!isPlain && below(2) == 0, isPlain ? uchar(0) : uchar(below(256)), begin, length,
                                isPlain ? -1 : index(), lend(0, name()), lend(1, value()), lend(2, meaning()),
                                lend(3, below(16) == 0 ? value() : QString())});
             }
@@ -50,6 +51,35 @@ public:
     }
 
 private:
+    /// How the children of a node lie. Those of files are mostly in order and near.
+    enum class Layout { Anywhere, Near, InOrder };
+
+    void beginElement(ElementSink &sink)
+    {
+        const auto [begin, length] = below(4) == 0 ? Place{below(300), below(5000)} : place();
+        sink.beginElement(begin, length, lend(0, title()), index());
+        m_layout = Layout(below(3));
+        m_next = begin;
+    }
+    struct Place
+    {
+        quint64 offset;
+        quint64 size;
+    };
+    Place place()
+    {
+        if (m_layout == Layout::Anywhere)
+            return {offset(), size()};
+        // Around the largest size and distance that a short record has room for.
+        const Place found = {m_next
+                                 + (m_layout == Layout::Near ? below(1030)
+                                        : below(8) == 0      ? below(90)
+                                                             : 0),
+                             below(12) == 0 ? below(400) : below(18)};
+        if (m_layout == Layout::InOrder)
+            m_next = found.offset + found.size;
+        return found;
+    }
     unsigned below(unsigned bound) { return unsigned(m_random() % bound); }
     QString oneOf(std::initializer_list<const char16_t *> texts)
     {
@@ -136,6 +166,8 @@ private:
     std::mt19937_64 m_random;
     int m_calls;
     qint64 m_series = 0;
+    Layout m_layout = Layout::Anywhere;
+    quint64 m_next = 0; // where the last node, or the item after the last one, begins
     QString m_lent[4];
 };
 

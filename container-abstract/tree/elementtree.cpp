@@ -114,12 +114,27 @@ quint32 ElementTree::row(Item item) const
 
 quint32 ElementTree::childCount(Item item) const
 {
-    return d->childCount(d->record(item));
+    return d->childrenOf(d->record(item)).count;
 }
 
 ElementTree::Item ElementTree::child(Item item, quint32 row) const
 {
-    return d->record(item).content() + 1 + row * ItemRecord::wordCount;
+    return d->childrenOf(d->record(item)).at(row);
+}
+
+ElementTree::Item ElementTree::itemAt(quint64 offset) const
+{
+    // Level by level, since of siblings that overlap each may lead further down.
+    std::vector<Item> level = {rootItem};
+    std::vector<Item> below;
+    for (;;) {
+        for (const Item item : level)
+            d->appendCovering(item, offset, &below);
+        if (below.empty())
+            return level.front();
+        level.swap(below);
+        below.clear();
+    }
 }
 
 quint64 ElementTree::itemCount() const
@@ -141,7 +156,7 @@ bool ElementTree::isUnparsedData(Item item) const
 
 quint64 ElementTree::offset(Item item) const
 {
-    return d->offsetOf(d->record(item));
+    return d->placeOf(item, d->record(item));
 }
 
 quint64 ElementTree::size(Item item) const
@@ -193,6 +208,7 @@ bool ElementTree::replay(ElementSink &sink) const
     Private::FieldBuffers buffers;
     bool taken = sink.beginDocument(d->document);
     Item node = rootItem;
+    Private::Children children = d->childrenOf(d->record(node));
     quint32 row = 0;
     const auto replayProblems = [&] {
         if (Q_LIKELY(d->problems.empty()))
@@ -204,12 +220,14 @@ bool ElementTree::replay(ElementSink &sink) const
     };
     // No recursion: from the last child the way goes on through the node's own row.
     for (;;) {
-        if (taken && row < childCount(node)) {
-            const Item item = child(node, row);
-            const Field field = d->fieldOf(item, &buffers);
-            if (isNode(item)) {
+        if (taken && row < children.count) {
+            const Item item = children.at(row);
+            const ItemRecord record = d->record(item);
+            const Field field = d->fieldOf(item, record, &buffers);
+            if (record.isNode()) {
                 taken = sink.beginElement(field.offset, field.size, field.name, field.index);
                 node = item;
+                children = d->childrenOf(record);
                 row = 0;
             } else {
                 taken = sink.addField(field);
@@ -220,6 +238,7 @@ bool ElementTree::replay(ElementSink &sink) const
             taken = sink.endElement() && taken;
             row = d->rowOf(node) + 1;
             node = d->parentOf(node);
+            children = d->childrenOf(d->record(node));
         } else {
             break;
         }
@@ -240,7 +259,7 @@ ElementTree::FieldReader::~FieldReader() = default;
 
 Field ElementTree::FieldReader::field(Item item)
 {
-    return m_tree.d->fieldOf(item, m_buffers.get());
+    return m_tree.d->fieldOf(item, m_tree.d->record(item), m_buffers.get());
 }
 
 QStringView ElementTree::FieldReader::name(Item item)
@@ -252,20 +271,68 @@ ItemRecord ElementTree::Private::record(Item item) const
 {
     if (item == rootItem)
         return ItemRecord::make(ItemKind::Node, 0, 0, 0, rootChildren);
-    return {items[item], items[item + 1]};
+    const quint64 word = items[item];
+    if (ItemRecord::isShort(word))
+        return ItemRecord::fromShort(word);
+    return {word, items[item + 1]};
 }
 
-quint32 ElementTree::Private::childCount(const ItemRecord &record) const
+/// Bytes from the start of the file.
+quint64 ElementTree::Private::placeOf(Item item, const ItemRecord &of) const
 {
-    return record.isNode() && record.content() != 0 ? quint32(items[record.content()]) : 0;
+    const bool isShort = item != rootItem && ItemRecord::isShort(items[item]);
+    return isShort ? of.offset() + offsetOf(record(parentOf(item))) : offsetOf(of); // the record of a node is long
 }
 
-Field ElementTree::Private::fieldOf(Item item, FieldBuffers *buffers) const
+ElementTree::Private::Children ElementTree::Private::childrenOf(const ItemRecord &record) const
 {
-    const ItemRecord of = record(item);
+    const quint32 header = record.isNode() ? record.content() : 0;
+    if (header == 0)
+        return {};
+    const quint32 low = quint32(items[header]);
+    const Item first = header + 1;
+    return {first, low & countMask, ItemRecord::isShort(items[first]) ? 1 : ItemRecord::wordCount,
+            (low & inOrderBit) != 0};
+}
+
+quint32 ElementTree::Private::rowOf(Item item) const
+{
+    const quint32 distance = item - headerOf(item) - 1;
+    return ItemRecord::isShort(items[item]) ? distance : distance / ItemRecord::wordCount;
+}
+
+/// Appends the children of `node` that cover `byte`. Of those in order one can, and is looked for by halves; others are
+/// looked at one by one.
+void ElementTree::Private::appendCovering(Item node, quint64 byte, std::vector<Item> *found) const
+{
+    const Children children = childrenOf(record(node));
+    quint32 begin = 0;
+    quint32 end = children.count;
+    if (children.inOrder) {
+        // The last one that begins at or before the byte: where several begin at one place, all but the last are empty.
+        quint32 notBehind = 0;
+        while (notBehind < end) {
+            const quint32 middle = notBehind + (end - notBehind) / 2;
+            if (placeOf(children.at(middle), record(children.at(middle))) <= byte)
+                notBehind = middle + 1;
+            else
+                end = middle;
+        }
+        begin = end == 0 ? 0 : end - 1;
+    }
+    for (quint32 row = begin; row < end; ++row) {
+        const ItemRecord child = record(children.at(row));
+        const quint64 offset = placeOf(children.at(row), child);
+        if (offset <= byte && byte - offset < sizeOf(child))
+            found->push_back(children.at(row));
+    }
+}
+
+Field ElementTree::Private::fieldOf(Item item, const ItemRecord &of, FieldBuffers *buffers) const
+{
     return {flagOf(of),
             codeOf(of),
-            offsetOf(of),
+            placeOf(item, of),
             sizeOf(of),
             indexOf(item, of),
             nameOf(of, &buffers->name),
@@ -303,16 +370,19 @@ QStringView ElementTree::Private::valueOf(const ItemRecord &record, TextBuffer *
         } while (rest != 0);
         return {digit, end - digit};
     }
-    case ItemKind::Latin1Value1:
-    case ItemKind::Latin1Value2:
-    case ItemKind::Latin1Value3:
-    case ItemKind::Latin1Value4:
-        break;
+    case ItemKind::Latin1Value: {
+        char16_t *at = begin;
+        for (quint32 rest = content; rest != 0; rest >>= 8)
+            *at++ = char16_t(rest & 0xFF);
+        return {begin, at - begin};
     }
-    const int length = int(record.kind()) - int(ItemKind::Latin1Value1) + 1;
-    for (int i = 0; i < length; ++i)
-        begin[i] = char16_t(content >> 8 * i & 0xFF);
-    return {begin, length};
+    case ItemKind::ShortEmptyValue:
+    case ItemKind::ShortDecimalValue:
+    case ItemKind::ShortLatin1Value:
+    case ItemKind::ShortTextValue:
+        break; // record() made them long
+    }
+    return {};
 }
 
 QStringView ElementTree::Private::meaningOf(const ItemRecord &record, TextBuffer *buffer) const

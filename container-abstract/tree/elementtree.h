@@ -19,7 +19,8 @@ namespace quenlofar {
  * Items appear when endDocument is called (which ends nodes that are still open); before that the tree is empty. It
  * then does not change any more and may be read from several threads; the next beginDocument empties it. Items are
  * addressed by handles. Parent, row, number of children and n-th child of an item are found in constant time. Needs
- * about 18 bytes per item, texts and child index included, in typical files, and never more than that at a time.
+ * at most about 18 bytes per item, texts and child index included, in typical files, 12 where most items are fields of
+ * small records, and never more than that at a time.
  *
  * Where memory runs out calls throw std::bad_alloc, at the bound std::length_error; what came before stays, and is
  * there to be read after endDocument, which takes no memory. A finished tree takes nothing more.
@@ -65,6 +66,12 @@ public:
     quint32 row(Item item) const; ///< position among the parent's children, from 0
     quint32 childCount(Item item) const; ///< 0 for a leaf
     Item child(Item item, quint32 row) const; ///< `row` is below childCount(item)
+    /// The deepest item that covers the byte at `offset`, in bytes from the start of the file: each node around it, the
+    /// root apart, covers the byte too. Of several equally deep ones the first in the order of the document; root()
+    /// where there is none. An item without bytes covers none. Time is logarithmic in the number of children of each
+    /// node on the way where these are in order, each beginning at or behind the end of the one before; linear where
+    /// they are not, and all of them that cover the byte are followed. May throw std::bad_alloc.
+    Item itemAt(quint64 offset) const;
     quint64 itemCount() const; ///< nodes and leaves, the root not counted
 
     bool isNode(Item item) const; ///< true for the root too

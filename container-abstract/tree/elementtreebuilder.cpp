@@ -64,8 +64,8 @@ inline ItemRecord ElementTree::Private::packLeaf(const Field &field, quint32 lab
         kind = ItemKind::EmptyValue;
     } else if (isDecimal(value, &content)) {
         kind = ItemKind::DecimalValue;
-    } else if (value.size() <= 4 && isLatin1(value)) {
-        kind = ItemKind(quint32(ItemKind::Latin1Value1) + quint32(value.size()) - 1);
+    } else if (value.size() <= 4 && value.back() != QChar(0) && isLatin1(value)) {
+        kind = ItemKind::Latin1Value;
         content = 0;
         for (int i = 0; i < int(value.size()); ++i)
             content |= quint32(value.utf16()[i]) << 8 * i;
@@ -188,12 +188,79 @@ void ElementTree::Private::closeNode() noexcept
 /// none.
 quint32 ElementTree::Private::moveChildren(quint32 first) noexcept
 {
-    const quint32 words = pending.size() - first;
-    if (words == 0)
+    const quint32 count = (pending.size() - first) / ItemRecord::wordCount;
+    if (count == 0)
         return 0;
+    const ItemRecord node = first == 0 ? ItemRecord{0, 0} : pendingRecord(first - ItemRecord::wordCount);
+    const quint64 nodeOffset = Q_UNLIKELY(node.isWide()) ? offsetOf(node) : node.offset();
     const quint32 header = items.size();
+    ChildrenTraits traits{true, true};
+    if (!moveFewShortChildren(first, header, nodeOffset, &traits.inOrder)) {
+        traits = traitsOf(first, nodeOffset);
+        if (traits.canBeShort)
+            moveShortChildren(first, header, nodeOffset);
+        else
+            moveLongChildren(first, header);
+    }
+    *items.write(header) = count | (traits.inOrder ? inOrderBit : 0);
+    items.mark(header);
+    return header;
+}
+
+/// The way of most nodes, in one pass: false, with nothing moved, where the children cannot be short or lie in more
+/// than one chunk.
+inline bool ElementTree::Private::moveFewShortChildren(quint32 first, quint32 header, quint64 nodeOffset,
+                                                       bool *inOrder) noexcept
+{
+    const quint32 size = pending.size() - first;
+    const quint32 count = size / ItemRecord::wordCount;
+    const quint64 *const words = pending.inOneChunk(first, size);
+    if (!words || !WordStore::areInOneChunk(header + 1, count)
+        || !ItemRecord{words[0], words[1]}.canBeShort(nodeOffset))
+        return false;
+    items.resize(header + 1 + count);
+    quint64 *const out = items.write(header + 1);
+    bool isSorted = true;
+    quint64 endBefore = 0;
+    for (quint32 i = 0; i < count; ++i) {
+        const ItemRecord record{words[i * ItemRecord::wordCount], words[i * ItemRecord::wordCount + 1]};
+        if (Q_UNLIKELY(!record.canBeShort(nodeOffset))) {
+            items.resize(header);
+            return false;
+        }
+        out[i] = record.toShort(nodeOffset);
+        isSorted &= record.offset() >= endBefore;
+        endBefore = record.offset() + record.size(); // of 46 and 32 bits
+    }
+    pending.resize(first);
+    *inOrder = isSorted;
+    return true;
+}
+
+/// Of the records from `first` on.
+ElementTree::Private::ChildrenTraits ElementTree::Private::traitsOf(quint32 first, quint64 nodeOffset) const
+{
+    ChildrenTraits traits{true, true};
+    quint64 offsetBefore = 0;
+    quint64 sizeBefore = 0;
+    for (quint32 at = first; at != pending.size() && (traits.inOrder || traits.canBeShort);
+         at += ItemRecord::wordCount) {
+        const ItemRecord record = pendingRecord(at);
+        const bool isWide = record.isWide();
+        const quint64 offset = isWide ? offsetOf(record) : record.offset();
+        // By subtraction: the end of a made-up item may lie beyond 2^64.
+        traits.inOrder &= offset >= offsetBefore && offset - offsetBefore >= sizeBefore;
+        traits.canBeShort = traits.canBeShort && record.canBeShort(nodeOffset);
+        offsetBefore = offset;
+        sizeBefore = isWide ? sizeOf(record) : record.size();
+    }
+    return traits;
+}
+
+void ElementTree::Private::moveLongChildren(quint32 first, quint32 header) noexcept
+{
+    const quint32 words = pending.size() - first;
     items.resize(header + 1 + words);
-    *items.write(header) = words / ItemRecord::wordCount;
     for (quint32 i = 0; i < words; i += ItemRecord::wordCount) {
         const ItemRecord record = pendingRecord(first + i);
         if (record.isNode() && record.content() != 0) {
@@ -204,8 +271,19 @@ quint32 ElementTree::Private::moveChildren(quint32 first) noexcept
     if (Q_UNLIKELY(!unplaced.empty()))
         placeProblems(first, header);
     items.moveTail(&pending, header + 1);
-    items.mark(header);
-    return header;
+}
+
+/// All of them are leaves, which have neither children nor problems that would have to follow.
+void ElementTree::Private::moveShortChildren(quint32 first, quint32 header, quint64 nodeOffset) noexcept
+{
+    quint32 to = header + 1 + (pending.size() - first) / ItemRecord::wordCount;
+    items.resize(to);
+    // From the end to the begin: chunks come free on one side as they are needed on the other.
+    while (pending.size() != first) {
+        const quint32 last = pending.size() - ItemRecord::wordCount;
+        *items.write(--to) = pendingRecord(last).toShort(nodeOffset);
+        pending.resize(last);
+    }
 }
 
 /// The records from `first` on in `pending` go behind the header at `header`, and so do the problems of these nodes.

@@ -90,6 +90,19 @@ public:
         return m_chunks[position >> WordChunk::wordBits]->words[position & WordChunk::wordMask];
     }
 
+    /// Whether `count` words from `position` on lie in one chunk.
+    static bool areInOneChunk(quint32 position, quint32 count)
+    {
+        return (position & WordChunk::wordMask) + quint64(count) <= WordChunk::wordCount;
+    }
+    /// The words from `position` on, `count` of them and at least one, where they lie in one chunk; otherwise null.
+    const quint64 *inOneChunk(quint32 position, quint32 count) const
+    {
+        return areInOneChunk(position, count)
+            ? m_chunks[position >> WordChunk::wordBits]->words + (position & WordChunk::wordMask)
+            : nullptr;
+    }
+
     /// Moves the last words of the store `from`, as many as this one has from `position` on, to that place.
     void moveTail(WordStore *from, quint32 position) noexcept;
 

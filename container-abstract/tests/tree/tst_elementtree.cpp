@@ -29,6 +29,11 @@ private Q_SLOTS:
     void moreNamesThanTheTableOfLabelsHolds();
     void aWideNode();
     void aDeepTree();
+    void leavesNearTheirNode_data();
+    void leavesNearTheirNode();
+    void itemsAtBytes_data();
+    void itemsAtBytes();
+    void itemsAtBytesOfATreeWithoutItems();
 };
 
 void TestElementTree::aNewTreeIsEmpty()
@@ -389,6 +394,103 @@ void TestElementTree::aDeepTree()
     QVERIFY(tree.replay(plain));
     QCOMPARE(plain.items.size(), size_t(depth) + 2);
     QCOMPARE(plain.open(), 0);
+}
+
+/// Leaves of all kinds beside the leaf of the row, which fits beside them into a short record or not.
+void TestElementTree::leavesNearTheirNode_data()
+{
+    QTest::addColumn<quint64>("offset");
+    QTest::addColumn<quint64>("size");
+    QTest::addColumn<QString>("value");
+    const quint64 node = 5000;
+    QTest::newRow("at the begin") << node << quint64(4) << QStringLiteral("00dc");
+    QTest::newRow("at the largest distance") << node + 1023 << quint64(15) << QStringLiteral("4294967295");
+    QTest::newRow("too far") << node + 1024 << quint64(4) << QStringLiteral("1");
+    QTest::newRow("before the node") << node - 1 << quint64(1) << QStringLiteral("1");
+    QTest::newRow("too large") << node + 8 << quint64(16) << QStringLiteral("1");
+    QTest::newRow("large, without a value") << node + 8 << quint64(4294967295) << QString();
+    QTest::newRow("too large without a value") << node + 8 << quint64(4294967296) << QString();
+    QTest::newRow("a text") << node + 8 << quint64(15) << QStringLiteral("longer than four");
+    QTest::newRow("a zero character at the end") << node + 8 << quint64(2) << QString(QChar(u'a')) + QChar(0);
+}
+
+void TestElementTree::leavesNearTheirNode()
+{
+    QFETCH(quint64, offset);
+    QFETCH(quint64, size);
+    QFETCH(QString, value);
+    const QString text = value;
+    const Calls calls = [=](ElementSink &sink) {
+        sink.beginElement(3, 1, u"before", 5);
+        sink.endElement();
+        for (qint64 index = 0; index < 3; ++index) {
+            sink.beginElement(5000, 100, u"node", index);
+            sink.addField(leaf(5001, 3, u"id", u"abc", u"meaning", u"description"));
+            sink.addField({true, 7, 5004, 0, 40, u"empty", {}, {}, {}});
+            sink.addField({false, 0, offset, size, -1, u"this", text, {}, {}});
+            sink.addField({true, 9, 5006, 2, 41, u"last", u"17", {}, {}});
+            sink.endElement();
+        }
+    };
+    ElementTree tree;
+    PlainTree plain;
+    fill(tree, calls);
+    calls(plain);
+    QCOMPARE(difference(tree, plain), QString());
+    const ElementTree::Item item = tree.child(tree.child(tree.root(), 2), 2);
+    QCOMPARE(tree.offset(item), offset);
+    QCOMPARE(tree.size(item), size);
+    QCOMPARE(tree.value(item), value);
+}
+
+void TestElementTree::itemsAtBytes_data()
+{
+    QTest::addColumn<quint64>("byte");
+    QTest::addColumn<QString>("name");
+    const auto row = [](const char *rule, quint64 byte, const QString &name) { QTest::newRow(rule) << byte << name; };
+    row("before everything", 9, {});
+    row("a node that has no item there", 10, QStringLiteral("first"));
+    row("a leaf", 12, QStringLiteral("a"));
+    row("behind an item without bytes", 14, QStringLiteral("b"));
+    row("the last byte", 19, QStringLiteral("b"));
+    row("between items", 20, {});
+    row("out of order: the later one is first in the file", 30, QStringLiteral("early"));
+    row("the first of two", 45, QStringLiteral("late, low"));
+    row("the deepest of two", 55, QStringLiteral("below"));
+    row("a leaf outside its node is not found", 95, {});
+    row("the end of all bytes", max64 - 1, QStringLiteral("far"));
+    row("behind the end of all bytes", max64, {});
+}
+
+void TestElementTree::itemsAtBytes()
+{
+    QFETCH(quint64, byte);
+    QFETCH(QString, name);
+    ElementTree tree;
+    fill(tree, [](ElementSink &sink) {
+        sink.beginElement(10, 10, u"first", -1);
+        sink.addField(leaf(12, 2, u"a", u"1"));
+        sink.addField(leaf(14, 0, u"nothing", {}));
+        sink.addField(leaf(14, 6, u"b", u"2"));
+        sink.addField(leaf(95, 1, u"outside", u"3"));
+        sink.endElement();
+        sink.addField(leaf(40, 20, u"late, low", u"4"));
+        sink.beginElement(40, 20, u"late, high", -1);
+        sink.addField(leaf(55, 1, u"below", u"5"));
+        sink.endElement();
+        sink.addField(leaf(30, 10, u"early", u"6"));
+        sink.addField(leaf(max64 - 1, 1, u"far", u"7"));
+    });
+    QCOMPARE(tree.name(tree.itemAt(byte)), name);
+}
+
+void TestElementTree::itemsAtBytesOfATreeWithoutItems()
+{
+    ElementTree tree;
+    QVERIFY(tree.itemAt(0) == tree.root());
+    fill(tree, [](ElementSink &) {});
+    QVERIFY(tree.itemAt(0) == tree.root());
+    QVERIFY(tree.itemAt(max64) == tree.root());
 }
 
 QTEST_APPLESS_MAIN(TestElementTree)

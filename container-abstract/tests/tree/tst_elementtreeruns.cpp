@@ -38,6 +38,8 @@ class TestElementTreeRuns : public QObject
 private Q_SLOTS:
     void randomDocuments_data();
     void randomDocuments();
+    void itemsAtBytes_data();
+    void itemsAtBytes();
     void framesAreKept();
     void textsOfTheDocumentAreCopied();
     void nodesLeftOpenAreEnded();
@@ -77,6 +79,36 @@ void TestElementTreeRuns::randomDocuments()
     const QByteArray direct = json(RandomDocument(seed, calls));
     const QByteArray replayed = json([&tree](ElementSink &sink) { QVERIFY(tree.replay(sink)); });
     QVERIFY2(replayed == direct, (calls < 100 ? direct + replayed : QByteArray("they differ")).constData());
+}
+
+void TestElementTreeRuns::itemsAtBytes_data()
+{
+    QTest::addColumn<unsigned>("seed");
+    QTest::addColumn<int>("calls");
+    for (unsigned seed = 1; seed <= 60; ++seed)
+        QTest::newRow("short, seed " + QByteArray::number(seed)) << seed << 20 + 5 * int(seed);
+    QTest::newRow("long") << 1U << 20001;
+}
+
+void TestElementTreeRuns::itemsAtBytes()
+{
+    QFETCH(unsigned, seed);
+    QFETCH(int, calls);
+
+    ElementTree tree;
+    PlainTree plain;
+    RandomDocument(seed, calls)(tree);
+    RandomDocument(seed, calls)(plain);
+    const size_t step = plain.items.size() / 200 + 1;
+    for (size_t number = 0; number < plain.items.size(); number += step) {
+        const PlainItem &item = plain.items[number];
+        const quint64 end = item.offset + item.size;
+        for (const quint64 byte : {item.offset - 1, item.offset, item.offset + item.size / 2, end - 1, end}) {
+            const int expected = plain.itemAt(byte);
+            QVERIFY2(tree.itemAt(byte) == handleOf(tree, plain, expected),
+                     qPrintable(QStringLiteral("byte %1 is in item %2").arg(byte).arg(expected)));
+        }
+    }
 }
 
 void TestElementTreeRuns::framesAreKept()
