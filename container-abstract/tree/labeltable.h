@@ -94,7 +94,7 @@ private:
     quint16 m_expected = 0;
     std::array<quint16, 1 << recentBits> m_recent = {}; // by a sketch of the label
     std::unordered_multimap<size_t, quint16> m_numbers; // by a hash of everything
-    std::unordered_set<QString> m_texts; // no QSet: when memory ends, that one aborts the program
+    std::unordered_set<QString> m_texts; // no QSet: without memory a QSet aborts the program
 };
 
 } // namespace quenlofar

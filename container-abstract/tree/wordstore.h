@@ -29,7 +29,7 @@ public:
     /// Takes at most `maxBytes` from the system, and never more than 32-bit positions can address.
     explicit ChunkPool(quint64 maxBytes);
 
-    /// Large trees take so many at once.
+    /// Chunks that a large tree takes at once.
     static constexpr quint64 chunksOfSlab = (quint64(4) << 20) / sizeof(WordChunk);
 
     /// Makes sure that `count` chunks can be taken; throws std::bad_alloc, at the bound std::length_error.

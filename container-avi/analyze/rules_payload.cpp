@@ -148,7 +148,8 @@ constexpr AviRule rules[] = {
      hasPayload<PayloadCheck::KeyFlag>,
      checkPayload<PayloadCheck::KeyFlag>},
     {{u"zero-hole", Severity::Warning, Level::Deep, Repair::None, u"Compressed data has no 512 zero bytes in a row",
-      u"MPEG-4, H.264, MP3 and JPEG do not code so many zero bits. A sector that was not written, or not read, leaves "
+      u"MPEG-4, H.264, MP3 and JPEG do not code 4096 zero bits in a row. A sector that was not written, or not read, "
+      u"leaves "
       u"them. Pictures of one colour with Huffman tables of their own, silent frames of MP3, and padding behind a "
       u"JPEG picture are exempt.",
       u"decoders: the rest of such a frame, and those that build on it", u"Look for another copy of the recording.",

@@ -181,7 +181,7 @@ void lookAhead(benchmark::State &state)
 }
 BENCHMARK(lookAhead);
 
-/// Steps over what is no chunk.
+/// Steps over bytes that are no chunk.
 void resynchronise(benchmark::State &state)
 {
     constexpr int size = 1 << 20;

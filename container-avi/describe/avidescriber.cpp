@@ -132,7 +132,7 @@ QString hexText(quint32 number, int digits)
     return QStringLiteral("0x") + QString::number(number, 16).toUpper().rightJustified(digits, QLatin1Char('0'));
 }
 
-/// "XVID"; what is no ASCII text as a number, "0x00000000".
+/// "XVID"; a code with other bytes than ASCII letters and signs as a number, "0x00000000".
 QString tagText(const QString &text)
 {
     const bool isText = !text.isEmpty() && std::all_of(text.begin(), text.end(), [](QChar character) {

@@ -333,7 +333,7 @@ void checkLongSizes(const WaveLayout &file, Findings &findings)
             .message(QStringLiteral("ds64 counts other samples than the sound has."));
 }
 
-constexpr QStringView riff = u"Multimedia Programming Interface and Data Specifications 1.0";
+constexpr QStringView riff = u"Multimedia Programming Interface 1.0 (IBM and Microsoft, 1991)";
 constexpr QStringView waveFormat = u"WAVEFORMATEX";
 constexpr QStringView rf64 = u"EBU Tech 3306";
 

@@ -60,7 +60,7 @@ void TestJsonPrinter::documents_data()
         "arrays in arrays",
         [](JsonPrinter &json) { json.beginArray().beginArray().number(1).number(2).endArray().endArray(); }, "[[1,2]]");
     row(
-        "what is no number is null",
+        "infinity and NaN are null",
         [](JsonPrinter &json) {
             json.beginArray().real(std::numeric_limits<double>::infinity());
             json.real(std::numeric_limits<double>::quiet_NaN()).endArray();

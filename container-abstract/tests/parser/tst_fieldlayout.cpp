@@ -151,7 +151,7 @@ void TestFieldLayout::text_data()
     row("no bytes, no digits", "0102", 2, FieldKind::Hex, QString(), 4);
     row("a text of zeros is empty", "00000000", 0, FieldKind::Text, QString(), 4);
 
-    // As AIFF files hold sample rates; the bytes of 44100 stand in its specification's example.
+    // As AIFF files hold sample rates; the document of the format gives the bytes of 44100 in an example.
     const auto extended = [](const char *name, const char *hex, const QString &expected) {
         QByteArray bytes = QByteArray::fromHex(hex);
         QTest::newRow(name) << bytes << 0 << int(FieldKind::F80) << expected << -1;

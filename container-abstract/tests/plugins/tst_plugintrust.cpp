@@ -106,7 +106,7 @@ void TestPluginTrust::rootRefusesWhatOthersCanChange()
 
 void TestPluginTrust::anAccessListCounts()
 {
-    // The version; then kind, rights and number of who has them: the owner, user 65534, the group, the mask, all
+    // The version; then kind, rights and holder of each entry: the owner, user 65534, the group, the mask, all
     // others.
     const QByteArray list = QByteArray::fromHex("02000000"
                                                 "01000600ffffffff"

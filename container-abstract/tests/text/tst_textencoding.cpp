@@ -28,7 +28,7 @@ private Q_SLOTS:
         row("Windows has a euro sign", "80e4", TextEncoding::Windows1252, u"\u20AC\u00E4");
         row("and bytes without a character", "81", TextEncoding::Windows1252, u"\uFFFD");
         row("UTF-8", "c3a4e282ac", TextEncoding::Utf8, u"\u00E4\u20AC");
-        row("what is no UTF-8 is not guessed at", "61e4", TextEncoding::Utf8, u"a\uFFFD");
+        row("bytes outside UTF-8 are not guessed at", "61e4", TextEncoding::Utf8, u"a\uFFFD");
         row("UTF-16, the lower byte first", "e400ac20", TextEncoding::Utf16LittleEndian, u"\u00E4\u20AC");
         row("UTF-16, the higher byte first", "00e420ac", TextEncoding::Utf16BigEndian, u"\u00E4\u20AC");
         row("half a code unit is dropped", "00e420", TextEncoding::Utf16BigEndian, u"\u00E4");
