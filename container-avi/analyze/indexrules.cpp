@@ -94,16 +94,6 @@ constexpr quint32 framesAlone[] = {
 
 } // namespace
 
-QString idText(quint32 id)
-{
-    QString text;
-    for (int at = 0; at < 4; ++at) {
-        const quint8 byte = idByte(id, at);
-        text += QLatin1Char(byte >= 0x20 && byte <= 0x7E ? char(byte) : '?');
-    }
-    return text;
-}
-
 QString packetText(const AviLayout &file, quint64 packet)
 {
     const Packet chunk = file.packets.at(packet);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "avirules.h"
+#include "avitexts.h"
 
 #include <QString>
 
@@ -8,8 +9,6 @@ namespace quenlofar {
 
 // What the rules about index entries share: rules_index.cpp and rules_opendml_entries.cpp.
 
-/// The four characters of an id; "?" stands for what is not printable.
-QString idText(quint32 id);
 /// "chunk 00dc at offset 326": the packet number `packet`.
 QString packetText(const AviLayout &file, quint64 packet);
 /// What stands at `target`, where a chunk's header is claimed to be, or its data where `isData`: for a finding that
