@@ -103,7 +103,9 @@ public:
 
     PacketTable();
     ~PacketTable();
+    /// Takes the packets; the table that had them is only good to be assigned to, or destroyed.
     PacketTable(PacketTable &&) noexcept;
+    /// Takes the packets; see the constructor.
     PacketTable &operator=(PacketTable &&) noexcept;
     PacketTable(const PacketTable &) = delete;
     PacketTable &operator=(const PacketTable &) = delete;
