@@ -24,7 +24,7 @@ const QString valueName = QStringLiteral("value");
 /// branches, which a compiler turns into operations on many bytes at once.
 constexpr quint8 isIdCharacter(quint8 c)
 {
-    const auto lowerCase = quint8(c | 0x20); // what is no letter does not become one
+    const auto lowerCase = quint8(c | 0x20); // other characters do not become letters
     const quint8 digit = quint8(c - '0') < 10 ? 1 : 0;
     const quint8 letter = quint8(lowerCase - 'a') < 26 ? 1 : 0;
     const quint8 blank = c == ' ' ? 1 : 0;

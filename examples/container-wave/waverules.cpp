@@ -249,7 +249,7 @@ void checkByteRate(const WaveLayout &file, Findings &findings)
         findings.add(file.formatField(8, 4), 0)
             .expected(expected)
             .actual(file.byteRate())
-            .message(QStringLiteral("The byte rate is not that of so many blocks a second."));
+            .message(QStringLiteral("The byte rate is not the block size times the blocks a second."));
 }
 
 void checkBlocks(const WaveLayout &file, Findings &findings)
@@ -392,7 +392,7 @@ constexpr WaveRule rows[] = {
      isWhole, checkNeeded},
     {{u"format-too-short", Severity::Error, Level::Quick, Repair::None,
       u"fmt has 16 bytes or more",
-      u"So many have the numbers that every format has.",
+      u"The first 16 bytes hold the numbers that every format has.",
       u"all readers", u"Take the format of a like file.", waveFormat},
      hasFormatChunk, checkFormatSize},
     {{u"format-after-data", Severity::Error, Level::Quick, Repair::Rewrite,

@@ -222,7 +222,7 @@ int ProgramOutput::waitForPager()
         printMessage(QStringLiteral("the pager cannot be run; PAGER names another"));
         return ExitFailure;
     }
-    // Who has read enough leaves the pager early.
+    // A reader who has seen enough leaves the pager early.
     return ExitClean;
 }
 

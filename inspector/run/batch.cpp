@@ -209,7 +209,7 @@ void Batch::work() noexcept
     const CrashStack stack;
     run.shareCancelFlag(InterruptWatch::flag());
     run.setProgress(record.progress());
-    // Who takes a file also finishes it: those behind it wait for their turn.
+    // The thread that takes a file also finishes it: the files behind it wait for their turn.
     while (!InterruptWatch::flag()) {
         const quint64 ordinal = m_next++;
         if (ordinal >= quint64(m_files.size()))

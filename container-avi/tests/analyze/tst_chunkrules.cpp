@@ -53,7 +53,7 @@ QByteArray frames(int count)
     return all;
 }
 
-/// A chunk of sound of so many milliseconds.
+/// A chunk of sound that lasts `milliseconds`.
 QByteArray sound(int milliseconds)
 {
     return chunk("01wb", payload(2 * milliseconds));
