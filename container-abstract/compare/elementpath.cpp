@@ -269,7 +269,7 @@ bool ElementPathFinder::beginDocument(const DocumentStart &)
 
 bool ElementPathFinder::beginElement(quint64 offset, quint64 size, QStringView title, qint64)
 {
-    if (m_openNodes == m_matchedNodes && !m_decided && isOnPath(title)) {
+    if (looksAtChildren() && isOnPath(title)) {
         ++m_matchedNodes;
         m_likeNamed = 0;
         if (m_matchedNodes == quint64(m_path.size()))
@@ -281,7 +281,7 @@ bool ElementPathFinder::beginElement(quint64 offset, quint64 size, QStringView t
 
 bool ElementPathFinder::addField(const Field &field)
 {
-    if (m_openNodes != m_matchedNodes || m_decided || !isOnPath(field.name))
+    if (!looksAtChildren() || !isOnPath(field.name))
         return true;
     // Nothing stands inside a leaf, and no other item has its path.
     m_decided = true;
@@ -313,6 +313,13 @@ bool ElementPathFinder::setElementSize(quint64 size)
         m_decided = true;
     }
     return true;
+}
+
+/// Whether the items that come now are children of the innermost matched node, and one of them may be the path's next
+/// component. A node that was found may still be open, waiting for its size: no component is left for its children.
+bool ElementPathFinder::looksAtChildren() const
+{
+    return m_openNodes == m_matchedNodes && !m_decided && !m_found;
 }
 
 /// Whether a child of the innermost matched node is the path's next component.

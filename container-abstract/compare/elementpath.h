@@ -96,6 +96,7 @@ public:
     quint64 size() const { return m_size; } ///< of the item that was found, in bytes
 
 private:
+    bool looksAtChildren() const;
     bool isOnPath(QStringView name);
     void find(quint64 offset, quint64 size, bool isNode);
 
