@@ -17,9 +17,9 @@ function(quenlofar_precompile_test target)
         add_executable(${model} ${CMAKE_BINARY_DIR}/testprecompiled.cpp)
         set_target_properties(${model} PROPERTIES
             EXCLUDE_FROM_ALL ON RUNTIME_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
-        target_link_libraries(${model} PRIVATE ${QT}::Test project_warnings)
+        target_link_libraries(${model} PRIVATE ${QT}::Test project_warnings test_options)
         target_precompile_headers(${model} PRIVATE
-            <QBuffer> <QByteArray> <QString> <QStringList> <QVector> <QtTest> <algorithm> <functional> <limits> <memory>
+            <QBuffer> <QByteArray> <QString> <QStringList> <QTest> <QVector> <algorithm> <functional> <limits> <memory>
             <optional> <vector>)
     endif()
     target_precompile_headers(${target} REUSE_FROM ${model})

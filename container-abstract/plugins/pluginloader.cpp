@@ -18,7 +18,6 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <regex>
 #include <set>
 #include <string>
 #include <string_view>
@@ -51,17 +50,25 @@ struct Plugin
     PluginInfo info;
     CreateParserFunction create = nullptr;
     CreateDescriberFunction createDescriber = nullptr; // null where it has none
-    CreateAnalyzerFunction createAnalyzer = nullptr; // the same
+    CreateAnalyzerFunction createAnalyzer = nullptr; // null where it has none
 };
 
 constexpr std::string_view libraryPrefix = "lib";
 constexpr std::string_view libraryEnding = ".so";
 
 /// "libquenlofar-container-NAME.so", also with a version behind it; not the framework's own library.
-bool isPluginFileName(const std::string &name)
+bool isPluginFileName(std::string_view file)
 {
-    static const std::regex pattern(R"(libquenlofar-container-(?!abstract\.so).+\.so(\.[0-9.]+)?)");
-    return std::regex_match(name, pattern);
+    constexpr std::string_view begin = "libquenlofar-container-";
+    constexpr std::string_view end = ".so";
+    if (file.substr(0, begin.size()) != begin || file.substr(begin.size()).substr(0, 11) == "abstract.so")
+        return false;
+    const std::string_view name = file.substr(begin.size());
+    const size_t versionAt = name.find_last_not_of("0123456789.") + 1;
+    if (versionAt <= end.size() || name.substr(versionAt - end.size(), end.size()) != end)
+        return false;
+    const std::string_view version = name.substr(versionAt);
+    return version.empty() || (version.size() > 1 && version[0] == '.');
 }
 
 QString textOf(const std::string &bytes)

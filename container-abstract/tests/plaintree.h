@@ -2,7 +2,7 @@
 
 #include "elementtree.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <functional>
 #include <limits>

@@ -4,7 +4,7 @@
 #include "scriptedparser.h"
 #include "testing/recordingsink.h"
 
-#include <QtTest>
+#include <QTest>
 
 namespace quenlofar {
 

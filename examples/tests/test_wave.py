@@ -91,9 +91,9 @@ class Wave(Case):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        build = cls.directory / "build"
-        configure_and_build(EXAMPLE, build, cls.prefix)
-        call(sdk.CMAKE, "--install", build)
+        cls.build = cls.directory / "build"
+        configure_and_build(EXAMPLE, cls.build, cls.prefix, "-DBUILD_TESTING=ON")
+        call(sdk.CMAKE, "--install", cls.build)
 
     def files(self, contents):
         """Paths of new files."""
@@ -104,10 +104,8 @@ class Wave(Case):
         return paths
 
     def test_unit_tests(self):
-        build = self.directory / "tested"
-        configure_and_build(EXAMPLE, build, self.prefix, "-DBUILD_TESTING=ON")
         for name in ("tst_containerwave", "tst_waveanalyzer"):
-            call(build / "tests" / name)
+            call(self.build / "tests" / name)
 
     def test_program_lists_it(self):
         result = self.run_program("plugins")
@@ -119,7 +117,7 @@ class Wave(Case):
         source = self.directory / "make"
         shutil.copytree(EXAMPLE, source)
         package, = self.prefix.rglob("quenlofar-container-abstract.pc")
-        call("make", f"CXX={os.environ['QUENLOFAR_CXX']}", f"CXXFLAGS=-O1 {' '.join(sdk.FLAGS)}",
+        call("make", "--jobs=2", f"CXX={os.environ['QUENLOFAR_CXX']}", f"CXXFLAGS=-O0 {' '.join(sdk.FLAGS)}",
              f"LDFLAGS={' '.join(sdk.FLAGS)}", cwd=source, env={"PKG_CONFIG_PATH": str(package.parent)})
         symbols = call("nm", "--dynamic", "--defined-only", source / "libquenlofar-container-wave.so").split()
         self.assertTrue({"createParser", "createDescriber", "createAnalyzer"} <= set(symbols))

@@ -1,5 +1,7 @@
 #include "commandmodel.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <sstream>
 #include <stdexcept>

@@ -2,8 +2,9 @@
 #include "filecheck.h"
 #include "findingpaths.h"
 
+#include <QDir>
 #include <QTemporaryFile>
-#include <QtTest>
+#include <QTest>
 
 #include <vector>
 

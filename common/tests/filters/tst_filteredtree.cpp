@@ -4,7 +4,7 @@
 #include "matchfilter.h"
 #include "testing/recordingsink.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 

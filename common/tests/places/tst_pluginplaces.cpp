@@ -1,6 +1,6 @@
 #include "pluginplaces.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 

@@ -3,7 +3,7 @@
 #include "faultysource.h"
 #include "filedevice.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 

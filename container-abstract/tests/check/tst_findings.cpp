@@ -1,6 +1,6 @@
 #include "finding.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 

@@ -2,7 +2,7 @@
 
 #include "failingnew.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <algorithm>
 #include <limits>

@@ -4,7 +4,7 @@
 #include "plaintree.h"
 #include "randomdocument.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <map>
 

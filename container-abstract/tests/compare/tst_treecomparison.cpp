@@ -3,7 +3,7 @@
 #include "elementpath.h"
 #include "plaintree.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <map>
 #include <random>

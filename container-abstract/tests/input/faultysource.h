@@ -2,7 +2,7 @@
 
 #include "filedevice.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <algorithm>
 #include <limits>

@@ -2,7 +2,10 @@
 #include "filedevice.h"
 #include "filepath.h"
 
-#include <QtTest>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTest>
 
 #include <algorithm>
 #include <clocale>

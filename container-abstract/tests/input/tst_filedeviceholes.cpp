@@ -4,7 +4,7 @@
 #include "sparsesource.h"
 
 #include <QTemporaryFile>
-#include <QtTest>
+#include <QTest>
 
 #include <random>
 #include <vector>

@@ -1,7 +1,7 @@
 #include "faultysource.h"
 #include "filedevice.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <algorithm>
 #include <atomic>

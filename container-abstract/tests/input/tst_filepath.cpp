@@ -1,6 +1,6 @@
 #include "filepath.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <random>
 #include <string_view>

@@ -2,7 +2,7 @@
 
 #include "jsondocument.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <limits>
 

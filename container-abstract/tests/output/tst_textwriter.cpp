@@ -3,7 +3,7 @@
 #include "limiteddevice.h"
 
 #include <QBuffer>
-#include <QtTest>
+#include <QTest>
 
 #include <functional>
 #include <limits>

@@ -1,6 +1,6 @@
 #include "packettable.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <cmath>
 

@@ -1,7 +1,7 @@
 #include "packettable.h"
 #include "referencetable.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 

@@ -1,7 +1,7 @@
 #include "packettable.h"
 #include "regiontable.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 

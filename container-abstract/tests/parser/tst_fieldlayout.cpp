@@ -1,6 +1,6 @@
 #include "fieldlayout.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 

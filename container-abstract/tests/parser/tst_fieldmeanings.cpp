@@ -1,6 +1,6 @@
 #include "fieldmeanings.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <limits>
 

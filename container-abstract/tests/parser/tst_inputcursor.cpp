@@ -4,7 +4,7 @@
 #include "testing/memoryrun.h"
 #include "testing/recordingsink.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <limits>
 

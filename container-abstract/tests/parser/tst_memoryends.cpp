@@ -4,7 +4,7 @@
 #include "randomdocument.h"
 
 #include <QBuffer>
-#include <QtTest>
+#include <QTest>
 
 #include <cstdlib>
 #include <new>

@@ -6,7 +6,7 @@
 #include "textwriter.h"
 
 #include <QBuffer>
-#include <QtTest>
+#include <QTest>
 
 #include <limits>
 

@@ -3,7 +3,7 @@
 #include "bytesource.h"
 
 #include <QFile>
-#include <QtTest>
+#include <QTest>
 
 #include <algorithm>
 #include <cstring>

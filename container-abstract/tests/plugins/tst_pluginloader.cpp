@@ -10,7 +10,7 @@
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include <dlfcn.h>
 #include <sys/stat.h>
@@ -200,6 +200,8 @@ void TestPluginLoader::takesOnlyFilesNamedLikePlugins_data()
     QTest::newRow("a version behind it") << "libquenlofar-container-x.so.1.2" << 1;
     QTest::newRow("another prefix is passed over") << "libother-container-x.so" << 0;
     QTest::newRow("the prefix has to be at the beginning") << "old-libquenlofar-container-x.so" << 0;
+    QTest::newRow("a version without a dot before it") << "libquenlofar-container-x.so1" << 0;
+    QTest::newRow("a dot without a version") << "libquenlofar-container-x.so." << 0;
     QTest::newRow("no .so, no plug-in") << "libquenlofar-container-x.txt" << 0;
     QTest::newRow("case counts") << "libQuenlofar-container-x.so" << 0;
     QTest::newRow("a copy that was put aside") << "libquenlofar-container-x.so.bak" << 0;

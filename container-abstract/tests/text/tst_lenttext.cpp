@@ -1,6 +1,6 @@
 #include "lenttext.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <limits>
 

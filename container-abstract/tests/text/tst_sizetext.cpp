@@ -1,7 +1,7 @@
 #include "displaytext.h"
 #include "sizetext.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <limits>
 

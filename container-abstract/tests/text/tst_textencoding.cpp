@@ -1,6 +1,6 @@
 #include "textencoding.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <iconv.h>
 

@@ -1,6 +1,6 @@
 #include "texts.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <string_view>
 

@@ -3,7 +3,7 @@
 #include "jsondocument.h"
 
 #include <QBuffer>
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 

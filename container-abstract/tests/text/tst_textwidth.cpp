@@ -1,6 +1,6 @@
 #include "textwidth.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <locale.h>
 

@@ -2,7 +2,7 @@
 
 #include "plaintree.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <limits>
 

@@ -6,7 +6,7 @@
 #include "testing/recordingsink.h"
 
 #include <QBuffer>
-#include <QtTest>
+#include <QTest>
 
 #include <stdexcept>
 #include <thread>

@@ -1,6 +1,6 @@
 #include "framelist.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <limits>
 #include <vector>

@@ -1,6 +1,6 @@
 #include "statuscodes.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 

@@ -1,6 +1,6 @@
 #include "avirules.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <algorithm>
 #include <map>

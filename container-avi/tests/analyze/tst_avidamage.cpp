@@ -1,6 +1,6 @@
 #include "smallfilm.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 using namespace build;

@@ -2,7 +2,7 @@
 
 #include "aviids.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 using namespace build;

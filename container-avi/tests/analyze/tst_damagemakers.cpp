@@ -5,7 +5,7 @@
 
 #include <QDir>
 #include <QFile>
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 

@@ -1,7 +1,7 @@
 // Rules about strf, each with a file that breaks it and one that keeps it.
 #include "onestream.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <limits>
 

@@ -1,7 +1,7 @@
 #include "openfilm.h"
 #include "rulesays.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 using namespace build;

@@ -8,7 +8,8 @@
 #include "payloadscan.h"
 
 #include <QFile>
-#include <QtTest>
+#include <QTest>
+#include <QtEndian>
 
 using namespace quenlofar;
 

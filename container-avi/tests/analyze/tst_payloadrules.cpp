@@ -2,7 +2,7 @@
 #include "bitstring.h"
 #include "onestream.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 using namespace build;

@@ -1,7 +1,7 @@
 // Rules about strh, each with a file that breaks it and one that keeps it.
 #include "onestream.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 using namespace build;

@@ -1,7 +1,7 @@
 #include "judging.h"
 #include "sparsesource.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 using namespace build;

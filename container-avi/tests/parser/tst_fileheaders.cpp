@@ -1,7 +1,7 @@
 #include "avibuilder.h"
 #include "aviprobe.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace quenlofar;
 using namespace build;

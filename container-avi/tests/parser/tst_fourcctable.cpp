@@ -3,7 +3,8 @@
 #include "fourcctable.h"
 
 #include <QSet>
-#include <QtTest>
+#include <QTest>
+#include <QtEndian>
 
 using namespace quenlofar;
 

@@ -1,7 +1,7 @@
 #include "avibuilder.h"
 #include "aviprobe.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <cmath>
 

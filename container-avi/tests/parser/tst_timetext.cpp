@@ -1,6 +1,6 @@
 #include "timetext.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <cmath>
 #include <limits>

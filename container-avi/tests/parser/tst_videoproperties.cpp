@@ -1,7 +1,8 @@
 #include "avibuilder.h"
 #include "aviprobe.h"
 
-#include <QtTest>
+#include <QRegularExpression>
+#include <QTest>
 
 using namespace quenlofar;
 using namespace build;
