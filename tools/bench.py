@@ -40,7 +40,7 @@ def output_of(*command):
 
 
 def values_of(line):
-    """"name=value name=value": numbers by their names; what is no number stays a text."""
+    """"name=value name=value": numbers by their names; other values stay texts."""
     values = {}
     for pair in line.split():
         name, _, value = pair.partition("=")
@@ -333,7 +333,7 @@ class Comparison(Bench):
                        self.table.kept(ratio <= MOST_RATIO, self.options.smoke))
 
     def in_turn(self, runs, measure):
-        """What `measure` says of both builds, `runs` times; who begins changes from turn to turn."""
+        """What `measure` says of both builds, `runs` times; the one that begins changes from turn to turn."""
         pairs = []
         for turn in range(runs):
             order = self.builds if turn % 2 == 0 else self.builds[::-1]

@@ -78,7 +78,7 @@ bool strikes(Kind which, const char *path = nullptr)
         return false;
     if (number != first && (number < first || !goesOn))
         return false;
-    // Whoever tries again must come through some time.
+    // A caller that tries again must come through some time.
     if (goesOn && how == How::Interrupted && (number - first) % 2 != 0)
         return false;
     return true;

@@ -38,7 +38,7 @@ def chunk(name, data):
 
 
 def film(chunks):
-    """An AVI file whose "movi" list holds so many empty video chunks."""
+    """An AVI file whose "movi" list holds `count` empty video chunks."""
     movi = b"movi" + chunk(b"00dc", b"") * chunks
     body = b"AVI " + chunk(b"LIST", movi)
     return chunk(b"RIFF", body) + b"\0" * 200

@@ -505,7 +505,7 @@ def draw(limit, only, files):
 
 
 def gone(keys):
-    """Those of the keys that name no change that is still possible."""
+    """The keys that name no change that is still possible."""
     possible = {}
     for key in keys:
         file = key.split(" | ")[0]

@@ -23,7 +23,7 @@ def without_template_arguments(name):
 
 
 def is_foreign(kind, name):
-    """True for a weak symbol that belongs to a name space or class of somebody else."""
+    """True for a weak symbol that belongs to a name space or class of another library."""
     if kind not in "WVu":
         return False
     subject = without_template_arguments(ABOUT.sub("", name)).split("(")[0]

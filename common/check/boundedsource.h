@@ -10,7 +10,7 @@ namespace quenlofar {
 
 /**
  * The bytes of another source, as far as the limits of a run allow: reads that begin beyond a limit fail. Remembers
- * the first trouble, whoever reads.
+ * the first trouble, for every reader.
  */
 class BoundedSource : public ByteSource
 {

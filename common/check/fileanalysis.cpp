@@ -18,7 +18,7 @@ bool claims(const ParserFactory &parser, const QString &path)
     return dot >= 0 && parser.extensions.contains(path.mid(dot + 1), Qt::CaseInsensitive);
 }
 
-/// Runs a part of an analyzer, which is anybody's; what it throws is its failure.
+/// Runs a part of an analyzer of a plug-in; an exception that leaves it is the analyzer's failure.
 template <typename Part> FileError guarded(Part part)
 {
     try {

@@ -32,7 +32,7 @@ struct FindingCounts
     int note = 0;
     int suppressed = 0;
 
-    /// Those of this severity that count.
+    /// Findings of this severity that count.
     int of(Severity severity) const
     {
         return severity == Severity::Error ? error : severity == Severity::Warning ? warning : note;

@@ -12,7 +12,7 @@
 
 namespace quenlofar {
 
-/// What somebody decided about one rule, and why.
+/// A decision about one rule, and its reason.
 struct PolicyDecision
 {
     QString rule; ///< its name

@@ -29,7 +29,7 @@ public:
     const std::vector<Entry> &entries() const { return m_entries; }
     /// All rules of this name: containers may have rules of one name.
     std::vector<Entry> find(QStringView name) const;
-    /// Those of `names` that no rule has.
+    /// The `names` that no rule has.
     QStringList unknown(const QStringList &names) const;
 
 private:

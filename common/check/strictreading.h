@@ -23,7 +23,7 @@ struct StrictReading
     RunResult outcome(const RunResult &walk) const;
 };
 
-/// Who reads, and how far; see FileAnalysis.
+/// Which analyzer reads, and to which level; see FileAnalysis.
 struct StrictReader
 {
     QVector<ParserFactory> parsers;

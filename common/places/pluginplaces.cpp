@@ -40,7 +40,7 @@ QByteArray ownDirectory()
 PluginPlaceTrust PluginPlaceTrust::ofProcess()
 {
     const bool isPrivileged = getauxval(AT_SECURE) != 0;
-    // Where it is kept, HOME is that of the user who asked for another one's rights.
+    // Where sudo keeps HOME, it names the home of the user that called sudo.
     constexpr const char *changesOfUser[] = {"SUDO_UID", "DOAS_USER", "PKEXEC_UID"};
     const bool isForAnother =
         std::any_of(std::begin(changesOfUser), std::end(changesOfUser), qEnvironmentVariableIsSet);

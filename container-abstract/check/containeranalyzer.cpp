@@ -7,7 +7,7 @@ namespace quenlofar {
 
 namespace {
 
-/// Reads a source that somebody else owns.
+/// Reads a source that the caller owns.
 class BorrowedSource final : public ByteSource
 {
 public:

@@ -35,7 +35,7 @@ struct AnalysisOptions
 struct AnalysisResult
 {
     FileError error; ///< the first trouble with reading: Kind Read or Memory
-    bool isCancelled = false; ///< it was cut short because somebody asked for that
+    bool isCancelled = false; ///< it was cut short because the caller asked for that
     bool isLimited = false; ///< it was cut short by a bound; the table of what was not checked says which
     quint64 bytesRead = 0; ///< of the file, payload that was passed over not counted
 
@@ -44,7 +44,7 @@ struct AnalysisResult
 };
 
 /// Opens `source` for an analyzer: reads of `file` follow the cancel and the progress of `options`. The source still
-/// belongs to whoever owned it, and outlives the use of the device. May throw std::bad_alloc.
+/// stays with its owner, and outlives the use of the device. May throw std::bad_alloc.
 CONTAINERABSTRACT_EXPORT void openForAnalysis(FileDevice &file, ByteSource &source, const AnalysisOptions &options);
 /// How the reading of `file`, which openForAnalysis opened, has gone so far: an error, a cancel, and the bytes.
 CONTAINERABSTRACT_EXPORT AnalysisResult analysisResult(const FileDevice &file);

@@ -34,7 +34,7 @@ struct Finding
     QString expected; ///< at the first place
     QString actual; ///< at the first place; differs from `expected`
     QString message; ///< a sentence for people, with a full stop
-    QString path; ///< of the first place's element in the tree; empty until somebody looked it up
+    QString path; ///< of the first place's element in the tree; empty until it is looked up
     QString suppressed; ///< why it does not count, as a policy or a baseline says; empty where it counts
 };
 
@@ -43,7 +43,7 @@ enum class RuleState : quint8 {
     NotApplicable, ///< the file has nothing that it could be held against, or it belongs to a deeper level
     Passed,
     Failed, ///< it has findings
-    SwitchedOff, ///< somebody asked for that
+    SwitchedOff, ///< by an option or a policy
 };
 
 /// Something found, before it is known whether it is a finding of its own or counted with another.
@@ -78,15 +78,15 @@ public:
     FindingDraft &expected(const QString &text);
     /// What stands here; the first one counts.
     FindingDraft &actual(const QString &text);
-    /// The same for a number.
+    /// Takes a number, shown in decimal.
     FindingDraft &expected(qint64 number);
-    FindingDraft &expected(quint64 number); ///< The same for a number.
-    FindingDraft &expected(int number) { return expected(qint64(number)); } ///< The same for a number.
-    FindingDraft &expected(quint32 number) { return expected(quint64(number)); } ///< The same for a number.
-    FindingDraft &actual(qint64 number); ///< The same for a number.
-    FindingDraft &actual(quint64 number); ///< The same for a number.
-    FindingDraft &actual(int number) { return actual(qint64(number)); } ///< The same for a number.
-    FindingDraft &actual(quint32 number) { return actual(quint64(number)); } ///< The same for a number.
+    FindingDraft &expected(quint64 number); ///< Shown in decimal.
+    FindingDraft &expected(int number) { return expected(qint64(number)); } ///< Shown in decimal.
+    FindingDraft &expected(quint32 number) { return expected(quint64(number)); } ///< Shown in decimal.
+    FindingDraft &actual(qint64 number); ///< Shown in decimal.
+    FindingDraft &actual(quint64 number); ///< Shown in decimal.
+    FindingDraft &actual(int number) { return actual(qint64(number)); } ///< Shown in decimal.
+    FindingDraft &actual(quint32 number) { return actual(quint64(number)); } ///< Shown in decimal.
     /// A sentence for people; the first one counts. "%1" is the number of what is counted, once that is known.
     FindingDraft &message(const QString &text);
     /// There are `more` of it than this one; `places` are those of the first of them, as far as there is room.
@@ -138,11 +138,11 @@ public:
     /// Something that was not looked at, and why: "payload of XVID not checked at this level". Told once.
     void notChecked(const QString &what);
 
-    // For whoever asked; texts are copies, which survive the analyzer
+    // Texts are copies, which survive the analyzer
 
     /// In the order of ids; causes before what they cause. Made anew by each call: valid until the next one.
     const std::vector<Finding> &list() const;
-    /// The same, to look up paths, or to filter.
+    /// All findings, to look up paths, or to filter.
     std::vector<Finding> takeList();
     /// What became of each rule, by ordinal.
     const std::vector<RuleState> &ruleStates() const;

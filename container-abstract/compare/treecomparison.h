@@ -50,7 +50,7 @@ struct FrameDifference
     quint32 aspects; ///< DifferingAspects of a changed frame, else 0
     quint64 position; ///< in the lists
     Frame first; ///< of a changed frame
-    Frame second; ///< the same of the second tree
+    Frame second; ///< the frame of the second tree
 };
 
 /// What counts as a difference beside what always does.

@@ -12,7 +12,7 @@
 namespace quenlofar {
 
 /**
- * Hands everything on to other sinks and holds whoever calls it to what a sink may rely on: the calls' order, nodes
+ * Hands everything on to other sinks and holds its caller to what a sink may rely on: the calls' order, nodes
  * that nest and are all ended, nothing new after a stop, the bounds, places inside of one another, frames that are
  * counted.
  */

@@ -19,7 +19,8 @@ inline bool isHarmless(const QString &text)
         case QChar::Separator_Paragraph:
             return false;
         case QChar::Other_Format:
-            // Those that have a direction are marks of direction, but for the Syriac abbreviation mark, which is seen.
+            // Characters that have a direction are marks of direction, but for the Syriac abbreviation mark, which is
+            // seen.
             if (character.direction() != QChar::DirBN && character.direction() != QChar::DirAN
                 && character.direction() != QChar::DirON && character != QChar(0x70F))
                 return false;

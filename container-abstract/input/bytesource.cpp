@@ -90,7 +90,7 @@ public:
             if (count > 0) {
                 came += count;
             } else if (errno != EINTR) {
-                // What came before the error is good; who asks for the rest gets the error.
+                // Bytes before the error are good; the next read gets the error.
                 if (came > 0)
                     break;
                 m_error = errno;

@@ -15,7 +15,7 @@
 
 namespace quenlofar {
 
-/// Where a walk is, for whoever watches it from another thread.
+/// Where a walk is; another thread may read it.
 struct WalkProgress
 {
     std::atomic<qint64> position{0}; ///< what was read or found last, in bytes from the start of the file
@@ -73,7 +73,7 @@ public:
         }
         return readOutsideWindow(data, maxSize);
     }
-    /// The same into a new array, never larger than what the file can still give, and never 2 GiB or more.
+    /// Reads into a new array, never larger than what the file can still give, and never 2 GiB or more.
     QByteArray read(qint64 maxSize);
     /**
      * Passes over a hole of a sparse file, for a loop that reads forwards, every byte `readsPerByte` times, and finds
@@ -108,7 +108,7 @@ public:
     bool wasInterrupted() const { return m_interrupted; }
 
 private:
-    friend class FileScan; // the same inline paths for tight loops
+    friend class FileScan; // the inline paths, for tight loops
 
     qint64 readOutsideWindow(char *data, qint64 maxSize);
     void chooseFillSize();

@@ -33,7 +33,7 @@ public:
     /// Reads a little-endian word and moves on behind it. Where fewer than four bytes came the others are zero, and the
     /// result is false.
     bool read(quint32 *word) { return readInWindow(quint64(m_position), word) || readThroughDevice(word); }
-    /// The same at `position`: seek() and read() in one.
+    /// Reads at `position`: seek() and read() in one.
     bool readAt(quint64 position, quint32 *word)
     {
         if (Q_LIKELY(readInWindow(position, word)))

@@ -43,7 +43,7 @@ public:
     /// The members that documents about a file begin with: "formatVersion", "file", "fileSize", "container" and,
     /// where a parser accepts the file, "parser".
     JsonPrinter &documentStart(const DocumentStart &start);
-    /// The same without "formatVersion": for each of several files of one document.
+    /// documentStart() without "formatVersion": for each of several files of one document.
     JsonPrinter &fileStart(const DocumentStart &start);
     /// The members that say how a walk went: "status" and, where they apply, "limit", "cancelled" and "error".
     JsonPrinter &outcome(const RunResult &result);

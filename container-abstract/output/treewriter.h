@@ -18,7 +18,7 @@ struct ItemNotes
 class CONTAINERABSTRACT_EXPORT TreeWriter : public ElementSink
 {
 public:
-    /// `notes` belong to the next node or leaf. Who calls this does so before every one: a filter may keep the notes of
+    /// `notes` belong to the next node or leaf. The caller calls this before every one: a filter may keep the notes of
     /// an item that it leaves out.
     virtual void setNotes(const ItemNotes &notes) = 0;
     /// Stands for `count` items that were left out here; `count` is at least 1.

@@ -12,7 +12,7 @@ namespace quenlofar {
  * An array that only grows, in blocks of 65 536 entries: appending never copies more than one block, and at most one
  * block is partly unused, so its memory is close to what its entries take.
  *
- * Whoever appends may get std::bad_alloc; the array is then as it was. Reading from several threads is safe.
+ * append() may throw std::bad_alloc; the array is then as it was. Reading from several threads is safe.
  */
 template <typename Entry> class BlockArray
 {
@@ -26,11 +26,11 @@ public:
     bool isEmpty() const { return m_size == 0; }
     /// The entry number `index`, from 0; there has to be one.
     const Entry &operator[](size_t index) const { return m_blocks[index / blockSize][index % blockSize]; }
-    /// The same, to be changed.
+    /// The entry number `index`, to be changed.
     Entry &operator[](size_t index) { return m_blocks[index / blockSize][index % blockSize]; }
     /// The newest entry; there has to be one.
     Entry &last() { return m_blocks.back().back(); }
-    /// The same.
+    /// The newest entry, to be read.
     const Entry &last() const { return m_blocks.back().back(); }
 
     /// Appends a copy.

@@ -45,7 +45,7 @@ enum class KeyState : quint8 {
     Yes,
 };
 
-/// Who knows a packet; several may.
+/// Where a packet is known from; several places may know it.
 enum PacketSource : quint8 {
     KnownFromData = 1, ///< it was found where it stands
     KnownFromLegacyIndex = 2, ///< the one index of the whole file, or of its first part ("idx1")

@@ -87,7 +87,7 @@ protected:
      * Throws the framework's own exception where the host ends the run; the node is then not open.
      */
     void beginElement(quint64 offset, quint64 size, const QString &title, qint64 index);
-    /// The same with a title that is no QString: a literal, a part of a text. Where the size is not known yet it is
+    /// Takes a title that is not a QString: a literal, a part of a text. Where the size is not known yet it is
     /// sizeFromEnd, and told when the node ends.
     void beginElement(quint64 offset, quint64 size, QStringView title, qint64 index = -1);
     /// Closes the innermost open node. Never throws, so it may be called by the destructor of a scope object: where the
@@ -114,7 +114,7 @@ protected:
      */
     void addField(bool flag, quint64 offset, uchar code, quint64 size, const QString &name, const QString &value,
                   const QString &meaning, const QString &description, qint64 index);
-    /// The same, as a sink gets it.
+    /// Takes a field as a sink gets it.
     void addField(const quenlofar::Field &field);
     /// addField with no flag, code and index.
     void addLeaf(quint64 offset, quint64 size, const QString &name, const QString &value, const QString &meaning = {},
@@ -122,7 +122,7 @@ protected:
     {
         addField(false, offset, 0, size, name, value, meaning, description, -1);
     }
-    /// The same with texts that are no QString: literals, parts of texts.
+    /// Takes texts that are not QStrings: literals, parts of texts.
     void addLeaf(quint64 offset, quint64 size, QStringView name, QStringView value, QStringView meaning = {},
                  QStringView description = {})
     {
@@ -132,8 +132,8 @@ protected:
     void addUnparsed(quint64 offset, quint64 size);
     /// Adds the leaves of a record that starts at `offset` of the file; those beyond its end read as zero.
     void addRecord(quint64 offset, const quenlofar::RecordView &record, quenlofar::FieldRows rows);
-    /// The same for a record that may be cut off: ends before the first row that is not all in it, and returns the
-    /// bytes from the start of the record that the rows up to there cover.
+    /// Adds the leaves of a record that may be cut off: ends before the first row that is not all in it, and returns
+    /// the bytes from the start of the record that the rows up to there cover.
     quint64 addWholeFields(quint64 offset, const quenlofar::RecordView &record, quenlofar::FieldRows rows);
 
     /// From now on cursors read numbers in this order; little-endian before. Called once, by a constructor.
@@ -144,9 +144,9 @@ protected:
     /// cover: all of the record, or up to the first row that is cut off. The record as far as it could be read.
     quenlofar::StoredRecord addRecord(quenlofar::InputCursor &cursor, quenlofar::FieldRows rows);
     /// Adds a leaf `name` without a value over the bytes that are left, and takes them off: payload that is not shown.
-    /// Nothing where none is left; the same for the two below.
+    /// Nothing where none is left, as with the two below.
     void addData(quenlofar::InputCursor &cursor, QStringView name);
-    /// The same with the first `shown` bytes as its value, as a text; see decodedText.
+    /// Shows the first `shown` bytes as its value, as a text; see decodedText.
     void addText(quenlofar::InputCursor &cursor, QStringView name,
                  quenlofar::TextEncoding encoding = quenlofar::TextEncoding::Guessed, quint64 shown = 200);
     /// Adds a leaf that nobody interprets over the bytes that are left, and takes them off.

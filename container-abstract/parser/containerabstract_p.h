@@ -47,7 +47,7 @@ public:
         if (progress)
             progress->position.store(qint64(offset), std::memory_order_relaxed);
     }
-    /// The same for a node, which has to find room among the open ones too.
+    /// Admits a node, which has to find room among the open ones too.
     void admitNode(const FileDevice &file, quint64 offset)
     {
         if (Q_UNLIKELY(openNodes >= depthLimit))
@@ -151,7 +151,7 @@ private:
     [[noreturn]] void stopRun(const FileDevice &file, quint64 offset, Stop reason);
 
     std::vector<OpenSize> openSizes; // the innermost last
-    std::vector<WaitingProblem> waitingProblems; // those of inner nodes last
+    std::vector<WaitingProblem> waitingProblems; // problems of inner nodes last
 };
 
 } // namespace quenlofar

@@ -4,7 +4,7 @@ namespace quenlofar {
 
 double StreamDescription::seconds() const
 {
-    // Until the length is known a writer leaves 0, and sound of no length is of no use to anybody.
+    // Until the length is known a writer leaves 0; a length of 0 says nothing.
     if (length < (kind == Kind::Audio ? 1 : 0) || timeBaseNumerator == 0 || timeBaseDenominator == 0)
         return -1.0;
     return double(length) * double(timeBaseNumerator) / double(timeBaseDenominator);

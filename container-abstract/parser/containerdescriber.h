@@ -12,7 +12,7 @@ namespace quenlofar {
 struct DescriptionRow
 {
     QString label; ///< lower case, without a colon
-    QString text; ///< for people; bounded by whoever makes it, not by the file
+    QString text; ///< for people; its maker bounds it, whatever the file says
 };
 
 /**

@@ -36,7 +36,7 @@ public:
 
     /// See ContainerDescriber; of the latest document, once it has ended.
     QVector<DescriptionRow> rows() const;
-    /// The same of its streams.
+    /// What its describer says of the streams of the latest document.
     QVector<StreamDescription> streams() const;
 
 private:

@@ -26,14 +26,14 @@ enum class FieldKind : quint8 {
     U64,
     I64,
     F32, ///< IEEE 754, the shortest text that reads back as the same number; "inf", "nan"
-    F64, ///< the same of 64 bits
+    F64, ///< IEEE 754 of 64 bits, shown as F32
     F80, ///< the extended format of 80 bits with its integer bit stored, shown like a double where it is one
     FourCC, ///< four Latin-1 characters, ending early at the first zero byte
     Words3, ///< three 32-bit words, "1 2 3"
     Words4,
     Guid, ///< 16 bytes as Windows stores them, "{00000001-0000-0010-8000-00aa00389b71}"
     Text, ///< as many bytes as the row says, see bytesToText
-    Hex, ///< the same as two hexadecimal digits each, "00 1f ff"
+    Hex, ///< bytes as two hexadecimal digits each, "00 1f ff"
 };
 
 /// The bytes of a field of this kind; 0 where only the row says it.
@@ -83,7 +83,7 @@ public:
         : m_bytes(static_cast<const char *>(bytes)), m_size(size), m_order(order)
     {
     }
-    /// The same over all bytes of an array.
+    /// Covers all bytes of an array.
     explicit RecordView(const QByteArray &bytes, ByteOrder order = ByteOrder::LittleEndian)
         : RecordView(bytes.constData(), size_t(bytes.size()), order)
     {

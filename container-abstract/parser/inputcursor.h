@@ -53,9 +53,9 @@ public:
 
     /// Takes off `count` bytes, fewer where fewer are left, and says how many.
     quint64 skip(quint64 count);
-    /// Takes off `count` bytes, fewer where fewer are left. A count that the file gives wants a bound first.
+    /// Takes off `count` bytes, fewer where fewer are left. A count that the file gives needs a bound first.
     QByteArray read(quint64 count);
-    /// The same, and leaves them where they are.
+    /// Looks at `count` bytes, and leaves them where they are.
     QByteArray peek(quint64 count) const;
     /// Takes off a record of `size` bytes; those that are missing read as zero, and its size() says so.
     StoredRecord record(quint64 size) { return StoredRecord(read(size), m_order); }

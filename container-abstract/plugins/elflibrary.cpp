@@ -73,7 +73,7 @@ quint32 gnuHash(std::string_view name)
     return hash;
 }
 
-/// The same for DT_HASH, as the System V ABI has it.
+/// The number of symbols by DT_HASH, as the System V ABI has it.
 quint32 sysvHash(std::string_view name)
 {
     quint32 hash = 0;

@@ -17,12 +17,12 @@ class ContainerDescriber;
 #endif
 
 /// What a plug-in exports. One source file of it includes this header and defines the first three, and of the others
-/// those that it has. They do not throw.
+/// the ones that it has. They do not throw.
 extern "C" {
 
 /// The name of the container format for users: "AVI".
 Q_DECL_EXPORT QString containerName();
-/// The file extensions that the parser claims, without a dot: they say who is asked first, never who is left out.
+/// The file extensions that the parser claims, without a dot: they say which parser is asked first; none is left out.
 Q_DECL_EXPORT QStringList supportedExtensions();
 /// A new parser, which the caller owns.
 Q_DECL_EXPORT ContainerAbstract *createParser();

@@ -358,7 +358,7 @@ bool PluginLoader::Private::load(const std::string &path, const std::string &fil
         const QStringList lentExtensions = extensions();
         for (const QString &extension : lentExtensions)
             plugin.info.extensions.append(ownCopy(extension));
-    } catch (...) { // anybody's plug-in may throw anything
+    } catch (...) { // a plug-in may throw anything
         warn(path, QStringLiteral("it fails when it is asked what it knows"));
         return false;
     }

@@ -18,8 +18,8 @@ struct PluginTrust
  * and the owner of the running program may be able to change the file, or put another one into its place. So the file,
  * and each folder from it up to the root, belongs to one of them and cannot be written to by everybody or by a group
  * other than root and staff. A folder with the sticky bit, as /tmp has it, may be written to: in it nobody can rename
- * or remove what belongs to somebody else, and what is on the way belongs to root or the owner of the program.
- * Links are followed first, and `path` then has none: whoever may change a link only chooses among trusted files.
+ * or remove another user's file, and every folder on the way belongs to root or the owner of the program.
+ * Links are followed first, and `path` then has none: a user that may change a link only chooses among trusted files.
  */
 PluginTrust trustInPlugin(const std::string &file);
 

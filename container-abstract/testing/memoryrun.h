@@ -22,7 +22,7 @@ template <typename Parser> ParserFactory factoryOf(const QString &containerName 
 {
     return {containerName, {}, {}, [] { return std::unique_ptr<ContainerAbstract>(new Parser); }};
 }
-/// The same with describers of another.
+/// Runs with describers of another container.
 template <typename Parser, typename Describer>
 ParserFactory factoryOf(const QString &containerName = QStringLiteral("TEST"))
 {

@@ -66,7 +66,7 @@ public:
     }
     /// Header, data and padding, as they stand in a file.
     QByteArray bytes() const { return m_id + u32(m_size) + m_data + zeros(int(m_data.size() % 2)); }
-    /// The same, so that a chunk can be the data of another.
+    /// The bytes, so that a chunk can be the data of another.
     operator QByteArray() const { return bytes(); }
 
 private:
@@ -114,7 +114,7 @@ public:
 
     /// The record as it stands in a file.
     const QByteArray &bytes() const { return m_bytes; }
-    /// The same, so that a record can be the data of a chunk.
+    /// The bytes, so that a record can be the data of a chunk.
     operator QByteArray() const { return m_bytes; }
 
     /// Overwrites the bytes from `at` on; makes the record longer where they do not fit.

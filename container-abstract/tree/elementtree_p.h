@@ -169,7 +169,7 @@ public:
     RunResult result;
     FrameList frames;
     std::vector<Problem> problems; // of nodes whose place is not known yet: where they stand in `pending`
-    std::vector<size_t> unplaced; // those, by their positions in `problems`; inner nodes last
+    std::vector<size_t> unplaced; // positions in `problems` of those without an item yet; inner nodes last
     quint64 itemCount = 0;
     quint64 openNodes = 0;
     quint32 rootChildren = 0;

@@ -289,7 +289,7 @@ void ElementTree::Private::moveShortChildren(quint32 first, quint32 header, quin
 /// The records from `first` on in `pending` go behind the header at `header`, and so do the problems of these nodes.
 void ElementTree::Private::placeProblems(quint32 first, quint32 header) noexcept
 {
-    // Those of the node around them may have come already; its own place is not known yet.
+    // Problems of the node around them may have come already; its own place is not known yet.
     auto last = unplaced.end();
     while (last != unplaced.begin() && problems[*(last - 1)].item == first - ItemRecord::wordCount)
         --last;

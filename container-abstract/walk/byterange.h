@@ -12,7 +12,7 @@ struct ByteRange
 
     /// The first byte behind it.
     constexpr quint64 end() const { return offset + size; }
-    /// The same bytes.
+    /// True for equal offset and size.
     constexpr bool operator==(const ByteRange &other) const { return offset == other.offset && size == other.size; }
     /// Other bytes.
     constexpr bool operator!=(const ByteRange &other) const { return !(*this == other); }

@@ -17,7 +17,7 @@ struct ReportedProblem
     QStringView text; ///< what is wrong, in words, without a full stop
 };
 
-/// The same with a text of its own, for a sink that keeps it.
+/// A problem with a text of its own, for a sink that keeps it.
 struct KeptProblem
 {
     quint64 offset; ///< see ReportedProblem

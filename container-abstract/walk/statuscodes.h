@@ -28,7 +28,7 @@ inline constexpr int firstOwnStatus = 100;
 
 /// One sentence in words for `status`, without a full stop; a status without a row of its own is given by its number.
 CONTAINERABSTRACT_EXPORT QString statusText(int status);
-/// The same for the status of a run, in the words of the parser where it has some.
+/// The words for the status of a run, in the words of the parser where it has some.
 CONTAINERABSTRACT_EXPORT QString statusText(const RunResult &result);
 
 } // namespace quenlofar

@@ -65,7 +65,7 @@ public:
     Run follow(quint64 at, quint64 end, quint64 least = 0);
     /// Whether a header stands there that AVI files have, of a chunk that ends at `end` or before.
     bool isHeaderAt(quint64 at, quint64 end);
-    /// The same with any id of printable characters.
+    /// Whether a header of any id of printable characters stands there, of a chunk that ends at `end` or before.
     bool isPrintableAt(quint64 at, quint64 end);
     /// Whether a RIFF begins there.
     bool isRiffAt(quint64 at);

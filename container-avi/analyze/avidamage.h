@@ -7,7 +7,7 @@ namespace quenlofar {
 /// How a place breaks the chain of chunks.
 enum class AviDamageKind : quint8 {
     ForeignBytes, ///< bytes between chunks that are no chunk, not all 0
-    ZeroBytes, ///< the same, beginning with many zero bytes, or with nothing else
+    ZeroBytes, ///< foreign bytes that begin with many zero bytes, or hold nothing else
     ChunkSwallowsOthers, ///< a chunk's size leads behind further chunks that stand within it; bytes may have been lost
     ChunkBeyondParent, ///< a chunk's or list's size leads behind the end of its list, which is right
     ListTooShort, ///< the size of a list leads to before its last child; the list goes on

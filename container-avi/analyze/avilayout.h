@@ -153,7 +153,7 @@ public:
     std::vector<AviSuperEntry> superEntries; ///< of all super indexes, the entries of each in a row
     AviLegacyFacts legacyFacts; ///< of the first of `legacyIndexes`
     std::vector<AviIrregularEntry> irregularEntries; ///< by index and entry, the first mostIrregularEntries; see there
-    std::vector<AviIrregularRest> irregularRest; ///< those that found no room there
+    std::vector<AviIrregularRest> irregularRest; ///< rests for which that has no room
     ReferenceTable references; ///< of all indexes
 
     /// The place in the file of the entry number `entry` of `index`.

@@ -105,7 +105,7 @@ enum class AviIndexKind : quint8 {
     Legacy, ///< idx1 (AVIOLDINDEX)
     Super, ///< indx with entries that point at index chunks (AVISUPERINDEX)
     Standard, ///< ix## or indx with entries that point at data (AVISTDINDEX)
-    Field, ///< the same with the place of a second field (AVIFIELDINDEX)
+    Field, ///< a standard index with the place of a second field (AVIFIELDINDEX)
     Other, ///< bIndexType says something else: entries are not read
 };
 

@@ -30,8 +30,8 @@ struct AviStreamContext
 enum class StreamFilter : quint8 {
     All,
     Header, ///< a strh is there
-    Video, ///< the format, of which the first field is there
-    Audio, ///< the same
+    Video, ///< the strf of a video stream, its first field there
+    Audio, ///< the strf of an audio stream, its first field there
     VideoHeader, ///< the strh of a video stream
     AudioHeader, ///< the strh of an audio stream
     Pcm, ///< the format of uncompressed sound

@@ -85,7 +85,7 @@ protected:
     bool checks(PayloadCheck check) const { return m_checks[size_t(check)]; }
     /// True for the first one: its texts are still to be said.
     bool hit(PayloadCheck check, const ByteRange &place);
-    /// The same, with its texts.
+    /// Counts one that broke `check`; the first one's texts are kept.
     void hit(PayloadCheck check, const ByteRange &place, const QString &expected, const QString &actual);
     /// Where all of `checked` frames broke the rule, which was told as what the headers say and what the frames say:
     /// wrong is what the headers claim at `claim`.

@@ -27,7 +27,7 @@ constexpr quint64 listItems = 4; // a node, id, size, type
 constexpr quint64 chunkItems = 3; // a node, id, size
 constexpr quint64 plainChunkItems = chunkItems + 1; // value
 
-/// The same numbers in every run (splitmix64).
+/// Random numbers, equal in every run (splitmix64).
 class Random
 {
 public:

@@ -157,7 +157,7 @@ struct AviDescriber::StreamFacts
     int videoOrdinal = -1;
     std::array<std::optional<qint64>, NumberCount> numbers;
     std::optional<QString> handler; // four characters, or fewer before a zero byte
-    std::optional<QString> compression; // the same
+    std::optional<QString> compression; // four characters, or fewer before a zero byte
     QString formatTagMeaning;
     QString name;
 

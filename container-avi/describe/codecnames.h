@@ -8,7 +8,7 @@ namespace quenlofar {
 /// is not known. A code in lower case is taken as one in capitals where only that is known.
 QString videoCodecName(quint32 tag);
 
-/// The same for the format tag of a wave format.
+/// The name of the format tag of a wave format.
 QString audioFormatName(quint16 tag);
 
 } // namespace quenlofar

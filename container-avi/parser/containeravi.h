@@ -92,7 +92,7 @@ protected:
 
     /// The codec id of the first row of `table` (FourCCRow, ended by a row with codec id 0) with this tag, or 0.
     int getCodecID(const void *table, quint32 tag);
-    /// The same over a table of CodecNameRow.
+    /// The codec id of the first row of `table` (CodecNameRow) with this name, or 0.
     int getCodecID(const void *table, const QString &text);
 
     // Generic handlers (walker.cpp).

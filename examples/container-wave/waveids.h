@@ -20,7 +20,7 @@ constexpr bool isId(quint32 word)
     return true;
 }
 
-/// Stands in an RF64 file for a size that is in ds64; in others a writer leaves it there who does not know the size.
+/// Stands in an RF64 file for a size that is in ds64; in others a writer that does not know the size leaves it there.
 constexpr quint32 sizeStandsInDs64 = 0xFFFFFFFF;
 /// The format tag of a header that an extension goes on with.
 constexpr quint16 extensibleFormat = 0xFFFE;

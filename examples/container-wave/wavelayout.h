@@ -42,7 +42,7 @@ struct WaveLayout
     quint64 chainEnd = 0; // behind the last one and its padding
     bool isWhole = false; // the last one is the last one of the file: neither an error nor a bound ended the reading
     quenlofar::StoredRecord format; // what the first fmt chunk holds, up to 40 bytes; no bytes without one
-    quenlofar::StoredRecord longSizes; // the same of ds64, where it is the first chunk of an RF64 file
+    quenlofar::StoredRecord longSizes; // the record of ds64, where it is the first chunk of an RF64 file
 
     bool isLong() const { return id == idOf("RF64"); }
     /// The first chunk of this id; null without one.

@@ -25,7 +25,7 @@ public:
     std::vector<std::string> masked() const;
     /// What was typed in the place of `masked`.
     const std::string &given(const std::string &masked) const;
-    /// The same as the text of a path, see pathFromBytes.
+    /// The argument as the text of a path, see pathFromBytes.
     QString text(const std::string &masked) const;
 
 private:

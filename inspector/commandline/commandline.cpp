@@ -105,7 +105,7 @@ void CommandLine::parse()
 {
     try {
         std::vector<std::string> reversed = m_arguments.masked();
-        std::reverse(reversed.begin(), reversed.end()); // as CLI11 wants them
+        std::reverse(reversed.begin(), reversed.end()); // the order that CLI11 expects
         m_app.parse(reversed);
     } catch (const CLI::RequiredError &) {
         // What was given by mistake says more than what is missing because of it.

@@ -21,9 +21,9 @@ constexpr quint64 anyNumber = std::numeric_limits<quint64>::max();
 quint64 parseNumber(const std::string &option, const std::string &text, quint64 least, quint64 most);
 /// "A..B", "A.." or "..B", both ends included.
 void parseRange(const std::string &option, const std::string &text, quint64 *first, quint64 *last);
-/// The same for offsets, which may be hexadecimal, as 0x3E8.
+/// Reads a range of offsets, which may be hexadecimal, as 0x3E8.
 void parseOffsetRange(const std::string &option, const std::string &text, quint64 *first, quint64 *last);
-/// The same for seconds, which may have fractions.
+/// Reads a range of seconds, which may have fractions.
 void parseTimeRange(const std::string &option, const std::string &text, double *first, double *last);
 
 void addNumber(CLI::App &command, const std::string &names, quint64 *number, quint64 least, quint64 most,

@@ -13,7 +13,7 @@
 
 namespace quenlofar {
 
-/// For what depends on whether somebody watches.
+/// For what depends on whether the output is a terminal.
 enum class When { Auto, Always, Never };
 
 /// Texts out of files in comma-separated values: harmless for terminals and spreadsheets (displayText, and an
@@ -46,7 +46,7 @@ struct TreeChoice
     QStringList only; ///< shell wildcards for titles and names; empty: everything
     QStringList where; ///< conditions on leaves; all have to hold
     When collapse = When::Auto;
-    bool bytes = false; ///< those of each leaf
+    bool bytes = false; ///< the bytes of each leaf
     bool paths = false;
     bool frames = true;
 };

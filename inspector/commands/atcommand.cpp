@@ -79,7 +79,7 @@ public:
     /// Nothing follows; `result` says how everything went.
     virtual void end(const RunResult &result) = 0;
 
-    /// Somebody still wants what is printed.
+    /// The output still takes what is printed.
     bool goesOn() const { return works() && !m_walker.wasInterrupted(); }
 
 protected:

@@ -91,7 +91,7 @@ std::optional<FileRange> Extraction::find(const ElementPath &path, int *exitStat
 {
     EarlyFinder finder(path, m_walker);
     RunResult result = m_walker.walk(m_file, finder);
-    // Else it was the finder who had seen enough.
+    // Otherwise the finder ended the walk: it had its answer.
     if (finder.found() || !m_walker.wasInterrupted())
         result.cancelled = false;
     if (!finder.found()) {
@@ -167,7 +167,7 @@ int Extraction::copy(ByteSource &source, quint64 offset, quint64 size)
     return m_walker.tell(report);
 }
 
-/// As they are; somebody at a terminal gets a dump.
+/// As they are; a terminal gets a dump.
 bool Extraction::write(quint64 offset, const QByteArray &bytes)
 {
     if (!m_output.isTerminal())

@@ -81,7 +81,7 @@ QString aspectText(const Frame &frame, DifferingAspect aspect)
     }
 }
 
-/// Two trees, and who prints in what they differ. Steps return false when nothing more can be printed.
+/// Two trees, and the printer of their differences. Steps return false when nothing more can be printed.
 class DifferencePrinter
 {
 public:

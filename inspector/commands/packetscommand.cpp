@@ -34,7 +34,7 @@ struct SourceName
 constexpr std::array<SourceName, 3> sourceNames{
     {{KnownFromData, u"movi"}, {KnownFromLegacyIndex, u"idx1"}, {KnownFromPartIndex, u"odml"}}};
 
-/// Those of one packet, by its bits, between blanks.
+/// The sources of one packet, by its bits, between blanks.
 class SourceLists
 {
 public:

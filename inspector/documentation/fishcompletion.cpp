@@ -26,7 +26,7 @@ end
 
 )";
 
-/// Names with "-s" and "-l", as fish wants them.
+/// Names with "-s" and "-l", as fish expects them.
 std::string nameArguments(const std::vector<std::string> &names)
 {
     std::string arguments;

@@ -65,7 +65,7 @@ std::string optionItem(const std::vector<std::string> &names, const std::string 
     return item + '\n';
 }
 
-/// Each sentence on a line of its own, as mdoc wants it.
+/// Each sentence on a line of its own, as mdoc requires.
 std::string sentences(std::string text)
 {
     std::string lines;

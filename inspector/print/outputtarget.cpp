@@ -63,7 +63,7 @@ int ownDescriptor(const QByteArray &path)
     return isOurs ? number : -1;
 }
 
-/// True for a link that somebody may have laid as a trap: one of another user, in a directory where everybody may put
+/// True for a link that may have been laid as a trap: one of another user, in a directory where everybody may put
 /// something. As fs.protected_symlinks has it.
 bool isForeign(const struct stat &link, const QByteArray &path)
 {
@@ -125,7 +125,7 @@ OutputTarget findOutputTarget(const QByteArray &path)
     }
     if (target.error != 0 || !target.isReplaceable() || !target.existing)
         return target;
-    // A link of /proc to somebody's deleted file leads nowhere by its text.
+    // A link of /proc to a deleted file leads nowhere by its text.
     if (::stat(target.path.constData(), &existing) != 0 || !isSameFile(existing, *target.existing)) {
         target.error = ENOENT;
         return target;

@@ -22,7 +22,7 @@ struct OutputTarget
 
 /**
  * Follows the symbolic links of `path`. Where the system refuses to write, so does this: loops of links, what may not
- * be searched, somebody else's file in a directory like /tmp. A link of somebody else in such a directory is refused
+ * be searched, another user's file in a directory like /tmp. Another user's link in such a directory is refused
  * even where the system is not set to do so: between two looks at it, it may have become another one.
  */
 OutputTarget findOutputTarget(const QByteArray &path);

@@ -58,7 +58,7 @@ int duplicateForWriting(int descriptor)
     return ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
 }
 
-/// Waits until somebody reads, if `path` is a pipe's; -1 and errno when that fails or a signal came.
+/// Waits until the pipe at `path` has a reader, if it is one; -1 and errno when that fails or a signal came.
 int openDevice(const QByteArray &path)
 {
     const BlockingCall call;
@@ -222,7 +222,7 @@ int ProgramOutput::waitForPager()
         printMessage(QStringLiteral("the pager cannot be run; PAGER names another"));
         return ExitFailure;
     }
-    // A reader who has seen enough leaves the pager early.
+    // The user may leave the pager early.
     return ExitClean;
 }
 
@@ -260,7 +260,7 @@ qint64 ProgramOutput::writeData(const char *data, qint64 size)
     return hasFailed() ? -1 : size;
 }
 
-/// For when somebody shares the descriptor and made it non-blocking. A signal ends it, too.
+/// For a descriptor that another process shares and made non-blocking. A signal ends it, too.
 void ProgramOutput::waitForRoom()
 {
     pollfd output{m_descriptor, POLLOUT, 0};

@@ -51,14 +51,14 @@ public:
     QString replacedFile() const;
 
     bool isSequential() const override { return true; }
-    /// Somebody looks at it as it comes.
+    /// A terminal shows it as it comes.
     bool isTerminal() const { return m_isTerminal; }
     /// A pager has the terminal for itself.
     bool hasPager() const { return m_pager > 0; }
     bool hasFailed() const { return m_error != 0; }
     /// Nobody reads the output any more: a reason to end in silence.
     bool isReaderGone() const;
-    /// From now on whoever writes something of his own to the terminal is told.
+    /// From now on other writers to the terminal are told of its lines.
     void setGuard(OutputGuard guard) { m_guard = std::move(guard); }
 
     /// Writes `text`, says on standard error why that is not possible, and returns the exit status.

@@ -28,7 +28,7 @@ public:
     void line(const QString &line);
     /// Prints `line`, which consists of printable ASCII characters: for tables of millions of lines.
     void asciiLine(std::string_view line);
-    /// The same for what every table about a file begins with: its name, container and size.
+    /// Prints the line that every table about a file begins with: its name, container and size.
     void heading(const DocumentStart &start);
     /// How the walk went, in a line for each thing that was wrong with the file; nothing when it was clean.
     void outcome(const RunResult &result);

@@ -28,7 +28,7 @@ struct EndingSignal
     std::chrono::nanoseconds grace; ///< if it comes again within this time, it means what it meant at first
 };
 constexpr std::array<EndingSignal, 8> endingSignals{{
-    {SIGINT, false, oneRequest}, // whoever presses Ctrl+C twice means it
+    {SIGINT, false, oneRequest}, // a user that presses Ctrl+C twice means it
     {SIGTERM, false, 1s},
     {SIGHUP, false, 1s},
     {SIGXCPU, false, 1s}, // the soft limit of processor time; the hard one comes later, and leaves no choice
@@ -39,7 +39,7 @@ constexpr std::array<EndingSignal, 8> endingSignals{{
 }};
 
 constexpr std::chrono::nanoseconds patience =
-    700ms; // with somebody who does not take the output: on a busy machine a reader may be late
+    700ms; // for a reader that does not take the output: on a busy machine it may be late
 constexpr long tick = 50'000'000; // nanoseconds
 
 std::atomic<bool> stopWanted{false};

@@ -17,7 +17,7 @@ public:
     /// From now on signals are caught, but for what was ignored when the program was started: it stays ignored.
     static void install();
 
-    /// Set by a signal, or by whatever else wants the work to end.
+    /// Set by a signal, or by code that ends the work.
     static std::atomic<bool> &flag();
     static bool wasInterrupted(); ///< a signal came
     /// That of a program that the signal has ended, as shells report it; only after a signal.
@@ -27,7 +27,7 @@ public:
 };
 
 /**
- * Stands around system calls that may block for as long as somebody else likes: writes to a pipe, reads from one. Once
+ * Stands around system calls that another process may block without limit: writes to a pipe, reads from one. Once
  * a signal has come, such a call returns with EINTR within a twentieth of a second, and again and again: no signal is
  * lost between a look at the flag and the call, whichever thread the signal went to.
  */

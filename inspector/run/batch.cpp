@@ -44,7 +44,7 @@ bool wantsProgress(const Options &options, const ProgramOutput &output)
     return !options.quiet && !output.hasPager() && ::isatty(STDERR_FILENO) == 1;
 }
 
-/// Whether somebody sees what is said while the work goes on.
+/// Whether messages are seen while the work goes on.
 bool mayInform(const Options &options, const ProgramOutput &output)
 {
     return options.progress == When::Always || (!options.quiet && !output.hasPager() && ::isatty(STDERR_FILENO) == 1);
@@ -162,7 +162,7 @@ void Batch::workSideBySide(quint64 jobs)
         while (others.size() < jobs - 1)
             others.emplace_back([this] { work(); });
     } catch (const std::exception &) {
-        // Those that there are do the work.
+        // The threads that there are do the work.
     }
     work();
     for (std::thread &other : others)

@@ -31,7 +31,7 @@ struct FileContext
 /// Makes the sink that prints one file to `output`; called by several threads.
 using SinkMaker = std::function<std::unique_ptr<ElementSink>(QIODevice &output, const FileContext &context)>;
 
-/// One of the files that were asked for, for whoever looks at it.
+/// One of the files that were asked for, for the command that looks at it.
 struct FileTask
 {
     const QString &file; ///< as it was given

@@ -31,9 +31,10 @@ private:
 };
 
 /**
- * Says which file and which plug-in it was when the program crashes: parsers are anybody's. The signal then does what
- * it would have done, so that the program's status and core dump are those of the crash. Nothing is done where the
- * program is built with sanitizers, which report crashes themselves, or where something else handles such signals.
+ * Says which file and which plug-in it was when the program crashes: parsers come from other authors. The signal then
+ * does what it would have done, so that the program's status and core dump are those of the crash. Nothing is done
+ * where the program is built with sanitizers, which report crashes themselves, or where something else handles such
+ * signals.
  */
 class CrashReport
 {

@@ -350,7 +350,7 @@ int runCases(const QString &path, const ParserFactory &factory, const std::vecto
         for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGSYS, SIGALRM})
             std::signal(number, SIG_DFL);
         constexpr rlimit none{0, 0};
-        ::setrlimit(RLIMIT_CORE, &none); // nobody wants a core file for each case
+        ::setrlimit(RLIMIT_CORE, &none); // no core file for each case
         for (size_t number = first; number < damages.size(); ++number) {
             shared->current = number;
             ::alarm(mostSeconds);

@@ -48,7 +48,7 @@ public:
     /// Changes whenever the walk comes forward.
     std::pair<qint64, quint64> place() const { return {m_progress.position, m_writes}; }
     bool isReading() const { return m_progress.isReading; } ///< the operating system has not given the bytes yet
-    bool isWriting() const { return m_writes % 2 == 1; } ///< output waits for whoever takes it, or for its turn
+    bool isWriting() const { return m_writes % 2 == 1; } ///< output waits for its reader, or for its turn
 
 private:
     friend class WatchedOutput;

@@ -16,15 +16,15 @@ namespace quenlofar {
 struct Options;
 
 /**
- * Looks after threads that walk files, from a thread of its own. Parsers are anybody's: one that neither reads nor adds
- * anything cannot be stopped. After a signal such a walk is not waited for, the program is ended with a message;
- * before, it is said after ten seconds where the parser is. Waiting for bytes of the file, or for somebody to take the
- * output, is no fault of a parser.
+ * Looks after threads that walk files, from a thread of its own. Parsers come from other authors: one that neither
+ * reads nor adds anything cannot be stopped. After a signal such a walk is not waited for, the program is ended with a
+ * message; before, it is said after ten seconds where the parser is. Waiting for bytes of the file, or for a reader to
+ * take the output, is no fault of a parser.
  */
 class Watchdog
 {
 public:
-    /// What is said goes through `say`, from another thread; `isWatched` says that somebody sees it while the work goes
+    /// What is said goes through `say`, from another thread; `isWatched` says that it is seen while the work goes
     /// on. All that is given outlives the object.
     Watchdog(std::deque<WalkRecord> &records, const Options &options, bool isWatched,
              std::function<void(const QString &)> say);

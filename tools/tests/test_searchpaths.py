@@ -1,4 +1,4 @@
-"""Where our programs and libraries look for the libraries that they need: nowhere that somebody else may fill.
+"""Where our programs and libraries look for the libraries that they need: nowhere that another user may fill.
 
 An empty or relative entry of RUNPATH means the directory that the user happens to be in. tools/package runs this on
 its own build, whose prefix is /usr.

@@ -59,7 +59,7 @@ void callAll(ElementSink &sink)
     sink.endDocument({});
 }
 
-/// The same as a run does it: of a sink that throws nothing is asked but the end of the document. True when all went
+/// Gives the document as a run does: a sink that threw is only asked for the end of the document. True when all went
 /// well.
 bool walk(ElementSink &sink)
 {

@@ -14,7 +14,7 @@ using namespace quenlofar;
 namespace {
 
 constexpr size_t mostCalls = 300;
-/// Enough to fill the table of labels and a few of the tree's chunks. Takes long, so few inputs may make so many.
+/// Enough to fill the table of labels and a few of the tree's chunks. Takes long, so few inputs may make this number.
 constexpr size_t mostCallsOfLongScript = 24'000;
 constexpr quint16 longScriptMask = 0x7F;
 

@@ -34,7 +34,7 @@ struct Fetch
     qint64 size;
 };
 
-/// What a test wants to know of a source and do to it; the one who reads owns the source itself.
+/// What a test learns of a source and does to it; the reader owns the source itself.
 struct SourceState
 {
     qint64 size = 0; ///< what the source claims

@@ -130,7 +130,7 @@ void TestFileDevice::aFileWithoutPermissionIsRefused()
 {
     const QString path = writeFile("secret", "bytes");
     QVERIFY(QFile::setPermissions(path, QFileDevice::Permissions()));
-    // For root no permission is missing: it becomes nobody for a moment, who may look at the file but not open it.
+    // Root has every permission: it becomes the user nobody for a moment, which may look at the file but not open it.
     QVERIFY(::chmod(QFile::encodeName(m_dir.path()).constData(), 0711) == 0);
     const bool isRoot = ::geteuid() == 0;
     if (isRoot && ::seteuid(65534) != 0)

@@ -91,7 +91,7 @@ Trace traceOf(SparseFile &sparse, const Loop &loop)
     return trace;
 }
 
-/// The same file with every zero written.
+/// The file with every zero written.
 SparseFile twinOf(const SparseFile &file)
 {
     SparseFile twin = file;

@@ -173,7 +173,7 @@ void TestFileDeviceWindow::smallerReadsGoThroughTheWindow()
     openFaulty(&device, &state);
     for (qint64 position = 0; position < 120 * kib; position += 6 * kib)
         QCOMPARE(readBytes(&device, 6 * kib), bytesAt(position, 6 * kib));
-    // 4 KiB would not hold the first read; 8 KiB hold what the second wants.
+    // 4 KiB would not hold the first read; 8 KiB hold what the second asks for.
     QCOMPARE(sizesOf(state.fetches), (std::vector<qint64>{6 * kib, 8 * kib, 16 * kib, 32 * kib, 64 * kib}));
 }
 
@@ -412,7 +412,7 @@ void TestFileDeviceWindow::theStopFlagHoldsOutsideTheWindow()
 
 void TestFileDeviceWindow::theStopFlagEndsALongRead()
 {
-    // A limit that is exceeded in the middle stands for a user who cancels in the middle.
+    // A limit that is exceeded in the middle stands for a cancel in the middle.
     SourceState state;
     state.size = 100 * kib * kib;
     FileDevice device;

@@ -44,7 +44,7 @@ void fill(PacketTable &table)
     table.finish();
 }
 
-/// The same in every run (splitmix64).
+/// Random numbers, equal in every run (splitmix64).
 class Random
 {
 public:

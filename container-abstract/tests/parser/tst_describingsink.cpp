@@ -12,7 +12,7 @@ using namespace quenlofar;
 
 namespace {
 
-/// Passes what it sees on to a sink of the test, and says who it is.
+/// Passes what it sees on to a sink of the test, and names the container.
 class NamedDescriber : public ContainerDescriber
 {
 public:

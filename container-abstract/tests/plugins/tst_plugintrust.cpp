@@ -138,7 +138,7 @@ void TestPluginTrust::rootRunsWhatNobodyElseCanChange_data()
     QTest::newRow("a group that may only read") << "outer" << 0755U << 65534U;
     if (staff)
         QTest::newRow("the group staff, which looks after /usr/local") << "outer" << 02775U << uint(staff->gr_gid);
-    // As in /tmp: nobody can rename or remove what belongs to somebody else.
+    // As in /tmp: no user can rename or remove another user's file.
     QTest::newRow("a sticky folder in which the next one is root's") << "outer" << 01777U << 0U;
     QTest::newRow("a sticky folder of a group") << "outer" << 01775U << 65534U;
     QTest::newRow("a sticky folder in which the file is root's") << "outer/inner" << 01777U << 0U;
@@ -160,7 +160,7 @@ void TestPluginTrust::rootRunsWhatNobodyElseCanChange()
 
 void TestPluginTrust::linksAreFollowedFirst()
 {
-    // Who may write beside the link may make it lead to another file, but only to one that root trusts, too.
+    // A user that may write beside the link may make it lead to another file, but only to one that root trusts, too.
     QVERIFY(QDir(m_directory->path()).mkdir(QStringLiteral("open")));
     QCOMPARE(chmod(nameOf(path("open")).constData(), 0777), 0);
     QVERIFY(QFile::link(plugin(), path("open/libquenlofar-container-y.so")));

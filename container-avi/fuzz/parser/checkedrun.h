@@ -73,7 +73,7 @@ inline std::unique_ptr<ByteSource> sourceOf(const QByteArray &bytes, const Sourc
 class CheckedParser final : public ContainerAVI
 {
 public:
-    /// The parser may read `workLimit` bytes, if the run allows so many.
+    /// The parser may read `workLimit` bytes, if the run allows them.
     explicit CheckedParser(quint64 workLimit) : m_workLimit(workLimit) { }
     ~CheckedParser() override
     {

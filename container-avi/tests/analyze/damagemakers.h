@@ -50,12 +50,12 @@ public:
 
     /// The file with other bytes in the place of those that stand there.
     QByteArray with(int at, const QByteArray &other) const;
-    QByteArray withNumber(int at, quint32 number) const; ///< the same for a number
-    QByteArray withHalf(int at, quint16 number) const; ///< the same for a number of two bytes
+    QByteArray withNumber(int at, quint32 number) const; ///< the file with a number at `at`
+    QByteArray withHalf(int at, quint16 number) const; ///< the file with a number of two bytes at `at`
     /// The file with `count` bytes at `at` replaced by others, of any number, and no size corrected.
     QByteArray spliced(int at, int count, const QByteArray &other) const;
-    /// The same inside of `owner`, with its size and those of the lists around it corrected. Nothing else: for what
-    /// stands behind all that offsets lead to.
+    /// The file with bytes replaced inside of `owner`, the sizes of it and of the lists around it corrected. Offsets in
+    /// indexes stay: for changes behind everything that they point at.
     QByteArray resized(const Piece &owner, int at, int count, const QByteArray &other) const;
 
     /// Entries of idx1.

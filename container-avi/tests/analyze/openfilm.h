@@ -8,7 +8,7 @@ namespace film {
 
 /**
  * An OpenDML film of two RIFF lists: 5 frames and 4 chunks of sound of 2 bytes a tick, an index chunk for each stream
- * and list behind its data. What a test wants otherwise it sets before bytes(), or changes in the bytes: 836 of them.
+ * and list behind its data. A test sets other values before bytes(), or changes in the bytes: 836 of them.
  *
  *     212 indx of video, entries at 244 and 260        378 indx of audio, entries at 410 and 426      454 dmlh
  *     466 movi: 478 00dc, 490 01wb, 504 00dc, 518 01wb, 536 00dc, 552 ix00 (584, 592, 600), 608 ix01 (640, 648)

@@ -79,7 +79,7 @@ inline QByteArray file(const QByteArray &data = joined(chunks()), const QByteArr
     return build::list("AVI ", {headers(), build::list("movi", {data}), behind}, "RIFF");
 }
 
-/// The same file with bytes put in, taken out or changed, and no size corrected.
+/// The file with bytes put in, taken out or changed, and no size corrected.
 inline QByteArray inserted(quint64 at, const QByteArray &bytes)
 {
     return file().insert(int(at), bytes);

@@ -14,7 +14,7 @@ QByteArray entries()
 {
     return index().mid(8);
 }
-/// The same with a number changed: 4 for flags, 8 for the offset, 12 for the size.
+/// The index with a number changed: 4 for flags, 8 for the offset, 12 for the size.
 QByteArray changed(int entry, int at, quint32 number, QByteArray all = entries())
 {
     return all.replace(16 * entry + at, 4, u32(number));

@@ -43,7 +43,7 @@ public:
         m_file.seek(qint64(offset));
         return (this->*handler)(offset, size);
     }
-    /// The same for data that begins where the file does.
+    /// Calls `handler` for data that begins where the file does.
     int call(Handler handler, quint32 size) { return call(handler, 0, size); }
 
     /// What came so far; see RecordingSink.

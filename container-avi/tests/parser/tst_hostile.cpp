@@ -1,4 +1,4 @@
-// Files that are made to exhaust whoever opens them. Each has to end soon, in little memory, with everything balanced.
+// Files that are made to exhaust their reader. Each has to end soon, in little memory, with everything balanced.
 #include "avibuilder.h"
 #include "containeravi.h"
 #include "elementtree.h"

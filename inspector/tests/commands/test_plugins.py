@@ -48,7 +48,7 @@ class Plugins(Case):
         self.assertTrue(os.path.samefile(file, PLUGIN))
 
     def test_version_that_is_not_told(self):
-        # As if the note with the version were somebody else's.
+        # As if the note with the version came from another library.
         data = PLUGIN.read_bytes().replace(b"quenlofar\0\0\0", b"elsewhere\0\0\0")
         self.path(PLUGIN.name, data)
         result = run("plugins", "--plugin-dir", self.directory, program=self.program)
@@ -110,7 +110,7 @@ class Plugins(Case):
 
     @unittest.skipUnless(os.geteuid() == 0, "only root can take on other users")
     def test_more_rights_than_the_caller(self):
-        # The kernel tells a program when its effective user is another one than that of who started it.
+        # The kernel tells a program when its effective user differs from that of the user that started it.
         os.chmod(self.directory, 0o755)
         named, listed = self.place("named"), self.place("listed")
         self.place(f"data/quenlofar/{ABI}/plugins")

@@ -1,4 +1,4 @@
-"""Documents of all commands but tree follow their JSON Schema: of real files, of cut ones, and of what is no film."""
+"""Documents of all commands but tree follow their JSON Schema: of real files, of cut ones, and of files that are not films."""
 
 import copy
 import json

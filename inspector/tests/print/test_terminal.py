@@ -1,4 +1,4 @@
-"""What is different when somebody watches: colour, width, collapsed runs, progress, and a pager."""
+"""What is different at a terminal: colour, width, collapsed runs, progress, and a pager."""
 
 import fcntl
 import os
@@ -166,7 +166,7 @@ class Collapse(Case):
 
 class Progress(Case):
     def watch(self, *arguments, patience=1.2, **streams):
-        """What a terminal gets of long work until it shows progress, at most for so many seconds, and behind that."""
+        """What a terminal gets of long work until it shows progress, at most for a number of seconds, and behind that."""
         terminal = Terminal("streams", *arguments, self.endless(), **streams)
         begun = b""
         deadline = time.monotonic() + patience

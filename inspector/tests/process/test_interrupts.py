@@ -1,4 +1,4 @@
-"""Signals: no file is left behind, nobody is waited for who sleeps, and one request may be several signals."""
+"""Signals: no file is left behind, no sleeping reader is waited for, and one request may be several signals."""
 
 import fcntl
 import json

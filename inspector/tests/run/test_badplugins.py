@@ -124,7 +124,7 @@ class Loops(BadCase):
                 self.assertLess(seconds, 15)
 
     def test_waiting_for_a_reader_is_no_fault(self):
-        # Somebody reads the output slowly: nothing is said, and all of it comes.
+        # A slow reader of the output: nothing is said, and all of it comes.
         film = self.path("film", support.film(30000))
         process = self.start("tree", "--format", "json", "--progress", film)
         time.sleep(12)
