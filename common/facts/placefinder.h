@@ -2,9 +2,9 @@
 
 #include "elementpath.h"
 #include "elementtree.h"
-#include "fileplace.h"
 #include "itemcopy.h"
 #include "namecounter.h"
+#include "offsetargument.h"
 
 #include <QString>
 

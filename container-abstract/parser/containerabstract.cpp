@@ -1,7 +1,7 @@
 #include "containerabstract.h"
 
 #include "containerabstract_p.h"
-#include "texts.h"
+#include "decodetext.h"
 
 #include <algorithm>
 

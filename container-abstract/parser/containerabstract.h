@@ -152,7 +152,7 @@ protected:
     /// Adds a leaf that nobody interprets over the bytes that are left, and takes them off.
     void addUnparsed(quenlofar::InputCursor &cursor);
 
-    /// See the function of that name in texts.h.
+    /// See the function of that name in decodetext.h.
     QString bytesToText(const QByteArray &bytes);
     /// Reports a problem of the innermost open node, or of the file when none is open: it is shown behind what is in
     /// the node.

@@ -1,7 +1,7 @@
 #include "describingsink.h"
 
 #include "containerabstract.h"
-#include "texts.h"
+#include "decodetext.h"
 #include "throwntext_p.h"
 
 #include <algorithm>

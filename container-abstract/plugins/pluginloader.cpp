@@ -4,10 +4,10 @@
 #include "containerabstract.h"
 #include "containeranalyzer.h"
 #include "containerdescriber.h"
+#include "decodetext.h"
 #include "elflibrary.h"
 #include "filepath.h"
 #include "plugintrust.h"
-#include "texts.h"
 
 #include <dirent.h>
 #include <dlfcn.h>

@@ -1,7 +1,7 @@
 #include "textencoding.h"
 
+#include "decodetext.h"
 #include "displaytext.h"
-#include "texts.h"
 
 #include <algorithm>
 #include <iterator>

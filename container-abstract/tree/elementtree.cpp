@@ -1,7 +1,7 @@
 #include "elementtree.h"
 
+#include "decodetext.h"
 #include "elementtree_p.h"
-#include "texts.h"
 
 #include <algorithm>
 

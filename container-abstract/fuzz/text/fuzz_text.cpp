@@ -1,10 +1,10 @@
 // Texts made of a file's bytes, and file names there and back.
+#include "decodetext.h"
 #include "displaytext.h"
 #include "filepath.h"
 #include "fuzztarget.h"
 #include "harmless.h"
 #include "require.h"
-#include "texts.h"
 
 #include <QByteArray>
 #include <QString>

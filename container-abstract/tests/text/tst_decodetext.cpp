@@ -1,4 +1,4 @@
-#include "texts.h"
+#include "decodetext.h"
 
 #include <QTest>
 
@@ -6,7 +6,7 @@
 
 using namespace quenlofar;
 
-class TestTexts : public QObject
+class TestDecodeText : public QObject
 {
     Q_OBJECT
 
@@ -33,7 +33,7 @@ QString utf16(std::u16string_view text)
 
 } // namespace
 
-void TestTexts::bytesAsText_data()
+void TestDecodeText::bytesAsText_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QString>("text");
@@ -121,14 +121,14 @@ void TestTexts::bytesAsText_data()
         << raw("\xC3\xA9\xC3\0z") << utf16(u"\u00C3\u00A9\u00C3.z");
 }
 
-void TestTexts::bytesAsText()
+void TestDecodeText::bytesAsText()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(QString, text);
     QCOMPARE(bytesToText(bytes), text);
 }
 
-void TestTexts::everySingleByte()
+void TestDecodeText::everySingleByte()
 {
     for (int byte = 1; byte < 256; ++byte) {
         const bool isControl = byte < 32 || (byte >= 127 && byte < 160);
@@ -138,7 +138,7 @@ void TestTexts::everySingleByte()
     QCOMPARE(bytesToText(QByteArray(1, '\0')), QString());
 }
 
-void TestTexts::borrowedBytesAreNotAltered()
+void TestDecodeText::borrowedBytesAreNotAltered()
 {
     const char bytes[] = {'a', '\n', '\0', '\0'};
     const QByteArray borrowed = QByteArray::fromRawData(bytes, 3);
@@ -154,5 +154,5 @@ void TestTexts::borrowedBytesAreNotAltered()
     QCOMPARE(bytesToText(QByteArray::fromRawData(accentAndMore.constData(), 2)), utf16(u"\u00E9"));
 }
 
-QTEST_APPLESS_MAIN(TestTexts)
-#include "tst_texts.moc"
+QTEST_APPLESS_MAIN(TestDecodeText)
+#include "tst_decodetext.moc"

@@ -1,4 +1,4 @@
-#include "fileplace.h"
+#include "offsetargument.h"
 
 #include <QByteArray>
 #include <QLatin1String>

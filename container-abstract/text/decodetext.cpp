@@ -1,4 +1,4 @@
-#include "texts.h"
+#include "decodetext.h"
 
 #include "displaytext.h"
 #include "utf8_p.h"
