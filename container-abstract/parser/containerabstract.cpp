@@ -60,18 +60,12 @@ void ContainerAbstract::beginElement(quint64 offset, quint64 size, QStringView t
 
 void ContainerAbstract::endElement() noexcept
 {
-    endElement(sizeFromEnd);
+    d->endNode(m_file, sizeFromEnd);
 }
 
 void ContainerAbstract::endElement(quint64 size) noexcept
 {
-    if (Q_UNLIKELY(d->openNodes == 0)) {
-        d->protocol.nodeEndedUnbegun(m_file.pos());
-        return;
-    }
-    d->finishNode(size);
-    --d->openNodes;
-    d->handOn([](ElementSink &sink) { return sink.endElement(); });
+    d->endNode(m_file, size);
 }
 
 void ContainerAbstract::addField(bool flag, quint64 offset, uchar code, quint64 size, const QString &name,
@@ -83,16 +77,10 @@ void ContainerAbstract::addField(bool flag, quint64 offset, uchar code, quint64 
 void ContainerAbstract::addField(const Field &field)
 {
     d->admitItem(m_file, field.offset);
-    if (Q_UNLIKELY(!ParserProtocol::makesSense(field.offset, field.size, field.index))) {
-        const ParserProtocol::Place right = d->protocol.putRight({field.offset, field.size, field.index}, m_file.pos());
-        Field sound = field;
-        sound.offset = right.offset;
-        sound.size = right.size;
-        sound.index = right.index;
-        d->handOnField(*this, sound);
-    } else {
+    if (Q_LIKELY(ParserProtocol::makesSense(field.offset, field.size, field.index)))
         d->handOnField(*this, field);
-    }
+    else
+        d->handOnPutRight(*this, field, m_file.pos());
 }
 
 void ContainerAbstract::addUnparsed(quint64 offset, quint64 size)
@@ -179,7 +167,8 @@ int ContainerAbstract::reportFrame(uint streamIndex, quint64 frameNumber)
 {
     Frame frame{streamIndex, frameNumber, m_frameOffset, m_frameSize, m_frameIsKey != 0};
     // Without a run nobody announces streams.
-    if (d->recordsStreams && Q_UNLIKELY(!d->protocol.takesFrame(&frame, d->streams.size(), m_file.pos())))
+    const bool isKnown = frame.stream < d->streams.size() && ParserProtocol::makesSense(frame.offset, frame.size, -1);
+    if (Q_UNLIKELY(!isKnown) && d->recordsStreams && !d->protocol.takesFrame(&frame, d->streams.size(), m_file.pos()))
         return StatusOk;
     d->handOn([&frame](ElementSink &sink) { return sink.reportFrame(frame); });
     return StatusOk;
@@ -210,13 +199,14 @@ void ContainerAbstractPrivate::beginWithoutSize(const FileDevice &file, quint64 
         throw RunStopped();
 }
 
-void ContainerAbstractPrivate::handOnField(ContainerAbstract &parser, const Field &field)
+void ContainerAbstractPrivate::handOnPutRight(ContainerAbstract &parser, const Field &field, qint64 position)
 {
-    noteExtent(field.offset, field.size);
-    if (!handOn([&field](ElementSink &first) { return first.addField(field); }))
-        throw RunStopped();
-    if (Q_UNLIKELY(!field.meaning.isEmpty()) && recordsStreams && announcesVideoStream(field))
-        addVideoStream(parser);
+    const ParserProtocol::Place right = protocol.putRight({field.offset, field.size, field.index}, position);
+    Field sound = field;
+    sound.offset = right.offset;
+    sound.size = right.size;
+    sound.index = right.index;
+    handOnField(parser, sound);
 }
 
 void ContainerAbstractPrivate::widen(quint64 offset, quint64 size) noexcept

@@ -78,7 +78,16 @@ public:
     }
     void keepSinkException() noexcept;
     /// Hands a leaf to the sink; what it announces is there afterwards. Throws where the sink did.
-    void handOnField(ContainerAbstract &parser, const Field &field);
+    void handOnField(ContainerAbstract &parser, const Field &field)
+    {
+        noteExtent(field.offset, field.size);
+        if (!handOn([&field](ElementSink &first) { return first.addField(field); }))
+            throw RunStopped();
+        if (Q_UNLIKELY(!field.meaning.isEmpty()) && recordsStreams && announcesVideoStream(field))
+            addVideoStream(parser);
+    }
+    /// Hands on a leaf whose place makes no sense. `position` is where the parser was reading.
+    void handOnPutRight(ContainerAbstract &parser, const Field &field, qint64 position);
     /// A node or leaf is there: it counts for the extent of a node without a size around it.
     void noteExtent(quint64 offset, quint64 size)
     {
@@ -87,6 +96,18 @@ public:
     }
     /// Opens a node whose size comes at its end.
     void beginWithoutSize(const FileDevice &file, quint64 offset, QStringView title, qint64 index);
+    /// Ends the innermost open node; `size` counts where it began without one.
+    void endNode(const FileDevice &file, quint64 size) noexcept
+    {
+        if (Q_UNLIKELY(openNodes == 0)) {
+            protocol.nodeEndedUnbegun(file.pos());
+            return;
+        }
+        if (Q_UNLIKELY(!waitingProblems.empty() || !openSizes.empty()))
+            finishNode(size);
+        --openNodes;
+        handOn([](ElementSink &first) { return first.endElement(); });
+    }
     /// Hands the problems of the innermost open node to the sink, and the size that a node without one has.
     void finishNode(quint64 size) noexcept;
     void keepProblem(const FileDevice &file, const quenlofar::ReportedProblem &problem);

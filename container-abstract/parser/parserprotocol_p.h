@@ -25,11 +25,13 @@ public:
         qint64 index;
     };
 
-    /// An item that ends behind the end of the file makes sense: files are cut off.
+    /// An item that ends behind the end of the file makes sense: files are cut off. False for the largest index, too,
+    /// which putRight leaves as it is.
     static bool makesSense(quint64 offset, quint64 size, qint64 index)
     {
-        // Not "||": one branch per item. Without either top bit the sum does not wrap.
-        return (((offset | size | (offset + size)) >> 63) == 0) & (index >= -1);
+        // One branch per item: without a top bit in offset and size their sum does not wrap, and an index of -1 becomes
+        // 0.
+        return qint64(offset | size | (offset + size) | (quint64(index) + 1)) >= 0;
     }
     /// A place that makes sense, for one that does not. `position` is where the parser was reading, here and below.
     Place putRight(const Place &place, qint64 position) noexcept;

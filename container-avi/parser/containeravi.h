@@ -137,6 +137,8 @@ private:
     bool readSize(quint32 *size);
     Found findChunk(qint64 levelEnd, ChunkStart *chunk);
     Found findId(qint64 levelEnd, ChunkStart *chunk);
+    bool findKnown(quenlofar::ChunkId id, ChunkStart *chunk);
+    Found searchId(qint64 levelEnd, quint32 id, ChunkStart *chunk);
     Found findKnownIdInside(const ChunkStart &chunk, quint64 *known);
     const QString &idText(quenlofar::ChunkId id);
     const QString &listTitle(quenlofar::ChunkId id, quenlofar::ChunkId form);

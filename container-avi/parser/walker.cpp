@@ -225,30 +225,50 @@ ContainerAVI::Found ContainerAVI::findChunk(qint64 levelEnd, ChunkStart *chunk)
 /// first id is read where the file stands.
 ContainerAVI::Found ContainerAVI::findId(qint64 levelEnd, ChunkStart *chunk)
 {
+    if (qint64(chunk->position) >= levelEnd)
+        return Found::TailOfList;
+    quint32 id = 0;
+    if (!FileScan(m_file).read(&id))
+        return Found::EndOfFile;
+    if (Q_LIKELY(isWellFormed(ChunkId(id)) && findKnown(ChunkId(id), chunk)))
+        return Found::KnownChunk;
+    return searchId(levelEnd, id, chunk);
+}
+
+/// Takes a known id; false for another one.
+bool ContainerAVI::findKnown(ChunkId id, ChunkStart *chunk)
+{
+    const int row = m_ids.find(id);
+    if (row == ChunkIdTable::unknown)
+        return false;
+    chunk->id = id;
+    chunk->entry = row == ChunkIdTable::streamChunk ? nullptr : m_elementsByRow[row];
+    return true;
+}
+
+/// Goes on from `id`, which was read at the chunk's position and is not known, byte by byte.
+ContainerAVI::Found ContainerAVI::searchId(qint64 levelEnd, quint32 id, ChunkStart *chunk)
+{
     FileScan file(m_file);
     for (quint64 position = chunk->position;;) {
-        chunk->position = position;
-        if (qint64(position) >= levelEnd)
-            return Found::TailOfList;
-        quint32 id = 0;
-        if (!file.read(&id))
-            return Found::EndOfFile;
         if (isWellFormed(ChunkId(id))) {
-            chunk->id = ChunkId(id);
-            const int row = m_ids.find(chunk->id);
-            if (row != ChunkIdTable::unknown) {
-                chunk->entry = row == ChunkIdTable::streamChunk ? nullptr : m_elementsByRow[row];
+            if (findKnown(ChunkId(id), chunk))
                 return Found::KnownChunk;
-            }
+            chunk->id = ChunkId(id);
             if (!file.readAt(position + 4, &chunk->size))
                 return Found::EndOfFile;
             if (isSizeOfUnknownChunk(chunk->size, levelEnd))
                 return Found::UnknownChunk;
         }
         file.seek(qint64(++position));
-        // What is not at hand, a word that reaches out of the window for one, is read above.
+        // What is not at hand, a word that reaches out of the window for one, is read below.
         position += quint64(file.passHole(qint64(quint64(levelEnd) - position))); // a corrupt position wraps
         position += passGarbage(file, position, levelEnd, m_ids);
+        chunk->position = position;
+        if (qint64(position) >= levelEnd)
+            return Found::TailOfList;
+        if (!file.read(&id))
+            return Found::EndOfFile;
     }
 }
 
