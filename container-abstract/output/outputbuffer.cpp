@@ -9,7 +9,8 @@ namespace quenlofar {
 
 OutputBuffer::OutputBuffer(QIODevice &device) : m_device(device) { }
 
-void OutputBuffer::append(std::string_view bytes)
+/// Appends more bytes than the buffer has room for.
+void OutputBuffer::appendPieces(std::string_view bytes)
 {
     while (!bytes.empty()) {
         const std::string_view piece = bytes.substr(0, capacity);

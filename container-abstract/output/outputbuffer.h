@@ -1,5 +1,6 @@
 #pragma once
 
+#include "digits.h"
 #include "utf8_p.h"
 
 #include <QString>
@@ -42,8 +43,26 @@ public:
         *reserve(1) = byte;
         ++m_at;
     }
-    void append(std::string_view bytes);
+    void append(std::string_view bytes)
+    {
+        if (Q_UNLIKELY(std::ptrdiff_t(bytes.size()) > m_bytes + capacity - m_at)) {
+            appendPieces(bytes);
+            return;
+        }
+        std::memcpy(m_at, bytes.data(), bytes.size());
+        m_at += bytes.size();
+    }
+    /// Appends `count` times the same byte; nothing where that is negative.
     void fill(char byte, std::ptrdiff_t count);
+    /// Appends a number in decimal, to the right in `width` columns, at most `capacity` - 20, or in more where it needs
+    /// them.
+    void appendDecimal(quint64 number, std::ptrdiff_t width = 0)
+    {
+        char *digits = reserve(width + mostDecimalDigits);
+        for (std::ptrdiff_t used = decimalDigits(number); used < width; ++used)
+            *digits++ = ' ';
+        commit(writeDecimal(number, digits));
+    }
 
     /**
      * Appends UTF-16 text as UTF-8, up to `end` or to the first unit for which `stopsAt(unit)` holds; returns where it
@@ -59,6 +78,7 @@ public:
     const QString &errorText() const { return m_errorText; }
 
 private:
+    void appendPieces(std::string_view bytes);
     void drain();
     void fail(const QString &reason);
 

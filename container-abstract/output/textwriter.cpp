@@ -1,5 +1,6 @@
 #include "textwriter.h"
 
+#include "digits.h"
 #include "displaytext.h"
 #include "ecma48.h"
 #include "outputbuffer.h"
@@ -19,10 +20,10 @@ constexpr int unitColumnWidth = 10; // "1023 bytes"
 // Deeper nodes are printed as far right as these: a file can nest deeper than a line is worth.
 constexpr quint64 deepestIndentation = 60;
 
-int digitsOf(quint64 number, quint64 base = 10)
+int hexadecimalDigits(quint64 number)
 {
     int digits = 1;
-    for (; number >= base; number /= base)
+    while ((number >>= 4) > 0)
         ++digits;
     return digits;
 }
@@ -57,12 +58,24 @@ public:
     void printOutcome(const RunResult &result);
 
     // These return the object itself, so that a line reads as it prints.
-    Private &raw(std::string_view ascii);
-    Private &number(quint64 value);
+    Private &raw(std::string_view ascii)
+    {
+        output.append(ascii);
+        return *this;
+    }
+    Private &number(quint64 value)
+    {
+        output.appendDecimal(value);
+        return *this;
+    }
     Private &signedNumber(qint32 value);
     Private &text(QStringView text);
     Private &counted(quint64 count, std::string_view unit);
-    Private &column(quint64 value);
+    Private &column(quint64 value, int width)
+    {
+        output.appendDecimal(value, width);
+        return *this;
+    }
     Private &offset(quint64 value);
     Private &offsetColumn(quint64 value);
     Private &sizeColumn(quint64 value);
@@ -97,9 +110,10 @@ bool TextWriter::beginDocument(const DocumentStart &start)
     d->depth = d->frames = 0;
     const quint64 largest = quint64(std::max<qint64>(start.fileSize, 0));
     // "0x" stands in front of hexadecimal digits.
-    const int offsetDigits = d->style.hexOffsets ? 2 + digitsOf(largest, 16) : digitsOf(largest);
+    const int offsetDigits = d->style.hexOffsets ? 2 + hexadecimalDigits(largest) : decimalDigits(largest);
     d->columnWidth = std::max(leastColumnWidth, offsetDigits);
-    d->sizeWidth = d->style.sizes == SizeUnits::Bytes ? std::max(leastColumnWidth, digitsOf(largest)) : unitColumnWidth;
+    d->sizeWidth =
+        d->style.sizes == SizeUnits::Bytes ? std::max(leastColumnWidth, decimalDigits(largest)) : unitColumnWidth;
     d->printStart(start);
     return d->works();
 }
@@ -392,29 +406,9 @@ TextWriter::Private &TextWriter::Private::quotedIfBlank(QStringView whole)
     return raw("\"").clipped(whole).raw("\"");
 }
 
-TextWriter::Private &TextWriter::Private::raw(std::string_view ascii)
-{
-    output.append(ascii);
-    return *this;
-}
-
-TextWriter::Private &TextWriter::Private::number(quint64 value)
-{
-    constexpr int mostDigits = 20;
-    char *const begin = output.reserve(mostDigits);
-    output.commit(std::to_chars(begin, begin + mostDigits, value).ptr);
-    return *this;
-}
-
 TextWriter::Private &TextWriter::Private::signedNumber(qint32 value)
 {
     return raw(value < 0 ? "-" : "").number(quint64(std::abs(qint64(value))));
-}
-
-TextWriter::Private &TextWriter::Private::column(quint64 value)
-{
-    output.fill(' ', columnWidth - digitsOf(value));
-    return number(value);
 }
 
 TextWriter::Private &TextWriter::Private::offset(quint64 value)
@@ -431,17 +425,15 @@ TextWriter::Private &TextWriter::Private::offset(quint64 value)
 TextWriter::Private &TextWriter::Private::offsetColumn(quint64 value)
 {
     if (!style.hexOffsets)
-        return column(value);
-    output.fill(' ', columnWidth - 2 - digitsOf(value, 16));
+        return column(value, columnWidth);
+    output.fill(' ', columnWidth - 2 - hexadecimalDigits(value));
     return offset(value);
 }
 
 TextWriter::Private &TextWriter::Private::sizeColumn(quint64 value)
 {
-    if (style.sizes == SizeUnits::Bytes) {
-        output.fill(' ', sizeWidth - digitsOf(value));
-        return number(value);
-    }
+    if (style.sizes == SizeUnits::Bytes)
+        return column(value, sizeWidth);
     const QString size = sizeText(value, style.sizes);
     output.fill(' ', sizeWidth - size.size());
     return text(size);
