@@ -6,6 +6,8 @@ import sys
 FFMPEG = {
     "film": "-f lavfi -i color=black:s=16x16:r=25 -f lavfi -i anullsrc=r=44100:cl=mono -t {} -c:v mpeg4 -c:a libmp3lame "
             "-b:a 32k -compression_level 9",
+    # Noise at the finest scale: frames of some hundred kilobytes.
+    "payload": "-f lavfi -i nullsrc=s=1280x720:r=25,noise=alls=100:allf=t -frames:v {} -c:v mpeg4 -q:v 1",
     "opendml": "-f lavfi -i color=red:s=720x486:r=25 -frames:v {} -c:v rawvideo -pix_fmt bgr24",
 }
 
@@ -19,6 +21,7 @@ class Sizes:
     scaling = (10_000, 100_000, 1_000_000, 10_000_000)
     film = 7200
     opendml = 3000
+    payload = 1000
 
 
 class SmokeSizes(Sizes):
@@ -30,6 +33,7 @@ class SmokeSizes(Sizes):
     scaling = (1000, 2000)
     film = 2
     opendml = 4
+    payload = 4
 
 
 class Files:

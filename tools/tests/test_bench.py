@@ -81,7 +81,8 @@ class Goals(Fakes):
         self.assertEqual(rows[0], ["walk into a counting sink", "1000000 frames", "≤ 1.0 × floor",
                                    "0.5000 × (0.100000 s)", "± 3 %", "yes"])
         self.assertEqual(rows[1][2:4], ["≤ 15 ns per item", "100000.0 ns"]) # 1000 items
-        self.assertEqual(rows[4][2:4], ["≤ 24 bytes per item", "20.0 bytes"])
+        self.assertEqual(rows[4][2:4], ["≤ 18 bytes per item", "20.0 bytes"])
+        self.assertEqual(rows[4][-1], "no")
         self.assertEqual(rows[-1][2:4], ["≤ 24 MB", "9.0 MB"])
 
     def test_smoke_gives_no_verdict(self):
