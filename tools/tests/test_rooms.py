@@ -4,9 +4,9 @@ import re
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-WALK, TEXT, INPUT, PARSER, TREE, COMPARE, OUTPUT, PACKETS, CHECK, PLUGINS, TESTING = HOST = [
+WALK, TEXT, INPUT, PARSER, TREE, COMPARE, OUTPUT, PACKETS, CHECK, REPAIR, PLUGINS, TESTING = HOST = [
     f"container-abstract/{room}"
-    for room in "walk text input parser tree compare output packets check plugins testing".split()]
+    for room in "walk text input parser tree compare output packets check repair plugins testing".split()]
 FACTS, FILTERS, PLACES, JUDGING = COMMON = ["common/facts", "common/filters", "common/places", "common/check"]
 COMMANDLINE, PROCESS, PRINT, RUN, COMMANDS = INSPECTOR = [
     f"inspector/{room}" for room in "commandline process print run commands".split()]
@@ -20,6 +20,7 @@ ARROWS = {
     OUTPUT: [WALK, TEXT],
     PACKETS: [WALK, TEXT],
     CHECK: [PACKETS, INPUT, WALK, TEXT],
+    REPAIR: [CHECK, INPUT, WALK, TEXT],
     PLUGINS: [PARSER, CHECK, INPUT, TEXT],
     TESTING: [PARSER, INPUT, WALK, TEXT],
     "container-avi/parser": HOST,
