@@ -186,8 +186,85 @@ def text_inputs():
     yield "units", struct.pack("<6H", 0xD800, 0x41, 0xDC80, 0xD83D, 0xDE00, 0xDCFF)
 
 
+def check_mode(flags=0, place=0, length=0, call=0):
+    """How fuzz_check reads the bytes before it."""
+    return struct.pack("<BHHB", flags, place, length, call)
+
+
+CHECK_PLAIN = check_mode()
+CHECK_DAMAGED, CHECK_SHRUNKEN, CHECK_CANCELLED, CHECK_QUICK, CHECK_DEFAULT = (1 << bit for bit in range(5))
+
+
+def index_entry(name, offset, size, flags=0x10):
+    return name + u32(flags) + u32(offset) + u32(size)
+
+
+def check_inputs():
+    video = list_of(b"strl", stream_header(b"vids"), video_format())
+    audio = list_of(b"strl", stream_header(b"auds"), audio_format(1, b""))
+    header = list_of(b"hdrl", chunk(b"avih", u32(40000) + b"\0" * 52), video, audio)
+    data = chunk(b"00dc", b"\x80frame") + chunk(b"01wb", b"\x80sound!") + chunk(b"00dc", b"\xfflong frame")
+    entries = index_entry(b"00dc", 4, 6) + index_entry(b"01wb", 18, 7) + index_entry(b"00dc", 34, 11)
+    movi, index = list_of(b"movi", data), chunk(b"idx1", entries)
+    film = avi(header, movi, index)
+
+    yield "film", film + CHECK_PLAIN
+    yield "film-level-default", film + check_mode(CHECK_DEFAULT)
+    yield "film-level-quick", film + check_mode(CHECK_QUICK)
+    yield "film-damaged-headers", film + check_mode(CHECK_DAMAGED, place=100, length=60)
+    yield "film-damaged-data", film + check_mode(CHECK_DAMAGED, place=len(film) - 90, length=16)
+    yield "film-shrunken", film + check_mode(CHECK_SHRUNKEN, place=len(film) - 80, length=20)
+    yield "film-cancelled", film + check_mode(CHECK_CANCELLED, call=0)
+    yield "film-cancelled-later", film + check_mode(CHECK_CANCELLED | CHECK_DAMAGED, place=0xFFFF, length=16, call=20)
+    yield "film-cut-in-the-data", film[:-70] + CHECK_PLAIN
+    yield "film-cut-in-a-header", film[:-len(index) - 35] + CHECK_PLAIN
+    yield "open-sizes", b"RIFF" + u32(0) + b"AVI " + header + b"LIST" + u32(0) + b"movi" + data + CHECK_PLAIN
+    yield "sizes-of-4-gigabytes", b"RIFF" + u32(0xFFFFFFFF) + b"AVI " + header + b"LIST" + u32(0xFFFFFFFF) + b"movi" + data + CHECK_PLAIN
+    yield "garbage-between-chunks", avi(header, list_of(b"movi", data, b"\1\2\3\4\5", data), index) + CHECK_PLAIN
+    yield "zeros-between-chunks", avi(header, list_of(b"movi", data, b"\0" * 600, data), index) + CHECK_PLAIN
+    yield "chunk-swallows-the-others", avi(header, list_of(b"movi", chunk(b"00dc", data * 4, size=200), data), index) + CHECK_PLAIN
+    yield "padding-missing", avi(header, list_of(b"movi", (b"00dc" + u32(3) + b"\x80\x81\x82") * 6)) + CHECK_PLAIN
+    yield "two-lists-of-data", avi(header, movi, movi, index) + CHECK_PLAIN
+    yield "second-file-behind", film + film + CHECK_PLAIN
+    yield "bytes-before-and-behind", b"\1\2\3\4" * 3 + film + b"\0" * 700 + b"end" + CHECK_PLAIN
+    yield "no-headers", avi(movi, index) + CHECK_PLAIN
+    yield "undeclared-streams", avi(header, list_of(b"movi", b"".join(chunk(b"%02ddc" % number, b"") for number in range(100)))) + CHECK_PLAIN
+    yield "index-of-fillers", avi(header, movi, chunk(b"idx1", index_entry(b"7Fxx", 0, 0) * 3)) + CHECK_PLAIN
+    yield "index-with-a-rest", avi(header, movi, chunk(b"idx1", entries + b"\0" * 8)) + CHECK_PLAIN
+    yield "index-backwards", avi(header, movi, chunk(b"idx1", entries[32:] + entries[16:32] + entries[:16])) + CHECK_PLAIN
+    yield "index-of-one-chunk", avi(header, movi, chunk(b"idx1", entries[:16] * 20)) + CHECK_PLAIN
+    yield "index-far-off", avi(header, movi, chunk(b"idx1", index_entry(b"00dc", 0xFFFFFFFF, 0xFFFFFFFF) * 4)) + CHECK_PLAIN
+    yield "two-indexes", avi(header, movi, index, index) + CHECK_PLAIN
+    yield "super-index-to-itself", avi(
+        list_of(b"hdrl", chunk(b"avih", u32(40000) + b"\0" * 52),
+                list_of(b"strl", stream_header(b"vids"), video_format(),
+                        chunk(b"indx", index_header(4, 0, 2) + (u64(240) + u32(32) + u32(1)) * 2))), movi) + CHECK_PLAIN
+    yield "standard-index-far-base", avi(header, list_of(
+        b"movi", data, chunk(b"ix00", index_header(2, 1, 2, base=2**63) + u32(8) + u32(6) + u32(0xFFFFFFFF) * 2))) + CHECK_PLAIN
+    yield "field-index", avi(header, list_of(
+        b"movi", data, chunk(b"ix00", index_header(3, 1, 1)[:2] + b"\1" + index_header(3, 1, 1)[3:] + u32(8) + u32(6) + u32(90)))) + CHECK_PLAIN
+    yield "rec-lists", avi(header, list_of(b"movi", list_of(b"rec ", data), list_of(b"rec ", data)),
+                           chunk(b"idx1", index_entry(b"rec ", 4, len(data) + 4, 1))) + CHECK_PLAIN
+    yield "nested-lists", b"RIFF" + u32(12 * 400) + b"AVI " + nested(400, 12 * 400) + CHECK_PLAIN
+    yield "parts-of-a-film", avi(header, movi, index) + avi(movi, form=b"AVIX") + CHECK_PLAIN
+    yield "film-later", b"\0" * 512 + film + CHECK_PLAIN
+    yield "jpeg-cut", avi(header, list_of(b"movi", chunk(b"00dc", b"\xff\xd8\xff\xc0\0\x11\x08\0\x10\0\x20"))) + CHECK_PLAIN
+    yield "coded-frames", b"".join(
+        avi(list_of(b"hdrl", list_of(b"strl", stream_header(b"vids", handler=codec), video_format(codec))),
+            list_of(b"movi", chunk(b"00dc", payload), chunk(b"00dc", payload[:5])))
+        for codec, payload in ((b"XVID", b"\0\0\1\x20\x00\xc8\x88\x80\0\0\1\xb6\x10"), (b"H264", b"\0\0\0\1\x67\x42\0\x0a\xf8\x41\xa2\0\0\1\x65\x88"),
+                               (b"dvsd", b"\x1f\x07\0\xbf" + b"\0" * 76))) + CHECK_PLAIN
+    yield "sound-of-mp3", avi(
+        list_of(b"hdrl", list_of(b"strl", stream_header(b"auds"), audio_format(0x55, b"\1" * 12))),
+        list_of(b"movi", chunk(b"00wb", b"\xff\xfb\x90\x64" + b"\0" * 413), chunk(b"00wb", b"\xff\xfb\xa0\x64" * 3))) + CHECK_PLAIN
+    yield "eleven-bytes", b"RIFF\0\0\0\0AVI" + CHECK_PLAIN
+    yield "no-avi-file", b"RIFF" + u32(200) + b"WAVE" + b"\0" * 200 + CHECK_PLAIN
+    yield "empty", b""
+
+
 def sample_inputs(path):
     data = path.read_bytes()
+    yield "fuzz_check", path.stem, data + CHECK_PLAIN
     yield "fuzz_run", path.stem, data + PLAIN
     yield "fuzz_run", path.stem + "-windowed", data + mode(WINDOWED, length=100)
     handlers = {b"avih": "avih", b"dmlh": "dmlh", b"vprp": "vprp", b"strh": "strh", b"idx1": "idx1", b"indx": "indx"}
@@ -272,6 +349,8 @@ def corpus_inputs():
         yield "container-avi", "fuzz_run", name, data
     for name, data in handler_inputs():
         yield "container-avi", "fuzz_handler", name, data
+    for name, data in check_inputs():
+        yield "container-avi", "fuzz_check", name, data
     for name, data in text_inputs():
         yield "container-abstract", "fuzz_text", name, data
     for name, data in sink_inputs():

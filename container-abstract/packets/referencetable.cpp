@@ -12,7 +12,7 @@ void ReferenceTable::clear()
     m_strays.clear();
     m_byTarget.clear();
     m_runs.clear();
-    m_isSorted = false;
+    m_isSorted = m_isIdentity = false;
 }
 
 void ReferenceTable::beginRun(quint64 firstPlace, quint32 stride)
@@ -52,7 +52,7 @@ void ReferenceTable::finish()
         ascends = target >= previous && isReference(ordinal); // a filler has no target by which it could be found
         previous = target;
     }
-    m_isSorted = ascends;
+    m_isSorted = m_isIdentity = ascends;
 }
 
 /// Judging a file asks for none of this, so it is made when it is asked for the first time.
@@ -83,9 +83,8 @@ std::vector<quint64> ReferenceTable::ordinalsTo(const ByteRange &range, size_t l
 {
     if (!m_isSorted)
         sortByTarget();
-    const bool isIdentity = m_byTarget.isEmpty();
-    const size_t count = isIdentity ? m_targets.size() : m_byTarget.size();
-    const auto ordinalOf = [this, isIdentity](size_t rank) { return isIdentity ? rank : m_byTarget[rank]; };
+    const size_t count = m_isIdentity ? m_targets.size() : m_byTarget.size();
+    const auto ordinalOf = [this](size_t rank) { return m_isIdentity ? rank : m_byTarget[rank]; };
     size_t low = 0;
     size_t high = count;
     while (low < high) {

@@ -89,8 +89,9 @@ private:
     BlockArray<quint32> m_targets;
     BlockArray<Stray> m_strays;
     std::vector<Run> m_runs;
-    mutable BlockArray<quint32> m_byTarget; // ordinals; empty where the order of places is that of targets
+    mutable BlockArray<quint32> m_byTarget; // ordinals; empty where m_isIdentity
     mutable bool m_isSorted = false;
+    bool m_isIdentity = false; // the order of places is that of targets, and no entry is a filler
 };
 
 } // namespace quenlofar

@@ -74,6 +74,17 @@ private Q_SLOTS:
         QCOMPARE(table.ordinalsTo({101, 199}), std::vector<quint64>());
     }
 
+    void fillersAreNeverFound()
+    {
+        const PacketTable packets = threePackets();
+        ReferenceTable table(packets);
+        table.beginRun(500, 16);
+        table.addFiller();
+        table.addFiller();
+        table.finish();
+        QCOMPARE(table.ordinalsTo({0, 1000}), std::vector<quint64>());
+    }
+
     void ascendingTargetsNeedNoOrderOfTheirOwn()
     {
         const PacketTable packets = threePackets();
