@@ -1,6 +1,8 @@
 // Tries every small change to real files: each length, each byte of the headers, each 32-bit number that is shown.
-// Every variant is walked in memory with all checks of checkedrun.h, and within one second of this program's time.
+// Every variant is walked in memory with all checks of checkedrun.h, then read strictly and judged by all rules with
+// those of checkedverdict.h, each within one second of this program's time.
 #include "checkedrun.h"
+#include "checkedverdict.h"
 
 #include <QByteArray>
 #include <QtEndian>
@@ -40,6 +42,8 @@ constexpr double longestRun = 1.0; // seconds
 /// Files are smaller than this. It bounds the items too: more of them than bytes are in no file, and a damaged count
 /// shows what it does in 30 000 items as well as in a million.
 constexpr qint64 largestFile = 30'000;
+/// One variant in so many is judged once more, from a source that gives few bytes at once.
+constexpr quint64 judgedTwice = 8;
 /// What the numbers of a file are changed to.
 constexpr quint32 telling[] = {0, 1, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
 /// Each byte of a header is set to 00, to FF, and to itself with one of its bits flipped.
@@ -235,8 +239,18 @@ private:
         settings.parsesJson = false;
         const CheckedResult checked = checkedRun(bytes, settings);
         require(checked.seconds < longestRun, "every run is shorter than a second");
+        VerdictSettings judging;
+        judging.keepsText = number % judgedTwice == 0;
+        const CheckedVerdict verdict = checkedVerdict(bytes, judging);
+        require(verdict.seconds < longestRun, "every file is judged in less than a second");
+        require(verdict.result.isComplete() && verdict.isComplete, "every file is judged to its end");
+        if (judging.keepsText) {
+            judging.faults.isPlainMemory = false;
+            judging.faults.mostAtOnce = 1 + qint64(number % 4099);
+            require(checkedVerdict(bytes, judging).text == verdict.text, "a file is judged as its bytes in memory are");
+        }
         ++m_tried;
-        const quint64 microseconds = quint64(checked.seconds * 1e6);
+        const quint64 microseconds = quint64(std::max(checked.seconds, verdict.seconds) * 1e6);
         quint64 slowest = m_slowestMicroseconds;
         while (microseconds > slowest && !m_slowestMicroseconds.compare_exchange_weak(slowest, microseconds)) { }
     }
