@@ -114,7 +114,7 @@ quint32 AviLayout::moviAt(quint64 offset) const
 
 std::pair<quint64, quint64> AviLayout::packetsIn(quint32 element) const
 {
-    return {packets.lowerIndex(elements[element].offset), packets.lowerIndex(elements[element].end)};
+    return {firstPacketFrom(elements[element].offset), firstPacketFrom(elements[element].end)};
 }
 
 ByteRange AviLayout::chunkRange(quint64 packet) const

@@ -111,6 +111,9 @@ public:
     quint32 nextSibling(quint32 element) const;
     /// The ordinal in `segments` of the RIFF that holds the byte at `offset`; none outside of all.
     quint32 segmentAt(quint64 offset) const;
+    /// The first packet whose chunk begins at `offset` or behind. Not the same as that of its data: an empty chunk at
+    /// the end of a list has its data behind the list.
+    quint64 firstPacketFrom(quint64 offset) const { return packets.lowerIndex(offset + 8); }
     /// The packets of a segment or list: a range of indexes in `packets`, from .first up to before .second.
     std::pair<quint64, quint64> packetsIn(quint32 element) const;
 

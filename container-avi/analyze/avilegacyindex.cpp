@@ -86,7 +86,7 @@ void AviIndexReader::markRecLists()
         const auto inside = m_layout.packetsIn(list);
         for (quint64 index = inside.first; index < inside.second; ++index) {
             const Packet packet = m_layout.packets.at(index);
-            const bool isNew = (packet.knownBy & KnownFromLegacyIndex) == 0 && packet.offset < m_firstEnd;
+            const bool isNew = (packet.knownBy & KnownFromLegacyIndex) == 0 && packet.offset - 8 < m_firstEnd;
             m_layout.legacyFacts.known += isNew ? 1U : 0U;
             m_layout.packets.addKnowledge(index, KnownFromLegacyIndex, KeyState::Unknown);
         }
@@ -330,7 +330,7 @@ void AviIndexReader::readLegacyEntry(quint32 ordinal, quint32 number, const Lega
             if (differs && !isKnown)
                 target.what |= KeyDiffers;
             m_layout.packets.addKnowledge(target.packet, KnownFromLegacyIndex, isKey ? KeyState::Yes : KeyState::No);
-            if (packet.offset >= m_firstEnd)
+            if (packet.offset - 8 >= m_firstEnd)
                 target.what |= BehindFirstSegment;
             else if (!isKnown)
                 ++facts.known;

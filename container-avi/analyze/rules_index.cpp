@@ -244,8 +244,8 @@ void checkChunkNotIndexed(const AviContext &context, Findings &findings)
     if (file.legacyFacts.base == AviIndexBase::Unknown)
         return; // the index is as good as none, which is told
     const ByteRange segment = file.firstSegment();
-    const quint64 begin = file.packets.lowerIndex(segment.offset);
-    const quint64 end = file.packets.lowerIndex(segment.end());
+    const quint64 begin = file.firstPacketFrom(segment.offset);
+    const quint64 end = file.firstPacketFrom(segment.end());
     if (end - begin == file.legacyFacts.known)
         return;
     MissingChunks missing(file);

@@ -38,12 +38,12 @@ struct Ticks
     quint64 most;
 };
 
-/// The ticks that the packets of a stream from `begin` up to before `end` take.
+/// The ticks that the packets of a stream take whose chunks begin from `begin` up to before `end`.
 Ticks ticksBetween(const AviLayout &file, int stream, quint64 begin, quint64 end)
 {
     const PacketTable &packets = file.packets;
-    const quint64 first = packets.lowerIndex(begin);
-    const quint64 behind = packets.lowerIndex(end);
+    const quint64 first = file.firstPacketFrom(begin);
+    const quint64 behind = file.firstPacketFrom(end);
     const quint32 bytesPerTick = packets.stream(stream).bytesPerTick;
     if (bytesPerTick == 0) {
         const quint64 count = packets.countBefore(stream, behind) - packets.countBefore(stream, first);
@@ -101,7 +101,7 @@ struct Part
 {
     quint32 superEntry;
     quint32 segment;
-    quint64 lowest; // where the data of its first chunk begins
+    quint64 lowest; // where its first chunk begins
 };
 
 /// The parts of each stream, in the order of the file.
@@ -114,7 +114,7 @@ std::vector<std::vector<Part>> partsOfStreams(const AviLayout &file)
             continue;
         const AviIndex &index = file.indexes[entry.index];
         if (index.hits > 0)
-            parts[size_t(entry.stream)].push_back({number, file.segmentAt(index.lowest), index.lowest});
+            parts[size_t(entry.stream)].push_back({number, file.segmentAt(index.lowest - 8), index.lowest - 8});
     }
     for (std::vector<Part> &each : parts)
         std::stable_sort(each.begin(), each.end(), [](const Part &a, const Part &b) { return a.lowest < b.lowest; });
@@ -279,7 +279,8 @@ void checkStandardSpan(const AviContext &context, Findings &findings)
 {
     const AviLayout &file = context.file;
     for (const AviIndex &index : file.indexes) {
-        if (!isStandard(index) || index.hits == 0 || file.segmentAt(index.lowest) == file.segmentAt(index.highest))
+        if (!isStandard(index) || index.hits == 0
+            || file.segmentAt(index.lowest - 8) == file.segmentAt(index.highest - 8))
             continue;
         // The offsets have 32 bits, so that 4 GiB are never exceeded.
         findings.add(ByteRange{index.offset, 8}, index.stream)
@@ -379,7 +380,7 @@ void checkIndexOutsideMovi(const AviContext &context, Findings &findings)
         if (!isStandard(index) || index.id == fourCC("indx"))
             continue;
         const quint32 around = file.moviAt(index.offset);
-        const quint32 indexed = index.hits > 0 ? file.moviAt(index.lowest) : around;
+        const quint32 indexed = index.hits > 0 ? file.moviAt(index.lowest - 8) : around;
         if (around != AviLayout::none && around == indexed)
             continue;
         const auto text = [&file](quint32 movi) {

@@ -88,6 +88,11 @@ private Q_SLOTS:
         row("one too many", withField(24, 3), "stream-count", "error [patch] 56+4 2 > 3");
 
         row("kept, an empty one counted", whole, "frame-count", "");
+        row("kept, an empty one ends the file",
+            file(joined({chunk("00dc", payload(4)), chunk("00dc", payload(4)), chunk("00dc", payload(4)),
+                         chunk("00dc", QByteArray())}),
+                 {}),
+            "frame-count", "");
         row("kept by a file of two RIFF lists", whole + laterRiff(), "frame-count", "");
         row("another number", withField(16, 40), "frame-count", "error [patch] 48+4 #0 4 > 40");
         row("one too many", withField(16, 5), "frame-count", "warning [patch] 48+4 #0 4 > 5");
