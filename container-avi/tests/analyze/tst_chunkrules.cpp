@@ -1,9 +1,6 @@
-#include "avirules.h"
 #include "judging.h"
 #include "sparsesource.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTest>
 
 using namespace quenlofar;
@@ -213,50 +210,6 @@ private Q_SLOTS:
         const Verdict verdict(std::make_unique<SparseSource>(&bytes));
         QVERIFY(verdict.isComplete);
         QCOMPARE(verdict.of(QStringLiteral("interleave-distance")), findings);
-    }
-
-    // Files of many writers, each finding compared with the bytes. What is wrong in four of them is true: one went
-    // through a pipe, one was cut off, one has other bytes between its chunks, and one counts the frames of both RIFF
-    // lists (20) where those of the first one (5) belong.
-    void goodFilesKeepTheRules_data()
-    {
-        QTest::addColumn<QString>("findings");
-        const QString directory = QStringLiteral(QUENLOFAR_SAMPLES_DIR "/golden");
-        const QStringList files = QDir(directory).entryList({QStringLiteral("*.avi")});
-        QVERIFY(!files.isEmpty());
-        for (const QString &file : files) {
-            QString findings;
-            if (file == QStringLiteral("ffmpeg-pipe-open-sizes.avi"))
-                findings = QStringLiteral("size-open 4, frame-count 48");
-            else if (file == QStringLiteral("spliced-garbage.avi"))
-                findings = QStringLiteral("foreign-bytes 12826, zero-bytes 14652");
-            else if (file == QStringLiteral("spliced-opendml-avix.avi"))
-                findings = QStringLiteral("frame-count 48");
-            else if (file == QStringLiteral("spliced-truncated.avi"))
-                findings = QStringLiteral(
-                    "riff-beyond-file 4, last-chunk-cut 13568, frame-count 48, index-flag-without-index 44");
-            QTest::newRow(qPrintable(file)) << findings;
-        }
-    }
-
-    void goodFilesKeepTheRules()
-    {
-        QFile file(QStringLiteral(QUENLOFAR_SAMPLES_DIR "/golden/") + QString::fromUtf8(QTest::currentDataTag()));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const Verdict verdict(file.readAll());
-        const std::vector<AviRules> groups = {structureRules(), structureListRules(), structureExtentRules(),
-                                              mainHeaderRules(), chunkRules()};
-        QStringList findings;
-        for (const Finding &finding : verdict.findings()) {
-            const auto hasRule = [&finding](const AviRules &group) {
-                return std::any_of(group.begin(), group.end(),
-                                   [&finding](const AviRule &row) { return row.rule.name == finding.rule; });
-            };
-            if (finding.severity > Severity::Note && std::any_of(groups.begin(), groups.end(), hasRule))
-                findings.append(QStringLiteral("%1 %2").arg(finding.rule).arg(finding.places.front().offset));
-        }
-        QTEST(findings.join(QStringLiteral(", ")), "findings");
-        QCOMPARE(verdict.problem(), QString());
     }
 
     void thresholdsAreOptions()
