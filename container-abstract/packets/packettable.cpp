@@ -19,7 +19,9 @@ PacketTable &PacketTable::operator=(PacketTable &&) noexcept = default;
 
 void PacketTable::clear()
 {
-    *this = PacketTable();
+    PacketTable empty;
+    empty.m_sourceNames = m_sourceNames;
+    *this = std::move(empty);
 }
 
 void PacketTable::setStream(int stream, const PacketStream &facts)

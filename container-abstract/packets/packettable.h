@@ -4,6 +4,7 @@
 #include "byterange.h"
 #include "containerabstract_export.h"
 
+#include <QStringView>
 #include <QtGlobal>
 
 #include <array>
@@ -45,11 +46,11 @@ enum class KeyState : quint8 {
     Yes,
 };
 
-/// Where a packet is known from; several places may know it.
+/// Where a packet is known from; several places may know it. PacketTable::sourceName() is a container's word for each.
 enum PacketSource : quint8 {
     KnownFromData = 1, ///< it was found where it stands
-    KnownFromLegacyIndex = 2, ///< the one index of the whole file, or of its first part ("idx1")
-    KnownFromPartIndex = 4, ///< an index of a part of the file ("odml")
+    KnownFromLegacyIndex = 2, ///< the one index of the whole file, or of its first part
+    KnownFromPartIndex = 4, ///< an index of a part of the file
 };
 
 /// A data chunk of a stream, as PacketTable gives it.
@@ -112,8 +113,11 @@ public:
 
     // Filling
 
-    /// Empty again, without streams.
+    /// Empty again, without streams; names of sources stay.
     void clear();
+    /// What the container calls a source of packets, in a word without blanks: "idx1". A literal in the memory of
+    /// whoever fills the table; without this call there are general words.
+    void setSourceName(PacketSource source, QStringView name) { m_sourceNames[size_t(source) >> 1] = name; }
     /// What is known of the stream number `stream`; before finish.
     void setStream(int stream, const PacketStream &facts);
     /// Appends a packet behind all others; false, and nothing happens, where its offset does not ascend or a limit is
@@ -141,6 +145,9 @@ public:
         if ((record.flags & paletteFlag) == 0)
             countKey(record.stream, KeyState(known >> keyShift), key);
     }
+
+    /// What the container calls a source: "data", "index" and "part-index" where it has no words of its own.
+    QStringView sourceName(PacketSource source) const { return m_sourceNames[size_t(source) >> 1]; }
 
     // Streams
 
@@ -240,6 +247,7 @@ private:
     std::array<std::vector<quint32>, streamLimit> m_streamSections; // ordinals in m_sections, by stream
     std::vector<PacketStream> m_streams;
     std::vector<PacketTotals> m_totals;
+    std::array<QStringView, 3> m_sourceNames{u"data", u"index", u"part-index"}; // by the bits of PacketSource
 };
 
 /**

@@ -4,6 +4,13 @@
 
 namespace quenlofar {
 
+AviLayout::AviLayout() : references(packets)
+{
+    packets.setSourceName(KnownFromData, u"movi");
+    packets.setSourceName(KnownFromLegacyIndex, u"idx1");
+    packets.setSourceName(KnownFromPartIndex, u"odml");
+}
+
 void AviLayout::clear()
 {
     fileSize = 0;

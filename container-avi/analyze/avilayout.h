@@ -67,7 +67,7 @@ public:
     /// Streams that are kept: two digits name no more.
     static constexpr int mostStreams = PacketTable::streamLimit;
 
-    AviLayout() : references(packets) { }
+    AviLayout();
     AviLayout(const AviLayout &) = delete;
     AviLayout &operator=(const AviLayout &) = delete;
     void clear();

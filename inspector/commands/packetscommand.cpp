@@ -26,26 +26,21 @@ namespace quenlofar {
 
 namespace {
 
-struct SourceName
-{
-    PacketSource source;
-    QStringView name;
-};
-constexpr std::array<SourceName, 3> sourceNames{
-    {{KnownFromData, u"movi"}, {KnownFromLegacyIndex, u"idx1"}, {KnownFromPartIndex, u"odml"}}};
+constexpr std::array<PacketSource, 3> packetSources{KnownFromData, KnownFromLegacyIndex, KnownFromPartIndex};
 
-/// The sources of one packet, by its bits, between blanks.
+/// The words of a table for the sources of one packet, by its bits, between blanks.
 class SourceLists
 {
 public:
-    SourceLists()
+    SourceLists() = default;
+    explicit SourceLists(const PacketTable &table)
     {
         for (size_t bits = 0; bits < m_lists.size(); ++bits) {
-            for (const SourceName &each : sourceNames) {
-                if ((bits & each.source) == 0)
+            for (const PacketSource source : packetSources) {
+                if ((bits & source) == 0)
                     continue;
                 m_lists[bits] += m_lists[bits].empty() ? "" : " ";
-                m_lists[bits] += each.name.toString().toStdString();
+                m_lists[bits] += table.sourceName(source).toString().toStdString();
             }
         }
     }
@@ -95,6 +90,12 @@ public:
     virtual ~PacketPrinter() = default;
 
     virtual void begin(const DocumentStart &start) = 0;
+    /// What is printed from now on belongs to `table`, which outlives the printing.
+    void beginTable(const PacketTable &table)
+    {
+        m_table = &table;
+        m_sources = SourceLists(table);
+    }
     /// False when the output has failed.
     virtual bool print(const PacketRow &row) = 0;
     virtual void end(const RunResult &result) = 0;
@@ -102,7 +103,8 @@ public:
     virtual QString errorText() const = 0;
 
 protected:
-    const SourceLists m_sources;
+    const PacketTable *m_table = nullptr;
+    SourceLists m_sources;
 };
 
 /// Aligned columns for people.
@@ -237,9 +239,9 @@ public:
         if (row.hasTime)
             m_json.key(u"seconds").real(row.seconds);
         m_json.key(u"knownBy").beginArray();
-        for (const SourceName &each : sourceNames) {
-            if ((packet.knownBy & each.source) != 0)
-                m_json.text(each.name);
+        for (const PacketSource source : packetSources) {
+            if ((packet.knownBy & source) != 0)
+                m_json.text(m_table->sourceName(source));
         }
         m_json.endArray().endObject();
         return m_json.errorText().isNull();
@@ -270,6 +272,7 @@ std::unique_ptr<PacketPrinter> makePrinter(const Options &options, const FileTas
 void printPackets(const PacketTable &table, const PacketFilter &filter, PacketPrinter &printer, RunResult *result)
 {
     constexpr quint64 step = 4096; // between looks at the flag
+    printer.beginTable(table);
     for (PacketCursor cursor(table, table.lowerIndex(filter.firstOffset)); cursor.isValid(); cursor.next()) {
         const Packet &packet = cursor.packet();
         if (packet.offset > filter.lastOffset)

@@ -68,6 +68,18 @@ class TestPacketTable : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void sourcesHaveTheNamesOfTheContainer()
+    {
+        PacketTable table;
+        QCOMPARE(table.sourceName(KnownFromData), QStringView(u"data"));
+        QCOMPARE(table.sourceName(KnownFromLegacyIndex), QStringView(u"index"));
+        QCOMPARE(table.sourceName(KnownFromPartIndex), QStringView(u"part-index"));
+        table.setSourceName(KnownFromLegacyIndex, u"idx1");
+        table.clear();
+        QCOMPARE(table.sourceName(KnownFromLegacyIndex), QStringView(u"idx1"));
+        QCOMPARE(table.sourceName(KnownFromData), QStringView(u"data"));
+    }
+
     void anEmptyTableHasNothing()
     {
         PacketTable table;
