@@ -96,8 +96,8 @@ bool AviAnalyzer::check(const CheckOptions &options, Findings &findings)
         const AviContext context{m_layout, bytes, options, m_cancel, &payload};
         const Level level = m_layout.isWalked ? options.level : Level::Quick;
         const RuleList rules = aviRules();
-        for (const AviStage stage : {AviStage::Structure, AviStage::Headers, AviStage::Chunks, AviStage::Index,
-                                     AviStage::Counts, AviStage::Payload}) {
+        for (const AviStage stage : {AviStage::Structure, AviStage::Headers, AviStage::Comparisons, AviStage::Chunks,
+                                     AviStage::Index, AviStage::Counts, AviStage::Payload}) {
             for (int ordinal = 0; ordinal < rules.size(); ++ordinal) {
                 const AviRule &rule = aviRule(ordinal);
                 if (rule.stage != stage || rule.rule.level > level || (rule.applies && !rule.applies(context)))

@@ -28,10 +28,11 @@ struct AviContext
 /// In which order rules are evaluated: what is found at an earlier stage may explain what is found later.
 enum class AviStage : quint8 {
     Structure, ///< lists, sizes, what stands where
-    Headers, ///< numbers of headers against each other
+    Headers, ///< numbers of headers
+    Comparisons, ///< numbers of headers against others, which the stage before has judged
     Chunks, ///< data chunks
     Index, ///< entries against chunks
-    Counts, ///< counts, lengths, durations
+    Counts, ///< counts, lengths, durations, sizes of chunks
     Payload,
 };
 

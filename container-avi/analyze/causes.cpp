@@ -130,9 +130,11 @@ constexpr QStringView legacyEntries[] = {
 constexpr QStringView wrongEntries[] = {u"idx1-no-such-chunk", u"idx1-duplicate"};
 constexpr QStringView leftOut[] = {u"idx1-chunk-not-indexed", u"idx1-no-key-frame", u"idx1-first-not-key"};
 constexpr QStringView orderOfEntries[] = {u"idx1-order", u"use-index-flag", u"indexes-differ"};
-// A chunk whose id was damaged is not where the index says.
+// A chunk whose id was damaged is not where the index says, and is missing in its stream.
 constexpr QStringView strangeIds[] = {u"unknown-chunk"};
 constexpr QStringView entriesThatMiss[] = {u"idx1-no-such-chunk", u"std-no-such-chunk"};
+constexpr QStringView countsOfStream[] = {u"frame-count",  u"total-frame-count", u"stream-length",
+                                          u"stream-empty", u"durations-differ",  u"super-duration"};
 
 constexpr QStringView wrongStandardIndex[] = {u"std-base-beyond-file", u"std-no-such-chunk", u"super-no-such-index"};
 constexpr QStringView notIndexed[] = {u"odml-chunk-not-indexed", u"super-duration"};
@@ -156,6 +158,7 @@ constexpr CauseRow rows[] = {
     {wrongEntries, leftOut, CauseScope::Stream},
     {wrongEntries, orderOfEntries, CauseScope::File},
     {strangeIds, entriesThatMiss, CauseScope::Concerned},
+    {strangeIds, countsOfStream, CauseScope::Stream},
     {wrongStandardIndex, notIndexed, CauseScope::Stream},
 };
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 namespace quenlofar {
@@ -160,9 +161,34 @@ void checkChunkSwallowsOthers(const AviContext &context, Findings &findings)
     }
 }
 
+/// Where entries of indexes lead that hit no chunk of their stream: the place of a chunk's header, and the stream.
+using MissedPlaces = std::vector<std::pair<quint64, int>>;
+
+MissedPlaces missedPlaces(const AviLayout &file)
+{
+    MissedPlaces places;
+    for (const AviIrregularEntry &entry : file.irregularEntries) {
+        const bool isLegacy = file.indexes[entry.index].kind == AviIndexKind::Legacy;
+        const quint64 toHeader = isLegacy ? 0 : 8;
+        if ((entry.what & NoSuchChunk) != 0 && entry.target >= toHeader)
+            places.push_back({entry.target - toHeader, int(entry.stream)});
+    }
+    std::sort(places.begin(), places.end());
+    return places;
+}
+
+/// The stream of which an index has the chunk at `offset`; -1 where none does.
+int streamByIndex(const MissedPlaces &places, quint64 offset)
+{
+    const auto found = std::lower_bound(places.begin(), places.end(), std::make_pair(offset, 0));
+    return found != places.end() && found->first == offset ? found->second : -1;
+}
+
 void checkUnknownChunk(const AviContext &context, Findings &findings)
 {
     const AviLayout &file = context.file;
+    MissedPlaces missed;
+    bool isMissedKnown = false;
     for (quint32 number = 0; number < file.elements.size(); ++number) {
         const AviElement &element = file.elements[number];
         const AviIdKind kind = element.isList() || !isInData(file, number) ? AviIdKind::List : idKind(element.id);
@@ -171,12 +197,22 @@ void checkUnknownChunk(const AviContext &context, Findings &findings)
         // An id that is not even printable is what fourcc-not-ascii is about.
         if (isPadding || kind == AviIdKind::List || kind == AviIdKind::Index || kind == AviIdKind::None)
             continue;
-        FindingDraft draft = findings.add(Occurrence{element.header(), -1, element.range()});
+        if (!isMissedKnown)
+            missed = missedPlaces(file);
+        isMissedKnown = true;
+        // An index that has the chunk tells a damaged id from a writer's own.
+        const int stream = streamByIndex(missed, element.offset);
+        FindingDraft draft = findings.add(Occurrence{element.header(), stream, element.range()});
         if (!draft.isNew())
             continue;
-        draft.expected(QStringLiteral("data of a stream, an index or JUNK"))
-            .actual(idText(element.id))
-            .message(QStringLiteral("Chunks among the data whose ids are not known: %1."));
+        draft.actual(idText(element.id));
+        if (stream < 0)
+            draft.expected(QStringLiteral("data of a stream, an index or JUNK"))
+                .message(QStringLiteral("Chunks among the data whose ids are not known: %1."));
+        else
+            draft.expected(QStringLiteral("the id of a chunk of stream %1, which an index has here").arg(stream))
+                .message(QStringLiteral("Chunks that an index has as data and whose ids say something else, so that "
+                                        "readers who follow the file pass them over: %1."));
     }
 }
 
@@ -490,7 +526,8 @@ constexpr AviRule rules[] = {
       u"Among the data stand data, indexes and JUNK alone",
       u"A chunk with an unknown id among the data is a writer's own, or a data chunk whose id was damaged. Readers "
       u"pass it over.",
-      u"nobody, unless an index points at it", u"Nothing has to be done.", u"AVI RIFF File Reference"},
+      u"nobody, unless an index has the chunk", u"Nothing, or where an index has the chunk write its id again.",
+      u"AVI RIFF File Reference"},
      AviStage::Chunks,
      isWalked,
      checkUnknownChunk},

@@ -452,7 +452,7 @@ constexpr AviRule rules[] = {
       u"all readers: torn or missing pictures",
       u"Write the stream anew, or state the true size of the pictures.",
       u"BITMAPINFOHEADER"},
-     AviStage::Chunks,
+     AviStage::Counts,
      hasRawRgb,
      checkRawFrameSize},
     {{u"audio-format-size", Severity::Error, Level::Quick, Repair::None,
@@ -509,7 +509,7 @@ constexpr AviRule rules[] = {
       u"A chunk that ends inside of a block leaves samples in pieces: readers that begin each chunk with a block swap "
       u"channels or play noise from there on.",
       u"readers that seek; sound behind such a chunk", u"Write the stream anew in whole blocks.", u"practice"},
-     AviStage::Chunks,
+     AviStage::Counts,
      hasPcmChunks,
      checkPcmChunkAlign},
     {{u"vbr-block-align", Severity::Warning, Level::Default, Repair::Patch,

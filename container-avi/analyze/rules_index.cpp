@@ -187,13 +187,22 @@ void checkBaseUnknown(const AviContext &context, Findings &findings)
 
 // Entries against chunks
 
+/// The stream of the packet whose header stands at `offset`; -1 without one. An entry whose id names no stream was that
+/// of the chunk which it leads to.
+int streamAt(const AviLayout &file, quint64 offset)
+{
+    const quint64 index = file.firstPacketFrom(offset);
+    return index < file.packets.size() && file.packets.at(index).offset == offset + 8 ? file.packets.at(index).stream
+                                                                                      : -1;
+}
+
 void checkNoSuchChunk(const AviContext &context, Findings &findings)
 {
     const AviLayout &file = context.file;
     forIrregularEntries(file, true, NoSuchChunk, [&](const AviIrregularEntry &entry, quint64 more) {
         const ByteRange place = placeOf(file, entry);
         const quint32 id = readId(context, place);
-        const int stream = dataStream(id) >= 0 ? int(entry.stream) : -1;
+        const int stream = dataStream(id) >= 0 ? int(entry.stream) : streamAt(file, entry.target);
         FindingDraft draft =
             findings.add(Occurrence{field(place, offsetOffset), stream, {entry.target, quint64(entry.size) + 8}});
         if (draft.isNew()) {
@@ -386,7 +395,8 @@ constexpr QStringView reference = u"AVI RIFF File Reference";
 constexpr QStringView oldIndex = u"AVIOLDINDEX";
 constexpr QStringView practice = u"practice";
 
-// The two about the base come first among those of idx1: they explain the others.
+// The two about the base come first among those of idx1: they explain the others. Entries that lead elsewhere come
+// before the chunks that they leave out.
 constexpr AviRule rules[] = {
     {{u"index-missing", Severity::Warning, Level::Quick, Repair::Append, u"The file has an index",
       u"Without an index nobody knows where frames are and which of them are key frames without reading the whole "
@@ -445,6 +455,12 @@ constexpr AviRule rules[] = {
      AviStage::Index,
      hasEntries,
      checkChunkSize},
+    {{u"idx1-duplicate", Severity::Error, Level::Default, Repair::Append, u"No chunk has two entries in idx1",
+      u"The chunk is played twice, and what comes after it is late by as much.", u"readers that play by idx1",
+      u"Write a new index from the chunks that are there.", practice},
+     AviStage::Index,
+     hasEntries,
+     checkDuplicate},
     {{u"idx1-chunk-not-indexed",
       {Severity::Error, Severity::Warning},
       Level::Default,
@@ -459,12 +475,6 @@ constexpr AviRule rules[] = {
      AviStage::Index,
      [](const AviContext &context) { return hasLegacyIndex(context) && context.file.isWalked; },
      checkChunkNotIndexed},
-    {{u"idx1-duplicate", Severity::Error, Level::Default, Repair::Append, u"No chunk has two entries in idx1",
-      u"The chunk is played twice, and what comes after it is late by as much.", u"readers that play by idx1",
-      u"Write a new index from the chunks that are there.", practice},
-     AviStage::Index,
-     hasEntries,
-     checkDuplicate},
     {{u"idx1-order", Severity::Note, Level::Default, Repair::Patch, u"The entries of idx1 are in the order of the file",
       u"An index may play chunks in another order than they stand in, which the flag AVIF_MUSTUSEINDEX announces. Few "
       u"writers do so on purpose.",

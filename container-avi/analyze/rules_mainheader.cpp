@@ -425,7 +425,7 @@ constexpr AviRule rules[] = {
       u"that take it from the stream.",
       u"readers that take the frame rate from the main header", u"Write the duration of a frame of the video stream.",
       u"AVIMAINHEADER"},
-     AviStage::Headers,
+     AviStage::Counts,
      hasVideoTimeBase,
      checkFrameDuration},
     {{u"picture-size", Severity::Warning, Level::Quick, Repair::Patch,

@@ -318,7 +318,7 @@ constexpr AviRule rules[] = {
       u"readers that seek in sound; sound and pictures drift apart",
       u"Write nBlockAlign into dwSampleSize.",
       u"AVISTREAMHEADER"},
-     AviStage::Headers,
+     AviStage::Comparisons,
      hasAudioWithSamples,
      eachStream<StreamFilter::AudioHeader, checkSampleSize>},
     {{u"video-sample-size", Severity::Note, Level::Default, Repair::Patch,
@@ -385,7 +385,7 @@ constexpr AviRule rules[] = {
       u"readers that seek in sound; sound and pictures drift apart",
       u"Write the time base that the format asks for.",
       u"AVISTREAMHEADER"},
-     AviStage::Headers,
+     AviStage::Comparisons,
      hasAudioWithSamples,
      eachStream<StreamFilter::AudioHeader, checkByteRate>},
 };

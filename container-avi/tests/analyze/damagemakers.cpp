@@ -371,6 +371,11 @@ std::vector<Damage> structureDamages()
              const Piece *const chunk = middle(file);
              return chunk ? file.with(chunk->offset, "09") : QByteArray();
          }},
+        {"an id that says nothing", "unknown-chunk",
+         [](const File &file) {
+             const Piece *const chunk = middle(file);
+             return chunk ? file.with(chunk->offset, "qqqq") : QByteArray();
+         }},
         {"an id that is not printable", "fourcc-not-ascii",
          [](const File &file) {
              const Piece *const chunk = middle(file);

@@ -200,6 +200,11 @@ std::vector<Damage> indexDamages()
              const int number = middleEntry(file, "vids");
              return number < 0 ? QByteArray() : file.with(file.entryAt(number), "07");
          }},
+        {"one entry names no stream", "idx1-no-such-chunk",
+         [](const File &file) {
+             const int number = middleEntry(file, "vids");
+             return number < 0 ? QByteArray() : file.with(file.entryAt(number), "XXXX");
+         }},
         {"one size is one too large", "idx1-chunk-size",
          [](const File &file) {
              const int number = middleEntry(file, "vids");
