@@ -104,7 +104,7 @@ class Wave(Case):
         return paths
 
     def test_unit_tests(self):
-        for name in ("tst_containerwave", "tst_waveanalyzer"):
+        for name in ("tst_containerwave", "tst_waveanalyzer", "tst_wavereading"):
             call(self.build / "tests" / name)
 
     def test_program_lists_it(self):
@@ -191,6 +191,12 @@ class Wave(Case):
                     tuple(stream[key] for key in ("codecCode", "sampleRate", "channels", "bitsPerSample", "bitRate")),
                     expected[:-1])
                 self.assertAlmostEqual(stream["seconds"] * stream["sampleRate"], expected[-1], places=6)
+
+    def test_packets(self):
+        # 23 samples of a byte behind RIFF, fmt and the header of data: 12 + 24 + 8 bytes.
+        document = json.loads(self.output("packets", "--format", "json", "sox-pcm8-odd"))
+        self.assertEqual(document["packets"], [{"stream": 0, "number": 0, "offset": 44, "size": 23, "key": True,
+                                                "seconds": 0, "knownBy": ["data"]}])
 
     def test_summary(self):
         lines = [line.split(maxsplit=1) for line in self.output("summary", "ffmpeg-info").splitlines()[1:]]
