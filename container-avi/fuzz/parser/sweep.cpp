@@ -42,7 +42,7 @@ constexpr double longestRun = 1.0; // seconds
 /// Files are smaller than this. It bounds the items too: more of them than bytes are in no file, and a damaged count
 /// shows what it does in 30 000 items as well as in a million.
 constexpr qint64 largestFile = 30'000;
-/// One variant in so many is judged once more, from a source that gives few bytes at once.
+/// Every eighth variant is judged once more, from a source that gives few bytes at once.
 constexpr quint64 judgedTwice = 8;
 /// What the numbers of a file are changed to.
 constexpr quint32 telling[] = {0, 1, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};

@@ -13,8 +13,8 @@ namespace quenlofar {
 namespace film {
 
 /**
- * A file in which all is well, with random streams, sizes and indexes: what a number stands for in one place, it stands
- * for in all. The same seed gives the same file on every machine.
+ * A file in which all is well, with random streams, sizes and indexes: counts and sizes agree wherever they are stated.
+ * The same seed gives the same file on every machine.
  *
  * Everything is laid out twice: the sizes of headers and index chunks depend on how much there is, not on where it
  * stands, so the places of the first time are those of the second.

@@ -1,5 +1,5 @@
-// Everything that is found in the golden files at level deep. Each row was compared with the bytes of the file; none of
-// them is what a run of the rules printed and nobody looked at.
+// Everything that is found in the golden files at level deep. Each row was compared with the bytes of its file: the
+// comments say what stands there.
 #include "judging.h"
 
 #include <QDir>
