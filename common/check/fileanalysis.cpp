@@ -41,7 +41,7 @@ void FileAnalysis::read(const QString &path, const QVector<ParserFactory> &parse
     m_start = DocumentStart{path, {}, -1};
     m_result = RunResult();
     QString error;
-    std::unique_ptr<ByteSource> source = openFileSource(path, &error);
+    std::unique_ptr<ByteSource> source = m_opener ? m_opener(path, &error) : openFileSource(path, &error);
     if (!source) {
         m_result.status = StatusCannotOpen;
         m_result.error = {FileError::Open, -1, error};

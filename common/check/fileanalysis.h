@@ -27,6 +27,9 @@ public:
     FileAnalysis(const FileAnalysis &) = delete;
     FileAnalysis &operator=(const FileAnalysis &) = delete;
 
+    /// Reads files through `opener` instead of from the disk.
+    void setOpener(SourceOpener opener) { m_opener = std::move(opener); }
+
     /**
      * Opens `path` and asks the analyzers of `parsers`, in this order; the first that recognises the file reads it for
      * `level`. One that recognises parts alone reads it where its plug-in claims the extension, and no other one takes
@@ -53,6 +56,7 @@ private:
     const RunLimits m_limits;
     const std::atomic<bool> *const m_cancel;
     WalkProgress *const m_progress;
+    SourceOpener m_opener;
     DocumentStart m_start;
     RunResult m_result;
     std::unique_ptr<BoundedSource> m_source; // outlives the analyzer

@@ -10,6 +10,7 @@ WALK, TEXT, INPUT, PARSER, TREE, COMPARE, OUTPUT, PACKETS, CHECK, REPAIR, PLUGIN
 FACTS, FILTERS, PLACES, JUDGING = COMMON = ["common/facts", "common/filters", "common/places", "common/check"]
 COMMANDLINE, PROCESS, PRINT, RUN, COMMANDS = INSPECTOR = [
     f"inspector/{room}" for room in "commandline process print run commands".split()]
+DOCUMENT, MODELS, VIEWS, WINDOW = VIEWER = [f"viewer/{room}" for room in "document models views window".split()]
 ARROWS = {
     WALK: [],
     TEXT: [],
@@ -38,6 +39,11 @@ ARROWS = {
     COMMANDS: [RUN, PRINT, PROCESS, COMMANDLINE, *COMMON, *HOST],
     "inspector/documentation": [COMMANDLINE, *HOST],
     "inspector": [*INSPECTOR, *COMMON, *HOST],
+    DOCUMENT: [*COMMON, *HOST],
+    MODELS: [DOCUMENT, *COMMON, *HOST],
+    VIEWS: [MODELS, DOCUMENT, *COMMON, *HOST],
+    WINDOW: [VIEWS, MODELS, DOCUMENT, *COMMON, *HOST],
+    "viewer": [*VIEWER, *COMMON, *HOST],
 }
 
 
@@ -48,7 +54,7 @@ def sources(room):
 class Rooms(unittest.TestCase):
     def test_every_folder_with_sources_is_a_room(self):
         folders = {path.parent.relative_to(ROOT).as_posix()
-                   for top in ("container-abstract", "container-avi", "common", "inspector")
+                   for top in ("container-abstract", "container-avi", "common", "inspector", "viewer")
                    for path in (ROOT / top).rglob("*.cpp")}
         self.assertEqual({folder for folder in folders if not re.search("/(tests|fuzz|benchmarks)", folder)},
                          {room for room in ARROWS if room != TESTING})
@@ -60,6 +66,19 @@ class Rooms(unittest.TestCase):
                 for name in re.findall(r'^#include "(?:\w+/)*(\w+\.h)"', path.read_text(), re.MULTILINE):
                     target = room_of.get(name, room) # headers made by the build belong to nobody
                     self.assertIn(target, [room, *allowed], f"{path.relative_to(ROOT)} includes {name}")
+
+    def test_the_viewer_knows_no_container(self):
+        written = b"".join(path.read_bytes() for path in (ROOT / "container-avi/parser").glob("*.cpp"))
+        ids = {found.decode() for found in re.findall(rb'"([A-Za-z0-9 ]{4})"', written)}
+        self.assertLess({"RIFF", "movi", "idx1"}, ids)
+        # Words are no ids, unless they are all that is in quotes.
+        told = {"movi", "hdrl", "strl", "avih", "strh", "strf", "vprp"} | {i for i in ids if re.search("[A-Z0-9]", i)}
+        for path in (ROOT / "viewer").rglob("*"):
+            if path.suffix not in (".h", ".cpp") or "tests" in path.relative_to(ROOT).parts:
+                continue
+            text = path.read_text()
+            found = told & set(re.findall(r"\w+", text)) | ids & set(re.findall('"([^"]{4})"', text))
+            self.assertEqual(found, set(), path.relative_to(ROOT))
 
 
 if __name__ == "__main__":

@@ -1,0 +1,100 @@
+#pragma once
+
+#include "documentwork.h"
+#include "growingtree.h"
+#include "pagecache.h"
+#include "place.h"
+
+#include <QObject>
+#include <QString>
+
+#include <memory>
+#include <vector>
+
+namespace quenlofar {
+
+/**
+ * One open file, for the thread of the window: what is known of it so far, and the current place in it, which every
+ * view may set and every other follows. Reads nothing itself and never waits: DocumentWork does that, and what it finds
+ * arrives between two events. All objects of the viewer that know a document live in this thread.
+ */
+class Document : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// Opens the file `path` and begins to read it.
+    Document(const QString &path, const DocumentOptions &options, QObject *parent = nullptr);
+    /// Does not wait for what is still being read.
+    ~Document() override;
+
+    const QString &path() const { return m_path; } ///< as it was given, see pathFromBytes
+    bool isOpened() const { return m_isOpened; } ///< size() and openError() say what they will say
+    quint64 size() const { return m_size; } ///< bytes when the file was opened; 0 before
+    const QString &openError() const { return m_openError; } ///< why it could not be opened; null where it could
+    const QString &change() const { return m_change; } ///< what became of the file on the disk; null: nothing
+    /// Why bytes that were looked at could not be read, the latest; null where all could.
+    const QString &readError() const { return m_readError; }
+
+    const GrowingTree &tree() const { return m_tree; } ///< as far as it is known
+    /// What the strict reading found; null before it has ended, and where nobody can read the file so.
+    const ContainerAnalyzer *analyzer() const;
+    /// Walk and strict reading have ended, or the file could not be opened.
+    bool isRead() const;
+    bool isIdle() const { return isRead() && m_wanted.empty(); } ///< no work goes on that somebody asked for
+    int progress() const; ///< of the walk, in percent
+    void stopReading(); ///< ends walk and strict reading early
+
+    /**
+     * What is known of the `count` bytes from `offset` on: their states, and where they are Known the bytes. Those that
+     * were not read yet will be, from the next event on, unless nobody asks for them again until then: a view asks for
+     * what it shows whenever bytesChanged() comes.
+     */
+    void bytes(quint64 offset, int count, uchar *bytes, ByteState *states);
+
+    const Place &place() const { return m_place; } ///< the current one
+    /// Goes to `place`; its range is cut to the file once that is known. Tells nobody where it is the current one.
+    void setPlace(const Place &place, Move move);
+    /// Goes to an item: its bytes are the range.
+    void setItem(TreeItem item, Move move);
+    /// Goes to bytes: they belong to the deepest item that covers the first one.
+    void setBytes(const ByteRange &range, Move move);
+
+Q_SIGNALS:
+    void opened(); ///< isOpened() has become true
+    void treeGrew(); ///< tree() has new items, or is complete
+    void tablesCame(); ///< the strict reading has ended
+    void bytesChanged(); ///< pages came
+    void changed(); ///< change() or readError() says something else
+    void placeChanged(quenlofar::Move move); ///< place() is another one
+    /// What the place belongs to became known: it is the same bytes.
+    void placeResolved();
+    void becameIdle(); ///< isIdle() has become true
+
+protected:
+    void customEvent(QEvent *event) override;
+
+private:
+    void takeNews();
+    void takePages(std::vector<Page> *pages);
+    void askForPages();
+    void resolvePlace();
+
+    const QString m_path;
+    std::shared_ptr<DocumentWork> m_work;
+    bool m_isOpened = false;
+    quint64 m_size = 0;
+    QString m_openError;
+    QString m_change;
+    QString m_readError;
+    GrowingTree m_tree;
+    std::shared_ptr<const StrictTables> m_tables;
+    PageCache m_pages;
+    std::vector<quint64> m_wanted; // pages that were looked at and have not come
+    bool m_isAsking = false; // m_wanted will be handed on with the next event
+    bool m_wasIdle = false;
+    Place m_place;
+    bool m_isPlaceOfBytes = false; // its item follows from its bytes
+};
+
+} // namespace quenlofar

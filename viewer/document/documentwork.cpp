@@ -1,0 +1,275 @@
+#include "documentwork.h"
+
+#include "bytesource.h"
+#include "fileanalysis.h"
+#include "filepath.h"
+#include "pluginloader.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+
+#include <algorithm>
+#include <new>
+#include <thread>
+
+#include <sys/stat.h>
+
+namespace quenlofar {
+
+namespace {
+
+std::atomic<int> threadCount{0};
+
+constexpr std::chrono::milliseconds timeBetweenLooks{1000}; // at the file's name, size and time
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("quenlofar::DocumentWork", text);
+}
+
+} // namespace
+
+const ContainerAnalyzer *StrictTables::analyzer() const
+{
+    return analysis->analyzer();
+}
+
+/// Tells the sink of a walk before each read, which may take long.
+class DocumentWork::WatchedSource : public ByteSource
+{
+public:
+    WatchedSource(std::unique_ptr<ByteSource> source, SegmentSink *sink) : m_source(std::move(source)), m_sink(sink) { }
+
+    qint64 size() const override { return m_source->size(); }
+    qint64 readAt(qint64 position, char *data, qint64 maxSize) override
+    {
+        m_sink->publishBeforeWaiting();
+        return m_source->readAt(position, data, maxSize);
+    }
+    QString errorText() const override { return m_source->errorText(); }
+    qint64 holeEnd(qint64 position) override { return m_source->holeEnd(position); }
+
+private:
+    const std::unique_ptr<ByteSource> m_source;
+    SegmentSink *const m_sink;
+};
+
+/// What tells a file on the disk from another one, and from what it becomes later.
+struct DocumentWork::FileStamp
+{
+    bool exists = false;
+    struct stat status = {};
+
+    static FileStamp of(const QString &path)
+    {
+        FileStamp stamp;
+        stamp.exists = ::stat(pathToBytes(path).constData(), &stamp.status) == 0;
+        return stamp;
+    }
+};
+
+DocumentWork::DocumentWork(QString path, DocumentOptions options, QObject *receiver)
+    : m_path(std::move(path)), m_options(std::move(options)),
+      m_parsers(m_options.plugins ? m_options.plugins->parsersFor(m_path) : m_options.parsers), m_receiver(receiver)
+{
+}
+
+DocumentWork::~DocumentWork() = default;
+
+int DocumentWork::newsEvent()
+{
+    static const int type = QEvent::registerEventType();
+    return type;
+}
+
+int DocumentWork::runningThreads()
+{
+    return threadCount;
+}
+
+void DocumentWork::runDetached(std::function<void()> part)
+{
+    ++threadCount;
+    std::thread([part = std::move(part)]() mutable {
+        part();
+        part = nullptr; // what it owns goes while the thread still counts
+        --threadCount;
+    }).detach();
+}
+
+void DocumentWork::start()
+{
+    // Each thread owns the work as well: what it uses is there until it ends, whoever has gone.
+    runDetached([self = shared_from_this()] { self->readPages(); });
+    runDetached([self = shared_from_this()] { self->walk(); });
+    runDetached([self = shared_from_this()] { self->readStrictly(); });
+}
+
+void DocumentWork::abandon()
+{
+    m_cancel = true;
+    {
+        const std::lock_guard lock(m_mutex);
+        m_isAbandoned = true;
+        m_receiver = nullptr;
+    }
+    m_wake.notify_all();
+}
+
+void DocumentWork::stopReading()
+{
+    m_cancel = true;
+}
+
+DocumentNews DocumentWork::takeNews()
+{
+    DocumentNews news;
+    const std::lock_guard lock(m_mutex);
+    std::swap(news, m_news);
+    m_isTold = false;
+    return news;
+}
+
+void DocumentWork::wantPages(const std::vector<quint64> &numbers)
+{
+    {
+        const std::lock_guard lock(m_mutex);
+        m_wanted.assign(numbers.rbegin(), numbers.rend());
+    }
+    m_wake.notify_all();
+}
+
+/// Changes the news and says so, unless nobody listens any more.
+template <typename Change> void DocumentWork::tell(Change change)
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_isAbandoned)
+        return;
+    change(m_news);
+    if (!m_isTold) {
+        QCoreApplication::postEvent(m_receiver, new QEvent(QEvent::Type(newsEvent())));
+        m_isTold = true;
+    }
+}
+
+std::unique_ptr<ByteSource> DocumentWork::open(QString *error) const
+{
+    return m_options.opener ? m_options.opener(m_path, error) : openFileSource(m_path, error);
+}
+
+void DocumentWork::walk()
+{
+    SegmentSink sink(
+        [this](std::shared_ptr<const TreeSegment> segment) {
+            tell([&segment](DocumentNews &news) { news.segments.push_back(std::move(segment)); });
+        },
+        m_options.pace);
+    ContainerRun run(m_options.limits);
+    run.shareCancelFlag(m_cancel);
+    run.setProgress(&m_walkProgress);
+    run.setOpener([this, &sink](const QString &, QString *error) -> std::unique_ptr<ByteSource> {
+        std::unique_ptr<ByteSource> source = open(error);
+        if (!source)
+            return nullptr;
+        return std::make_unique<WatchedSource>(std::move(source), &sink);
+    });
+    run.run(m_path, m_parsers, sink);
+}
+
+void DocumentWork::readStrictly()
+{
+    auto tables = std::make_shared<StrictTables>();
+    tables->plugins = m_options.plugins;
+    tables->analysis = std::make_unique<FileAnalysis>(m_options.limits, &m_cancel, &m_strictProgress);
+    tables->analysis->setOpener([this](const QString &, QString *error) { return open(error); });
+    try {
+        tables->analysis->read(m_path, m_parsers, Level::Default);
+    } catch (const std::bad_alloc &) {
+        // Without tables: what is read strictly then is nothing.
+        tables->analysis = std::make_unique<FileAnalysis>(m_options.limits, &m_cancel, &m_strictProgress);
+    }
+    tell([&tables](DocumentNews &news) { news.tables = std::move(tables); });
+}
+
+Page DocumentWork::readPage(ByteSource &source, quint64 number) const
+{
+    Page page;
+    page.number = number;
+    const qint64 begin = qint64(number) * PageCache::pageSize;
+    const qint64 wanted = std::clamp<qint64>(source.size() - begin, 0, PageCache::pageSize);
+    page.bytes.resize(int(wanted));
+    qint64 came = 0;
+    while (came < wanted) {
+        const qint64 more = source.readAt(begin + came, page.bytes.data() + came, wanted - came);
+        if (more <= 0) {
+            page.error = more < 0 ? source.errorText() : tr("the file has become shorter");
+            break;
+        }
+        came += more;
+    }
+    page.bytes.resize(int(came));
+    return page;
+}
+
+QString DocumentWork::changeSince(const FileStamp &stamp) const
+{
+    if (!stamp.exists)
+        return {};
+    const FileStamp now = FileStamp::of(m_path);
+    if (!now.exists)
+        return tr("The file has been deleted.");
+    if (now.status.st_ino != stamp.status.st_ino || now.status.st_dev != stamp.status.st_dev)
+        return tr("Another file stands in the place of this one.");
+    if (now.status.st_size < stamp.status.st_size)
+        return tr("The file has become shorter since it was opened.");
+    if (now.status.st_size > stamp.status.st_size)
+        return tr("The file has become longer since it was opened.");
+    if (now.status.st_mtim.tv_sec != stamp.status.st_mtim.tv_sec
+        || now.status.st_mtim.tv_nsec != stamp.status.st_mtim.tv_nsec)
+        return tr("The file has been written to since it was opened.");
+    return {};
+}
+
+void DocumentWork::readPages()
+{
+    QString error;
+    const std::unique_ptr<ByteSource> source = open(&error);
+    tell([&](DocumentNews &news) {
+        news.isOpened = true;
+        news.size = source ? source->size() : -1;
+        news.openError = error;
+    });
+    if (!source)
+        return;
+    // What an opener of somebody else's opens has no name on the disk.
+    const FileStamp stamp = m_options.opener ? FileStamp() : FileStamp::of(m_path);
+    QString change;
+    std::unique_lock lock(m_mutex);
+    while (!m_isAbandoned) {
+        if (m_wanted.empty()) {
+            m_wake.wait_for(lock, timeBetweenLooks);
+            if (!m_wanted.empty() || m_isAbandoned)
+                continue;
+            lock.unlock();
+            const QString changeNow = changeSince(stamp);
+            if (changeNow != change) {
+                change = changeNow;
+                tell([&change](DocumentNews &news) {
+                    news.isChanged = true;
+                    news.change = change;
+                });
+            }
+            lock.lock();
+            continue;
+        }
+        const quint64 number = m_wanted.back();
+        m_wanted.pop_back();
+        lock.unlock();
+        Page page = readPage(*source, number);
+        tell([&page](DocumentNews &news) { news.pages.push_back(std::move(page)); });
+        lock.lock();
+    }
+    lock.unlock();
+}
+
+} // namespace quenlofar

@@ -1,0 +1,286 @@
+#include "growingtree.h"
+
+#include <algorithm>
+
+namespace quenlofar {
+
+GrowingTree::GrowingTree()
+{
+    m_open.push_back(root());
+    m_splits[root()];
+}
+
+std::vector<std::shared_ptr<const TreeSegment>> GrowingTree::takeSegments()
+{
+    std::vector<std::shared_ptr<const TreeSegment>> segments;
+    segments.reserve(m_segments.size());
+    for (Held &held : m_segments)
+        segments.push_back(std::move(held.segment));
+    *this = GrowingTree();
+    return segments;
+}
+
+void GrowingTree::addPart(Split *split, quint32 segment, ElementTree::Item node, quint32 skipped)
+{
+    const quint32 children = m_segments[segment].segment->tree.childCount(node) - skipped;
+    if (children == 0)
+        return;
+    split->parts.push_back({segment, node, split->childCount, skipped});
+    split->childCount += children;
+}
+
+void GrowingTree::append(std::shared_ptr<const TreeSegment> segment)
+{
+    const quint32 number = quint32(m_segments.size());
+    const ElementTree &tree = segment->tree;
+    m_itemCount += segment->items;
+    m_end = std::max(m_end, segment->reach);
+    m_isComplete = segment->isLast;
+
+    // The nodes that the segment goes on with, and what it adds to them.
+    m_segments.push_back({std::move(segment), {tree.root()}, m_open});
+    Held &held = m_segments.back();
+    for (quint32 level = 0; level < held.segment->openAtBegin; ++level)
+        held.chain.push_back(tree.child(held.chain.back(), 0));
+    for (size_t level = 0; level < held.chain.size(); ++level) {
+        Split &split = m_splits[m_open[level]];
+        addPart(&split, number, held.chain[level], level + 1 < held.chain.size() ? 1 : 0);
+        if (level > 0)
+            split.size = tree.size(held.chain[level]);
+    }
+    // The nodes that are open behind it: each the last child of the one around it.
+    const quint32 openAtEnd = held.segment->openAtEnd;
+    m_open.assign(1, root());
+    ElementTree::Item node = tree.root();
+    for (quint32 level = 1; level <= openAtEnd; ++level) {
+        node = tree.child(node, tree.childCount(node) - 1);
+        if (level < held.chain.size() && held.chain[level] == node) {
+            m_open.push_back(held.originals[level]);
+            continue;
+        }
+        const TreeItem item = handle(number, node);
+        Split &split = m_splits[item];
+        addPart(&split, number, node, 0);
+        split.size = tree.size(node);
+        m_open.push_back(item);
+    }
+    if (m_isComplete)
+        m_open.clear();
+}
+
+const DocumentStart &GrowingTree::document() const
+{
+    return m_segments.front().segment->tree.document();
+}
+
+const RunResult &GrowingTree::result() const
+{
+    return m_segments.back().segment->tree.result();
+}
+
+/// The item that `item` is, or goes on with.
+TreeItem GrowingTree::original(quint32 segment, ElementTree::Item item) const
+{
+    const Held &held = m_segments[segment];
+    const auto found = std::find(held.chain.begin(), held.chain.end(), item);
+    return found == held.chain.end() ? handle(segment, item) : held.originals[size_t(found - held.chain.begin())];
+}
+
+const GrowingTree::Split *GrowingTree::splitOf(TreeItem item) const
+{
+    const auto found = m_splits.find(item);
+    return found == m_splits.end() ? nullptr : &found->second;
+}
+
+TreeItem GrowingTree::parent(TreeItem item) const
+{
+    return item == root() ? root() : original(segmentOf(item), treeOf(item).parent(inSegment(item)));
+}
+
+quint32 GrowingTree::row(TreeItem item) const
+{
+    if (item == root())
+        return 0;
+    const quint32 rowInSegment = treeOf(item).row(inSegment(item));
+    const Split *const split = splitOf(parent(item));
+    if (!split)
+        return rowInSegment;
+    const auto part = std::lower_bound(split->parts.begin(), split->parts.end(), segmentOf(item),
+                                       [](const Part &each, quint32 segment) { return each.segment < segment; });
+    return part->firstRow + rowInSegment - part->skipped;
+}
+
+quint32 GrowingTree::childCount(TreeItem item) const
+{
+    if (const Split *const split = splitOf(item))
+        return split->childCount;
+    return treeOf(item).childCount(inSegment(item));
+}
+
+TreeItem GrowingTree::child(TreeItem item, quint32 row) const
+{
+    const Split *const split = splitOf(item);
+    if (!split)
+        return handle(segmentOf(item), treeOf(item).child(inSegment(item), row));
+    const auto behind = std::upper_bound(split->parts.begin(), split->parts.end(), row,
+                                         [](quint32 wanted, const Part &each) { return wanted < each.firstRow; });
+    const Part &part = *(behind - 1);
+    const ElementTree &tree = m_segments[part.segment].segment->tree;
+    return handle(part.segment, tree.child(part.node, row - part.firstRow + part.skipped));
+}
+
+int GrowingTree::depth(TreeItem item) const
+{
+    int depth = 0;
+    for (; item != root(); item = parent(item))
+        ++depth;
+    return depth;
+}
+
+/// It covers the byte, and so does every node around it but the root.
+bool GrowingTree::isCovered(TreeItem item, quint64 byte) const
+{
+    for (; item != root(); item = parent(item)) {
+        if (!covers(item, byte))
+            return false;
+    }
+    return true;
+}
+
+TreeItem GrowingTree::itemAt(quint64 offset) const
+{
+    TreeItem deepest = root();
+    int depthOfDeepest = 0;
+    const auto consider = [&](TreeItem item) {
+        const int itemDepth = depth(item);
+        if (itemDepth > depthOfDeepest && isCovered(item, offset)) {
+            deepest = item;
+            depthOfDeepest = itemDepth;
+        }
+    };
+    for (const auto &[item, split] : m_splits)
+        consider(item);
+    for (quint32 number = 0; number < m_segments.size(); ++number) {
+        const TreeSegment &segment = *m_segments[number].segment;
+        if (offset >= segment.begin && offset < segment.end)
+            consider(original(number, segment.tree.itemAt(offset)));
+    }
+    return deepest;
+}
+
+bool GrowingTree::isNode(TreeItem item) const
+{
+    return item == root() || treeOf(item).isNode(inSegment(item));
+}
+
+bool GrowingTree::isUnparsedData(TreeItem item) const
+{
+    return item != root() && treeOf(item).isUnparsedData(inSegment(item));
+}
+
+quint64 GrowingTree::offset(TreeItem item) const
+{
+    return item == root() ? 0 : treeOf(item).offset(inSegment(item));
+}
+
+quint64 GrowingTree::size(TreeItem item) const
+{
+    if (item == root())
+        return hasBegun() ? quint64(std::max<qint64>(document().fileSize, 0)) : 0;
+    const Split *const split = splitOf(item);
+    const quint64 size = split ? split->size : treeOf(item).size(inSegment(item));
+    if (size != sizeFromEnd)
+        return size;
+    const quint64 begin = offset(item);
+    return m_end > begin ? m_end - begin : 0;
+}
+
+bool GrowingTree::covers(TreeItem item, quint64 byte) const
+{
+    const quint64 begin = offset(item);
+    return byte >= begin && byte - begin < size(item);
+}
+
+QString GrowingTree::name(TreeItem item) const
+{
+    return item == root() ? QString() : treeOf(item).name(inSegment(item));
+}
+
+QString GrowingTree::value(TreeItem item) const
+{
+    return item == root() ? QString() : treeOf(item).value(inSegment(item));
+}
+
+QString GrowingTree::meaning(TreeItem item) const
+{
+    return item == root() ? QString() : treeOf(item).meaning(inSegment(item));
+}
+
+QString GrowingTree::description(TreeItem item) const
+{
+    return item == root() ? QString() : treeOf(item).description(inSegment(item));
+}
+
+/// Calls `visit(child, name)` for the children of `node` in rows below `end`, until it returns false.
+template <typename Visit> void GrowingTree::visitChildren(TreeItem node, quint32 end, Visit visit) const
+{
+    const auto visitPart = [&](const Part &part, quint32 partEnd) {
+        const ElementTree &tree = m_segments[part.segment].segment->tree;
+        ElementTree::FieldReader reader(tree);
+        for (quint32 row = part.firstRow; row < partEnd; ++row) {
+            const ElementTree::Item item = tree.child(part.node, row - part.firstRow + part.skipped);
+            if (!visit(handle(part.segment, item), pathName(reader.name(item))))
+                return false;
+        }
+        return true;
+    };
+    const Split *const split = splitOf(node);
+    if (!split) {
+        visitPart({segmentOf(node), inSegment(node), 0, 0}, end);
+        return;
+    }
+    for (size_t i = 0; i < split->parts.size() && split->parts[i].firstRow < end; ++i) {
+        const bool isLast = i + 1 == split->parts.size();
+        const quint32 partEnd = isLast ? split->childCount : split->parts[i + 1].firstRow;
+        if (!visitPart(split->parts[i], std::min(end, partEnd)))
+            return;
+    }
+}
+
+QString GrowingTree::path(TreeItem item) const
+{
+    ElementPath path;
+    for (; item != root(); item = parent(item)) {
+        PathComponent component;
+        component.name = pathName(name(item)).toString();
+        visitChildren(parent(item), row(item), [&component](TreeItem, QStringView other) {
+            component.number += other == QStringView(component.name) ? 1U : 0U;
+            return true;
+        });
+        path.prepend(component);
+    }
+    return elementPathText(path);
+}
+
+TreeItem GrowingTree::find(const ElementPath &path) const
+{
+    TreeItem node = root();
+    for (const PathComponent &component : path) {
+        if (node != root() && !isNode(node))
+            return root();
+        quint64 number = component.number;
+        TreeItem found = root();
+        visitChildren(node, childCount(node), [&](TreeItem child, QStringView name) {
+            if (name != QStringView(component.name) || number-- > 0)
+                return true;
+            found = child;
+            return false;
+        });
+        if (found == root())
+            return root();
+        node = found;
+    }
+    return node;
+}
+
+} // namespace quenlofar

@@ -1,0 +1,112 @@
+#include "windowcommands.h"
+#include "documentwork.h"
+#include "filepath.h"
+#include "hexaccessible.h"
+#include "mainwindow.h"
+#include "pluginloader.h"
+#include "pluginplaces.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+
+using namespace quenlofar;
+
+namespace {
+
+DocumentOptions optionsOf(const QStringList &pluginDirectories)
+{
+    auto plugins = std::make_shared<PluginLoader>();
+    const QStringList places = pluginPlaces(pluginDirectories);
+    for (const QString &place : places)
+        plugins->addDirectory(place);
+    const QStringList warnings = plugins->warnings();
+    for (const QString &warning : warnings)
+        std::fprintf(stderr, "quenlofar-viewer: warning: %s\n", pathForDisplay(warning).constData());
+    DocumentOptions options;
+    options.plugins = plugins;
+    return options;
+}
+
+/// Ends the process. A thread may hang in a read for ever; nobody waits for it longer than people notice.
+[[noreturn]] void end(int status)
+{
+    constexpr std::chrono::milliseconds longest{50};
+    constexpr std::chrono::milliseconds step{1};
+    for (auto waited = step; DocumentWork::runningThreads() > 0 && waited < longest; waited += step)
+        std::this_thread::sleep_for(step);
+    if (DocumentWork::runningThreads() == 0)
+        std::exit(status); // NOLINT(concurrency-mt-unsafe): no other thread is left
+    std::fflush(nullptr);
+    std::_Exit(status);
+}
+
+int run(QApplication &application)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QCoreApplication::translate("main", "Shows the structure and the bytes of media files, linked."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption dump(QStringLiteral("dump-state"),
+                                  QCoreApplication::translate("main", "Print what is shown as JSON, then end."));
+    const QCommandLineOption shot(QStringLiteral("screenshot"),
+                                  QCoreApplication::translate("main", "Save a picture of the window, then end."),
+                                  QStringLiteral("OUT.png"));
+    const QCommandLineOption action(
+        QStringLiteral("do"),
+        QCoreApplication::translate("main", "Do an action once all work is done; several times, in order. Then end."),
+        QStringLiteral("ACTION[=VALUE]"));
+    const QCommandLineOption places(QStringLiteral("plugin-dir"),
+                                    QCoreApplication::translate("main", "Look for parser plug-ins here first."),
+                                    QStringLiteral("DIR"));
+    parser.addOptions({dump, shot, action, places});
+    parser.addPositionalArgument(QStringLiteral("FILE[@OFFSET]"),
+                                 QCoreApplication::translate("main", "Files to open, and where to go in them."),
+                                 QStringLiteral("[FILE[@OFFSET]...]"));
+    parser.process(application);
+
+    WindowCommands commands;
+    commands.dumpsState = parser.isSet(dump);
+    commands.screenshot = parser.value(shot);
+    const QStringList actions = parser.values(action);
+    for (const QString &each : actions)
+        commands.actions.push_back(WindowCommands::Action::parse(each));
+
+    HexAccessible::install();
+    MainWindow window(optionsOf(parser.values(places)));
+    window.show();
+    const QStringList arguments = parser.positionalArguments();
+    for (const QString &argument : arguments) {
+        const FileArgument file = FileArgument::parse(argument);
+        window.open(file.file);
+        QString error;
+        if (!file.place.isEmpty() && !window.perform(QStringLiteral("goto"), file.place, &error)) {
+            std::fprintf(stderr, "quenlofar-viewer: %s\n", error.toUtf8().constData());
+            return 1;
+        }
+    }
+    CommandRunner runner(window, commands);
+    if (commands.areAny())
+        runner.start();
+    return QApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    int status = 0;
+    {
+        QApplication application(argc, argv);
+        QCoreApplication::setApplicationName(QStringLiteral("quenlofar-viewer"));
+        QCoreApplication::setApplicationVersion(QStringLiteral(QUENLOFAR_VERSION));
+        status = run(application);
+    }
+    end(status);
+}

@@ -1,0 +1,78 @@
+#include "structureview.h"
+
+#include <QHeaderView>
+#include <QScrollBar>
+
+namespace quenlofar {
+
+StructureView::StructureView(Document &document, QWidget *parent)
+    : QTreeView(parent), m_document(document), m_model(document.tree())
+{
+    setObjectName(QStringLiteral("structureView"));
+    setAccessibleName(tr("Structure"));
+    verticalScrollBar()->setAccessibleName(tr("Rows of the structure"));
+    horizontalScrollBar()->setAccessibleName(tr("Columns of the structure"));
+    setUniformRowHeights(true); // otherwise each row is asked for its height
+    setAlternatingRowColors(true);
+    setModel(&m_model);
+    header()->setAccessibleName(tr("Columns of the structure"));
+    const int character = fontMetrics().averageCharWidth();
+    constexpr int charactersOfColumns[] = {30, 16, 24, 14};
+    for (int column = 0; column < int(std::size(charactersOfColumns)); ++column)
+        setColumnWidth(column, character * charactersOfColumns[column]);
+    connect(&m_document, &Document::treeGrew, this, [this] {
+        const bool wasEmpty = m_model.rowCount() == 0;
+        m_model.grow();
+        // The outermost level alone says little: most files have one element there.
+        if (wasEmpty && m_model.rowCount() > 0)
+            expand(m_model.index(0, 0));
+        if (wasEmpty)
+            followPlace();
+    });
+    connect(&m_document, &Document::placeChanged, this, &StructureView::followPlace);
+    connect(&m_document, &Document::placeResolved, this, &StructureView::followPlace);
+}
+
+TreeItem StructureView::currentItem() const
+{
+    const QModelIndex current = currentIndex();
+    return m_model.isGroup(current) ? GrowingTree::root() : m_model.itemOf(current);
+}
+
+std::vector<QModelIndex> StructureView::rowsInSight() const
+{
+    std::vector<QModelIndex> rows;
+    for (QModelIndex index = indexAt(QPoint(0, 0)); index.isValid(); index = indexBelow(index)) {
+        if (visualRect(index).top() >= viewport()->height())
+            break;
+        rows.push_back(index);
+    }
+    return rows;
+}
+
+void StructureView::currentChanged(const QModelIndex &current, const QModelIndex &previous)
+{
+    QTreeView::currentChanged(current, previous);
+    if (m_isFollowing || !current.isValid() || m_model.isGroup(current))
+        return;
+    m_isSetting = true;
+    m_document.setItem(m_model.itemOf(current), Move::Jump);
+    m_isSetting = false;
+}
+
+void StructureView::followPlace()
+{
+    if (m_isSetting)
+        return;
+    const QModelIndex index = m_model.indexOf(m_document.place().item);
+    m_isFollowing = true;
+    if (index.isValid()) {
+        setCurrentIndex(index);
+        scrollTo(index);
+    } else {
+        selectionModel()->clear();
+    }
+    m_isFollowing = false;
+}
+
+} // namespace quenlofar

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "document.h"
+#include "elementmodel.h"
+
+#include <QTreeView>
+
+namespace quenlofar {
+
+/// The elements and fields of a document as a tree. The current row is the item of the current place.
+class StructureView : public QTreeView
+{
+    Q_OBJECT
+
+public:
+    /// Shows `document`, which outlives the view.
+    explicit StructureView(Document &document, QWidget *parent = nullptr);
+
+    ElementModel &elements() { return m_model; } ///< what is shown
+    /// The item of the current row; the root where there is none or it is a group.
+    TreeItem currentItem() const;
+    /// The rows that are in sight, from the top.
+    std::vector<QModelIndex> rowsInSight() const;
+
+protected:
+    void currentChanged(const QModelIndex &current, const QModelIndex &previous) override;
+
+private:
+    void followPlace();
+
+    Document &m_document;
+    ElementModel m_model;
+    bool m_isFollowing = false; // the current row is being set from here
+    bool m_isSetting = false; // the place is being set from here
+};
+
+} // namespace quenlofar

@@ -1,0 +1,177 @@
+#include "filepage.h"
+
+#include "displaytext.h"
+#include "filepath.h"
+#include "statuscodes.h"
+
+#include <QJsonArray>
+#include <QLabel>
+#include <QSplitter>
+#include <QVBoxLayout>
+
+namespace quenlofar {
+
+namespace {
+
+/// As a number where a reader of JSON can be expected to keep all its digits, otherwise as a text.
+QJsonValue jsonNumber(quint64 number)
+{
+    constexpr quint64 exact = quint64(1) << 53;
+    return number <= exact ? QJsonValue(double(number)) : QJsonValue(QString::number(number));
+}
+
+QJsonObject jsonRange(const ByteRange &range)
+{
+    return {{QStringLiteral("offset"), jsonNumber(range.offset)}, {QStringLiteral("size"), jsonNumber(range.size)}};
+}
+
+QString limitText(const RunResult &result)
+{
+    switch (result.limit) {
+    case RunLimit::None:
+        return {};
+    case RunLimit::Items:
+        return FilePage::tr("Reading ended at %1 elements and fields; what comes behind is not shown.")
+            .arg(result.limitValue);
+    case RunLimit::Depth:
+        return FilePage::tr("Reading ended at %1 elements one inside the other.").arg(result.limitValue);
+    case RunLimit::Work:
+        return FilePage::tr("Reading ended after %1 bytes were read.").arg(result.limitValue);
+    case RunLimit::Time:
+        return FilePage::tr("Reading ended after %1 seconds.").arg(result.limitValue);
+    case RunLimit::Structure:
+        return FilePage::tr("The file has more parts than are kept.");
+    }
+    return {};
+}
+
+} // namespace
+
+FilePage::FilePage(const QString &path, const DocumentOptions &options, QWidget *parent)
+    : QWidget(parent), m_document(path, options), m_structureView(m_document), m_hexView(m_document),
+      m_bar(new QLabel(this))
+{
+    auto *const splitter = new QSplitter(Qt::Horizontal, this);
+    splitter->addWidget(&m_structureView);
+    splitter->addWidget(&m_hexView);
+    splitter->setStretchFactor(0, 1);
+    splitter->setChildrenCollapsible(false);
+    auto *const layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_bar);
+    layout->addWidget(splitter, 1);
+    m_bar->setObjectName(QStringLiteral("messages"));
+    m_bar->setAccessibleName(tr("Messages"));
+    m_bar->setTextFormat(Qt::PlainText);
+    m_bar->setWordWrap(true);
+    m_bar->setFrameShape(QFrame::StyledPanel);
+    m_bar->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    m_bar->setContentsMargins(4, 4, 4, 4);
+    connect(&m_document, &Document::opened, this, &FilePage::showMessages);
+    connect(&m_document, &Document::treeGrew, this, &FilePage::showMessages);
+    connect(&m_document, &Document::changed, this, &FilePage::showMessages);
+    connect(&m_document, &Document::tablesCame, this, &FilePage::statusChanged);
+    connect(&m_document, &Document::placeChanged, this, &FilePage::statusChanged);
+    connect(&m_document, &Document::placeResolved, this, &FilePage::statusChanged);
+    connect(&m_hexView, &HexView::cursorMoved, this, &FilePage::statusChanged);
+    setFocusProxy(&m_structureView);
+    showMessages();
+}
+
+QString FilePage::title() const
+{
+    const QString shown = QString::fromUtf8(pathForDisplay(m_document.path()));
+    return displayText(shown.mid(shown.lastIndexOf(QLatin1Char('/')) + 1));
+}
+
+QStringList FilePage::messages() const
+{
+    QStringList messages;
+    if (m_document.isOpened() && !m_document.openError().isNull())
+        messages.append(tr("The file cannot be opened: %1.").arg(m_document.openError()));
+    if (!m_document.change().isNull())
+        messages.append(m_document.change());
+    if (!m_document.readError().isNull())
+        messages.append(tr("Bytes cannot be read: %1.").arg(m_document.readError()));
+    const GrowingTree &tree = m_document.tree();
+    if (!tree.isComplete() || !m_document.openError().isNull())
+        return messages;
+    if (tree.document().container.isNull())
+        messages.append(tr("No plug-in knows the format of this file: only its bytes are shown."));
+    const RunResult &result = tree.result();
+    if (result.error.kind != FileError::None)
+        messages.append(
+            result.error.offset < 0
+                ? tr("Reading the structure failed: %1.").arg(result.error.message)
+                : tr("Reading the structure failed at %1: %2.").arg(result.error.offset).arg(result.error.message));
+    if (result.limit != RunLimit::None)
+        messages.append(limitText(result));
+    if (result.cancelled)
+        messages.append(tr("Reading was stopped; what comes behind is not shown."));
+    if (!result.sinkError.isNull())
+        messages.append(tr("Reading ended: %1.").arg(result.sinkError));
+    return messages;
+}
+
+void FilePage::showMessages()
+{
+    const QString text = messages().join(QLatin1Char('\n'));
+    m_bar->setText(text);
+    m_bar->setVisible(!text.isEmpty());
+    Q_EMIT statusChanged();
+}
+
+QString FilePage::statusText() const
+{
+    QStringList parts;
+    if (!m_document.isRead() && m_document.isOpened())
+        parts.append(tr("reading, %1 %").arg(m_document.progress()));
+    parts.append(m_hexView.cursorText());
+    const ByteRange selection = m_hexView.selection();
+    if (selection.size > 1)
+        parts.append(tr("%1 bytes selected").arg(selection.size));
+    return parts.join(QStringLiteral("   "));
+}
+
+QJsonObject FilePage::state() const
+{
+    const GrowingTree &tree = m_document.tree();
+    QJsonObject place = jsonRange(m_document.place().range);
+    place[QStringLiteral("path")] = tree.path(m_document.place().item);
+
+    QJsonArray hexRows;
+    for (int i = 0; i < m_hexView.rowsInView() && m_document.size() > 0; ++i) {
+        const quint64 number = m_hexView.topRow() + quint64(i);
+        const HexRow row = m_hexView.row(number);
+        hexRows.append(QJsonObject{{QStringLiteral("offset"), jsonNumber(row.offset)},
+                                   {QStringLiteral("hex"), row.hex.trimmed()},
+                                   {QStringLiteral("text"), row.text},
+                                   {QStringLiteral("elements"), m_hexView.elementsOfRow(number)}});
+    }
+    const QJsonObject bytes{{QStringLiteral("columns"), m_hexView.layoutOfBytes().columns},
+                            {QStringLiteral("topRow"), jsonNumber(m_hexView.topRow())},
+                            {QStringLiteral("cursor"), jsonNumber(m_hexView.cursor())},
+                            {QStringLiteral("selection"), jsonRange(m_hexView.selection())},
+                            {QStringLiteral("rows"), hexRows}};
+
+    QJsonArray treeRows;
+    for (const QModelIndex &index : m_structureView.rowsInSight()) {
+        QJsonArray texts;
+        for (int column = 0; column < ElementModel::ColumnCount; ++column)
+            texts.append(index.sibling(index.row(), column).data().toString());
+        treeRows.append(texts);
+    }
+    const QJsonObject structure{{QStringLiteral("current"), tree.path(m_structureView.currentItem())},
+                                {QStringLiteral("items"), jsonNumber(tree.itemCount())},
+                                {QStringLiteral("complete"), tree.isComplete()},
+                                {QStringLiteral("rows"), treeRows}};
+    return {{QStringLiteral("file"), QString::fromUtf8(pathForDisplay(m_document.path()))},
+            {QStringLiteral("size"), jsonNumber(m_document.size())},
+            {QStringLiteral("container"), tree.hasBegun() ? tree.document().container : QString()},
+            {QStringLiteral("messages"), QJsonArray::fromStringList(messages())},
+            {QStringLiteral("place"), place},
+            {QStringLiteral("structure"), structure},
+            {QStringLiteral("bytes"), bytes}};
+}
+
+} // namespace quenlofar

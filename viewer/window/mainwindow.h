@@ -1,0 +1,85 @@
+#pragma once
+
+#include "filepage.h"
+
+#include <QJsonObject>
+#include <QMainWindow>
+#include <QPointer>
+
+class QLabel;
+class QLineEdit;
+class QTabWidget;
+
+namespace quenlofar {
+
+/// The window: open files in tabs, what can be done as actions, the way that was gone through places of all files.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    /// Files are opened with `options`.
+    explicit MainWindow(const DocumentOptions &options);
+    ~MainWindow() override;
+
+    /// Opens `path` in a new tab and shows it.
+    FilePage *open(const QString &path);
+    FilePage *currentPage() const; ///< null where no file is open
+    bool isIdle() const; ///< no file is being read
+    /// Does what the action `name` does, as `--do` names it; `value` is what it needs to know, or empty. False where
+    /// that cannot be done, and `*error` says why.
+    bool perform(const QString &name, const QString &value, QString *error);
+    QJsonObject state() const; ///< what is shown, see docs/viewer.md
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+    void dragEnterEvent(QDragEnterEvent *event) override;
+    void dropEvent(QDropEvent *event) override;
+
+private:
+    /// Where somebody was, in which file.
+    struct Visit
+    {
+        QPointer<FilePage> page;
+        Place place;
+        bool operator!=(const Visit &other) const { return page != other.page || place != other.place; }
+    };
+
+    void makeMenus();
+    QAction *addAction(QMenu *menu, const char *name, const QString &text, const QKeySequence &key,
+                       void (MainWindow::*slot)());
+    void openByDialog();
+    void closeCurrent();
+    void closePage(int tab);
+    void goToTyped();
+    void focusGoTo();
+    void goBack();
+    void goForward();
+    void showVisit(const Visit &visit);
+    void nextView();
+    void previousView();
+    void turnFocus(int step);
+    void stopReading();
+    void toggleOffsets();
+    void toggleText();
+    void moreColumns();
+    void fewerColumns();
+    void setStyleOfPages(const HexStyle &style);
+    void placeChanged(FilePage *page, Move move);
+    void showStatus();
+    void updateActions();
+
+    const DocumentOptions m_options;
+    QTabWidget *m_tabs;
+    QLineEdit *m_goTo;
+    QLabel *m_status;
+    QAction *m_back = nullptr;
+    QAction *m_forward = nullptr;
+    QAction *m_close = nullptr;
+    QAction *m_stop = nullptr;
+    PlaceHistory<Visit> m_history;
+    HexStyle m_style;
+    bool m_isTravelling = false; // the place is being set from the history
+};
+
+} // namespace quenlofar
