@@ -6,7 +6,8 @@ function(quenlofar_precompile target)
         <QByteArray> <QString> <QStringList> <QVector> <algorithm> <functional> <limits> <memory> <optional> <vector>)
 endfunction()
 
-# quenlofar_precompile_test(TARGET): for a test program; all of a directory read one file of compiled headers.
+# quenlofar_precompile_test(TARGET): for a test program; all of a directory read one file of compiled headers. Where its
+# programs use more of Qt than Core and Test, test_modules names those modules.
 function(quenlofar_precompile_test target)
     # By directory, because Qt tells each test where its sources stand.
     file(RELATIVE_PATH model ${CMAKE_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
@@ -17,7 +18,7 @@ function(quenlofar_precompile_test target)
         add_executable(${model} ${CMAKE_BINARY_DIR}/testprecompiled.cpp)
         set_target_properties(${model} PROPERTIES
             EXCLUDE_FROM_ALL ON RUNTIME_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
-        target_link_libraries(${model} PRIVATE ${QT}::Test project_warnings test_options)
+        target_link_libraries(${model} PRIVATE ${QT}::Test ${test_modules} project_warnings test_options)
         target_precompile_headers(${model} PRIVATE
             <QBuffer> <QByteArray> <QString> <QStringList> <QTest> <QVector> <algorithm> <functional> <limits> <memory>
             <optional> <vector>)

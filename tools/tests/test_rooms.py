@@ -70,14 +70,14 @@ class Rooms(unittest.TestCase):
     def test_the_viewer_knows_no_container(self):
         written = b"".join(path.read_bytes() for path in (ROOT / "container-avi/parser").glob("*.cpp"))
         ids = {found.decode() for found in re.findall(rb'"([A-Za-z0-9 ]{4})"', written)}
-        self.assertLess({"RIFF", "movi", "idx1"}, ids)
-        # Words are no ids, unless they are all that is in quotes.
-        told = {"movi", "hdrl", "strl", "avih", "strh", "strf", "vprp"} | {i for i in ids if re.search("[A-Z0-9]", i)}
+        self.assertLess({"RIFF", "avih", "idx1"}, ids)
+        # Of those in small letters some are words.
+        told = {"movi", "hdrl", "strl", "avih", "strh", "strf", "idx1", "indx"}
+        told |= {i for i in ids if re.search("[A-Z0-9].*[A-Z0-9]", i)}
         for path in (ROOT / "viewer").rglob("*"):
             if path.suffix not in (".h", ".cpp") or "tests" in path.relative_to(ROOT).parts:
                 continue
-            text = path.read_text()
-            found = told & set(re.findall(r"\w+", text)) | ids & set(re.findall('"([^"]{4})"', text))
+            found = told & set(re.findall(r"\w+", path.read_text()))
             self.assertEqual(found, set(), path.relative_to(ROOT))
 
 

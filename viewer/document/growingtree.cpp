@@ -147,13 +147,29 @@ bool GrowingTree::isCovered(TreeItem item, quint64 byte) const
     return true;
 }
 
+/// Of two items of one depth: whether the first one stands before the other in the document.
+bool GrowingTree::isBefore(TreeItem one, TreeItem other) const
+{
+    while (one != other) {
+        const TreeItem parentOfOne = parent(one);
+        const TreeItem parentOfOther = parent(other);
+        if (parentOfOne == parentOfOther)
+            return row(one) < row(other);
+        one = parentOfOne;
+        other = parentOfOther;
+    }
+    return false;
+}
+
 TreeItem GrowingTree::itemAt(quint64 offset) const
 {
     TreeItem deepest = root();
     int depthOfDeepest = 0;
     const auto consider = [&](TreeItem item) {
         const int itemDepth = depth(item);
-        if (itemDepth > depthOfDeepest && isCovered(item, offset)) {
+        const bool isBetter =
+            itemDepth > depthOfDeepest || (itemDepth > 0 && itemDepth == depthOfDeepest && isBefore(item, deepest));
+        if (isBetter && isCovered(item, offset)) {
             deepest = item;
             depthOfDeepest = itemDepth;
         }

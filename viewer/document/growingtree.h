@@ -106,6 +106,7 @@ private:
     void addPart(Split *split, quint32 segment, ElementTree::Item node, quint32 skipped);
     const Split *splitOf(TreeItem item) const;
     bool isCovered(TreeItem item, quint64 byte) const;
+    bool isBefore(TreeItem one, TreeItem other) const;
     template <typename Visit> void visitChildren(TreeItem node, quint32 end, Visit visit) const;
 
     std::vector<Held> m_segments;

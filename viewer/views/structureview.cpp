@@ -60,6 +60,14 @@ void StructureView::currentChanged(const QModelIndex &current, const QModelIndex
     m_isSetting = false;
 }
 
+void StructureView::focusInEvent(QFocusEvent *event)
+{
+    // Qt makes the first row the current one where there is none: nobody has gone there.
+    m_isFollowing = true;
+    QTreeView::focusInEvent(event);
+    m_isFollowing = false;
+}
+
 void StructureView::followPlace()
 {
     if (m_isSetting)

@@ -23,6 +23,7 @@ public:
     std::vector<QModelIndex> rowsInSight() const;
 
 protected:
+    void focusInEvent(QFocusEvent *event) override;
     void currentChanged(const QModelIndex &current, const QModelIndex &previous) override;
 
 private:

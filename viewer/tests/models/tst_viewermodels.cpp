@@ -1,0 +1,223 @@
+// The model of the tree, watched by Qt's own tester while the tree grows.
+#include "elementmodel.h"
+#include "plaintree.h"
+#include "randomdocument.h"
+
+#include <QAbstractItemModelTester>
+#include <QPersistentModelIndex>
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace quenlofar;
+
+namespace {
+
+using Segments = std::vector<std::shared_ptr<const TreeSegment>>;
+
+/// The segments of what `calls` hand to a sink, with at most `items` each.
+Segments segmentsOf(const Calls &calls, quint64 items)
+{
+    Segments segments;
+    SegmentPace pace;
+    pace.firstItems = 1;
+    pace.mostItems = items;
+    SegmentSink sink([&](std::shared_ptr<const TreeSegment> segment) { segments.push_back(std::move(segment)); }, pace);
+    calls(sink);
+    return segments;
+}
+
+/// A node "many" of `count` leaves "leaf" of 2 bytes, and a leaf behind it.
+Calls manyLeaves(quint64 count)
+{
+    return [count](ElementSink &sink) {
+        sink.beginDocument({QStringLiteral("many"), QStringLiteral("TEST"), 1'000'000});
+        sink.beginElement(0, count * 2, u"many", -1);
+        for (quint64 i = 0; i < count; ++i)
+            sink.addField(leaf(i * 2, 2, u"leaf", QString::number(i)));
+        sink.endElement();
+        sink.addField(leaf(count * 2, 1, unparsedDataMarker, u""));
+        sink.endDocument({});
+    };
+}
+
+QString text(const QModelIndex &index, int column = 0)
+{
+    return index.sibling(index.row(), column).data().toString();
+}
+
+/// The first difference between what the model shows and the tree, or nothing; groups are looked through.
+QString difference(const ElementModel &model, const GrowingTree &tree)
+{
+    std::vector<QModelIndex> open = {QModelIndex()};
+    quint64 items = 0;
+    while (!open.empty()) {
+        const QModelIndex node = open.back();
+        open.pop_back();
+        std::vector<QModelIndex> children;
+        for (int row = 0; row < model.rowCount(node); ++row) {
+            const QModelIndex child = model.index(row, 0, node);
+            if (!model.isGroup(child)) {
+                children.push_back(child);
+                continue;
+            }
+            for (int inGroup = 0; inGroup < model.rowCount(child); ++inGroup)
+                children.push_back(model.index(inGroup, 0, child));
+        }
+        const TreeItem item = model.itemOf(node);
+        if (children.size() != tree.childCount(item))
+            return QStringLiteral("%1 children").arg(children.size());
+        for (quint32 row = 0; row < quint32(children.size()); ++row) {
+            if (model.itemOf(children[row]) != tree.child(item, row)
+                || model.indexOf(tree.child(item, row)) != children[row])
+                return QStringLiteral("child %1").arg(row);
+        }
+        items += children.size();
+        open.insert(open.end(), children.begin(), children.end());
+    }
+    return items == tree.itemCount() ? QString() : QStringLiteral("%1 items").arg(items);
+}
+
+} // namespace
+
+class ViewerModelsTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void randomTreesAsTheyGrow_data();
+    void randomTreesAsTheyGrow();
+    void groupsOfAThousand();
+    void nodeThatGrowsBeyondAThousand();
+    void rowsAreAnnounced();
+    void textsOfColumns();
+};
+
+void ViewerModelsTest::randomTreesAsTheyGrow_data()
+{
+    QTest::addColumn<int>("seed");
+    for (int seed = 1; seed <= 12; ++seed)
+        QTest::addRow("seed %d", seed) << seed;
+}
+
+void ViewerModelsTest::randomTreesAsTheyGrow()
+{
+    QFETCH(int, seed);
+    const Segments segments = segmentsOf(RandomDocument(unsigned(seed), 150), quint64(1 + seed * 3));
+    GrowingTree tree;
+    ElementModel model(tree);
+    const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    for (const auto &segment : segments) {
+        tree.append(segment);
+        model.grow();
+        QCOMPARE(difference(model, tree), QString());
+    }
+    QVERIFY(segments.size() > 3);
+}
+
+void ViewerModelsTest::groupsOfAThousand()
+{
+    GrowingTree tree;
+    for (const auto &segment : segmentsOf(manyLeaves(2500), 10'000))
+        tree.append(segment);
+    const ElementModel model(tree);
+    const QModelIndex many = model.index(0, 0);
+    QCOMPARE(text(many), QStringLiteral("many"));
+    QCOMPARE(model.rowCount(many), 3);
+    QCOMPARE(text(model.index(0, 0, many)), QStringLiteral("0 ... 999"));
+    QCOMPARE(text(model.index(2, 0, many)), QStringLiteral("2000 ... 2499"));
+    QCOMPARE(text(model.index(2, 0, many), ElementModel::OffsetColumn), QStringLiteral("4000"));
+    const QModelIndex group = model.index(2, 0, many);
+    QCOMPARE(model.rowCount(group), 500);
+    QCOMPARE(text(model.index(499, 0, group), ElementModel::ValueColumn), QStringLiteral("2499"));
+    QVERIFY(model.isGroup(group));
+    QCOMPARE(model.parent(model.index(499, 0, group)), group);
+    QCOMPARE(model.parent(group), many);
+    QCOMPARE(model.itemOf(group), model.itemOf(many));
+    QVERIFY(!model.index(500, 0, group).isValid());
+
+    GrowingTree smaller;
+    for (const auto &segment : segmentsOf(manyLeaves(1000), 10'000))
+        smaller.append(segment);
+    const ElementModel flat(smaller);
+    QCOMPARE(flat.rowCount(flat.index(0, 0)), 1000);
+    QCOMPARE(text(flat.index(999, 0, flat.index(0, 0)), ElementModel::ValueColumn), QStringLiteral("999"));
+}
+
+void ViewerModelsTest::nodeThatGrowsBeyondAThousand()
+{
+    const Segments segments = segmentsOf(manyLeaves(2300), 300);
+    GrowingTree tree;
+    ElementModel model(tree);
+    const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    QPersistentModelIndex leafOfSecondGroup;
+    for (const auto &segment : segments) {
+        tree.append(segment);
+        model.grow();
+        QCOMPARE(difference(model, tree), QString());
+        const QModelIndex many = model.index(0, 0);
+        if (!leafOfSecondGroup.isValid() && model.rowCount(many) == 2)
+            leafOfSecondGroup = model.index(5, 0, model.index(1, 0, many));
+    }
+    QVERIFY(segments.size() > 7);
+    QCOMPARE(model.rowCount(model.index(0, 0)), 3);
+    QVERIFY(leafOfSecondGroup.isValid());
+    QCOMPARE(text(leafOfSecondGroup, ElementModel::ValueColumn), QStringLiteral("1005"));
+}
+
+void ViewerModelsTest::rowsAreAnnounced()
+{
+    const Segments segments = segmentsOf(manyLeaves(40), 10);
+    GrowingTree tree;
+    ElementModel model(tree);
+    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+    QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+    tree.append(segments[0]);
+    QCOMPARE(model.rowCount(), 0); // not before it is announced
+    model.grow();
+    QCOMPARE(model.rowCount(), 1);
+    QCOMPARE(inserted.size(), 1);
+    for (size_t i = 1; i < segments.size(); ++i) {
+        tree.append(segments[i]);
+        model.grow();
+    }
+    QCOMPARE(model.rowCount(), 2);
+    QCOMPARE(model.rowCount(model.index(0, 0)), 40);
+    QVERIFY(inserted.size() > 4);
+    QCOMPARE(reset.size(), 0);
+}
+
+void ViewerModelsTest::textsOfColumns()
+{
+    GrowingTree tree;
+    for (const auto &segment : segmentsOf(
+             [](ElementSink &sink) {
+                 sink.beginDocument({QStringLiteral("texts"), QStringLiteral("TEST"), 1000});
+                 sink.addField(leaf(255, 16, u"na\nme", u"va\tlue", u"means", u"explains"));
+                 sink.addField(leaf(271, 4, unparsedDataMarker, u""));
+                 sink.addField(leaf(275, 4, u"long", QString(5000, QLatin1Char('x'))));
+                 sink.addField(leaf(279, 4, u"    ", u""));
+                 sink.endDocument({});
+             },
+             1000))
+        tree.append(segment);
+    ElementModel model(tree);
+    const QModelIndex first = model.index(0, 0);
+    QCOMPARE(text(first), QStringLiteral("na\\nme"));
+    QCOMPARE(text(first, ElementModel::ValueColumn), QStringLiteral("va\\tlue"));
+    QCOMPARE(text(first, ElementModel::MeaningColumn), QStringLiteral("means"));
+    QCOMPARE(text(first, ElementModel::OffsetColumn), QStringLiteral("255"));
+    QCOMPARE(text(first, ElementModel::SizeColumn), QStringLiteral("16"));
+    QCOMPARE(first.data(Qt::ToolTipRole).toString(), QStringLiteral("explains"));
+    QCOMPARE(text(model.index(1, 0)), QStringLiteral("unparsed data"));
+    QCOMPARE(text(model.index(2, 0), ElementModel::ValueColumn).size(), 1001); // and a sign that it goes on
+    QCOMPARE(text(model.index(3, 0)), QStringLiteral("\"    \""));
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+    model.setOffsetsInHex(true);
+    QCOMPARE(text(first, ElementModel::OffsetColumn), QStringLiteral("0xFF"));
+    QCOMPARE(text(first, ElementModel::SizeColumn), QStringLiteral("0x10"));
+    QCOMPARE(changed.size(), 1);
+    QCOMPARE(model.headerData(3, Qt::Horizontal).toString(), QStringLiteral("Offset"));
+}
+
+QTEST_MAIN(ViewerModelsTest)
+#include "tst_viewermodels.moc"
