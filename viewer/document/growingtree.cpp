@@ -1,6 +1,7 @@
 #include "growingtree.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace quenlofar {
 
@@ -59,7 +60,9 @@ void GrowingTree::append(std::shared_ptr<const TreeSegment> segment)
             continue;
         }
         const TreeItem item = handle(number, node);
+        m_splits[m_open.back()].splitChildren.push_back(item);
         Split &split = m_splits[item];
+        split.depth = int(level);
         addPart(&split, number, node, 0);
         split.size = tree.size(node);
         m_open.push_back(item);
@@ -81,9 +84,14 @@ const RunResult &GrowingTree::result() const
 /// The item that `item` is, or goes on with.
 TreeItem GrowingTree::original(quint32 segment, ElementTree::Item item) const
 {
+    if (item == 0)
+        return root();
+    // A tree puts the children of a node down when it ends, so handles descend from the outer nodes to the inner ones.
     const Held &held = m_segments[segment];
-    const auto found = std::find(held.chain.begin(), held.chain.end(), item);
-    return found == held.chain.end() ? handle(segment, item) : held.originals[size_t(found - held.chain.begin())];
+    const auto first = held.chain.begin() + 1;
+    const auto found = std::lower_bound(first, held.chain.end(), item, std::greater<>());
+    return found == held.chain.end() || *found != item ? handle(segment, item)
+                                                       : held.originals[size_t(found - held.chain.begin())];
 }
 
 const GrowingTree::Split *GrowingTree::splitOf(TreeItem item) const
@@ -131,20 +139,26 @@ TreeItem GrowingTree::child(TreeItem item, quint32 row) const
 
 int GrowingTree::depth(TreeItem item) const
 {
-    int depth = 0;
-    for (; item != root(); item = parent(item))
-        ++depth;
-    return depth;
+    int steps = 0;
+    const Split *split = splitOf(item);
+    for (; !split; split = splitOf(item)) {
+        item = parent(item);
+        ++steps;
+    }
+    return steps + split->depth;
 }
 
-/// It covers the byte, and so does every node around it but the root.
-bool GrowingTree::isCovered(TreeItem item, quint64 byte) const
+/// The split nodes that cover the byte, and so does every node around them but the root, which is the first of them.
+std::vector<TreeItem> GrowingTree::splitsAt(quint64 byte) const
 {
-    for (; item != root(); item = parent(item)) {
-        if (!covers(item, byte))
-            return false;
+    std::vector<TreeItem> covering = {root()};
+    for (size_t i = 0; i < covering.size(); ++i) {
+        for (const TreeItem child : splitOf(covering[i])->splitChildren) {
+            if (covers(child, byte))
+                covering.push_back(child);
+        }
     }
-    return true;
+    return covering;
 }
 
 /// Of two items of one depth: whether the first one stands before the other in the document.
@@ -165,21 +179,26 @@ TreeItem GrowingTree::itemAt(quint64 offset) const
 {
     TreeItem deepest = root();
     int depthOfDeepest = 0;
-    const auto consider = [&](TreeItem item) {
-        const int itemDepth = depth(item);
-        const bool isBetter =
-            itemDepth > depthOfDeepest || (itemDepth > 0 && itemDepth == depthOfDeepest && isBefore(item, deepest));
-        if (isBetter && isCovered(item, offset)) {
+    const auto consider = [&](TreeItem item, int itemDepth) {
+        if (itemDepth > depthOfDeepest || (itemDepth == depthOfDeepest && itemDepth > 0 && isBefore(item, deepest))) {
             deepest = item;
             depthOfDeepest = itemDepth;
         }
     };
-    for (const auto &[item, split] : m_splits)
-        consider(item);
+    const std::vector<TreeItem> splits = splitsAt(offset);
+    for (const TreeItem split : splits)
+        consider(split, splitOf(split)->depth);
     for (quint32 number = 0; number < m_segments.size(); ++number) {
         const TreeSegment &segment = *m_segments[number].segment;
-        if (offset >= segment.begin && offset < segment.end)
-            consider(original(number, segment.tree.itemAt(offset)));
+        if (offset < segment.begin || offset >= segment.end)
+            continue;
+        const TreeItem item = original(number, segment.tree.itemAt(offset));
+        TreeItem around = item;
+        int steps = 0;
+        for (; !splitOf(around); around = parent(around))
+            ++steps;
+        if (steps > 0 && std::find(splits.begin(), splits.end(), around) != splits.end())
+            consider(item, steps + splitOf(around)->depth);
     }
     return deepest;
 }

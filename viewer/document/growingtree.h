@@ -87,6 +87,8 @@ private:
     struct Split
     {
         std::vector<Part> parts; // those without children are left out
+        std::vector<TreeItem> splitChildren; // those of the children that are split too
+        int depth = 0;
         quint32 childCount = 0;
         quint64 size = 0;
     };
@@ -105,7 +107,7 @@ private:
     TreeItem original(quint32 segment, ElementTree::Item item) const;
     void addPart(Split *split, quint32 segment, ElementTree::Item node, quint32 skipped);
     const Split *splitOf(TreeItem item) const;
-    bool isCovered(TreeItem item, quint64 byte) const;
+    std::vector<TreeItem> splitsAt(quint64 byte) const;
     bool isBefore(TreeItem one, TreeItem other) const;
     template <typename Visit> void visitChildren(TreeItem node, quint32 end, Visit visit) const;
 

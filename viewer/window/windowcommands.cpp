@@ -51,11 +51,13 @@ void CommandRunner::start()
 
 void CommandRunner::step()
 {
-    // Making the state asks for the bytes that are in sight.
-    if (m_commands.dumpsState)
-        m_window.state();
-    if (!m_commands.screenshot.isEmpty())
-        m_window.grab();
+    if (m_window.isIdle()) {
+        // Making the state asks for the bytes that are in sight, and so does painting.
+        if (m_commands.dumpsState)
+            m_window.state();
+        if (!m_commands.screenshot.isEmpty())
+            m_window.grab();
+    }
     m_idleSteps = m_window.isIdle() ? m_idleSteps + 1 : 0;
     if (m_idleSteps >= idleStepsBefore) {
         m_idleSteps = 0;
