@@ -23,6 +23,15 @@
 
 namespace quenlofar {
 
+namespace {
+
+QKeySequence keys(const char *text)
+{
+    return QKeySequence::fromString(QString::fromLatin1(text));
+}
+
+} // namespace
+
 MainWindow::MainWindow(const DocumentOptions &options)
     : m_options(options), m_tabs(new QTabWidget(this)), m_goTo(new QLineEdit(this)), m_status(new QLabel(this))
 {
@@ -76,31 +85,25 @@ void MainWindow::makeMenus()
     QMenu *const file = menuBar()->addMenu(tr("&File"));
     addAction(file, "open", tr("&Open..."), QKeySequence::Open, &MainWindow::openByDialog);
     m_close = addAction(file, "close", tr("&Close"), QKeySequence::Close, &MainWindow::closeCurrent);
-    m_stop =
-        addAction(file, "stop", tr("&Stop reading"), QKeySequence(Qt::CTRL | Qt::Key_Period), &MainWindow::stopReading);
+    m_stop = addAction(file, "stop", tr("&Stop reading"), keys("Ctrl+."), &MainWindow::stopReading);
     auto *const quit = new QAction(tr("&Quit"), this);
     quit->setObjectName(QStringLiteral("quit"));
-    quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+    quit->setShortcut(keys("Ctrl+Q"));
     connect(quit, &QAction::triggered, this, &QWidget::close);
     file->addAction(quit);
 
     QMenu *const go = menuBar()->addMenu(tr("&Go"));
-    addAction(go, "goto", tr("&Go to..."), QKeySequence(Qt::CTRL | Qt::Key_G), &MainWindow::focusGoTo);
-    m_back = addAction(go, "back", tr("&Back"), QKeySequence(Qt::ALT | Qt::Key_Left), &MainWindow::goBack);
-    m_forward = addAction(go, "forward", tr("&Forward"), QKeySequence(Qt::ALT | Qt::Key_Right), &MainWindow::goForward);
+    addAction(go, "goto", tr("&Go to..."), keys("Ctrl+G"), &MainWindow::focusGoTo);
+    m_back = addAction(go, "back", tr("&Back"), keys("Alt+Left"), &MainWindow::goBack);
+    m_forward = addAction(go, "forward", tr("&Forward"), keys("Alt+Right"), &MainWindow::goForward);
     addAction(go, "next-view", tr("&Next view"), QKeySequence(Qt::Key_F6), &MainWindow::nextView);
-    addAction(go, "previous-view", tr("&Previous view"), QKeySequence(Qt::SHIFT | Qt::Key_F6),
-              &MainWindow::previousView);
+    addAction(go, "previous-view", tr("&Previous view"), keys("Shift+F6"), &MainWindow::previousView);
 
     QMenu *const view = menuBar()->addMenu(tr("&View"));
-    addAction(view, "offsets", tr("&Offsets hexadecimal or decimal"), QKeySequence(Qt::CTRL | Qt::Key_H),
-              &MainWindow::toggleOffsets);
-    addAction(view, "text", tr("&Text as Latin-1 or UTF-8"), QKeySequence(Qt::CTRL | Qt::Key_U),
-              &MainWindow::toggleText);
-    addAction(view, "more-columns", tr("&More columns of bytes"), QKeySequence(Qt::CTRL | Qt::Key_BracketRight),
-              &MainWindow::moreColumns);
-    addAction(view, "fewer-columns", tr("&Fewer columns of bytes"), QKeySequence(Qt::CTRL | Qt::Key_BracketLeft),
-              &MainWindow::fewerColumns);
+    addAction(view, "offsets", tr("&Offsets hexadecimal or decimal"), keys("Ctrl+H"), &MainWindow::toggleOffsets);
+    addAction(view, "text", tr("&Text as Latin-1 or UTF-8"), keys("Ctrl+U"), &MainWindow::toggleText);
+    addAction(view, "more-columns", tr("&More columns of bytes"), keys("Ctrl+]"), &MainWindow::moreColumns);
+    addAction(view, "fewer-columns", tr("&Fewer columns of bytes"), keys("Ctrl+["), &MainWindow::fewerColumns);
 
     QToolBar *const bar = addToolBar(tr("Go"));
     bar->setObjectName(QStringLiteral("goBar"));
