@@ -1,10 +1,10 @@
-#include "windowcommands.h"
 #include "documentwork.h"
 #include "filepath.h"
 #include "hexaccessible.h"
 #include "mainwindow.h"
 #include "pluginloader.h"
 #include "pluginplaces.h"
+#include "windowcommands.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -84,12 +84,7 @@ int run(QApplication &application)
     const QStringList arguments = parser.positionalArguments();
     for (const QString &argument : arguments) {
         const FileArgument file = FileArgument::parse(argument);
-        window.open(file.file);
-        QString error;
-        if (!file.place.isEmpty() && !window.perform(QStringLiteral("goto"), file.place, &error)) {
-            std::fprintf(stderr, "quenlofar-viewer: %s\n", error.toUtf8().constData());
-            return 1;
-        }
+        window.open(file.file, file.place);
     }
     CommandRunner runner(window, commands);
     if (commands.areAny())

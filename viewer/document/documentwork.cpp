@@ -91,7 +91,11 @@ void DocumentWork::runDetached(std::function<void()> part)
 {
     ++threadCount;
     std::thread([part = std::move(part)]() mutable {
-        part();
+        try {
+            part();
+        } catch (const std::bad_alloc &) {
+            // What the thread has told so far is there; there is no memory to say more.
+        }
         part = nullptr; // what it owns goes while the thread still counts
         --threadCount;
     }).detach();

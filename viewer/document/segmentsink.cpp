@@ -38,15 +38,26 @@ void SegmentSink::publish()
 {
     // What may fail for want of memory comes first: after a failure the segment goes on as before.
     std::shared_ptr<TreeSegment> next = makeSegment();
+    m_finished.reserve(m_finished.size() + 1);
     m_segment->openAtEnd = quint32(m_open.size());
     m_segment->tree.endDocument({});
-    m_segment.swap(next);
+    m_finished.push_back(std::move(m_segment));
+    m_segment = std::move(next);
     m_itemsOfSegment = std::min(m_itemsOfSegment * 2, m_pace.mostItems);
     m_timeOfSegment = std::min(m_timeOfSegment * 2, m_pace.longest);
     m_begin = Clock::now();
     m_bytes += bytesOfSegment;
     ++m_published;
-    m_publish(std::move(next));
+    handOver();
+}
+
+/// A segment that is not taken stays, because those behind it are of no use without it.
+void SegmentSink::handOver()
+{
+    while (!m_finished.empty()) {
+        m_publish(m_finished.front());
+        m_finished.erase(m_finished.begin());
+    }
 }
 
 inline void SegmentSink::publishIfDue()
@@ -145,11 +156,18 @@ bool SegmentSink::reportProblem(const quenlofar::ReportedProblem &problem)
 
 bool SegmentSink::endDocument(const RunResult &result)
 {
+    // Called once more where it throws; and there was no memory for a segment where the document did not even begin.
     m_open.clear();
-    m_segment->isLast = true;
-    m_segment->openAtEnd = 0;
-    m_segment->tree.endDocument(result);
-    m_publish(std::move(m_segment));
+    if (!m_segment && m_finished.empty())
+        m_segment = makeSegment();
+    if (m_segment) {
+        m_finished.reserve(m_finished.size() + 1);
+        m_segment->isLast = true;
+        m_segment->openAtEnd = 0;
+        m_segment->tree.endDocument(result);
+        m_finished.push_back(std::move(m_segment));
+    }
+    handOver();
     return true;
 }
 

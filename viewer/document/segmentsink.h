@@ -77,12 +77,14 @@ private:
     std::shared_ptr<TreeSegment> makeSegment() const;
     void publishIfDue();
     void publish();
+    void handOver();
     bool take(quint64 offset, quint64 size, qsizetype characters);
 
     const Publish m_publish;
     const SegmentPace m_pace;
     DocumentStart m_start;
-    std::shared_ptr<TreeSegment> m_segment;
+    std::shared_ptr<TreeSegment> m_segment; // that is being filled
+    std::vector<std::shared_ptr<const TreeSegment>> m_finished; // but not handed over yet
     std::vector<OpenNode> m_open;
     quint64 m_itemsOfSegment;
     std::chrono::milliseconds m_timeOfSegment;

@@ -113,12 +113,20 @@ void MainWindow::makeMenus()
     bar->addWidget(m_goTo);
 }
 
-FilePage *MainWindow::open(const QString &path)
+FilePage *MainWindow::open(const QString &path, const QString &place)
 {
     auto *const page = new FilePage(path, m_options);
     page->hexView().setHexStyle(m_style);
     page->structureView().elements().setOffsetsInHex(m_style.offsetsInHex);
     connect(&page->document(), &Document::placeChanged, this, [this, page](Move move) { placeChanged(page, move); });
+    if (!place.isEmpty()) {
+        connect(&page->document(), &Document::opened, this, [this, page, place] {
+            QString error;
+            const std::optional<PlaceText> parsed = PlaceText::parse(place, &error);
+            if (!parsed || !goTo(page->document(), *parsed, &error))
+                statusBar()->showMessage(error);
+        });
+    }
     connect(page, &FilePage::statusChanged, this, &MainWindow::showStatus);
     connect(&page->document(), &Document::becameIdle, this, &MainWindow::updateActions);
     const int tab = m_tabs->addTab(page, page->title());
@@ -207,6 +215,7 @@ void MainWindow::placeChanged(FilePage *page, Move move)
 {
     if (!m_isTravelling)
         m_history.visit({page, page->document().place()}, move);
+    statusBar()->clearMessage();
     updateActions();
 }
 

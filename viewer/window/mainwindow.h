@@ -22,8 +22,8 @@ public:
     explicit MainWindow(const DocumentOptions &options);
     ~MainWindow() override;
 
-    /// Opens `path` in a new tab and shows it.
-    FilePage *open(const QString &path);
+    /// Opens `path` in a new tab and shows it; once it is open, goes to `place`, as people type it, unless it is empty.
+    FilePage *open(const QString &path, const QString &place = {});
     FilePage *currentPage() const; ///< null where no file is open
     bool isIdle() const; ///< no file is being read
     /// Does what the action `name` does, as `--do` names it; `value` is what it needs to know, or empty. False where

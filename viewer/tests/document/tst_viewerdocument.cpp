@@ -59,6 +59,39 @@ PlaceText parsed(const QString &text)
     return PlaceText::parse(text, &error).value_or(PlaceText());
 }
 
+/// Goes on where a call fails for want of memory, as a run does.
+class Repeating : public ElementSink
+{
+public:
+    explicit Repeating(SegmentSink *to) : m_to(to) { }
+    bool beginDocument(const DocumentStart &start) override { return m_to->beginDocument(start); }
+    bool beginElement(quint64 offset, quint64 size, QStringView title, qint64 index) override
+    {
+        return again([&] { return m_to->beginElement(offset, size, title, index); });
+    }
+    bool addField(const Field &field) override
+    {
+        return again([&] { return m_to->addField(field); });
+    }
+    bool endElement() override { return m_to->endElement(); }
+    bool reportFrame(const Frame &frame) override { return m_to->reportFrame(frame); }
+    bool endDocument(const RunResult &result) override
+    {
+        return again([&] { return m_to->endDocument(result); });
+    }
+
+private:
+    template <typename Call> static bool again(Call call)
+    {
+        try {
+            return call();
+        } catch (const std::bad_alloc &) {
+            return call();
+        }
+    }
+    SegmentSink *const m_to;
+};
+
 } // namespace
 
 class ViewerDocumentTest : public QObject
@@ -72,6 +105,7 @@ private Q_SLOTS:
     void sizesThatComeAtTheEnd();
     void pathsOfItems();
     void memoryOfTheTreeIsBounded();
+    void publishingThatFails();
     void fileIsReadAndNeverByTheWindow();
     void placeBelongsToTheDeepestItem();
     void placeIsResolvedWhenItsItemComes();
@@ -193,6 +227,28 @@ void ViewerDocumentTest::memoryOfTheTreeIsBounded()
     QVERIFY(document.tree().itemCount() > 1000);
     QVERIFY(document.tree().itemCount() < (quint64(8) << 20) / 18 + 2);
     QCOMPARE(document.tree().result().sinkError, QStringLiteral("the tree takes more than 8 MiB of memory"));
+}
+
+/// Segments that could not be taken come with the next one.
+void ViewerDocumentTest::publishingThatFails()
+{
+    PlainTree plain;
+    RandomDocument(5, 301)(plain);
+    GrowingTree tree;
+    int calls = 0;
+    SegmentSink sink(
+        [&](std::shared_ptr<const TreeSegment> segment) {
+            if (++calls % 3 == 1)
+                throw std::bad_alloc();
+            tree.append(std::move(segment));
+        },
+        shortPace(20));
+    Repeating repeating(&sink);
+    RandomDocument(5, 301)(repeating);
+    QVERIFY(calls > 6);
+    std::vector<TreeItem> handles;
+    QCOMPARE(difference(tree, plain, &handles), QString());
+    QVERIFY(tree.isComplete());
 }
 
 void ViewerDocumentTest::fileIsReadAndNeverByTheWindow()
