@@ -22,10 +22,11 @@ std::atomic<int> threadCount{0};
 
 constexpr std::chrono::milliseconds timeBetweenLooks{1000}; // at the file's name, size and time
 
-QString tr(const char *text)
+/// Texts for people, translated.
+struct DocumentWorkTexts
 {
-    return QCoreApplication::translate("quenlofar::DocumentWork", text);
-}
+    Q_DECLARE_TR_FUNCTIONS(quenlofar::DocumentWork)
+};
 
 } // namespace
 
@@ -206,7 +207,7 @@ Page DocumentWork::readPage(ByteSource &source, quint64 number) const
     while (came < wanted) {
         const qint64 more = source.readAt(begin + came, page.bytes.data() + came, wanted - came);
         if (more <= 0) {
-            page.error = more < 0 ? source.errorText() : tr("the file has become shorter");
+            page.error = more < 0 ? source.errorText() : DocumentWorkTexts::tr("the file has become shorter");
             break;
         }
         came += more;
@@ -221,16 +222,16 @@ QString DocumentWork::changeSince(const FileStamp &stamp) const
         return {};
     const FileStamp now = FileStamp::of(m_path);
     if (!now.exists)
-        return tr("The file has been deleted.");
+        return DocumentWorkTexts::tr("The file has been deleted.");
     if (now.status.st_ino != stamp.status.st_ino || now.status.st_dev != stamp.status.st_dev)
-        return tr("Another file stands in the place of this one.");
+        return DocumentWorkTexts::tr("Another file stands in the place of this one.");
     if (now.status.st_size < stamp.status.st_size)
-        return tr("The file has become shorter since it was opened.");
+        return DocumentWorkTexts::tr("The file has become shorter since it was opened.");
     if (now.status.st_size > stamp.status.st_size)
-        return tr("The file has become longer since it was opened.");
+        return DocumentWorkTexts::tr("The file has become longer since it was opened.");
     if (now.status.st_mtim.tv_sec != stamp.status.st_mtim.tv_sec
         || now.status.st_mtim.tv_nsec != stamp.status.st_mtim.tv_nsec)
-        return tr("The file has been written to since it was opened.");
+        return DocumentWorkTexts::tr("The file has been written to since it was opened.");
     return {};
 }
 

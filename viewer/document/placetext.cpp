@@ -13,10 +13,11 @@ namespace quenlofar {
 
 namespace {
 
-QString tr(const char *text)
+/// Texts for people, translated.
+struct PlaceTextTexts
 {
-    return QCoreApplication::translate("quenlofar::PlaceText", text);
-}
+    Q_DECLARE_TR_FUNCTIONS(quenlofar::PlaceText)
+};
 
 bool hasDigitsAlone(QStringView text)
 {
@@ -62,8 +63,8 @@ bool goToPacket(Document &document, const PlaceText &place, QString *error)
 {
     const ContainerAnalyzer *const analyzer = document.analyzer();
     if (!analyzer) {
-        *error = document.isRead() ? tr("The pictures of this file are not known.")
-                                   : tr("The pictures of this file are not known yet.");
+        *error = document.isRead() ? PlaceTextTexts::tr("The pictures of this file are not known.")
+                                   : PlaceTextTexts::tr("The pictures of this file are not known yet.");
         return false;
     }
     const PacketTable &packets = analyzer->packets();
@@ -74,7 +75,7 @@ bool goToPacket(Document &document, const PlaceText &place, QString *error)
     else if (stream >= 0)
         index = packets.indexOf(stream, place.number);
     if (index == PacketTable::none) {
-        *error = tr("The file has no such picture.");
+        *error = PlaceTextTexts::tr("The file has no such picture.");
         return false;
     }
     document.setBytes(packets.at(index).range(), Move::Jump);
@@ -88,7 +89,7 @@ std::optional<PlaceText> PlaceText::parse(QStringView text, QString *error)
     text = text.trimmed();
     PlaceText place;
     if (text.isEmpty()) {
-        *error = tr("Type an offset, +n, -n, #frame, a time or a path.");
+        *error = PlaceTextTexts::tr("Type an offset, +n, -n, #frame, a time or a path.");
         return std::nullopt;
     }
     const QChar first = text.front();
@@ -100,7 +101,7 @@ std::optional<PlaceText> PlaceText::parse(QStringView text, QString *error)
     if (first == QLatin1Char('+') || first == QLatin1Char('-') || first == QLatin1Char('#')) {
         const std::optional<FileOffset> number = FileOffset::parse(text.mid(1));
         if (!number || number->isFromEnd) {
-            *error = tr("\"%1\" has no number behind its sign.").arg(text.toString());
+            *error = PlaceTextTexts::tr("\"%1\" has no number behind its sign.").arg(text.toString());
             return std::nullopt;
         }
         place.kind = first == QLatin1Char('+') ? Kind::Forwards
@@ -131,7 +132,7 @@ bool goTo(Document &document, const PlaceText &place, QString *error)
         break;
     case PlaceText::Kind::FromEnd:
         if (place.number > size) {
-            *error = tr("That is before the start of the file.");
+            *error = PlaceTextTexts::tr("That is before the start of the file.");
             return false;
         }
         target = size - place.number;
@@ -142,7 +143,7 @@ bool goTo(Document &document, const PlaceText &place, QString *error)
         break;
     case PlaceText::Kind::Backwards:
         if (place.number > here) {
-            *error = tr("That is before the start of the file.");
+            *error = PlaceTextTexts::tr("That is before the start of the file.");
             return false;
         }
         target = here - place.number;
@@ -153,7 +154,8 @@ bool goTo(Document &document, const PlaceText &place, QString *error)
     case PlaceText::Kind::Path: {
         const TreeItem item = document.tree().find(place.path);
         if (item == GrowingTree::root()) {
-            *error = document.tree().isComplete() ? tr("There is no such item.") : tr("There is no such item so far.");
+            *error = document.tree().isComplete() ? PlaceTextTexts::tr("There is no such item.")
+                                                  : PlaceTextTexts::tr("There is no such item so far.");
             return false;
         }
         document.setItem(item, Move::Jump);
@@ -161,7 +163,7 @@ bool goTo(Document &document, const PlaceText &place, QString *error)
     }
     }
     if (document.isOpened() && target >= size && !(target == 0 && size == 0)) {
-        *error = tr("That is behind the end of the file, which has %1 bytes.").arg(size);
+        *error = PlaceTextTexts::tr("That is behind the end of the file, which has %1 bytes.").arg(size);
         return false;
     }
     document.setBytes({target, 1}, Move::Jump);
