@@ -45,19 +45,16 @@ std::vector<ByteSpan> spansOf(const GrowingTree &tree, const ByteRange &range)
     while (at < end) {
         ByteSpan span;
         span.item = tree.itemAt(at);
-        quint64 spanEnd = end;
-        if (span.item == GrowingTree::root()) {
+        const bool isGap = span.item == GrowingTree::root();
+        if (isGap)
             span.kind = tree.isComplete() ? ElementKind::Gap : ElementKind::NotYet;
-            spanEnd = nextChild(tree, span.item, at, end);
-        } else {
-            spanEnd = std::min(end, tree.range(span.item).end());
-            if (!tree.isNode(span.item)) {
-                span.kind = tree.isUnparsedData(span.item) ? ElementKind::Unparsed : ElementKind::Field;
-            } else {
-                span.kind = ElementKind::Node;
-                spanEnd = nextChild(tree, span.item, at, spanEnd);
-            }
-        }
+        else if (tree.isNode(span.item))
+            span.kind = ElementKind::Node;
+        else
+            span.kind = tree.isUnparsedData(span.item) ? ElementKind::Unparsed : ElementKind::Field;
+        const quint64 itemEnd = isGap ? end : std::min(end, tree.range(span.item).end());
+        // A leaf belongs to itself up to its end, a node up to its next child.
+        const quint64 spanEnd = tree.isNode(span.item) ? nextChild(tree, span.item, at, itemEnd) : itemEnd;
         span.range = {at, spanEnd - at};
         at = spanEnd;
         if (!spans.empty() && spans.back().item == span.item && spans.back().kind == span.kind)

@@ -47,7 +47,7 @@ struct HexLayout
     {
         const quint64 last = lastTop();
         const quint64 maximum = quint64(barMaximum());
-        if (last == maximum)
+        if (last <= maximum)
             return int(top < maximum ? top : maximum);
         if (top >= last)
             return int(maximum);

@@ -201,7 +201,8 @@ QString HexView::textOf(const HexRow &row) const
         const int extra = byte >= 0xC2 && byte < 0xE0 ? 1 : byte >= 0xE0 && byte < 0xF0 ? 2 : 0;
         if (m_style.text == HexStyle::Text::Utf8 && byte >= 0x80) {
             shown = QLatin1Char('.');
-            if (extra > 0 && i + extra < int(row.bytes.size()) && row.states[size_t(i + extra)] == ByteState::Known) {
+            const size_t last = size_t(i) + size_t(extra);
+            if (extra > 0 && last < row.bytes.size() && row.states[last] == ByteState::Known) {
                 const QString character =
                     QString::fromUtf8(reinterpret_cast<const char *>(row.bytes.data()) + i, extra + 1);
                 if (character.size() == 1 && character.at(0) != QChar::ReplacementCharacter
@@ -536,8 +537,10 @@ void HexView::paintEvent(QPaintEvent *)
         painter.drawText(margin, top + ascent, each.offsetText);
         painter.setPen(color);
         // Each pair by itself: a font's advance need not be a whole number of pixels.
-        for (int byte = 0; byte < int(each.bytes.size()); ++byte)
-            painter.drawText(hexLeft() + byte * 3 * m_cell, top + ascent, each.hex.mid(byte * 3, 2));
+        for (int byte = 0; byte < int(each.bytes.size()); ++byte) {
+            const int character = byte * 3;
+            painter.drawText(hexLeft() + character * m_cell, top + ascent, each.hex.mid(character, 2));
+        }
         for (int byte = 0; byte < int(each.text.size()); ++byte) {
             if (each.text.at(byte) != QLatin1Char(' '))
                 painter.drawText(textLeft() + byte * m_cell, top + ascent, QString(each.text.at(byte)));
