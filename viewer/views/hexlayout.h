@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+#include <algorithm>
+
 namespace quenlofar {
 
 /**
@@ -51,7 +53,7 @@ struct HexLayout
             return int(top < maximum ? top : maximum);
         if (top >= last)
             return int(maximum);
-        const quint64 rowsOfPosition = last / maximum; // at least one
+        const quint64 rowsOfPosition = std::max<quint64>(1, last / maximum);
         // A first guess that is never too far, and then the last position that shows this row or one before it.
         quint64 low = top / (rowsOfPosition + 1);
         quint64 high = top / rowsOfPosition < maximum ? top / rowsOfPosition : maximum;
