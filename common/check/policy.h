@@ -21,7 +21,7 @@ struct PolicyDecision
 };
 
 /**
- * What an archive, or whoever runs it, decided about rules: a JSON document, because that is what everything else reads
+ * What an archive decided about rules: a JSON document, because that is what everything else reads
  * and writes here, and because a schema of it can be had. See docs/check.md and docs/check-policy.schema.json.
  *
  * Nothing is hidden by it: findings of a rule that is switched off are shown with the reason, and do not count.

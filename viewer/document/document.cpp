@@ -145,7 +145,7 @@ void Document::bytes(quint64 offset, int count, uchar *bytes, ByteState *states)
 void Document::askForPages()
 {
     m_isAsking = false;
-    // More than what views show is left out, what was looked at longest ago first: somebody scrolls by.
+    // More than what views show is left out, what was looked at longest ago first: the view scrolls by.
     constexpr size_t mostWanted = 16;
     if (m_wanted.size() > mostWanted)
         m_wanted.erase(m_wanted.begin(), m_wanted.end() - mostWanted);

@@ -41,7 +41,7 @@ public:
     const ContainerAnalyzer *analyzer() const;
     /// Walk and strict reading have ended, or the file could not be opened.
     bool isRead() const;
-    bool isIdle() const { return isRead() && m_wanted.empty(); } ///< no work goes on that somebody asked for
+    bool isIdle() const { return isRead() && m_wanted.empty(); } ///< no work that was asked for goes on
     int progress() const; ///< of the walk, in percent
     void stopReading(); ///< ends walk and strict reading early
 

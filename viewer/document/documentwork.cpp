@@ -104,7 +104,7 @@ void DocumentWork::runDetached(std::function<void()> part)
 
 void DocumentWork::start()
 {
-    // Each thread owns the work as well: what it uses is there until it ends, whoever has gone.
+    // Each thread owns the work as well: what it uses is there until it ends, also when the document has gone.
     runDetached([self = shared_from_this()] { self->readPages(); });
     runDetached([self = shared_from_this()] { self->walk(); });
     runDetached([self = shared_from_this()] { self->readStrictly(); });
@@ -246,7 +246,7 @@ void DocumentWork::readPages()
     });
     if (!source)
         return;
-    // What an opener of somebody else's opens has no name on the disk.
+    // What an opener of the options opens has no name on the disk.
     const FileStamp stamp = m_options.opener ? FileStamp() : FileStamp::of(m_path);
     QString change;
     std::unique_lock lock(m_mutex);

@@ -60,7 +60,7 @@ struct DocumentNews
 };
 
 /**
- * The work on one open file: three threads, which walk it, read it strictly, and read pages of it. Whoever started it
+ * The work on one open file: three threads, which walk it, read it strictly, and read pages of it. The document
  * never waits for them: a thread that hangs in a read is left behind, with all that it uses, and ends when it can.
  *
  * News are collected under a lock that is only held to move pointers; a posted event says that there are some.

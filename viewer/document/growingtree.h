@@ -27,7 +27,7 @@ class GrowingTree
 public:
     /// More segments are never made.
     static constexpr quint64 mostSegments = quint64(1) << 20;
-    /// Bits of an item's handle that are in use; the rest is free for whoever has to keep something beside it.
+    /// Bits of an item's handle that are in use; the rest is free for a caller that keeps something beside it.
     static constexpr int handleBits = 52;
 
     GrowingTree();

@@ -21,18 +21,18 @@ struct Place
 
 /// How a place was come to.
 enum class Move {
-    Jump, ///< somebody went there: the way back leads to where they were before
+    Jump, ///< the user went there: the way back leads to where they were before
     Step, ///< the next byte, row or item: the history remembers only where the steps end
 };
 
-/// Where somebody was, as a way that can be gone back and forward. `Entry` is a place, or one in one of many files.
+/// Where the user was, as a way that can be gone back and forward. `Entry` is a place, or one in one of many files.
 template <typename Entry> class PlaceHistory
 {
 public:
     /// More entries are not kept; the oldest go first.
     static constexpr size_t mostEntries = 1000;
 
-    /// Somebody is at `entry` now. What lay ahead is forgotten by a jump.
+    /// The user is at `entry` now. What lay ahead is forgotten by a jump.
     void visit(const Entry &entry, Move move)
     {
         if (m_entries.empty() || (move == Move::Jump && m_entries[m_current] != entry)) {

@@ -47,7 +47,7 @@ void ElementModel::grow()
             grown.push_back(node);
     }
     std::sort(grown.begin(), grown.end()); // outer nodes have come first
-    // Nodes that come now: what they have is what is shown of them. They are not there for anybody yet.
+    // Nodes that come now: what they have is what is shown of them. No view knows them yet.
     for (const TreeItem node : m_tree.openNodes())
         m_shown.emplace(node, m_tree.childCount(node));
     for (const TreeItem node : grown)

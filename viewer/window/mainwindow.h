@@ -37,7 +37,7 @@ protected:
     void dropEvent(QDropEvent *event) override;
 
 private:
-    /// Where somebody was, in which file.
+    /// Where the user was, in which file.
     struct Visit
     {
         QPointer<FilePage> page;

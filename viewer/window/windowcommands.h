@@ -22,7 +22,7 @@ struct FileArgument
     static FileArgument parse(const QString &argument);
 };
 
-/// What is done with a window without anybody before it.
+/// What is done with a window without a user.
 struct WindowCommands
 {
     /// An action and what it needs to know.

@@ -19,7 +19,7 @@ struct VerdictSettings
 {
     Level level = Level::Deep; ///< of reading and judging
     SourceFaults faults; ///< of the source
-    quint64 cancelAt = 0; ///< read of the source, from 1, during which somebody cancels; 0 is never
+    quint64 cancelAt = 0; ///< read of the source, from 1, during which the reading is cancelled; 0 is never
     bool keepsText = true; ///< says everything that is known afterwards
 };
 
@@ -32,7 +32,7 @@ struct CheckedVerdict
     double seconds = 0; ///< of this thread, for reading and judging alone
 };
 
-/// A source that somebody cancels at one of its reads; `source` outlives it.
+/// A source during one of whose reads the reading is cancelled; `source` outlives it.
 class CancellingSource final : public ByteSource
 {
 public:
@@ -71,7 +71,7 @@ inline void checkPackets(const AviLayout &layout, QString *text)
         const Packet packet = packets.at(index);
         require(packet.offset >= 8 && packet.offset - 8 >= end, "packets stand one behind the other");
         require(isInside(packet.range(), layout.fileSize), "a packet is inside of the file");
-        require(packet.knownBy != 0, "somebody knows a packet");
+        require(packet.knownBy != 0, "a packet is known from somewhere");
         require(packets.indexAt(packet.offset) == index || packet.size == 0, "a packet is found by its offset");
         const quint64 number = packets.numberOf(index);
         require(packet.isPalette ? number == PacketTable::none : packets.indexOf(packet.stream, number) == index,
