@@ -193,7 +193,7 @@ QVariant ElementModel::groupData(const QModelIndex &index, int role) const
     }
 }
 
-QVariant ElementModel::itemData(TreeItem item, int column, int role) const
+QVariant ElementModel::cellData(TreeItem item, int column, int role) const
 {
     switch (role) {
     case ItemRole:
@@ -235,7 +235,7 @@ QVariant ElementModel::data(const QModelIndex &index, int role) const
 {
     if (!index.isValid())
         return {};
-    return isGroup(index) ? groupData(index, role) : itemData(idItem(index), index.column(), role);
+    return isGroup(index) ? groupData(index, role) : cellData(idItem(index), index.column(), role);
 }
 
 QVariant ElementModel::headerData(int section, Qt::Orientation orientation, int role) const

@@ -60,7 +60,7 @@ private:
     void growNode(TreeItem node);
     QString numberText(quint64 number) const;
     QVariant groupData(const QModelIndex &index, int role) const;
-    QVariant itemData(TreeItem item, int column, int role) const;
+    QVariant cellData(TreeItem item, int column, int role) const;
 
     const GrowingTree &m_tree;
     std::unordered_map<TreeItem, quint32> m_shown; // children of open nodes that were announced
