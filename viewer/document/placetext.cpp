@@ -2,7 +2,7 @@
 
 #include "containeranalyzer.h"
 #include "document.h"
-#include "fileplace.h"
+#include "offsetargument.h"
 
 #include <QCoreApplication>
 

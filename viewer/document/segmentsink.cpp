@@ -1,6 +1,6 @@
 #include "segmentsink.h"
 
-#include "texts.h"
+#include "decodetext.h"
 
 #include <QCoreApplication>
 

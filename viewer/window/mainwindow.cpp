@@ -1,7 +1,7 @@
 #include "mainwindow.h"
 
 #include "filepath.h"
-#include "fileplace.h"
+#include "offsetargument.h"
 #include "placetext.h"
 
 #include <QAction>

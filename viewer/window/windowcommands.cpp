@@ -1,7 +1,7 @@
 #include "windowcommands.h"
 
-#include "fileplace.h"
 #include "mainwindow.h"
+#include "offsetargument.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>
