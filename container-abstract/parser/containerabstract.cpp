@@ -118,7 +118,7 @@ InputCursor ContainerAbstract::cursor(quint64 begin, quint64 end)
 
 StoredRecord ContainerAbstract::addRecord(InputCursor &cursor, FieldRows rows)
 {
-    const StoredRecord record(cursor.peek(quint64(rows.width())), cursor.byteOrder());
+    StoredRecord record(cursor.peek(quint64(rows.width())), cursor.byteOrder());
     cursor.skip(addWholeFields(cursor.position(), record, rows));
     return record;
 }
