@@ -253,7 +253,11 @@ int readPluginNames(const std::string &directory, std::vector<std::string> *name
             return errno;
         struct stat found = {};
         const std::string name = entry->d_name;
-        if (isPluginFileName(name) && ::stat((directory + '/' + name).c_str(), &found) == 0 && S_ISREG(found.st_mode))
+        if (!isPluginFileName(name))
+            continue;
+        std::string path = directory;
+        path.append(1, '/').append(name);
+        if (::stat(path.c_str(), &found) == 0 && S_ISREG(found.st_mode))
             names->push_back(name);
     }
 }

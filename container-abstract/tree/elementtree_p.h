@@ -146,7 +146,7 @@ public:
     // Reading.
     /// Of a short leaf with the distance from its node for an offset: placeOf() tells where it is.
     ItemRecord record(Item item) const;
-    quint64 placeOf(Item item, const ItemRecord &record) const;
+    quint64 placeOf(Item item, const ItemRecord &of) const;
     quint32 headerOf(Item item) const { return items.markedBefore(item); }
     Item parentOf(Item item) const { return quint32(items[headerOf(item)] >> 32); }
     quint32 rowOf(Item item) const;

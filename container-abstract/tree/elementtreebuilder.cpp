@@ -223,7 +223,8 @@ inline bool ElementTree::Private::moveFewShortChildren(quint32 first, quint32 he
     bool isSorted = true;
     quint64 endBefore = 0;
     for (quint32 i = 0; i < count; ++i) {
-        const ItemRecord record{words[i * ItemRecord::wordCount], words[i * ItemRecord::wordCount + 1]};
+        const quint64 *const pair = words + size_t(i) * ItemRecord::wordCount;
+        const ItemRecord record{pair[0], pair[1]};
         if (Q_UNLIKELY(!record.canBeShort(nodeOffset))) {
             items.resize(header);
             return false;
