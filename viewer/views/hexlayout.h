@@ -2,8 +2,6 @@
 
 #include <QtGlobal>
 
-#include <algorithm>
-
 namespace quenlofar {
 
 /**
@@ -48,12 +46,12 @@ struct HexLayout
     int positionOf(quint64 top) const
     {
         const quint64 last = lastTop();
-        const quint64 maximum = quint64(barMaximum());
+        constexpr quint64 maximum = mostPositions;
         if (last <= maximum)
-            return int(top < maximum ? top : maximum);
+            return int(top < last ? top : last);
         if (top >= last)
             return int(maximum);
-        const quint64 rowsOfPosition = std::max<quint64>(1, last / maximum);
+        const quint64 rowsOfPosition = last / maximum;
         // A first guess that is never too far, and then the last position that shows this row or one before it.
         quint64 low = top / (rowsOfPosition + 1);
         quint64 high = top / rowsOfPosition < maximum ? top / rowsOfPosition : maximum;
