@@ -233,7 +233,7 @@ FileReport Batch::lookAt(quint64 ordinal, ContainerRun &run, WalkRecord &record)
     const QString &file = m_files.at(int(ordinal)); // several threads do this: operator[] could detach
     const WalkNote note(record, file);
     const QVector<ParserFactory> parsers = record.noted(m_plugins.parsersFor(file));
-    const FileReport report =
+    FileReport report =
         m_work({file, parsers, output, ordinal == 0, m_files.size() > 1, run, record.progress(), m_output});
     // What became of the output is said once, at the end.
     if (m_output.hasFailed())
