@@ -43,6 +43,7 @@ public:
         /// The first byte behind it in the new file.
         quint64 end() const { return offset + size; }
     };
+    /// The step of bytes that no step put where they are.
     static constexpr quint32 noStep = 0xFFFFFFFF;
 
     /// A copy of an original of `originalSize` bytes.
@@ -52,7 +53,7 @@ public:
 
     /// A step for the edits that follow; returns its number, from 0.
     quint32 addStep(const RecipeStep &step);
-    const std::vector<RecipeStep> &steps() const { return m_steps; }
+    const std::vector<RecipeStep> &steps() const { return m_steps; } ///< by their numbers
 
     // Edits. Places are those of the original; of several edits at one place, the one that came first stands first.
 
