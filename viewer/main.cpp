@@ -2,6 +2,7 @@
 #include "filepath.h"
 #include "hexaccessible.h"
 #include "mainwindow.h"
+#include "placeaccessible.h"
 #include "pluginloader.h"
 #include "pluginplaces.h"
 #include "windowcommands.h"
@@ -79,6 +80,7 @@ int run(QApplication &application)
         commands.actions.push_back(WindowCommands::Action::parse(each));
 
     HexAccessible::install();
+    PlaceAccessible::install();
     MainWindow window(optionsOf(parser.values(places)));
     window.show();
     const QStringList arguments = parser.positionalArguments();

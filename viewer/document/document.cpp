@@ -37,6 +37,47 @@ const ContainerAnalyzer *Document::analyzer() const
     return m_tables ? m_tables->analyzer() : nullptr;
 }
 
+quint64 Document::packetAt(quint64 offset) const
+{
+    if (!packets())
+        return PacketTable::none;
+    const quint64 index = packets()->indexAt(offset);
+    if (index != PacketTable::none || offset >= regions()->fileSize())
+        return index;
+    const Region region = regions()->at(offset);
+    const quint64 next = region.stream < 0 ? packets()->size() : packets()->lowerIndex(region.range.offset);
+    const bool isHere = next < packets()->size() && packets()->at(next).offset <= region.range.end();
+    return isHere ? next : PacketTable::none;
+}
+
+const Rule *Document::rule(QStringView name) const
+{
+    const int ordinal = m_tables ? m_tables->rules.find(name) : -1;
+    return ordinal < 0 ? nullptr : &m_tables->rules[ordinal];
+}
+
+void Document::setLevel(Level level)
+{
+    if (level == m_level)
+        return;
+    m_level = level;
+    m_isJudging = true;
+    m_wasIdle = false;
+    m_work->judge(level, ++m_request);
+    Q_EMIT levelChanged();
+}
+
+void Document::errandEnded()
+{
+    --m_errands;
+    tellIfIdle();
+}
+
+SourceOpener Document::sourceOpener() const
+{
+    return [work = m_work](const QString &, QString *error) { return work->open(error); };
+}
+
 bool Document::isRead() const
 {
     return m_isOpened && (!m_openError.isNull() || (m_tree.isComplete() && m_tables));
@@ -81,7 +122,14 @@ void Document::takeNews()
     }
     if (news.tables) {
         m_tables = std::move(news.tables);
+        resolvePlace();
         Q_EMIT tablesCame();
+    }
+    if (news.judged && news.judged->request == m_request) {
+        m_judged = std::move(news.judged);
+        m_isJudging = false;
+        resolvePlace(true);
+        Q_EMIT checkCame();
     }
     if (!news.pages.empty())
         takePages(&news.pages);
@@ -89,6 +137,11 @@ void Document::takeNews()
         m_change = news.change;
         Q_EMIT changed();
     }
+    tellIfIdle();
+}
+
+void Document::tellIfIdle()
+{
     const bool wasIdle = m_wasIdle;
     m_wasIdle = isIdle();
     if (m_wasIdle && !wasIdle)
@@ -166,7 +219,9 @@ void Document::setItem(TreeItem item, Move move)
     ByteRange range = m_tree.range(item);
     range.offset = std::min(range.offset, m_size);
     range.size = std::min(range.size, m_size - range.offset);
-    setPlace({range, item}, move);
+    Place place{range, item};
+    resolveTables(&place);
+    setPlace(place, move);
 }
 
 void Document::setBytes(const ByteRange &range, Move move)
@@ -178,19 +233,105 @@ void Document::setBytes(const ByteRange &range, Move move)
         place.range.offset = std::min(range.offset, m_size > 0 ? m_size - 1 : 0);
         place.range.size = std::min(range.size, m_size - place.range.offset);
         place.item = m_tree.itemAt(place.range.offset);
+        resolveTables(&place);
     }
     setPlace(place, move);
 }
 
-/// What the walk found since may cover the bytes of the place.
-void Document::resolvePlace()
+void Document::setPacket(quint64 index, Move move)
 {
-    if (!m_isPlaceOfBytes || !m_isOpened)
+    if (!packets() || index >= packets()->size())
         return;
-    const TreeItem item = m_tree.itemAt(m_place.range.offset);
-    if (item == m_place.item)
+    m_isPlaceOfBytes = true;
+    Place place{packets()->at(index).range(), GrowingTree::root()};
+    place.item = m_tree.itemAt(place.range.offset);
+    resolveTables(&place);
+    place.packet = index; // an empty one has no byte that it could be told by
+    setPlace(place, move);
+}
+
+void Document::setFinding(int id, Move move)
+{
+    if (!check() || id < 1 || size_t(id) > check()->findings.size())
         return;
-    m_place.item = item;
+    const JudgedFinding &finding = check()->findings[size_t(id) - 1];
+    if (finding.places.empty())
+        return;
+    m_isPlaceOfBytes = true;
+    Place place{finding.places.front(), GrowingTree::root()};
+    place.range.offset = std::min(place.range.offset, m_size > 0 ? m_size - 1 : 0);
+    place.range.size = std::min(place.range.size, m_size - place.range.offset);
+    place.item = m_tree.itemAt(place.range.offset);
+    resolveTables(&place);
+    place.finding = id;
+    setPlace(place, move);
+}
+
+/// What the tables and the judgement say of the bytes of `place`.
+void Document::resolveTables(Place *place) const
+{
+    const quint64 offset = place->range.offset;
+    place->packet = packetAt(offset);
+    place->finding = 0;
+    if (!check())
+        return;
+    // The finding that says it of the fewest bytes; there are few findings, because equal ones are counted.
+    quint64 fewest = ~quint64(0);
+    for (const JudgedFinding &finding : check()->findings) {
+        for (const ByteRange &range : finding.places) {
+            const bool isHere = range.offset == offset || (offset > range.offset && offset - range.offset < range.size);
+            if (isHere && range.size < fewest) {
+                fewest = range.size;
+                place->finding = finding.id;
+            }
+        }
+    }
+}
+
+std::optional<Reference> Document::reference() const
+{
+    if (!m_tables || !m_tables->references)
+        return std::nullopt;
+    const ReferenceTable &references = *m_tables->references;
+    const quint64 ordinal = references.ordinalAt(m_place.range.offset);
+    if (ordinal == ReferenceTable::none || !references.isReference(ordinal))
+        return std::nullopt;
+    const Reference reference = references.at(ordinal);
+    // A list of many entries is inside of none.
+    if (m_place.range.size > reference.place.size)
+        return std::nullopt;
+    return reference;
+}
+
+std::vector<Reference> Document::pointers(size_t limit) const
+{
+    std::vector<Reference> pointers;
+    if (!m_tables || !m_tables->references || !packets())
+        return pointers;
+    ByteRange range = m_place.packet != PacketTable::none ? packets()->at(m_place.packet).range()
+        : m_place.item != GrowingTree::root()             ? m_tree.range(m_place.item)
+                                                          : m_place.range;
+    range.size = std::max<quint64>(range.size, 1);
+    for (const quint64 ordinal : m_tables->references->ordinalsTo(range, limit))
+        pointers.push_back(m_tables->references->at(ordinal));
+    return pointers;
+}
+
+/// What came since may cover the bytes of the place, or say more of them.
+void Document::resolvePlace(bool isNewCheck)
+{
+    if (!m_isOpened)
+        return;
+    Place place = m_place;
+    if (m_isPlaceOfBytes)
+        place.item = m_tree.itemAt(m_place.range.offset);
+    resolveTables(&place);
+    // Which of several findings it is was said by whoever went there.
+    if (!isNewCheck && m_place.finding != 0)
+        place.finding = m_place.finding;
+    if (place == m_place)
+        return;
+    m_place = place;
     Q_EMIT placeResolved();
 }
 

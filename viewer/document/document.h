@@ -9,6 +9,7 @@
 #include <QString>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace quenlofar {
@@ -39,9 +40,27 @@ public:
     const GrowingTree &tree() const { return m_tree; } ///< as far as it is known
     /// What the strict reading found; null before it has ended, and where nobody can read the file so.
     const ContainerAnalyzer *analyzer() const;
+    /// What the strict reading found, to be shared with other threads; null before it has ended.
+    const std::shared_ptr<const StrictTables> &tables() const { return m_tables; }
+    const PacketTable *packets() const { return m_tables ? m_tables->packets : nullptr; } ///< null as analyzer()
+    const RegionTable *regions() const { return m_tables ? m_tables->regions : nullptr; } ///< null as analyzer()
+    /// The packet whose data, header or padding holds the byte at `offset`; PacketTable::none where there is none.
+    quint64 packetAt(quint64 offset) const;
+    /// The judgement on the file at the latest level whose judgement has come; null before the first one.
+    const FileCheck *check() const { return m_judged ? &m_judged->check : nullptr; }
+    /// The rule of this name; null where none is known. Its texts are lent as long as the document.
+    const Rule *rule(QStringView name) const;
+    Level level() const { return m_level; } ///< that is asked for
+    void setLevel(Level level); ///< has the file judged at another level
+    bool isJudging() const { return m_isJudging; } ///< the judgement at level() has not come
     /// Walk and strict reading have ended, or the file could not be opened.
     bool isRead() const;
-    bool isIdle() const { return isRead() && m_wanted.empty(); } ///< no work that was asked for goes on
+    /// No work that was asked for goes on.
+    bool isIdle() const { return isRead() && m_wanted.empty() && m_errands == 0 && !isJudgingOpenFile(); }
+    void errandBegan() { ++m_errands; } ///< work for a view goes on, see Errand
+    void errandEnded(); ///< it has ended
+    /// Opens the file once more, for work outside of the window's thread: what it answers may be called there alone.
+    SourceOpener sourceOpener() const;
     int progress() const; ///< of the walk, in percent
     void stopReading(); ///< ends walk and strict reading early
 
@@ -59,11 +78,22 @@ public:
     void setItem(TreeItem item, Move move);
     /// Goes to bytes: they belong to the deepest item that covers the first one.
     void setBytes(const ByteRange &range, Move move);
+    /// Goes to the data of the packet number `index` of packets(); nothing happens where there is none.
+    void setPacket(quint64 index, Move move);
+    /// Goes to the first place of the finding `id` of check(); nothing happens where there is none.
+    void setFinding(int id, Move move);
+    /// What the current place points at, where it is inside of an entry of an index.
+    std::optional<Reference> reference() const;
+    /// The entries of indexes that point at the data of the packet of the place, or else into its item or bytes; at
+    /// most `limit`.
+    std::vector<Reference> pointers(size_t limit) const;
 
 Q_SIGNALS:
     void opened(); ///< isOpened() has become true
     void treeGrew(); ///< tree() has new items, or is complete
     void tablesCame(); ///< the strict reading has ended
+    void checkCame(); ///< check() is another one
+    void levelChanged(); ///< level() is another one
     void bytesChanged(); ///< pages came
     void changed(); ///< change() or readError() says something else
     void placeChanged(quenlofar::Move move); ///< place() is another one
@@ -78,7 +108,10 @@ private:
     void takeNews();
     void takePages(std::vector<Page> *pages);
     void askForPages();
-    void resolvePlace();
+    void resolvePlace(bool isNewCheck = false);
+    void resolveTables(Place *place) const;
+    void tellIfIdle();
+    bool isJudgingOpenFile() const { return m_isJudging && m_openError.isNull(); }
 
     const QString m_path;
     std::shared_ptr<DocumentWork> m_work;
@@ -89,6 +122,11 @@ private:
     QString m_readError;
     GrowingTree m_tree;
     std::shared_ptr<const StrictTables> m_tables;
+    std::shared_ptr<const JudgedFile> m_judged;
+    Level m_level = Level::Default;
+    int m_request = 0; // the latest judgement that was asked for
+    bool m_isJudging = true;
+    int m_errands = 0;
     PageCache m_pages;
     std::vector<quint64> m_wanted; // pages that were looked at and have not come
     bool m_isAsking = false; // m_wanted will be handed on with the next event

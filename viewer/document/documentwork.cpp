@@ -117,6 +117,8 @@ void DocumentWork::abandon()
         const std::lock_guard lock(m_mutex);
         m_isAbandoned = true;
         m_receiver = nullptr;
+        if (m_cancelJudging)
+            *m_cancelJudging = true;
     }
     m_wake.notify_all();
 }
@@ -124,6 +126,22 @@ void DocumentWork::abandon()
 void DocumentWork::stopReading()
 {
     m_cancel = true;
+    const std::lock_guard lock(m_mutex);
+    if (m_cancelJudging)
+        *m_cancelJudging = true;
+}
+
+void DocumentWork::judge(Level level, int request)
+{
+    auto isCancelled = std::make_shared<std::atomic<bool>>(false);
+    {
+        const std::lock_guard lock(m_mutex);
+        if (m_cancelJudging)
+            *m_cancelJudging = true;
+        m_cancelJudging = isCancelled;
+    }
+    runDetached(
+        [self = shared_from_this(), level, request, isCancelled] { self->judgeAnew(level, request, isCancelled); });
 }
 
 DocumentNews DocumentWork::takeNews()
@@ -189,11 +207,56 @@ void DocumentWork::readStrictly()
     tables->analysis->setOpener([this](const QString &, QString *error) { return open(error); });
     try {
         tables->analysis->read(m_path, m_parsers, Level::Default);
+        if (const ContainerAnalyzer *const analyzer = tables->analyzer()) {
+            tables->packets = &analyzer->packets();
+            tables->regions = &analyzer->regions();
+            tables->rules = analyzer->rules();
+            // The first look-up sorts; those in the window's thread are then quick, and change nothing.
+            analyzer->references().ordinalsTo({0, 1}, 1);
+            tables->references = &analyzer->references();
+        }
     } catch (const std::bad_alloc &) {
-        // Without tables: what is read strictly then is nothing.
-        tables->analysis = std::make_unique<FileAnalysis>(m_options.limits, &m_cancel, &m_strictProgress);
+        // Without tables, unless it was only the order of references that there was no memory for.
+        if (!tables->packets)
+            tables->analysis = std::make_unique<FileAnalysis>(m_options.limits, &m_cancel, &m_strictProgress);
     }
-    tell([&tables](DocumentNews &news) { news.tables = std::move(tables); });
+    FileAnalysis &analysis = *tables->analysis;
+    // The thread keeps the tables as well: the window may be gone before the judgement is made.
+    tell([&tables](DocumentNews &news) { news.tables = tables; });
+    tellJudged(analysis, Level::Default, 0);
+}
+
+void DocumentWork::judgeAnew(Level level, int request, const std::shared_ptr<std::atomic<bool>> &isCancelled)
+{
+    FileAnalysis analysis(m_options.limits, isCancelled.get(), nullptr);
+    analysis.setOpener([this](const QString &, QString *error) { return open(error); });
+    try {
+        analysis.read(m_path, m_parsers, level);
+    } catch (const std::bad_alloc &) {
+        // tellJudged() says it: there is no analyzer then, or an empty one.
+    }
+    tellJudged(analysis, level, request);
+}
+
+/// Has what `analysis` has read judged as `check` of the program would, and says so.
+void DocumentWork::tellJudged(FileAnalysis &analysis, Level level, int request)
+{
+    auto judged = std::make_shared<JudgedFile>();
+    judged->request = request;
+    try {
+        CheckSettings settings;
+        settings.level = level;
+        judged->check = quenlofar::judge(analysis, settings);
+    } catch (const std::bad_alloc &) {
+        judged->check = FileCheck();
+        judged->check.result.error = {FileError::Memory, -1,
+                                      DocumentWorkTexts::tr("not enough memory to judge the file")};
+    }
+    judged->check.level = level;
+    tell([&judged](DocumentNews &news) {
+        if (!news.judged || news.judged->request < judged->request)
+            news.judged = std::move(judged);
+    });
 }
 
 Page DocumentWork::readPage(ByteSource &source, quint64 number) const

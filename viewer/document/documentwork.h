@@ -2,6 +2,7 @@
 
 #include "containeranalyzer.h"
 #include "containerrun.h"
+#include "filecheck.h"
 #include "filedevice.h"
 #include "pagecache.h"
 #include "segmentsink.h"
@@ -37,13 +38,24 @@ struct DocumentOptions
     SourceOpener opener;
 };
 
-/// What a strict reading found; nothing of it changes any more.
+/// What a strict reading found; the tables do not change any more, and may be read by several threads.
 struct StrictTables
 {
     std::shared_ptr<const PluginLoader> plugins; ///< outlives the analyzer
     std::unique_ptr<FileAnalysis> analysis; ///< never null
-    /// Null where no analyzer takes the file.
+    const PacketTable *packets = nullptr; ///< null where no analyzer takes the file
+    const ReferenceTable *references = nullptr; ///< null where no analyzer takes the file, or memory ran out
+    const RegionTable *regions = nullptr; ///< null where no analyzer takes the file
+    RuleList rules; ///< empty where no analyzer takes the file
+    /// Null where no analyzer takes the file. Only what has read the file may have it judged meanwhile.
     const ContainerAnalyzer *analyzer() const;
+};
+
+/// The judgement on a file, at the level that was asked for.
+struct JudgedFile
+{
+    FileCheck check; ///< as `check` of the program has it, without paths
+    int request = 0; ///< which one it answers, see DocumentWork::judge
 };
 
 /// What has become known since the last time; see DocumentWork.
@@ -55,13 +67,15 @@ struct DocumentNews
     std::vector<std::shared_ptr<const TreeSegment>> segments; ///< in their order
     std::vector<Page> pages; ///< those that were asked for
     std::shared_ptr<const StrictTables> tables; ///< once, when the strict reading has ended
+    std::shared_ptr<const JudgedFile> judged; ///< the latest
     bool isChanged = false; ///< see `change`
     QString change; ///< what has become of the file on the disk since it was opened; null: it is as it was
 };
 
 /**
- * The work on one open file: three threads, which walk it, read it strictly, and read pages of it. The document
- * never waits for them: a thread that hangs in a read is left behind, with all that it uses, and ends when it can.
+ * The work on one open file: three threads, which walk it, read it strictly and have it judged, and read pages of it.
+ * The document never waits for them: a thread that hangs in a read is left behind, with all that it uses, and ends when
+ * it can.
  *
  * News are collected under a lock that is only held to move pointers; a posted event says that there are some.
  */
@@ -85,7 +99,12 @@ public:
     void start(); ///< starts the threads; once
     /// Ends everything as soon as possible; no news come any more. Does not wait.
     void abandon();
-    void stopReading(); ///< ends walk and strict reading early; pages are read on
+    void stopReading(); ///< ends walk, strict reading and judging early; pages are read on
+    /// Has the file read and judged once more, at `level`, in a thread of its own; the answer names `request`. What was
+    /// asked for before is given up. The strict reading itself is followed by the request 0 at the default level.
+    void judge(Level level, int request);
+    /// Opens the file for a thread of its own; on failure null, with the reason in `*error`.
+    std::unique_ptr<ByteSource> open(QString *error) const;
     DocumentNews takeNews(); ///< what came since the last call
     /// Reads these pages next, each once, the first one first; those that were asked for before are not wanted any more
     /// unless they are named again.
@@ -97,9 +116,10 @@ private:
     class WatchedSource;
     struct FileStamp;
 
-    std::unique_ptr<ByteSource> open(QString *error) const;
     void walk();
     void readStrictly();
+    void judgeAnew(Level level, int request, const std::shared_ptr<std::atomic<bool>> &isCancelled);
+    void tellJudged(FileAnalysis &analysis, Level level, int request);
     void readPages();
     Page readPage(ByteSource &source, quint64 number) const;
     QString changeSince(const FileStamp &stamp) const;
@@ -117,6 +137,7 @@ private:
     QObject *m_receiver;
     bool m_isTold = false; // an event is on its way
     bool m_isAbandoned = false;
+    std::shared_ptr<std::atomic<bool>> m_cancelJudging; // of the latest request; null before there is one
     DocumentNews m_news;
     std::vector<quint64> m_wanted; // the next one last
 };

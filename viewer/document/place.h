@@ -2,6 +2,7 @@
 
 #include "byterange.h"
 #include "growingtree.h"
+#include "packettable.h"
 
 #include <vector>
 
@@ -12,9 +13,14 @@ struct Place
 {
     ByteRange range; ///< what is marked; may have no bytes
     TreeItem item = GrowingTree::root(); ///< the element or field that they belong to; the root for none
+    quint64 packet = PacketTable::none; ///< index of the packet whose data, header or padding holds the first byte
+    int finding = 0; ///< id of a finding that has a place here; 0 for none
 
-    /// The same bytes of the same item.
-    bool operator==(const Place &other) const { return range == other.range && item == other.item; }
+    /// The same bytes of the same item, packet and finding.
+    bool operator==(const Place &other) const
+    {
+        return range == other.range && item == other.item && packet == other.packet && finding == other.finding;
+    }
     /// Another place.
     bool operator!=(const Place &other) const { return !(*this == other); }
 };

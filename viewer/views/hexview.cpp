@@ -1,6 +1,7 @@
 #include "hexview.h"
 
 #include "displaytext.h"
+#include "kindcolors.h"
 
 #include <QApplication>
 #include <QFontDatabase>
@@ -47,6 +48,7 @@ HexView::HexView(Document &document, QWidget *parent) : QAbstractScrollArea(pare
     });
     connect(&m_document, &Document::treeGrew, viewport(), QOverload<>::of(&QWidget::update));
     connect(&m_document, &Document::placeResolved, viewport(), QOverload<>::of(&QWidget::update));
+    connect(&m_document, &Document::tablesCame, viewport(), QOverload<>::of(&QWidget::update));
     connect(&m_document, &Document::placeChanged, this, &HexView::followPlace);
     updateMetrics();
 }
@@ -428,6 +430,32 @@ void HexView::changeEvent(QEvent *event)
         updateMetrics();
 }
 
+/// Of `count` bytes of a row from the column `first` on, values and characters.
+void HexView::fillBytes(QPainter *painter, int top, int first, int count, const QBrush &ground) const
+{
+    painter->fillRect(hexLeft() + first * 3 * m_cell, top, count * 3 * m_cell - m_cell, m_rowHeight, ground);
+    painter->fillRect(textLeft() + first * m_cell, top, count * m_cell, m_rowHeight, ground);
+}
+
+/// The colours of the kinds of bytes, where the strict reading knows them.
+void HexView::paintRegions(QPainter *painter, const HexRow &row, int top) const
+{
+    const RegionTable *const regions = m_document.regions();
+    if (!regions)
+        return;
+    const quint64 end = std::min<quint64>(row.offset + row.bytes.size(), regions->fileSize());
+    for (quint64 at = row.offset; at < end;) {
+        const Region region = regions->at(at);
+        const quint64 to = std::min(region.range.end(), end);
+        QColor color = kindColor(region.kind, palette());
+        constexpr int faint = 60;
+        color.setAlpha(faint);
+        if (region.kind != RegionKind::Unknown)
+            fillBytes(painter, top, int(at - row.offset), int(to - at), color);
+        at = to;
+    }
+}
+
 void HexView::paintGround(QPainter *painter, const HexRow &row, int top, const std::vector<ByteSpan> &spans) const
 {
     const quint64 end = row.offset + row.bytes.size();
@@ -460,8 +488,7 @@ void HexView::paintGround(QPainter *painter, const HexRow &row, int top, const s
         }
         const int first = int(from - row.offset);
         const int count = int(to - from);
-        painter->fillRect(hexLeft() + first * 3 * m_cell, top, count * 3 * m_cell - m_cell, m_rowHeight, ground);
-        painter->fillRect(textLeft() + first * m_cell, top, count * m_cell, m_rowHeight, ground);
+        fillBytes(painter, top, first, count, ground);
     }
 }
 
@@ -476,8 +503,7 @@ void HexView::paintSelection(QPainter *painter, const HexRow &row, int top) cons
     color.setAlpha(140);
     const int first = int(from - row.offset);
     const int count = int(to - from);
-    painter->fillRect(hexLeft() + first * 3 * m_cell, top, count * 3 * m_cell - m_cell, m_rowHeight, color);
-    painter->fillRect(textLeft() + first * m_cell, top, count * m_cell, m_rowHeight, color);
+    fillBytes(painter, top, first, count, color);
     if (m_cursor >= from && m_cursor < to) {
         const int column = int(m_cursor - row.offset);
         painter->setPen(palette().color(QPalette::Text));
@@ -531,6 +557,7 @@ void HexView::paintEvent(QPaintEvent *)
     for (int i = 0; i < rows; ++i) {
         const HexRow each = row(m_top + quint64(i));
         const int top = i * m_rowHeight;
+        paintRegions(&painter, each, top);
         paintGround(&painter, each, top, spans);
         paintSelection(&painter, each, top);
         painter.setPen(faint);

@@ -37,8 +37,9 @@ struct HexRow
 
 /**
  * The bytes of a document: offsets, values and characters, of any file up to 2^63 bytes. Follows the current place and
- * sets it: the byte under the cursor, or what is selected. Shows what each byte belongs to by its ground: fields
- * alternate between two shades, unparsed bytes and gaps are hatched, and the element of the place has a frame.
+ * sets it: the byte under the cursor, or what is selected. Shows what each byte belongs to by its ground: a faint
+ * colour for what kind the strict reading says it is of, two shades in turn for fields, hatching for unparsed bytes and
+ * gaps; the element of the place has a frame.
  */
 class HexView : public QAbstractScrollArea
 {
@@ -99,6 +100,8 @@ private:
     QString textOf(const HexRow &row) const;
     void paintGround(QPainter *painter, const HexRow &row, int top, const std::vector<ByteSpan> &spans) const;
     void paintFrame(QPainter *painter, const HexRow &row, int top, const ByteRange &range) const;
+    void paintRegions(QPainter *painter, const HexRow &row, int top) const;
+    void fillBytes(QPainter *painter, int top, int first, int count, const QBrush &ground) const;
     void paintSelection(QPainter *painter, const HexRow &row, int top) const;
 
     Document &m_document;

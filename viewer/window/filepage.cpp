@@ -1,5 +1,6 @@
 #include "filepage.h"
 
+#include "analysisstate.h"
 #include "displaytext.h"
 #include "filepath.h"
 #include "statuscodes.h"
@@ -9,16 +10,11 @@
 #include <QSplitter>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace quenlofar {
 
 namespace {
-
-/// As a number where a reader of JSON can be expected to keep all its digits, otherwise as a text.
-QJsonValue jsonNumber(quint64 number)
-{
-    constexpr quint64 exact = quint64(1) << 53;
-    return number <= exact ? QJsonValue(double(number)) : QJsonValue(QString::number(number));
-}
 
 QJsonObject jsonRange(const ByteRange &range)
 {
@@ -49,7 +45,7 @@ QString limitText(const RunResult &result)
 
 FilePage::FilePage(const QString &path, const DocumentOptions &options, QWidget *parent)
     : QWidget(parent), m_document(path, options), m_structureView(m_document), m_hexView(m_document),
-      m_bar(new QLabel(this))
+      m_analysis(m_document), m_overview(m_document), m_bar(new QLabel(this))
 {
     auto *const splitter = new QSplitter(Qt::Horizontal, this);
     splitter->addWidget(&m_structureView);
@@ -59,7 +55,7 @@ FilePage::FilePage(const QString &path, const DocumentOptions &options, QWidget 
     auto *const layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_bar);
-    layout->addWidget(splitter, 1);
+    arrangeAnalysis(splitter);
     m_bar->setObjectName(QStringLiteral("messages"));
     m_bar->setAccessibleName(tr("Messages"));
     m_bar->setTextFormat(Qt::PlainText);
@@ -76,6 +72,69 @@ FilePage::FilePage(const QString &path, const DocumentOptions &options, QWidget 
     connect(&m_hexView, &HexView::cursorMoved, this, &FilePage::statusChanged);
     setFocusProxy(&m_structureView);
     showMessages();
+}
+
+/// What the strict reading tells stands below structure and bytes; the overview of the whole file below everything.
+void FilePage::arrangeAnalysis(QWidget *upper)
+{
+    auto *const splitter = new QSplitter(Qt::Vertical, this);
+    splitter->addWidget(upper);
+    splitter->addWidget(&m_analysis);
+    splitter->setStretchFactor(0, 3);
+    splitter->setStretchFactor(1, 2);
+    splitter->setChildrenCollapsible(false);
+    auto *const all = static_cast<QVBoxLayout *>(layout());
+    all->addWidget(splitter, 1);
+    all->addWidget(&m_overview);
+    connect(&m_document, &Document::checkCame, this, &FilePage::statusChanged);
+    // Enter in the structure: a field of an index entry leads to what it points at.
+    connect(&m_structureView, &QAbstractItemView::activated, this, &FilePage::follow);
+}
+
+std::vector<QWidget *> FilePage::views()
+{
+    return {&m_structureView, &m_hexView, m_analysis.focusView(), &m_overview};
+}
+
+bool FilePage::follow()
+{
+    const std::optional<Reference> reference = m_document.reference();
+    if (!reference)
+        return false;
+    const quint64 packet = m_document.packetAt(reference->target.offset);
+    if (packet != PacketTable::none && m_document.packets()->at(packet).range() == reference->target)
+        m_document.setPacket(packet, Move::Jump);
+    else
+        m_document.setBytes({reference->target.offset, std::max<quint64>(reference->target.size, 1)}, Move::Jump);
+    return true;
+}
+
+QString FilePage::elementText(quint64 offset) const
+{
+    QStringList names;
+    const GrowingTree &tree = m_document.tree();
+    for (TreeItem item = tree.itemAt(offset); item != GrowingTree::root(); item = tree.parent(item))
+        names.prepend(displayText(tree.name(item)));
+    return names.join(QStringLiteral(" / "));
+}
+
+/// What the current place has to do with other places.
+QString FilePage::linksText() const
+{
+    QStringList parts;
+    if (const std::optional<Reference> reference = m_document.reference())
+        parts.append(reference->isHit ? tr("points at %1").arg(reference->target.offset)
+                                      : tr("points at %1, wrongly").arg(reference->target.offset));
+    constexpr size_t most = 16;
+    // What points into something large says little of it.
+    if (m_document.place().packet != PacketTable::none) {
+        const size_t count = m_document.pointers(most).size();
+        parts.append(count == 0         ? tr("nothing points here")
+                         : count == 1   ? tr("an index entry points here")
+                         : count < most ? tr("%1 index entries point here").arg(count)
+                                        : tr("%1 index entries or more point here").arg(count));
+    }
+    return parts.join(QStringLiteral(", "));
 }
 
 QString FilePage::title() const
@@ -130,14 +189,19 @@ QString FilePage::statusText() const
     const ByteRange selection = m_hexView.selection();
     if (selection.size > 1)
         parts.append(tr("%1 bytes selected").arg(selection.size));
+    if (const QString links = linksText(); !links.isEmpty())
+        parts.append(links);
     return parts.join(QStringLiteral("   "));
 }
 
-QJsonObject FilePage::state() const
+QJsonObject FilePage::state()
 {
     const GrowingTree &tree = m_document.tree();
     QJsonObject place = jsonRange(m_document.place().range);
     place[QStringLiteral("path")] = tree.path(m_document.place().item);
+    const QJsonObject links = analysisOfPlace(m_document);
+    for (auto member = links.begin(); member != links.end(); ++member)
+        place[member.key()] = member.value();
 
     QJsonArray hexRows;
     for (int i = 0; i < m_hexView.rowsInView() && m_document.size() > 0; ++i) {
@@ -171,7 +235,9 @@ QJsonObject FilePage::state() const
             {QStringLiteral("messages"), QJsonArray::fromStringList(messages())},
             {QStringLiteral("place"), place},
             {QStringLiteral("structure"), structure},
-            {QStringLiteral("bytes"), bytes}};
+            {QStringLiteral("bytes"), bytes},
+            {QStringLiteral("analysis"), analysisState(m_analysis)},
+            {QStringLiteral("overview"), overviewState(m_overview)}};
 }
 
 } // namespace quenlofar

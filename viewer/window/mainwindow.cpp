@@ -1,5 +1,6 @@
 #include "mainwindow.h"
 
+#include "analysisactions.h"
 #include "filepath.h"
 #include "offsetargument.h"
 #include "placetext.h"
@@ -105,6 +106,9 @@ void MainWindow::makeMenus()
     addAction(view, "more-columns", tr("&More columns of bytes"), keys("Ctrl+]"), &MainWindow::moreColumns);
     addAction(view, "fewer-columns", tr("&Fewer columns of bytes"), keys("Ctrl+["), &MainWindow::fewerColumns);
 
+    m_analysisActions = new AnalysisActions(*this, [this] { return currentPage(); });
+    menuBar()->addMenu(m_analysisActions->menu());
+
     QToolBar *const bar = addToolBar(tr("Go"));
     bar->setObjectName(QStringLiteral("goBar"));
     bar->setMovable(false);
@@ -118,6 +122,7 @@ FilePage *MainWindow::open(const QString &path, const QString &place)
     auto *const page = new FilePage(path, m_options);
     page->hexView().setHexStyle(m_style);
     page->structureView().elements().setOffsetsInHex(m_style.offsetsInHex);
+    page->analysis().setOffsetsInHex(m_style.offsetsInHex);
     connect(&page->document(), &Document::placeChanged, this, [this, page](Move move) { placeChanged(page, move); });
     if (!place.isEmpty()) {
         connect(&page->document(), &Document::opened, this, [this, page, place] {
@@ -234,7 +239,8 @@ void MainWindow::turnFocus(int step)
     FilePage *const page = currentPage();
     if (!page)
         return;
-    const std::vector<QWidget *> views = {&page->structureView(), &page->hexView(), m_goTo};
+    std::vector<QWidget *> views = page->views();
+    views.push_back(m_goTo);
     const auto current = std::find_if(views.begin(), views.end(), [](QWidget *view) { return view->hasFocus(); });
     const int count = int(views.size());
     const int place = current == views.end() ? (step > 0 ? count - 1 : 0) : int(current - views.begin());
@@ -254,6 +260,7 @@ void MainWindow::setStyleOfPages(const HexStyle &style)
         if (auto *const page = qobject_cast<FilePage *>(m_tabs->widget(tab))) {
             page->hexView().setHexStyle(style);
             page->structureView().elements().setOffsetsInHex(style.offsetsInHex);
+            page->analysis().setOffsetsInHex(style.offsetsInHex);
         }
     }
     showStatus();
@@ -322,6 +329,8 @@ bool MainWindow::perform(const QString &name, const QString &value, QString *err
         setStyleOfPages(style);
         return true;
     }
+    if (const std::optional<bool> isDone = m_analysisActions->perform(name, value, error))
+        return *isDone;
     if (name == QLatin1String("open")) {
         if (value.isEmpty())
             *error = tr("The action \"open\" needs a file.");
@@ -370,6 +379,7 @@ void MainWindow::updateActions()
     m_forward->setEnabled(m_history.canGoForward());
     m_close->setEnabled(page);
     m_goTo->setEnabled(page);
+    m_analysisActions->updateActions();
     m_stop->setEnabled(page && !page->document().isRead());
     showStatus();
 }

@@ -12,6 +12,8 @@ class QTabWidget;
 
 namespace quenlofar {
 
+class AnalysisActions;
+
 /// The window: open files in tabs, what can be done as actions, the way that was gone through places of all files.
 class MainWindow : public QMainWindow
 {
@@ -77,6 +79,7 @@ private:
     QAction *m_forward = nullptr;
     QAction *m_close = nullptr;
     QAction *m_stop = nullptr;
+    AnalysisActions *m_analysisActions = nullptr;
     PlaceHistory<Visit> m_history;
     HexStyle m_style;
     bool m_isTravelling = false; // the place is being set from the history

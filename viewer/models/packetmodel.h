@@ -1,0 +1,69 @@
+#pragma once
+
+#include "documentwork.h"
+#include "packetorder.h"
+
+#include <QAbstractTableModel>
+#include <QStringList>
+
+#include <memory>
+
+namespace quenlofar {
+
+/**
+ * Packets of a file for item views, in the order of a PacketOrder. Nothing is kept for a row. Views cannot count more
+ * than mostRows: beyond them the rows come in windows of rowsOfWindow, one of which is shown.
+ */
+class PacketModel : public QAbstractTableModel
+{
+    Q_OBJECT
+
+public:
+    static constexpr quint64 mostRows = 50'000'000; ///< without windows
+    static constexpr quint64 rowsOfWindow = 10'000'000; ///< of a window
+    static constexpr int columns = int(PacketColumn::Gap) + 1; ///< in the order of PacketColumn
+
+    explicit PacketModel(QObject *parent = nullptr);
+
+    /// Shows packets of `tables`, which may be null or without packets, in this order; null: that of the file.
+    void setPackets(std::shared_ptr<const StrictTables> tables, std::shared_ptr<const PacketOrder> order = nullptr);
+    const PacketOrder &order() const { return *m_order; } ///< of what is shown
+    bool showsOffsetsInHex() const { return m_offsetsInHex; } ///< otherwise decimal
+    void setOffsetsInHex(bool isHex); ///< how offsets are shown
+
+    int windowCount() const; ///< at least 1
+    int window() const { return m_window; } ///< the one that is shown, from 0
+    void setWindow(int window); ///< brought into its bounds
+    /// "Rows 10 000 000 to 19 999 999 of 128 000 000"; empty where there is one window alone.
+    QString windowText() const;
+
+    quint64 packetOf(int row) const; ///< the index in the table of the packet in a row of the window
+    /// The row of a packet in the order, whatever the window; PacketTable::none where it is not shown.
+    quint64 rowOf(quint64 packet) const { return m_order->rowOf(packet); }
+    quint64 firstRow() const { return quint64(m_window) * rowsInWindow(); } ///< of the window, in the order
+
+    /// The text of a cell of the packet `index`, as it is shown.
+    QString cellText(quint64 index, PacketColumn column) const;
+    static QString columnName(PacketColumn column); ///< as the header has it
+    /// Names of columns as commands have them: "number", "stream"...; -1 for a text that is none.
+    static int columnOf(const QString &word);
+
+    int rowCount(const QModelIndex &parent = {}) const override;
+    int columnCount(const QModelIndex &parent = {}) const override;
+    QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+
+private:
+    quint64 rowsInWindow() const { return m_order->size() > mostRows ? rowsOfWindow : mostRows; }
+
+    std::shared_ptr<const StrictTables> m_tables;
+    std::shared_ptr<const PacketOrder> m_order;
+    QStringList m_sources; // texts for each set of sources, by its bits
+    int m_window = 0;
+    bool m_offsetsInHex = false;
+};
+
+/// "1:02:03.456", or a dash where `seconds` is negative.
+QString packetTimeText(double seconds);
+
+} // namespace quenlofar

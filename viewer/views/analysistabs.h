@@ -1,0 +1,46 @@
+#pragma once
+
+#include "findingsview.h"
+#include "packetsview.h"
+#include "plotview.h"
+
+#include <QTabWidget>
+
+class QComboBox;
+class QToolButton;
+
+namespace quenlofar {
+
+/// What the strict reading of a document tells, one view at a time: packets, plot, findings.
+class AnalysisTabs : public QTabWidget
+{
+    Q_OBJECT
+
+public:
+    enum Tab { PacketsTab, PlotTab, FindingsTab };
+
+    /// Shows `document`, which outlives the views.
+    explicit AnalysisTabs(Document &document, QWidget *parent = nullptr);
+
+    PacketsView &packetsView() { return *m_packets; } ///< the first tab
+    PlotView &plotView() { return *m_plot; } ///< the second tab
+    FindingsView &findingsView() { return *m_findings; } ///< the third tab
+    void setOffsetsInHex(bool isHex); ///< how offsets are shown in tables
+    QWidget *focusView() const; ///< what gets the focus of the tab in front
+
+private:
+    QWidget *makePlotPage();
+    void showPlotSettings();
+    void showStreams();
+
+    Document &m_document;
+    PacketsView *m_packets;
+    PlotView *m_plot;
+    FindingsView *m_findings;
+    QComboBox *m_axis;
+    QComboBox *m_stream;
+    QToolButton *m_curves;
+    QToolButton *m_scale;
+};
+
+} // namespace quenlofar
