@@ -82,7 +82,7 @@ bool PlotView::isShown(int stream) const
         && (m_settings.axis == PlotSettings::Axis::Number || packets.stream(stream).hasTimeBase());
 }
 
-/// The streams in sight; sound comes first, so that pictures are drawn over it.
+/// The streams in sight; sound comes last: its thin lines are drawn over pictures.
 std::vector<int> PlotView::shownStreams() const
 {
     std::vector<int> streams;
@@ -93,8 +93,8 @@ std::vector<int> PlotView::shownStreams() const
             streams.push_back(stream);
     }
     std::stable_sort(streams.begin(), streams.end(), [this](int a, int b) {
-        return m_document.packets()->stream(a).kind == StreamKind::Audio
-            && m_document.packets()->stream(b).kind != StreamKind::Audio;
+        return m_document.packets()->stream(a).kind != StreamKind::Audio
+            && m_document.packets()->stream(b).kind == StreamKind::Audio;
     });
     return streams;
 }
@@ -233,7 +233,7 @@ quint64 PlotView::packetAt(const QPoint &point) const
         const quint64 index = packets.indexOf(stream, std::min(number, count - 1));
         const int top = plot.bottom() - int(double(packets.at(index).size) / most * plot.height());
         const int distance = std::abs(point.y() - top);
-        if (distance <= leastDistance) {
+        if (distance < leastDistance) {
             leastDistance = distance;
             nearest = index;
         }
@@ -269,7 +269,7 @@ void PlotView::step(qint64 steps)
     if (streams.empty())
         return;
     const quint64 here = m_document.place().packet;
-    int stream = streams.back();
+    int stream = streams.front();
     quint64 number = 0;
     if (here != PacketTable::none && isShown(packets.at(here).stream) && !packets.at(here).isPalette) {
         stream = packets.at(here).stream;

@@ -462,6 +462,10 @@ void ViewerWindowTest::focusGoesRound()
     QVERIFY(shown.perform("next-view"));
     QCOMPARE(focus(), QStringLiteral("hexView"));
     QVERIFY(shown.perform("next-view"));
+    QCOMPARE(focus(), QStringLiteral("packetTable"));
+    QVERIFY(shown.perform("next-view"));
+    QCOMPARE(focus(), QStringLiteral("overview"));
+    QVERIFY(shown.perform("next-view"));
     QCOMPARE(focus(), QStringLiteral("goToField"));
     QVERIFY(shown.perform("next-view"));
     QCOMPARE(focus(), QStringLiteral("structureView"));
