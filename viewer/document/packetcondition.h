@@ -33,9 +33,9 @@ struct PacketFacts
  *     value      = a number, decimal or 0x and hexadecimal, with k, M, G (thousands) or Ki, Mi, Gi (of 1024) behind it;
  *                  a time: "2.5" in seconds, "1:02.5"; a kind of stream; a name of what knows packets
  *
- * "kind" and "known" can only be compared by == and !=. `known==idx1` holds for a packet that idx1 knows, whoever else
- * knows it. What nobody knows, a time or a palette's number, makes every comparison with it false, also by !=. "!key"
- * holds where nobody knows whether a packet is key.
+ * "kind" and "known" can only be compared by == and !=. `known==index` holds for a packet that the index knows, whoever
+ * else knows it. What nobody knows, a time or a palette's number, makes every comparison with it false, also by !=.
+ * "!key" holds where nobody knows whether a packet is key.
  */
 class PacketCondition
 {

@@ -15,12 +15,14 @@ namespace quenlofar {
 struct AnalyzerScript
 {
     std::atomic<bool> blocksCheck{false}; ///< check() waits until it is cancelled
+    std::atomic<int> packets{10}; ///< that are found in a file
     std::atomic<int> waiting{0}; ///< checks that wait
     std::atomic<int> checks{0}; ///< that have begun
     std::atomic<int> level{-1}; ///< of the latest check
 };
 
-/// Finds ten packets of 100 bytes in every file, from byte 1000 on, 8 bytes apart, and one finding at byte 20: at the
+/// Finds packets in every file, from byte 1000 on, each 108 bytes behind the one before: ten of 100 bytes, but for the
+/// fourth one, which is empty, and others of 51 to 100 bytes; each fourth is key. One finding stands at byte 20: at the
 /// deep level another one at byte 1108.
 class ScriptedAnalyzer : public ContainerAnalyzer
 {
@@ -41,10 +43,10 @@ public:
         video.timeBaseNumerator = 1;
         video.timeBaseDenominator = 10;
         m_packets.setStream(0, video);
-        for (int i = 0; i < 10; ++i) {
+        for (int i = 0; i < m_script->packets; ++i) {
             Packet packet;
             packet.offset = 1000 + quint64(i) * 108;
-            packet.size = i == 3 ? 0 : 100;
+            packet.size = i == 3 ? 0 : i < 10 ? 100 : 100 - quint32(i) % 50;
             packet.key = i % 4 == 0 ? KeyState::Yes : KeyState::No;
             m_packets.append(packet);
         }

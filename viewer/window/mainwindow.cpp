@@ -134,6 +134,7 @@ FilePage *MainWindow::open(const QString &path, const QString &place)
     }
     connect(page, &FilePage::statusChanged, this, &MainWindow::showStatus);
     connect(&page->document(), &Document::becameIdle, this, &MainWindow::updateActions);
+    connect(&page->document(), &Document::levelChanged, this, &MainWindow::updateActions);
     const int tab = m_tabs->addTab(page, page->title());
     m_tabs->setTabToolTip(tab, page->title());
     m_tabs->setCurrentIndex(tab);
@@ -380,7 +381,7 @@ void MainWindow::updateActions()
     m_close->setEnabled(page);
     m_goTo->setEnabled(page);
     m_analysisActions->updateActions();
-    m_stop->setEnabled(page && !page->document().isRead());
+    m_stop->setEnabled(page && !page->document().isIdle());
     showStatus();
 }
 

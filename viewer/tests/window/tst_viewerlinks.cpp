@@ -397,6 +397,7 @@ void ViewerLinksTest::checksThatDoNotEnd()
     {
         Shown shown(optionsWithAnalyzer(makeFile(10'000), script));
         QTRY_COMPARE(int(script->waiting), 1);
+        QTRY_VERIFY(shown.page->document().isRead());
         QVERIFY(shown.perform(QStringLiteral("stop")));
         QVERIFY(shown.view(QStringLiteral("findings"))[QStringLiteral("status")].toString().contains(
             QStringLiteral("the check was stopped")));

@@ -2,10 +2,12 @@
 // says of them.
 #include "hexaccessible.h"
 #include "placeaccessible.h"
+#include "scriptedanalyzer.h"
 #include "shownwindow.h"
 
 #include <QAccessible>
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QImage>
 #include <QMouseEvent>
@@ -25,6 +27,7 @@ private Q_SLOTS:
     void cleanup() { QVERIFY(haveThreadsEnded()); }
     void overviewLeadsEverywhere();
     void plotZoomsAndMoves();
+    void plotOfManyPackets();
     void plotIsExported();
     void whatIsReadAloud();
     void nothingIsNameless();
@@ -120,6 +123,46 @@ void ViewerPlotTest::plotZoomsAndMoves()
     const double before = plot.to() - plot.from();
     QApplication::sendEvent(&plot, &wheel);
     QVERIFY(plot.to() - plot.from() < before);
+}
+
+/// Zooming and moving take as long for a million packets as for a thousand; the bounds leave room for busy machines.
+void ViewerPlotTest::plotOfManyPackets()
+{
+    constexpr int count = 1'000'000;
+    const auto script = std::make_shared<AnalyzerScript>();
+    script->packets = count;
+    Shown shown(optionsWithAnalyzer(makeFile(2000 + qint64(count) * 108), script));
+    QElapsedTimer turn;
+    qint64 longestTurn = 0;
+    while (!shown.window.isIdle()) {
+        turn.start();
+        QCoreApplication::processEvents();
+        longestTurn = std::max(longestTurn, turn.elapsed());
+    }
+    QVERIFY(shown.perform(QStringLiteral("show-plot")));
+    PlotView &plot = shown.analysis().plotView();
+    QVERIFY(plot.isReady());
+    plot.setSettings({PlotSettings::Axis::Time, -1, 7, false});
+    qint64 longest = 0;
+    QElapsedTimer timer;
+    for (int step = 0; step < 40; ++step) {
+        timer.start();
+        if (step < 20)
+            plot.zoom(0.5, plot.end() / 3);
+        else
+            plot.setRange(plot.from() + 1.5, plot.to() + 1.5);
+        plot.grab();
+        longest = std::max(longest, timer.elapsed());
+    }
+    qInfo("the longest turn of the window took %lld ms, the longest frame of the plot %lld ms",
+          static_cast<long long>(longestTurn), static_cast<long long>(longest));
+    QVERIFY(longest < 500);
+    plot.setRange(0, plot.end());
+    timer.start();
+    shown.page->document().setPacket(count - 1, Move::Jump);
+    shown.window.grab();
+    QVERIFY(timer.elapsed() < 1000);
+    QVERIFY(plot.cursorText().startsWith(QStringLiteral("packet 999999 of stream 0, ")));
 }
 
 void ViewerPlotTest::plotIsExported()
