@@ -47,6 +47,7 @@ OverviewBar::OverviewBar(Document &document, QWidget *parent)
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     connect(&m_document, &Document::opened, this, [this] {
         m_cells.fileSize = m_document.size();
+        findKinds();
         update();
     });
     connect(&m_document, &Document::tablesCame, this, &OverviewBar::findKinds);
@@ -68,6 +69,8 @@ QSize OverviewBar::sizeHint() const
 /// From the regions where there are any, otherwise from the tree once it is complete.
 void OverviewBar::findKinds()
 {
+    if (!m_document.isOpened())
+        return; // nobody knows how long the file is
     if (m_document.regions() && m_kinds.empty() && !m_kindsErrand.isRunning()) {
         m_kindsErrand.start(
             [this, tables = m_document.tables(), cells = m_cells](const std::atomic<bool> &isCancelled) {
