@@ -20,6 +20,7 @@ Errand::Errand(Document &document, QObject *parent) : QObject(parent), m_documen
 
 Errand::~Errand()
 {
+    blockSignals(true); // whoever has the errand is going, too
     cancel();
 }
 

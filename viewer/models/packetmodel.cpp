@@ -36,6 +36,51 @@ QString packetTimeText(double seconds)
         .arg(thousandths % 1000, 3, 10, QLatin1Char('0'));
 }
 
+PacketTexts::PacketTexts(std::shared_ptr<const StrictTables> strict) : tables(std::move(strict))
+{
+    if (!tables || !tables->packets)
+        return;
+    const QStringList names = PacketCondition::sourceNames(*tables->packets);
+    for (int bits = 0; bits < 1 << int(names.size()); ++bits) {
+        QStringList known;
+        for (int source = 0; source < int(names.size()); ++source) {
+            if ((bits & 1 << source) != 0)
+                known.append(names.at(source));
+        }
+        sources.append(known.join(QStringLiteral(", ")));
+    }
+}
+
+QString PacketTexts::cell(quint64 index, PacketColumn column) const
+{
+    const PacketTable &packets = *tables->packets;
+    const Packet packet = packets.at(index);
+    switch (column) {
+    case PacketColumn::Number:
+        return packet.isPalette ? QStringLiteral("\u2013") : QString::number(packets.numberOf(index));
+    case PacketColumn::Stream:
+        return QString::number(packet.stream);
+    case PacketColumn::Kind:
+        return packet.isPalette ? PacketModel::tr("palette") : streamKindText(packets.stream(packet.stream).kind);
+    case PacketColumn::Time:
+        return packetTimeText(packets.secondsOf(index));
+    case PacketColumn::Offset:
+        return offsetsInHex ? QStringLiteral("0x") + QString::number(packet.offset, 16).toUpper()
+                            : QString::number(packet.offset);
+    case PacketColumn::Size:
+        return packet.isCut ? PacketModel::tr("%1, cut").arg(packet.size) : QString::number(packet.size);
+    case PacketColumn::Key:
+        return packet.key == KeyState::Yes ? PacketModel::tr("key")
+            : packet.key == KeyState::No   ? PacketModel::tr("no")
+                                           : PacketModel::tr("unknown");
+    case PacketColumn::KnownBy:
+        return sources.value(packet.knownBy);
+    case PacketColumn::Gap:
+        break;
+    }
+    return QString::number(packetFacts(packets, index).gap);
+}
+
 PacketModel::PacketModel(QObject *parent) : QAbstractTableModel(parent), m_order(std::make_shared<const PacketOrder>(0))
 {
 }
@@ -43,31 +88,20 @@ PacketModel::PacketModel(QObject *parent) : QAbstractTableModel(parent), m_order
 void PacketModel::setPackets(std::shared_ptr<const StrictTables> tables, std::shared_ptr<const PacketOrder> order)
 {
     beginResetModel();
-    m_tables = std::move(tables);
-    const bool hasPackets = m_tables && m_tables->packets;
-    m_order = hasPackets && order ? std::move(order)
-                                  : std::make_shared<const PacketOrder>(hasPackets ? m_tables->packets->size() : 0);
+    const bool isHex = m_texts.offsetsInHex;
+    m_texts = PacketTexts(std::move(tables));
+    m_texts.offsetsInHex = isHex;
+    const PacketTable *const packets = m_texts.tables ? m_texts.tables->packets : nullptr;
+    m_order = packets && order ? std::move(order) : std::make_shared<const PacketOrder>(packets ? packets->size() : 0);
     m_window = 0;
-    m_sources.clear();
-    if (hasPackets) {
-        const QStringList names = PacketCondition::sourceNames(*m_tables->packets);
-        for (int bits = 0; bits < 1 << int(names.size()); ++bits) {
-            QStringList known;
-            for (int source = 0; source < int(names.size()); ++source) {
-                if ((bits & 1 << source) != 0)
-                    known.append(names.at(source));
-            }
-            m_sources.append(known.join(QStringLiteral(", ")));
-        }
-    }
     endResetModel();
 }
 
 void PacketModel::setOffsetsInHex(bool isHex)
 {
-    if (isHex == m_offsetsInHex)
+    if (isHex == m_texts.offsetsInHex)
         return;
-    m_offsetsInHex = isHex;
+    m_texts.offsetsInHex = isHex;
     if (rowCount() > 0) {
         const int column = int(PacketColumn::Offset);
         Q_EMIT dataChanged(index(0, column), index(rowCount() - 1, column));
@@ -137,34 +171,6 @@ int PacketModel::columnOf(const QString &word)
     return -1;
 }
 
-QString PacketModel::cellText(quint64 index, PacketColumn column) const
-{
-    const PacketTable &packets = *m_tables->packets;
-    const Packet packet = packets.at(index);
-    switch (column) {
-    case PacketColumn::Number:
-        return packet.isPalette ? QStringLiteral("\u2013") : QString::number(packets.numberOf(index));
-    case PacketColumn::Stream:
-        return QString::number(packet.stream);
-    case PacketColumn::Kind:
-        return packet.isPalette ? tr("palette") : streamKindText(packets.stream(packet.stream).kind);
-    case PacketColumn::Time:
-        return packetTimeText(packets.secondsOf(index));
-    case PacketColumn::Offset:
-        return m_offsetsInHex ? QStringLiteral("0x") + QString::number(packet.offset, 16).toUpper()
-                              : QString::number(packet.offset);
-    case PacketColumn::Size:
-        return packet.isCut ? tr("%1, cut").arg(packet.size) : QString::number(packet.size);
-    case PacketColumn::Key:
-        return packet.key == KeyState::Yes ? tr("key") : packet.key == KeyState::No ? tr("no") : tr("unknown");
-    case PacketColumn::KnownBy:
-        return m_sources.value(packet.knownBy);
-    case PacketColumn::Gap:
-        break;
-    }
-    return QString::number(packetFacts(packets, index).gap);
-}
-
 int PacketModel::rowCount(const QModelIndex &parent) const
 {
     return parent.isValid() ? 0 : int(std::min(m_order->size() - firstRow(), rowsInWindow()));
@@ -181,7 +187,7 @@ QVariant PacketModel::data(const QModelIndex &index, int role) const
         return {};
     const PacketColumn column = PacketColumn(index.column());
     if (role == Qt::DisplayRole)
-        return cellText(packetOf(index.row()), column);
+        return m_texts.cell(packetOf(index.row()), column);
     if (role == Qt::TextAlignmentRole) {
         const bool isText =
             column == PacketColumn::Kind || column == PacketColumn::Key || column == PacketColumn::KnownBy;

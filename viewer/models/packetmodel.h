@@ -10,6 +10,20 @@
 
 namespace quenlofar {
 
+/// What is shown of the packets of a file: a copy is good in any thread, as long as its tables are there.
+struct PacketTexts
+{
+    std::shared_ptr<const StrictTables> tables; ///< null, or without packets: there is nothing to be asked for
+    QStringList sources; ///< for each set of sources, by its bits
+    bool offsetsInHex = false; ///< otherwise decimal
+
+    PacketTexts() = default;
+    /// Of the packets of `strict`.
+    explicit PacketTexts(std::shared_ptr<const StrictTables> strict);
+    /// The text of a cell of the packet `index`.
+    QString cell(quint64 index, PacketColumn column) const;
+};
+
 /**
  * Packets of a file for item views, in the order of a PacketOrder. Nothing is kept for a row. Views cannot count more
  * than mostRows: beyond them the rows come in windows of rowsOfWindow, one of which is shown.
@@ -28,7 +42,8 @@ public:
     /// Shows packets of `tables`, which may be null or without packets, in this order; null: that of the file.
     void setPackets(std::shared_ptr<const StrictTables> tables, std::shared_ptr<const PacketOrder> order = nullptr);
     const PacketOrder &order() const { return *m_order; } ///< of what is shown
-    bool showsOffsetsInHex() const { return m_offsetsInHex; } ///< otherwise decimal
+    const std::shared_ptr<const PacketOrder> &sharedOrder() const { return m_order; } ///< to be used in other threads
+    const PacketTexts &texts() const { return m_texts; } ///< of the cells
     void setOffsetsInHex(bool isHex); ///< how offsets are shown
 
     int windowCount() const; ///< at least 1
@@ -42,8 +57,6 @@ public:
     quint64 rowOf(quint64 packet) const { return m_order->rowOf(packet); }
     quint64 firstRow() const { return quint64(m_window) * rowsInWindow(); } ///< of the window, in the order
 
-    /// The text of a cell of the packet `index`, as it is shown.
-    QString cellText(quint64 index, PacketColumn column) const;
     static QString columnName(PacketColumn column); ///< as the header has it
     /// Names of columns as commands have them: "number", "stream"...; -1 for a text that is none.
     static int columnOf(const QString &word);
@@ -56,11 +69,9 @@ public:
 private:
     quint64 rowsInWindow() const { return m_order->size() > mostRows ? rowsOfWindow : mostRows; }
 
-    std::shared_ptr<const StrictTables> m_tables;
+    PacketTexts m_texts;
     std::shared_ptr<const PacketOrder> m_order;
-    QStringList m_sources; // texts for each set of sources, by its bits
     int m_window = 0;
-    bool m_offsetsInHex = false;
 };
 
 /// "1:02:03.456", or a dash where `seconds` is negative.

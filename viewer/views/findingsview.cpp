@@ -119,10 +119,8 @@ QString FindingsView::statusText() const
     if (m_document.isJudging() || !m_document.check())
         return m_document.isOpened() && !m_document.openError().isNull() ? QString() : tr("The file is being checked.");
     const FileCheck &check = *m_document.check();
-    if (check.start.container.isNull())
-        return tr("Nobody knows the format of this file, so it cannot be checked.");
     if (!m_document.analyzer())
-        return tr("The plug-in of this file has no rules.");
+        return tr("No plug-in has rules for this file.");
     QStringList parts{verdictText(check.verdict)};
     const QString counts = countsText(check.counts);
     if (!counts.isNull())

@@ -1,6 +1,8 @@
 #include "packetsview.h"
 
 #include <QAction>
+#include <QApplication>
+#include <QClipboard>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -13,6 +15,50 @@
 #include <algorithm>
 
 namespace quenlofar {
+
+namespace {
+
+/// Rows that are copied.
+struct PacketLines
+{
+    PacketTexts texts;
+    std::shared_ptr<const PacketOrder> order;
+    std::vector<PacketColumn> columns;
+    std::vector<ByteRange> ranges; // rows of the order
+    QChar separator;
+
+    /// At most PacketsView::mostCopied; ends early where `isCancelled` becomes true.
+    QString text(const std::atomic<bool> &isCancelled) const
+    {
+        QStringList names;
+        for (const PacketColumn column : columns)
+            names.append(PacketModel::columnName(column));
+        QString text = names.join(separator) + QLatin1Char('\n');
+        for (const ByteRange &range : ranges) {
+            for (quint64 row = range.offset; row < range.end() && !isCancelled; ++row) {
+                const QString line = lineOf(order->indexAt(row));
+                if ((qint64(text.size()) + qint64(line.size())) * qint64(sizeof(QChar)) >= PacketsView::mostCopied)
+                    return text;
+                text += line;
+            }
+        }
+        return text;
+    }
+
+private:
+    QString lineOf(quint64 packet) const
+    {
+        QStringList cells;
+        for (const PacketColumn column : columns) {
+            const QString cell = texts.cell(packet, column);
+            const bool isQuoted = separator == QLatin1Char(',') && cell.contains(separator);
+            cells.append(isQuoted ? QLatin1Char('"') + cell + QLatin1Char('"') : cell);
+        }
+        return cells.join(separator) + QLatin1Char('\n');
+    }
+};
+
+} // namespace
 
 /// A table in which nobody goes to a row by giving it the focus: Qt makes the first one current otherwise.
 class PacketsView::Table : public QTableView
@@ -35,7 +81,7 @@ private:
 PacketsView::PacketsView(Document &document, QWidget *parent)
     : QWidget(parent), m_document(document), m_table(new Table(this)), m_field(new QLineEdit(this)),
       m_status(new QLabel(this)), m_before(new QToolButton(this)), m_behind(new QToolButton(this)),
-      m_ordering(document), m_looking(document)
+      m_ordering(document), m_looking(document), m_copying(document)
 {
     m_field->setObjectName(QStringLiteral("packetFilter"));
     m_field->setAccessibleName(tr("Condition for packets"));
@@ -168,7 +214,7 @@ QString PacketsView::statusText() const
         return m_error;
     const PacketTable *const packets = m_document.packets();
     if (!packets) {
-        return m_document.tables() ? tr("The plug-in of this file knows no packets.")
+        return m_document.tables() ? tr("No plug-in knows the packets of this file.")
             : m_document.isRead()  ? tr("There are no packets.")
                                    : tr("Packets are being read.");
     }
@@ -268,37 +314,23 @@ void PacketsView::goToNext(PacketStep step, bool isForward)
     });
 }
 
-QString PacketsView::selectedText(bool isCsv) const
+void PacketsView::copySelected(bool isCsv)
 {
-    std::vector<PacketColumn> columns;
-    QStringList names;
+    PacketLines lines;
     for (int column = 0; column < PacketModel::columns; ++column) {
-        if (m_table->isColumnHidden(column))
-            continue;
-        columns.push_back(PacketColumn(column));
-        names.append(PacketModel::columnName(PacketColumn(column)));
+        if (!m_table->isColumnHidden(column))
+            lines.columns.push_back(PacketColumn(column));
     }
-    const QChar separator = QLatin1Char(isCsv ? ',' : '\t');
-    QString text = names.join(separator) + QLatin1Char('\n');
-    QItemSelection selection = m_table->selectionModel()->selection();
-    std::sort(selection.begin(), selection.end(),
-              [](const QItemSelectionRange &a, const QItemSelectionRange &b) { return a.top() < b.top(); });
-    for (const QItemSelectionRange &range : selection) {
-        for (int row = range.top(); row <= range.bottom(); ++row) {
-            const quint64 packet = m_model.packetOf(row);
-            QString line;
-            for (const PacketColumn column : columns) {
-                const QString cell = m_model.cellText(packet, column);
-                if (!line.isEmpty())
-                    line += separator;
-                line += isCsv && cell.contains(separator) ? QLatin1Char('"') + cell + QLatin1Char('"') : cell;
-            }
-            if (qint64(text.size()) + line.size() >= mostCopied / qint64(sizeof(QChar)))
-                return text;
-            text += line + QLatin1Char('\n');
-        }
-    }
-    return text;
+    for (const QItemSelectionRange &range : m_table->selectionModel()->selection())
+        lines.ranges.push_back({m_model.firstRow() + quint64(range.top()), quint64(range.bottom() - range.top()) + 1});
+    std::sort(lines.ranges.begin(), lines.ranges.end(),
+              [](const ByteRange &a, const ByteRange &b) { return a.offset < b.offset; });
+    lines.texts = m_model.texts();
+    lines.order = m_model.sharedOrder();
+    lines.separator = QLatin1Char(isCsv ? ',' : '\t');
+    m_copying.start([lines](const std::atomic<bool> &isCancelled) {
+        return Errand::Delivery([text = lines.text(isCancelled)] { QApplication::clipboard()->setText(text); });
+    });
 }
 
 std::vector<QStringList> PacketsView::rowsInSight() const
@@ -312,7 +344,7 @@ std::vector<QStringList> PacketsView::rowsInSight() const
     for (int row = first; row <= last; ++row) {
         QStringList texts;
         for (int column = 0; column < PacketModel::columns; ++column)
-            texts.append(m_model.cellText(m_model.packetOf(row), PacketColumn(column)));
+            texts.append(m_model.texts().cell(m_model.packetOf(row), PacketColumn(column)));
         rows.push_back(texts);
     }
     return rows;

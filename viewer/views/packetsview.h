@@ -42,9 +42,9 @@ public:
     /// Goes to the next packet of a kind behind the current place, or to the one before it. In the stream of the
     /// place's packet, or where there is none in the first stream with pictures.
     void goToNext(PacketStep step, bool isForward);
-    /// The selected rows with the columns that are not hidden, a line each, with a line of names: between tabs, or as
-    /// CSV. Ends before it gets longer than mostCopied.
-    QString selectedText(bool isCsv) const;
+    /// Puts the selected rows with the columns that are not hidden onto the clipboard, a line each, with a line of
+    /// names: between tabs, or as CSV. Ends before the text gets longer than mostCopied. Made in another thread.
+    void copySelected(bool isCsv);
     /// Rows in sight, from the top, as texts of all columns.
     std::vector<QStringList> rowsInSight() const;
 
@@ -70,6 +70,7 @@ private:
     QToolButton *m_behind;
     Errand m_ordering;
     Errand m_looking;
+    Errand m_copying;
     QString m_filter;
     PacketQuery m_query;
     QString m_error; // of the latest condition that was typed

@@ -69,7 +69,7 @@ QString PlotView::statusText() const
     if (!m_document.tables())
         return tr("Packets are being read.");
     if (!m_document.packets())
-        return tr("The plug-in of this file knows no packets.");
+        return tr("No plug-in knows the packets of this file.");
     if (m_hasFailed)
         return tr("There is not enough memory for the plot.");
     return m_document.packets()->size() == 0 ? tr("The file has no packets.") : tr("The plot is being made.");

@@ -4,8 +4,6 @@
 #include "filepage.h"
 
 #include <QAction>
-#include <QApplication>
-#include <QClipboard>
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QMainWindow>
@@ -106,9 +104,9 @@ void AnalysisActions::makeActions()
         page.analysis().packetsView().filterField().setFocus(Qt::ShortcutFocusReason);
     });
     add("copy-packets", tr("Cop&y packets"), keys("Ctrl+Shift+T"),
-        [](FilePage &page) { QApplication::clipboard()->setText(page.analysis().packetsView().selectedText(false)); });
+        [](FilePage &page) { page.analysis().packetsView().copySelected(false); });
     add("copy-packets-csv", tr("Copy packets as CS&V"), keys("Ctrl+Shift+V"),
-        [](FilePage &page) { QApplication::clipboard()->setText(page.analysis().packetsView().selectedText(true)); });
+        [](FilePage &page) { page.analysis().packetsView().copySelected(true); });
     m_menu->addSeparator();
     add("plot-axis", tr("Plot over number or &time"), keys("Ctrl+Shift+X"), [](FilePage &page) {
         PlotSettings settings = page.analysis().plotView().settings();

@@ -348,11 +348,11 @@ void ViewerLinksTest::pluginsWithoutAnalyzer()
     Shown shown(optionsFor(makeFile(10'000), 10, 108));
     QVERIFY(shown.waitUntilIdle());
     QCOMPARE(shown.view(QStringLiteral("packets"))[QStringLiteral("status")].toString(),
-             QStringLiteral("The plug-in of this file knows no packets."));
+             QStringLiteral("No plug-in knows the packets of this file."));
     QCOMPARE(shown.view(QStringLiteral("plot"))[QStringLiteral("status")].toString(),
-             QStringLiteral("The plug-in of this file knows no packets."));
-    // Nobody told which format the strict reading would be of.
-    QVERIFY(!shown.view(QStringLiteral("findings"))[QStringLiteral("status")].toString().isEmpty());
+             QStringLiteral("No plug-in knows the packets of this file."));
+    QCOMPARE(shown.view(QStringLiteral("findings"))[QStringLiteral("status")].toString(),
+             QStringLiteral("No plug-in has rules for this file."));
     // The overview is made from the tree.
     QVERIFY(!shown.page->overview().kinds().empty());
     for (const char *const action : {"follow", "pointers", "next-key", "next-finding", "next-empty", "copy-packets"})

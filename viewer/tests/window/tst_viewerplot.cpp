@@ -118,7 +118,7 @@ void ViewerPlotTest::plotZoomsAndMoves()
     QVERIFY(!shown.perform(QStringLiteral("plot-stream"), QStringLiteral("2")));
     QVERIFY(!shown.perform(QStringLiteral("plot-axis"), QStringLiteral("size")));
     // The tools show what the actions set.
-    QWheelEvent wheel(QPointF(100, 50), plot.mapToGlobal(QPointF(100, 50)), {}, {0, 120}, Qt::NoButton, {},
+    QWheelEvent wheel(QPointF(100, 50), QPointF(plot.mapToGlobal(QPoint(100, 50))), {}, {0, 120}, Qt::NoButton, {},
                       Qt::NoScrollPhase, false);
     const double before = plot.to() - plot.from();
     QApplication::sendEvent(&plot, &wheel);
