@@ -3,12 +3,17 @@
 #include "scriptedanalyzer.h"
 #include "shownwindow.h"
 
+#include <QAbstractScrollArea>
+#include <QAction>
 #include <QApplication>
 #include <QClipboard>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QLineEdit>
 #include <QTest>
 #include <QTreeView>
+
+#include <random>
 
 using namespace quenlofar;
 
@@ -54,6 +59,8 @@ private Q_SLOTS:
     void pluginsWithoutAnalyzer();
     void checksThatDoNotEnd();
     void windowNeverReads();
+    void anythingAtAnyTime_data();
+    void anythingAtAnyTime();
     void actionsThatCannotBeDone();
 };
 
@@ -421,6 +428,102 @@ void ViewerLinksTest::windowNeverReads()
     }
     QVERIFY(haveThreadsEnded());
     QVERIFY(!file->usedInWindow);
+}
+
+void ViewerLinksTest::anythingAtAnyTime_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<int>("damages");
+    for (const char *const file : {"sample.avi", "golden/spliced-truncated.avi", "golden/spliced-garbage.avi",
+                                   "golden/spliced-opendml-avix.avi", "golden/ffmpeg-raw-pal8-palchange-yuy2.avi"}) {
+        for (const int damages : {0, 40})
+            QTest::addRow("%s, %d bytes changed", file, damages) << QString::fromLatin1(file) << damages;
+    }
+}
+
+/// A seeded user who waits for nothing.
+void ViewerLinksTest::anythingAtAnyTime()
+{
+    QFETCH(QString, file);
+    QFETCH(int, damages);
+    QFile original(sample(file));
+    QVERIFY(original.open(QIODevice::ReadOnly));
+    const auto made = makeFile(original.size());
+    made->head = original.readAll();
+    std::mt19937 random(unsigned(made->head.size() + damages));
+    // Most of what can be damaged stands in headers and in the index.
+    for (int i = 0; i < damages; ++i) {
+        const int size = int(made->head.size());
+        const int at = i % 2 == 0 ? int(random() % 3000) : size - 1 - int(random() % 2000);
+        made->head[at % size] = char(random());
+    }
+    DocumentOptions options = pluginOptions();
+    options.opener = [made](const QString &, QString *) { return std::make_unique<MadeUpSource>(made); };
+    {
+        Shown shown(options, QStringLiteral("made up.avi"));
+        const QList<QAction *> actions = shown.window.findChildren<QAction *>(QString(), Qt::FindDirectChildrenOnly);
+        const QStringList left{QStringLiteral("open"), QStringLiteral("close"), QStringLiteral("quit"),
+                               QStringLiteral("export-plot")};
+        const std::vector<std::pair<QString, QString>> withValues = {
+            {QStringLiteral("filter-packets"), QStringLiteral("size>20 && !key || empty")},
+            {QStringLiteral("all-packets"), {}},
+            {QStringLiteral("sort-packets"), QStringLiteral("-size")},
+            {QStringLiteral("sort-packets"), QStringLiteral("time")},
+            {QStringLiteral("check-level"), QStringLiteral("deep")},
+            {QStringLiteral("check-level"), QStringLiteral("quick")},
+            {QStringLiteral("findings-of"), QStringLiteral("repair")},
+            {QStringLiteral("findings-of"), QStringLiteral("note")},
+            {QStringLiteral("plot-stream"), QStringLiteral("0")},
+            {QStringLiteral("plot-stream"), QStringLiteral("all")},
+            {QStringLiteral("plot-range"), QStringLiteral("1.5...7")},
+            {QStringLiteral("packet"), QStringLiteral("5")},
+            {QStringLiteral("finding"), QStringLiteral("1")},
+            {QStringLiteral("pointers"), QStringLiteral("0")}};
+        constexpr Qt::Key keys[] = {Qt::Key_Left,   Qt::Key_Right,    Qt::Key_Up,    Qt::Key_Down,
+                                    Qt::Key_PageUp, Qt::Key_PageDown, Qt::Key_Home,  Qt::Key_End,
+                                    Qt::Key_Return, Qt::Key_Plus,     Qt::Key_Minus, Qt::Key_0};
+        constexpr int events = 150;
+        for (int event = 0; event < events; ++event) {
+            const std::vector<QWidget *> views = shown.page->views();
+            QWidget *const view = views[random() % views.size()];
+            switch (random() % 5) {
+            case 0: {
+                const QAction *const action = actions.at(int(random() % unsigned(actions.size())));
+                if (!action->objectName().isEmpty() && !left.contains(action->objectName()))
+                    shown.window.perform(action->objectName(), {}, &shown.error);
+                break;
+            }
+            case 1: {
+                const auto &[name, value] = withValues[random() % withValues.size()];
+                shown.window.perform(name, value, &shown.error);
+                break;
+            }
+            case 2:
+                QTest::keyClick(view, keys[random() % std::size(keys)]);
+                break;
+            case 3: {
+                auto *const area = qobject_cast<QAbstractScrollArea *>(view);
+                QWidget *const target = area ? area->viewport() : view;
+                QTest::mouseClick(target, Qt::LeftButton, {},
+                                  QPoint(int(random() % 600), int(random() % unsigned(std::max(target->height(), 1)))));
+                break;
+            }
+            default:
+                QCoreApplication::processEvents();
+            }
+            if (QWidget *const menu = QApplication::activePopupWidget())
+                menu->close();
+            // Whatever is shown, all views agree on where they are.
+            const Place &place = shown.page->document().place();
+            QVERIFY(place.range.offset <= quint64(made->size));
+            const PacketTable *const packets = shown.page->document().packets();
+            QVERIFY(place.packet == PacketTable::none || (packets && place.packet < packets->size()));
+        }
+        shown.window.grab();
+        QVERIFY(!shown.window.state().isEmpty());
+    }
+    QVERIFY(haveThreadsEnded());
+    QVERIFY(!made->usedInWindow);
 }
 
 void ViewerLinksTest::actionsThatCannotBeDone()
