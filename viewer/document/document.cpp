@@ -207,10 +207,31 @@ void Document::askForPages()
 
 void Document::setPlace(const Place &place, Move move)
 {
+    Place now{place.range, place.item};
+    resolveTables(&now);
+    // Ids are those of one judgement: at another level they are others.
+    if (isFindingAt(place.finding, place.range.offset))
+        now.finding = place.finding;
+    moveTo(now, move);
+}
+
+/// Tells nobody where it is the current place.
+void Document::moveTo(const Place &place, Move move)
+{
     if (place == m_place)
         return;
     m_place = place;
     Q_EMIT placeChanged(move);
+}
+
+bool Document::isFindingAt(int id, quint64 offset) const
+{
+    if (!check() || id < 1 || size_t(id) > check()->findings.size())
+        return false;
+    const std::vector<ByteRange> &places = check()->findings[size_t(id) - 1].places;
+    return std::any_of(places.begin(), places.end(), [offset](const ByteRange &range) {
+        return range.offset == offset || (offset > range.offset && offset - range.offset < range.size);
+    });
 }
 
 void Document::setItem(TreeItem item, Move move)
@@ -221,7 +242,7 @@ void Document::setItem(TreeItem item, Move move)
     range.size = std::min(range.size, m_size - range.offset);
     Place place{range, item};
     resolveTables(&place);
-    setPlace(place, move);
+    moveTo(place, move);
 }
 
 void Document::setBytes(const ByteRange &range, Move move)
@@ -235,7 +256,7 @@ void Document::setBytes(const ByteRange &range, Move move)
         place.item = m_tree.itemAt(place.range.offset);
         resolveTables(&place);
     }
-    setPlace(place, move);
+    moveTo(place, move);
 }
 
 void Document::setPacket(quint64 index, Move move)
@@ -247,7 +268,7 @@ void Document::setPacket(quint64 index, Move move)
     place.item = m_tree.itemAt(place.range.offset);
     resolveTables(&place);
     place.packet = index; // an empty one has no byte that it could be told by
-    setPlace(place, move);
+    moveTo(place, move);
 }
 
 void Document::setFinding(int id, Move move)
@@ -264,7 +285,7 @@ void Document::setFinding(int id, Move move)
     place.item = m_tree.itemAt(place.range.offset);
     resolveTables(&place);
     place.finding = id;
-    setPlace(place, move);
+    moveTo(place, move);
 }
 
 /// What the tables and the judgement say of the bytes of `place`.

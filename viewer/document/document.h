@@ -72,7 +72,8 @@ public:
     void bytes(quint64 offset, int count, uchar *bytes, ByteState *states);
 
     const Place &place() const { return m_place; } ///< the current one
-    /// Goes to `place`; its range is cut to the file once that is known. Tells nobody where it is the current one.
+    /// Goes back to `place`, which was the current one before: what is known of its bytes by now is told, and of
+    /// several findings that are here it is the same one again.
     void setPlace(const Place &place, Move move);
     /// Goes to an item: its bytes are the range.
     void setItem(TreeItem item, Move move);
@@ -110,6 +111,8 @@ private:
     void askForPages();
     void resolvePlace(bool isNewCheck = false);
     void resolveTables(Place *place) const;
+    bool isFindingAt(int id, quint64 offset) const;
+    void moveTo(const Place &place, Move move);
     void tellIfIdle();
     bool isJudgingOpenFile() const { return m_isJudging && m_openError.isNull(); }
 

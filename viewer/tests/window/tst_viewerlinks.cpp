@@ -347,6 +347,13 @@ void ViewerLinksTest::findingsOfAnotherLevel()
     QVERIFY(shown.perform(QStringLiteral("check-level"), QStringLiteral("quick")));
     QCOMPARE(shown.view(QStringLiteral("findings"))[QStringLiteral("shown")].toArray().size(), 1);
     QCOMPARE(shown.place()[QStringLiteral("finding")].toInt(), 0);
+    // Back where the first one is, forward where the deep level had another one.
+    QVERIFY(shown.perform(QStringLiteral("back")));
+    QCOMPARE(shown.place()[QStringLiteral("finding")].toInt(), 1);
+    QVERIFY(shown.perform(QStringLiteral("forward")));
+    QCOMPARE(shown.offset(), 1108);
+    QCOMPARE(shown.place()[QStringLiteral("finding")].toInt(), 0);
+    QCOMPARE(shown.place()[QStringLiteral("packet")].toInt(), 1);
     QVERIFY(!shown.perform(QStringLiteral("check-level"), QStringLiteral("deepest")));
 }
 
