@@ -1,6 +1,7 @@
 #pragma once
 
 #include "elementtree.h"
+#include "nameindex.h"
 
 #include <QString>
 
@@ -24,6 +25,11 @@ struct TreeSegment
     quint64 end = 0; ///< nor from this one on
     quint64 reach = 0; ///< where the last of the items ends whose size is known
     bool isLast = false; ///< the walk is over, and the tree has its result
+    /// Of the nodes with NameIndex::fewestChildren and more, those that memory was there for; by their nodes.
+    std::vector<NameIndex> nameIndexes;
+
+    /// The index of a node's children; null where it has none. Rows are counted behind the one that was opened anew.
+    const NameIndex *nameIndexOf(ElementTree::Item node) const;
 };
 
 /// When a stretch is long enough to be published.
@@ -71,6 +77,7 @@ private:
         quint64 size;
         QString title;
         qint64 index;
+        quint32 children = 0; // in the segment that is being filled
     };
     using Clock = std::chrono::steady_clock;
 
@@ -78,14 +85,18 @@ private:
     void publishIfDue();
     void publish();
     void handOver();
-    bool take(quint64 offset, quint64 size, qsizetype characters);
+    void finish(const RunResult &result);
+    void noteIfWide(size_t level) noexcept;
+    void indexNames(TreeSegment *segment) const noexcept;
+    bool take(quint64 offset, quint64 size, qsizetype characters, size_t above);
 
     const Publish m_publish;
     const SegmentPace m_pace;
     DocumentStart m_start;
     std::shared_ptr<TreeSegment> m_segment; // that is being filled
     std::vector<std::shared_ptr<const TreeSegment>> m_finished; // but not handed over yet
-    std::vector<OpenNode> m_open;
+    std::vector<OpenNode> m_open; // the root is the first
+    std::vector<std::vector<quint32>> m_wide; // nodes of the segment with many children, as rows from the root inwards
     quint64 m_itemsOfSegment;
     std::chrono::milliseconds m_timeOfSegment;
     Clock::time_point m_begin;

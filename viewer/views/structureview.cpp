@@ -1,12 +1,13 @@
 #include "structureview.h"
 
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QScrollBar>
 
 namespace quenlofar {
 
 StructureView::StructureView(Document &document, QWidget *parent)
-    : QTreeView(parent), m_document(document), m_model(document.tree())
+    : QTreeView(parent), m_document(document), m_model(document.tree()), m_expander(*this)
 {
     setObjectName(QStringLiteral("structureView"));
     setAccessibleName(tr("Structure"));
@@ -29,6 +30,12 @@ StructureView::StructureView(Document &document, QWidget *parent)
         if (wasEmpty)
             followPlace();
     });
+    connect(&m_expander, &SubtreeExpander::finished, this, [this](quint64 rows, bool isWhole) {
+        Q_EMIT told(isWhole ? tr("%1 rows are expanded.").arg(rows)
+                            : tr("Expanding ended at %1 rows: no more than %2 are expanded at once.")
+                                  .arg(rows)
+                                  .arg(SubtreeExpander::mostRows));
+    });
     connect(&m_document, &Document::placeChanged, this, &StructureView::followPlace);
     connect(&m_document, &Document::placeResolved, this, &StructureView::followPlace);
 }
@@ -48,6 +55,22 @@ std::vector<QModelIndex> StructureView::rowsInSight() const
         rows.push_back(index);
     }
     return rows;
+}
+
+void StructureView::expandBelow()
+{
+    m_expander.start(currentIndex().sibling(currentIndex().row(), ElementModel::NameColumn));
+}
+
+void StructureView::keyPressEvent(QKeyEvent *event)
+{
+    // Qt would expand a million rows at once.
+    if (event->key() == Qt::Key_Asterisk)
+        expandBelow();
+    else if (event->key() == Qt::Key_Escape && m_expander.isRunning())
+        m_expander.stop();
+    else
+        QTreeView::keyPressEvent(event);
 }
 
 void StructureView::currentChanged(const QModelIndex &current, const QModelIndex &previous)

@@ -1,11 +1,15 @@
 #pragma once
 
 #include "document.h"
+#include "filterbar.h"
 #include "hexview.h"
+#include "limitsbar.h"
 #include "structureview.h"
 
 #include <QJsonObject>
 #include <QWidget>
+
+#include <optional>
 
 class QLabel;
 
@@ -23,19 +27,30 @@ public:
     Document &document() { return m_document; } ///< the file
     HexView &hexView() { return m_hexView; } ///< its bytes
     StructureView &structureView() { return m_structureView; } ///< its elements
+    FilterBar &filterBar() { return m_filterBar; } ///< what is asked for of its elements
+    bool isIdle() const; ///< nothing is being read, looked for or expanded
     QString title() const; ///< the file's name without its folders, fit to be shown
     QStringList messages() const; ///< what is wrong with the file, one sentence each
     QString statusText() const; ///< the current place in words
     QJsonObject state() const; ///< what is shown, see docs/viewer.md
+    /// How the file was opened, with the limit raised that ended its reading; nothing where none did, or none can be.
+    std::optional<DocumentOptions> raisedOptions() const;
 
 Q_SIGNALS:
+    void raiseWanted(); ///< people want the file to be read again with raisedOptions()
     void statusChanged(); ///< statusText() may say something else
 
 private:
     void showMessages();
+    QStringList troubles() const;
+    QString limitMessage() const;
+    QWidget *makeStructurePane();
 
+    const DocumentOptions m_options;
     Document m_document;
     StructureView m_structureView;
+    FilterBar m_filterBar;
+    LimitsBar m_limitsBar;
     HexView m_hexView;
     QLabel *m_bar;
 };

@@ -1,6 +1,7 @@
 #include "mainwindow.h"
 
 #include "filepath.h"
+#include "gotofield.h"
 #include "offsetargument.h"
 #include "placetext.h"
 
@@ -33,7 +34,13 @@ QKeySequence keys(const char *text)
 } // namespace
 
 MainWindow::MainWindow(const DocumentOptions &options)
-    : m_options(options), m_tabs(new QTabWidget(this)), m_goTo(new QLineEdit(this)), m_status(new QLabel(this))
+    : m_options(options), m_tabs(new QTabWidget(this)), m_goTo(new GoToField(
+                                                            [this]() -> const Document * {
+                                                                FilePage *const page = currentPage();
+                                                                return page ? &page->document() : nullptr;
+                                                            },
+                                                            this)),
+      m_status(new QLabel(this))
 {
     setWindowTitle(tr("Quenlofar"));
     setAcceptDrops(true);
@@ -42,9 +49,6 @@ MainWindow::MainWindow(const DocumentOptions &options)
     m_tabs->tabBar()->setAccessibleName(tr("Open files"));
     m_tabs->setTabsClosable(true);
     m_tabs->setDocumentMode(true);
-    m_goTo->setObjectName(QStringLiteral("goToField"));
-    m_goTo->setAccessibleName(tr("Go to"));
-    m_goTo->setPlaceholderText(tr("offset, +n, -n, #frame, time or path"));
     m_status->setTextFormat(Qt::PlainText);
     statusBar()->addWidget(m_status, 1);
     setCentralWidget(m_tabs);
@@ -104,6 +108,7 @@ void MainWindow::makeMenus()
     addAction(view, "text", tr("&Text as Latin-1 or UTF-8"), keys("Ctrl+U"), &MainWindow::toggleText);
     addAction(view, "more-columns", tr("&More columns of bytes"), keys("Ctrl+]"), &MainWindow::moreColumns);
     addAction(view, "fewer-columns", tr("&Fewer columns of bytes"), keys("Ctrl+["), &MainWindow::fewerColumns);
+    makeStructureActions(go, view);
 
     QToolBar *const bar = addToolBar(tr("Go"));
     bar->setObjectName(QStringLiteral("goBar"));
@@ -113,12 +118,21 @@ void MainWindow::makeMenus()
     bar->addWidget(m_goTo);
 }
 
-FilePage *MainWindow::open(const QString &path, const QString &place)
+FilePage *MainWindow::makePage(const QString &path, const DocumentOptions &options)
 {
-    auto *const page = new FilePage(path, m_options);
+    auto *const page = new FilePage(path, options);
     page->hexView().setHexStyle(m_style);
     page->structureView().elements().setOffsetsInHex(m_style.offsetsInHex);
     connect(&page->document(), &Document::placeChanged, this, [this, page](Move move) { placeChanged(page, move); });
+    connect(page, &FilePage::statusChanged, this, &MainWindow::showStatus);
+    connect(&page->document(), &Document::becameIdle, this, &MainWindow::updateActions);
+    attachStructure(page);
+    return page;
+}
+
+FilePage *MainWindow::open(const QString &path, const QString &place)
+{
+    FilePage *const page = makePage(path, m_options);
     if (!place.isEmpty()) {
         connect(&page->document(), &Document::opened, this, [this, page, place] {
             QString error;
@@ -127,8 +141,6 @@ FilePage *MainWindow::open(const QString &path, const QString &place)
                 statusBar()->showMessage(error);
         });
     }
-    connect(page, &FilePage::statusChanged, this, &MainWindow::showStatus);
-    connect(&page->document(), &Document::becameIdle, this, &MainWindow::updateActions);
     const int tab = m_tabs->addTab(page, page->title());
     m_tabs->setTabToolTip(tab, page->title());
     m_tabs->setCurrentIndex(tab);
@@ -146,7 +158,7 @@ bool MainWindow::isIdle() const
 {
     for (int tab = 0; tab < m_tabs->count(); ++tab) {
         auto *const page = qobject_cast<FilePage *>(m_tabs->widget(tab));
-        if (page && !page->document().isIdle())
+        if (page && !page->isIdle())
             return false;
     }
     return true;
@@ -206,7 +218,10 @@ void MainWindow::showVisit(const Visit &visit)
 {
     m_isTravelling = true;
     m_tabs->setCurrentWidget(visit.page);
-    visit.page->document().setPlace(visit.place, Move::Jump);
+    if (visit.place.item == GrowingTree::root())
+        visit.page->document().setBytes(visit.place.range, Move::Jump);
+    else
+        visit.page->document().setPlace(visit.place, Move::Jump);
     m_isTravelling = false;
     updateActions();
 }
@@ -234,7 +249,7 @@ void MainWindow::turnFocus(int step)
     FilePage *const page = currentPage();
     if (!page)
         return;
-    const std::vector<QWidget *> views = {&page->structureView(), &page->hexView(), m_goTo};
+    const std::vector<QWidget *> views = {&page->structureView(), page->filterBar().field(), &page->hexView(), m_goTo};
     const auto current = std::find_if(views.begin(), views.end(), [](QWidget *view) { return view->hasFocus(); });
     const int count = int(views.size());
     const int place = current == views.end() ? (step > 0 ? count - 1 : 0) : int(current - views.begin());
@@ -322,6 +337,8 @@ bool MainWindow::perform(const QString &name, const QString &value, QString *err
         setStyleOfPages(style);
         return true;
     }
+    if (const std::optional<bool> isDone = performOnStructure(name, value, error))
+        return *isDone;
     if (name == QLatin1String("open")) {
         if (value.isEmpty())
             *error = tr("The action \"open\" needs a file.");
@@ -370,6 +387,8 @@ void MainWindow::updateActions()
     m_forward->setEnabled(m_history.canGoForward());
     m_close->setEnabled(page);
     m_goTo->setEnabled(page);
+    for (QAction *const action : m_structureActions)
+        action->setEnabled(page);
     m_stop->setEnabled(page && !page->document().isRead());
     showStatus();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "columnchoice.h"
 #include "filepage.h"
 
 #include <QJsonObject>
@@ -46,6 +47,16 @@ private:
     };
 
     void makeMenus();
+    void makeStructureActions(QMenu *go, QMenu *view);
+    void attachStructure(FilePage *page);
+    std::optional<bool> performOnStructure(const QString &name, const QString &value, QString *error);
+    FilePage *makePage(const QString &path, const DocumentOptions &options);
+    void readAgain(FilePage *page);
+    void focusFilter();
+    void nextMatch();
+    void previousMatch();
+    void expandBelow();
+    void raiseLimit();
     QAction *addAction(QMenu *menu, const char *name, const QString &text, const QKeySequence &key,
                        void (MainWindow::*slot)());
     void openByDialog();
@@ -77,8 +88,10 @@ private:
     QAction *m_forward = nullptr;
     QAction *m_close = nullptr;
     QAction *m_stop = nullptr;
+    std::vector<QAction *> m_structureActions; // that need an open file
     PlaceHistory<Visit> m_history;
     HexStyle m_style;
+    ColumnChoice m_columns;
     bool m_isTravelling = false; // the place is being set from the history
 };
 

@@ -1,5 +1,6 @@
-// The model of the tree, watched by Qt's own tester while the tree grows.
+// The model of the tree, watched by Qt's own tester while the tree grows, and what it is asked for: paths and names.
 #include "elementmodel.h"
+#include "pathcompletion.h"
 #include "plaintree.h"
 #include "randomdocument.h"
 
@@ -38,6 +39,30 @@ Calls manyLeaves(quint64 count)
         sink.addField(leaf(count * 2, 1, unparsedDataMarker, u""));
         sink.endDocument({});
     };
+}
+
+/// A walk over a node "list" with `count` leaves, named by their rows, and a leaf behind it.
+Calls namedLeaves(quint32 count, const std::function<QString(quint32)> &name)
+{
+    return [count, name](ElementSink &sink) {
+        sink.beginDocument({QStringLiteral("many"), QStringLiteral("TEST"), qint64(count) + 1});
+        sink.beginElement(0, count, u"list", -1);
+        for (quint32 row = 0; row < count; ++row)
+            sink.addField(leaf(row, 1, name(row), u""));
+        sink.endElement();
+        sink.addField(leaf(count, 1, u"end", u""));
+        sink.endDocument({});
+    };
+}
+
+/// The tree of what `calls` hand over, cut into segments of at most `items`.
+void build(GrowingTree *tree, const Calls &calls, quint64 items)
+{
+    SegmentPace pace;
+    pace.firstItems = items;
+    pace.mostItems = items;
+    SegmentSink sink([&](std::shared_ptr<const TreeSegment> segment) { tree->append(std::move(segment)); }, pace);
+    calls(sink);
 }
 
 QString text(const QModelIndex &index, int column = 0)
@@ -90,6 +115,11 @@ private Q_SLOTS:
     void nodeThatGrowsBeyondAThousand();
     void rowsAreAnnounced();
     void textsOfColumns();
+    void namesOfManyChildren_data();
+    void namesOfManyChildren();
+    void childrenThatAllHaveOtherNames();
+    void orderOfTheDocument();
+    void completionsOfPaths();
 };
 
 void ViewerModelsTest::randomTreesAsTheyGrow_data()
@@ -217,6 +247,153 @@ void ViewerModelsTest::textsOfColumns()
     QCOMPARE(text(first, ElementModel::SizeColumn), QStringLiteral("0x10"));
     QCOMPARE(changed.size(), 1);
     QCOMPARE(model.headerData(3, Qt::Horizontal).toString(), QStringLiteral("Offset"));
+}
+
+void ViewerModelsTest::namesOfManyChildren_data()
+{
+    QTest::addColumn<quint32>("count");
+    QTest::addColumn<quint32>("period");
+    QTest::addColumn<quint64>("items");
+    QTest::newRow("one segment, three names") << quint32(20'000) << quint32(3) << quint64(1'000'000);
+    QTest::newRow("one segment, one name") << quint32(10'000) << quint32(1) << quint64(1'000'000);
+    QTest::newRow("many segments, with and without an index") << quint32(20'000) << quint32(7) << quint64(4500);
+    QTest::newRow("few children in each segment") << quint32(9000) << quint32(2) << quint64(500);
+    QTest::newRow("names that come once in a while") << quint32(20'000) << quint32(3000) << quint64(9000);
+}
+
+void ViewerModelsTest::namesOfManyChildren()
+{
+    QFETCH(quint32, count);
+    QFETCH(quint32, period);
+    QFETCH(quint64, items);
+    GrowingTree tree;
+    build(&tree, namedLeaves(count, [period](quint32 row) { return QStringLiteral("n%1").arg(row % period); }), items);
+    const TreeItem list = tree.child(GrowingTree::root(), 0);
+    QCOMPARE(tree.childCount(list), count);
+    QCOMPARE(tree.countOf(list, QStringLiteral("n0")), (count + period - 1) / period);
+    QCOMPARE(tree.countOf(list, QStringLiteral("n")), quint32(0));
+    for (quint32 row = 0; row < count; row += row % 1000 < 3 ? 1 : 97) {
+        const quint32 number = row / period;
+        const QString suffix = number == 0 ? QString() : QStringLiteral("[%1]").arg(number);
+        const QString path = QStringLiteral("list/n%1").arg(row % period) + suffix;
+        QCOMPARE(tree.path(tree.child(list, row)), path);
+        ElementPath parsed;
+        QString error;
+        QVERIFY(parseElementPath(path, &parsed, &error));
+        QCOMPARE(tree.find(parsed), tree.child(list, row));
+    }
+    ElementPath beyond;
+    QString error;
+    QVERIFY(parseElementPath(QStringLiteral("list/n0[%1]").arg((count + period - 1) / period), &beyond, &error));
+    QCOMPARE(tree.find(beyond), GrowingTree::root());
+    QCOMPARE(tree.path(tree.child(GrowingTree::root(), 1)), QStringLiteral("end"));
+    QCOMPARE(tree.childNames(list, 10).size(), std::min<int>(10, int(period)));
+    // Nodes with many children in a segment have an index there, others have none.
+    quint32 indexes = 0;
+    for (quint32 number = 0; number < tree.segmentCount(); ++number)
+        indexes += quint32(tree.segment(number)->nameIndexes.size());
+    QCOMPARE(indexes > 0, items >= NameIndex::fewestChildren);
+}
+
+void ViewerModelsTest::childrenThatAllHaveOtherNames()
+{
+    constexpr quint32 count = 30'000;
+    GrowingTree tree;
+    build(&tree, namedLeaves(count, [](quint32 row) { return QString::number(row); }), 1'000'000);
+    const TreeItem list = tree.child(GrowingTree::root(), 0);
+    QCOMPARE(tree.path(tree.child(list, 29'999)), QStringLiteral("list/29999"));
+    QCOMPARE(tree.find({{QStringLiteral("list"), 0}, {QStringLiteral("12345"), 0}}), tree.child(list, 12'345));
+    QCOMPARE(tree.find({{QStringLiteral("list"), 0}, {QStringLiteral("30000"), 0}}), GrowingTree::root());
+    QCOMPARE(tree.childNames(list, 50'000).size(), int(count));
+}
+
+void ViewerModelsTest::orderOfTheDocument()
+{
+    for (const quint64 items : {quint64(1), quint64(3), quint64(1000)}) {
+        GrowingTree tree;
+        build(
+            &tree,
+            [](ElementSink &sink) {
+                sink.beginDocument({QStringLiteral("order"), QStringLiteral("TEST"), 100});
+                for (const QStringView name : {u"a", u"b"}) {
+                    sink.beginElement(0, 10, name, -1);
+                    sink.addField(leaf(0, 1, u"first", u""));
+                    sink.beginElement(1, 5, u"inner", -1);
+                    sink.addField(leaf(1, 1, u"deep", u""));
+                    sink.endElement();
+                    sink.addField(leaf(7, 1, u"last", u""));
+                    sink.endElement();
+                }
+                sink.endDocument({});
+            },
+            items);
+        const QStringList order = {QString(),
+                                   QStringLiteral("a"),
+                                   QStringLiteral("a/first"),
+                                   QStringLiteral("a/inner"),
+                                   QStringLiteral("a/inner/deep"),
+                                   QStringLiteral("a/last"),
+                                   QStringLiteral("b"),
+                                   QStringLiteral("b/first"),
+                                   QStringLiteral("b/inner"),
+                                   QStringLiteral("b/inner/deep"),
+                                   QStringLiteral("b/last")};
+        std::vector<TreeItem> found;
+        for (const QString &text : order) {
+            ElementPath path;
+            QString error;
+            QVERIFY(parseElementPath(text, &path, &error));
+            found.push_back(text.isEmpty() ? GrowingTree::root() : tree.find(path));
+        }
+        for (size_t one = 0; one < found.size(); ++one) {
+            for (size_t other = 0; other < found.size(); ++other)
+                QCOMPARE(tree.precedes(found[one], found[other]), one < other);
+        }
+    }
+}
+
+void ViewerModelsTest::completionsOfPaths()
+{
+    GrowingTree tree;
+    build(
+        &tree,
+        [](ElementSink &sink) {
+            sink.beginDocument({QStringLiteral("paths"), QStringLiteral("TEST"), 100});
+            sink.beginElement(0, 50, u"RIFF", -1);
+            for (quint64 i = 0; i < 25; ++i) {
+                sink.beginElement(i, 1, u"part/x", -1);
+                sink.addField(leaf(i, 1, u"id", u"a"));
+                sink.endElement();
+            }
+            sink.addField(leaf(30, 1, u"size", u""));
+            sink.endElement();
+            sink.addField(leaf(60, 1, unparsedDataMarker, u""));
+            sink.endDocument({});
+        },
+        1000);
+    const auto completions = [&tree](const char *text) {
+        return pathCompletions(tree, QString::fromLatin1(text), 100);
+    };
+    const auto list = [](std::initializer_list<const char *> texts) {
+        QStringList result;
+        for (const char *text : texts)
+            result.append(QString::fromLatin1(text));
+        return result;
+    };
+    QCOMPARE(completions(""), list({"RIFF", "unparsed"}));
+    QCOMPARE(completions("ri"), list({"RIFF"}));
+    QCOMPARE(completions("RIFF/"), list({"RIFF/part%2Fx", "RIFF/size"}));
+    QCOMPARE(completions("RIFF/part%2Fx[2]/"), list({"RIFF/part%2Fx[2]/id"}));
+    QCOMPARE(completions("RIFF/part%2Fx[2"),
+             list({"RIFF/part%2Fx[2]", "RIFF/part%2Fx[20]", "RIFF/part%2Fx[21]", "RIFF/part%2Fx[22]",
+                   "RIFF/part%2Fx[23]", "RIFF/part%2Fx[24]"}));
+    QCOMPARE(completions("RIFF/part%2Fx[").size(), 10);
+    QCOMPARE(completions("RIFF/part%2Fx[25"), QStringList());
+    QCOMPARE(completions("RIFF/part%2Fx[x"), QStringList());
+    QCOMPARE(completions("nowhere/"), QStringList());
+    QCOMPARE(completions("unparsed/"), QStringList());
+    QCOMPARE(completions("RIFF]/"), QStringList());
+    QCOMPARE(pathCompletions(tree, QString(), 1), list({"RIFF"}));
 }
 
 QTEST_MAIN(ViewerModelsTest)
