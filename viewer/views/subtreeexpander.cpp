@@ -1,6 +1,5 @@
 #include "subtreeexpander.h"
 
-#include <QElapsedTimer>
 #include <QTimer>
 #include <QTreeView>
 
@@ -9,6 +8,7 @@ namespace quenlofar {
 namespace {
 
 constexpr qint64 slice = 10; // milliseconds of work between two events
+constexpr qint64 betweenPaints = 100; // milliseconds: painting takes longer than a slice
 
 } // namespace
 
@@ -24,6 +24,7 @@ void SubtreeExpander::start(const QModelIndex &index)
         end(m_view.model()->rowCount(index) == 0);
         return;
     }
+    m_sinceShown.start();
     if (!wasRunning)
         QTimer::singleShot(0, this, &SubtreeExpander::work);
 }
@@ -50,6 +51,7 @@ bool SubtreeExpander::enter(const QModelIndex &node)
 void SubtreeExpander::end(bool isWhole)
 {
     m_levels.clear();
+    m_view.viewport()->setUpdatesEnabled(true);
     Q_EMIT finished(m_rows, isWhole);
 }
 
@@ -58,8 +60,13 @@ void SubtreeExpander::work()
     const QAbstractItemModel &model = *m_view.model();
     QElapsedTimer timer;
     timer.start();
+    m_view.viewport()->setUpdatesEnabled(false);
     while (!m_levels.empty()) {
         if (timer.elapsed() >= slice) {
+            if (m_sinceShown.elapsed() >= betweenPaints) {
+                m_view.viewport()->setUpdatesEnabled(true);
+                m_sinceShown.start();
+            }
             QTimer::singleShot(0, this, &SubtreeExpander::work);
             return;
         }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QPersistentModelIndex>
 
@@ -49,6 +50,7 @@ private:
     std::vector<Level> m_levels; // nodes whose children are being looked at, one inside the other
     bool m_isOfRoot = false; // the outermost of them is the invalid index
     quint64 m_rows = 0;
+    QElapsedTimer m_sinceShown; // the view is not painted for each slice
 };
 
 } // namespace quenlofar
