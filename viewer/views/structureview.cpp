@@ -6,6 +6,38 @@
 
 namespace quenlofar {
 
+namespace {
+
+/// Measures its texts once: the view asks for its height whenever a row is expanded.
+class MeasuredHeader : public QHeaderView
+{
+public:
+    explicit MeasuredHeader(QWidget *parent) : QHeaderView(Qt::Horizontal, parent)
+    {
+        setSectionsMovable(true);
+        setStretchLastSection(true);
+        setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    }
+    QSize sizeHint() const override
+    {
+        if (!m_hint.isValid())
+            m_hint = QHeaderView::sizeHint();
+        return m_hint;
+    }
+
+protected:
+    void changeEvent(QEvent *event) override
+    {
+        m_hint = QSize();
+        QHeaderView::changeEvent(event);
+    }
+
+private:
+    mutable QSize m_hint;
+};
+
+} // namespace
+
 StructureView::StructureView(Document &document, QWidget *parent)
     : QTreeView(parent), m_document(document), m_model(document.tree()), m_expander(*this)
 {
@@ -15,6 +47,7 @@ StructureView::StructureView(Document &document, QWidget *parent)
     horizontalScrollBar()->setAccessibleName(tr("Columns of the structure"));
     setUniformRowHeights(true); // otherwise each row is asked for its height
     setAlternatingRowColors(true);
+    setHeader(new MeasuredHeader(this));
     setModel(&m_model);
     header()->setAccessibleName(tr("Columns of the structure"));
     const int character = fontMetrics().averageCharWidth();
