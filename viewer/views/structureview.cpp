@@ -56,11 +56,16 @@ StructureView::StructureView(Document &document, QWidget *parent)
         setColumnWidth(column, character * charactersOfColumns[column]);
     connect(&m_document, &Document::treeGrew, this, [this] {
         const bool wasEmpty = m_model.rowCount() == 0;
+        // Rows that are put into groups are gone for a moment. Qt then makes another one the current one: nobody has
+        // gone there.
+        const QModelIndex current = currentIndex();
+        m_isFollowing = true;
         m_model.grow();
+        m_isFollowing = false;
         // The outermost level alone says little: most files have one element there.
         if (wasEmpty && m_model.rowCount() > 0)
             expand(m_model.index(0, 0));
-        if (wasEmpty)
+        if (wasEmpty || currentIndex() != current)
             followPlace();
     });
     connect(&m_expander, &SubtreeExpander::finished, this, [this](quint64 rows, bool isWhole) {

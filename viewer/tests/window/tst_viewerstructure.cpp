@@ -92,6 +92,7 @@ private Q_SLOTS:
     void matchesAreMarked();
     void conditionsThatCannotBeRead();
     void lookingWhileTheFileIsRead();
+    void placeStaysWhileGroupsAreMade();
     void manyMatches();
     void columnsAreKept();
     void expandingEverything();
@@ -241,6 +242,26 @@ void ViewerStructureTest::lookingWhileTheFileIsRead()
     }
     QVERIFY(haveThreadsEnded());
     QVERIFY(!file->usedInWindow);
+}
+
+void ViewerStructureTest::placeStaysWhileGroupsAreMade()
+{
+    const auto file = makeFile(16 + parts * qint64(step));
+    file->blocksFrom = 2000;
+    {
+        Shown shown(optionsFor(file, parts, step));
+        QTRY_VERIFY(file->waiting > 0);
+        QTRY_VERIFY(shown.page->document().tree().itemCount() > 20);
+        QVERIFY(shown.window.perform(QStringLiteral("goto"), QStringLiteral("part[5]/bytes"), &shown.error));
+        QCOMPARE(shown.current(), QStringLiteral("part[5]/bytes"));
+        QVERIFY(shown.structure().elements().rowCount() < 1000);
+        file->release();
+        QVERIFY(shown.waitUntilIdle());
+        QCOMPARE(shown.structure().elements().rowCount(), 4);
+        QCOMPARE(shown.current(), QStringLiteral("part[5]/bytes"));
+        QCOMPARE(shown.state("place")[QStringLiteral("offset")].toInt(), 116);
+        QVERIFY(!shown.window.state()[QStringLiteral("canGoBack")].toBool());
+    }
 }
 
 void ViewerStructureTest::manyMatches()
@@ -395,6 +416,7 @@ void ViewerStructureTest::limitIsRaised()
     QVERIFY(shown.currentPage().document().tree().itemCount() > before);
     QCOMPARE(shown.window.state()[QStringLiteral("tabs")].toInt(), 1);
     // Where people were and what they looked for stays.
+    QCOMPARE(shown.state("place")[QStringLiteral("path")].toString(), QStringLiteral("part[5]/bytes"));
     QCOMPARE(shown.current(), QStringLiteral("part[5]/bytes"));
     QCOMPARE(shown.filter()[QStringLiteral("text")].toString(), QStringLiteral("part"));
     QVERIFY(shown.filter()[QStringLiteral("count")].toInt() > int(before / 2));
