@@ -294,6 +294,9 @@ class Goals(Bench):
                 ("close", "closing while the file is read", frames, "the same", 0.1),
                 ("ready", "viewer: structure ready, or its limit", many, f"{self.sizes.scaling[-1]} frames", None)):
             self.viewer_row(work, title, file, its_name, most)
+        random = self.files.generated("no-riff-random", self.sizes.no_riff)
+        found = values_of(output_of(self.build.tool("viewer-benchmark"), "find", random))
+        self.rate_row("viewer: bytes looked for", "no-riff-random", {**found, "spread": 0}, self.sizes.no_riff, 1000)
 
     def viewer_row(self, work, title, file, name, most):
         """Its time, the longest time without an answer, and its memory where that has a goal."""

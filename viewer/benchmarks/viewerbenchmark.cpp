@@ -155,6 +155,21 @@ public:
         waitFor([&] { return m_page->filterBar().search().isDone(); });
         m_seconds = secondsSince(begin);
     }
+    /// Bytes that are nowhere are looked for in the whole file.
+    void find()
+    {
+        open();
+        waitFor([&] { return m_page->document().isRead(); });
+        waitUntilQuiet();
+        const Clock::time_point begin = Clock::now();
+        QString error;
+        if (!m_page->findBar().find(QStringLiteral("bytes"), QStringLiteral("93 4D ?? 71 0F"), &error))
+            fail("the bytes are not looked for");
+        waitFor([&] { return !m_page->findBar().search().isRunning(); });
+        if (!m_page->findBar().search().isWhole())
+            fail("the search ended early");
+        m_seconds = secondsSince(begin);
+    }
     /// Everything is expanded, up to the bound.
     void below()
     {
@@ -276,15 +291,17 @@ struct Work
 };
 const Work works[] = {{"ready", &Bench::ready},   {"place", &Bench::place}, {"expand", &Bench::expand},
                       {"scroll", &Bench::scroll}, {"bytes", &Bench::bytes}, {"filter", &Bench::filter},
-                      {"below", &Bench::below},   {"path", &Bench::path},   {"close", &Bench::close}};
+                      {"below", &Bench::below},   {"find", &Bench::find},   {"path", &Bench::path},
+                      {"close", &Bench::close}};
 
 } // namespace
 
 int main(int argc, char **argv)
 {
     if (argc < 3 || argc > 4) {
-        std::fprintf(stderr,
-                     "usage: viewer-benchmark start|ready|place|expand|scroll|bytes|filter|below|path|close FILE\n");
+        std::fprintf(
+            stderr,
+            "usage: viewer-benchmark start|ready|place|expand|scroll|bytes|filter|find|below|path|close FILE\n");
         return 2;
     }
     const bool isStart = std::strcmp(argv[1], "start") == 0;

@@ -51,7 +51,7 @@ QString limitText(const RunResult &result)
 
 FilePage::FilePage(const QString &path, const DocumentOptions &options, QWidget *parent)
     : QWidget(parent), m_options(options), m_document(path, options), m_structureView(m_document),
-      m_filterBar(m_document), m_hexView(m_document), m_bar(new QLabel(this))
+      m_filterBar(m_document), m_hexView(m_document), m_findBar(m_document, options.opener), m_bar(new QLabel(this))
 {
     auto *const splitter = new QSplitter(Qt::Horizontal, this);
     splitter->addWidget(makeStructurePane());
@@ -62,6 +62,7 @@ FilePage::FilePage(const QString &path, const DocumentOptions &options, QWidget 
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_bar);
     layout->addWidget(splitter, 1);
+    layout->addWidget(&m_findBar);
     m_bar->setObjectName(QStringLiteral("messages"));
     m_bar->setAccessibleName(tr("Messages"));
     m_bar->setTextFormat(Qt::PlainText);
@@ -131,7 +132,8 @@ std::optional<DocumentOptions> FilePage::raisedOptions() const
 
 bool FilePage::isIdle() const
 {
-    return m_document.isIdle() && m_filterBar.search().isDone() && !m_structureView.isExpanding();
+    return m_document.isIdle() && m_filterBar.search().isDone() && !m_findBar.search().isRunning()
+        && !m_structureView.isExpanding();
 }
 
 QString FilePage::title() const
@@ -243,12 +245,16 @@ QJsonObject FilePage::state() const
                                 {QStringLiteral("items"), jsonNumber(tree.itemCount())},
                                 {QStringLiteral("complete"), tree.isComplete()},
                                 {QStringLiteral("rows"), treeRows}};
+    const QJsonObject found{{QStringLiteral("message"), m_findBar.message()},
+                            {QStringLiteral("count"), jsonNumber(m_findBar.search().count())},
+                            {QStringLiteral("complete"), m_findBar.search().isWhole()}};
     return {{QStringLiteral("file"), QString::fromUtf8(pathForDisplay(m_document.path()))},
             {QStringLiteral("size"), jsonNumber(m_document.size())},
             {QStringLiteral("container"), tree.hasBegun() ? tree.document().container : QString()},
             {QStringLiteral("messages"), QJsonArray::fromStringList(messages())},
             {QStringLiteral("place"), place},
             {QStringLiteral("structure"), structure},
+            {QStringLiteral("found"), found},
             {QStringLiteral("bytes"), bytes}};
 }
 

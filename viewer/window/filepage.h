@@ -2,6 +2,7 @@
 
 #include "document.h"
 #include "filterbar.h"
+#include "findbar.h"
 #include "hexview.h"
 #include "limitsbar.h"
 #include "structureview.h"
@@ -28,6 +29,7 @@ public:
     HexView &hexView() { return m_hexView; } ///< its bytes
     StructureView &structureView() { return m_structureView; } ///< its elements
     FilterBar &filterBar() { return m_filterBar; } ///< what is asked for of its elements
+    FindBar &findBar() { return m_findBar; } ///< what is looked for in its bytes
     bool isIdle() const; ///< nothing is being read, looked for or expanded
     QString title() const; ///< the file's name without its folders, fit to be shown
     QStringList messages() const; ///< what is wrong with the file, one sentence each
@@ -52,6 +54,7 @@ private:
     FilterBar m_filterBar;
     LimitsBar m_limitsBar;
     HexView m_hexView;
+    FindBar m_findBar;
     QLabel *m_bar;
 };
 

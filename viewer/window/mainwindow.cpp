@@ -108,6 +108,7 @@ void MainWindow::makeMenus()
     addAction(view, "text", tr("&Text as Latin-1 or UTF-8"), keys("Ctrl+U"), &MainWindow::toggleText);
     addAction(view, "more-columns", tr("&More columns of bytes"), keys("Ctrl+]"), &MainWindow::moreColumns);
     addAction(view, "fewer-columns", tr("&Fewer columns of bytes"), keys("Ctrl+["), &MainWindow::fewerColumns);
+    makeFindActions(go);
     makeStructureActions(go, view);
 
     QToolBar *const bar = addToolBar(tr("Go"));
@@ -339,6 +340,8 @@ bool MainWindow::perform(const QString &name, const QString &value, QString *err
     }
     if (const std::optional<bool> isDone = performOnStructure(name, value, error))
         return *isDone;
+    if (const std::optional<bool> isDone = performFind(name, value, error))
+        return *isDone;
     if (name == QLatin1String("open")) {
         if (value.isEmpty())
             *error = tr("The action \"open\" needs a file.");
@@ -387,7 +390,7 @@ void MainWindow::updateActions()
     m_forward->setEnabled(m_history.canGoForward());
     m_close->setEnabled(page);
     m_goTo->setEnabled(page);
-    for (QAction *const action : m_structureActions)
+    for (QAction *const action : m_pageActions)
         action->setEnabled(page);
     m_stop->setEnabled(page && !page->document().isRead());
     showStatus();

@@ -52,6 +52,11 @@ private:
     std::optional<bool> performOnStructure(const QString &name, const QString &value, QString *error);
     FilePage *makePage(const QString &path, const DocumentOptions &options);
     void readAgain(FilePage *page);
+    void makeFindActions(QMenu *go);
+    std::optional<bool> performFind(const QString &name, const QString &value, QString *error);
+    void openFind();
+    void nextPlace();
+    void previousPlace();
     void focusFilter();
     void nextMatch();
     void previousMatch();
@@ -88,7 +93,7 @@ private:
     QAction *m_forward = nullptr;
     QAction *m_close = nullptr;
     QAction *m_stop = nullptr;
-    std::vector<QAction *> m_structureActions; // that need an open file
+    std::vector<QAction *> m_pageActions; // that need an open file
     PlaceHistory<Visit> m_history;
     HexStyle m_style;
     ColumnChoice m_columns;

@@ -14,15 +14,16 @@ void MainWindow::makeStructureActions(QMenu *go, QMenu *view)
 {
     const auto keys = [](const char *text) { return QKeySequence::fromString(QString::fromLatin1(text)); };
     go->addSeparator();
-    m_structureActions = {
-        addAction(go, "filter", tr("&Find elements and fields..."), keys("Ctrl+Shift+F"), &MainWindow::focusFilter),
-        addAction(go, "next-match", tr("Next &match"), QKeySequence(Qt::Key_F4), &MainWindow::nextMatch),
-        addAction(go, "previous-match", tr("Previous m&atch"), keys("Shift+F4"), &MainWindow::previousMatch)};
+    for (QAction *const action :
+         {addAction(go, "filter", tr("&Find elements and fields..."), keys("Ctrl+Shift+F"), &MainWindow::focusFilter),
+          addAction(go, "next-match", tr("Next &match"), QKeySequence(Qt::Key_F4), &MainWindow::nextMatch),
+          addAction(go, "previous-match", tr("Previous m&atch"), keys("Shift+F4"), &MainWindow::previousMatch)})
+        m_pageActions.push_back(action);
     view->addSeparator();
-    m_structureActions.push_back(
+    m_pageActions.push_back(
         addAction(view, "expand", tr("&Expand everything below"), keys("Ctrl+E"), &MainWindow::expandBelow));
-    m_structureActions.push_back(addAction(view, "raise-limit", tr("&Raise the limit and read again"),
-                                           keys("Ctrl+Shift+R"), &MainWindow::raiseLimit));
+    m_pageActions.push_back(addAction(view, "raise-limit", tr("&Raise the limit and read again"), keys("Ctrl+Shift+R"),
+                                      &MainWindow::raiseLimit));
     view->addMenu(m_columns.makeMenu(this));
 }
 

@@ -1,13 +1,21 @@
 // The model of the tree, watched by Qt's own tester while the tree grows, and what it is asked for: paths and names.
 #include "elementmodel.h"
 #include "pathcompletion.h"
+#include "placesmodel.h"
 #include "plaintree.h"
 #include "randomdocument.h"
+#include "testsources.h"
 
 #include <QAbstractItemModelTester>
+#include <QElapsedTimer>
 #include <QPersistentModelIndex>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
+
+#include <algorithm>
+#include <random>
+#include <set>
 
 using namespace quenlofar;
 
@@ -120,6 +128,11 @@ private Q_SLOTS:
     void childrenThatAllHaveOtherNames();
     void orderOfTheDocument();
     void completionsOfPaths();
+    void patternsAsPeopleTypeThem_data();
+    void patternsAsPeopleTypeThem();
+    void patternsAreFoundEverywhere();
+    void placesAcrossPiecesAndHoles();
+    void searchThatIsEnded();
 };
 
 void ViewerModelsTest::randomTreesAsTheyGrow_data()
@@ -394,6 +407,170 @@ void ViewerModelsTest::completionsOfPaths()
     QCOMPARE(completions("unparsed/"), QStringList());
     QCOMPARE(completions("RIFF]/"), QStringList());
     QCOMPARE(pathCompletions(tree, QString(), 1), list({"RIFF"}));
+}
+
+void ViewerModelsTest::patternsAsPeopleTypeThem_data()
+{
+    using Kind = ByteQuery::Kind;
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("places"); // or what is wrong
+    const auto add = [](const char *name, Kind kind, const char *text, const QByteArray &bytes, const char *places) {
+        QTest::newRow(name) << int(kind) << QString::fromUtf8(text) << bytes << QString::fromUtf8(places);
+    };
+    const QByteArray bytes("\x00\xDC\x01\x4F\x00\xDC\x02\x3F\x00\xdc\x03\x40", 12);
+    add("bytes with wildcards", Kind::Bytes, "00 dc ?? 4?", bytes, "0 8");
+    add("without blanks", Kind::Bytes, "00DC", bytes, "0 4 8");
+    add("half a byte", Kind::Bytes, "?F", bytes, "3 7");
+    add("overlapping", Kind::Bytes, "61 61", "aaaa", "0 1 2");
+    add("longer than the file", Kind::Bytes, "61 61 61 61 61", "aaaa", "");
+    add("no digits", Kind::Bytes, "?? ??", bytes, "Type the bytes to look for, such as 00 DC ?? 4?.");
+    add("nothing", Kind::Bytes, " ", bytes, "Type the bytes to look for, such as 00 DC ?? 4?.");
+    add("a digit alone", Kind::Bytes, "00 d", bytes, "A byte has two digits: the last one is missing.");
+    add("a digit alone in front", Kind::Bytes, "0 dc", bytes, "A byte has two digits: there is a blank behind one.");
+    add("no hexadecimal digit", Kind::Bytes, "0g", bytes, "\"g\" is no hexadecimal digit and no \"?\".");
+    add("text", Kind::Text, "gr\xC3\xBC\xC3\x9F", "x gr\xC3\xBC\xC3\x9F", "2");
+    add("no text", Kind::Text, "", "x", "Type 1 to 4096 bytes of text.");
+    add("FourCC", Kind::FourCC, "ab d", "ab  ab d", "4");
+    add("three characters", Kind::FourCC, "abc", "abcd", "A FourCC has four characters.");
+    add("byte", Kind::Number, "64", bytes, "11");
+    add("two bytes, either order", Kind::Number, "0x0102", QByteArray("\x01\x02\x01", 3), "0 1");
+    add("two bytes that are alike", Kind::Number, "0x0101", QByteArray("\x01\x01", 2), "0");
+    add("four bytes", Kind::Number, "65536", QByteArray("\x00\x00\x01\x00\x00\x01\x00\x00", 8), "0 1 3 4");
+    add("a negative one", Kind::Number, "-2", QByteArray("\x00\xFE\xFF\xFE", 4), "1 3");
+    add("no number", Kind::Number, "1.5", bytes, "\"1.5\" is no number of at most 64 bits.");
+}
+
+void ViewerModelsTest::patternsAsPeopleTypeThem()
+{
+    QFETCH(int, kind);
+    QFETCH(QString, text);
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, places);
+    QString error;
+    const std::optional<ByteQuery> query = ByteQuery::parse(ByteQuery::Kind(kind), text, &error);
+    if (!query) {
+        QCOMPARE(error, places);
+        return;
+    }
+    std::set<size_t> found;
+    for (const BytePattern &pattern : query->patterns) {
+        std::vector<size_t> each;
+        pattern.find(reinterpret_cast<const uchar *>(bytes.constData()), size_t(bytes.size()), &each);
+        QVERIFY(std::is_sorted(each.begin(), each.end()));
+        found.insert(each.begin(), each.end());
+    }
+    QStringList texts;
+    for (const size_t place : found)
+        texts.append(QString::number(place));
+    QCOMPARE(texts.join(QLatin1Char(' ')), places);
+}
+
+void ViewerModelsTest::patternsAreFoundEverywhere()
+{
+    // Of few values, so that much matches in part.
+    std::mt19937 random(7);
+    for (int round = 0; round < 300; ++round) {
+        QByteArray bytes(int(random() % 400), '\0');
+        for (char &byte : bytes)
+            byte = char(random() % 3);
+        QString text;
+        const int size = 1 + int(random() % 5);
+        for (int i = 0; i < size; ++i)
+            text += random() % 4 == 0 && i > 0 ? QStringLiteral("??") : QStringLiteral("0%1").arg(random() % 3);
+        QString error;
+        const std::optional<BytePattern> pattern = BytePattern::parse(text, &error);
+        QVERIFY2(pattern, qPrintable(text));
+        std::vector<size_t> expected;
+        for (int at = 0; at + size <= int(bytes.size()); ++at) {
+            bool matches = true;
+            for (int i = 0; i < size; ++i)
+                matches =
+                    matches && (text[2 * i] == QLatin1Char('?') || bytes[at + i] == char(text[2 * i + 1].digitValue()));
+            if (matches)
+                expected.push_back(size_t(at));
+        }
+        std::vector<size_t> found;
+        pattern->find(reinterpret_cast<const uchar *>(bytes.constData()), size_t(bytes.size()), &found);
+        QCOMPARE(found, expected);
+    }
+}
+
+void ViewerModelsTest::placesAcrossPiecesAndHoles()
+{
+    // A file of 5 GiB with holes; what is looked for stands at the borders of what is read and of the holes.
+    const QTemporaryDir directory;
+    const QString path = directory.filePath(QStringLiteral("sparse.bin"));
+    constexpr qint64 size = qint64(5) << 30;
+    const std::vector<quint64> offsets = {0, 1048573, 2097150, 4095, 1'000'000'001, 4'294'967'294, quint64(size) - 4};
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    if (!file.resize(size))
+        QSKIP("the file system has no files of 5 GiB");
+    for (const quint64 offset : offsets) {
+        QVERIFY(file.seek(qint64(offset)));
+        QCOMPARE(file.write("\0xy\0", 4), 4);
+    }
+    file.close();
+    ByteSearch search(path, {});
+    const GrowingTree tree;
+    PlacesModel model(search, tree);
+    const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    QString error;
+    search.start(*ByteQuery::parse(ByteQuery::Kind::Bytes, QStringLiteral("00 78 79 00"), &error));
+    QVERIFY(search.isRunning());
+    QTRY_VERIFY_WITH_TIMEOUT(!search.isRunning(), 60'000);
+    QVERIFY(search.isWhole());
+    QCOMPARE(search.progress(), 100);
+    std::vector<quint64> sorted = offsets;
+    std::sort(sorted.begin(), sorted.end());
+    QCOMPARE(search.places(), sorted);
+    QCOMPARE(model.rowCount(), 7);
+    QCOMPARE(text(model.index(6, 0)), QStringLiteral("0x13FFFFFFC"));
+    QCOMPARE(*search.behind(4095), size_t(2));
+    QCOMPARE(*search.before(4095), size_t(0));
+    QVERIFY(!search.before(0));
+    QVERIFY(!search.behind(quint64(size)));
+    search.clear();
+    QCOMPARE(model.rowCount(), 0);
+    QTRY_COMPARE(DocumentWork::runningThreads(), 0);
+}
+
+void ViewerModelsTest::searchThatIsEnded()
+{
+    const auto file = makeFile(100'000'000);
+    file->blocksFrom = 5'000'000;
+    const SourceOpener opener = [file](const QString &, QString *) { return std::make_unique<MadeUpSource>(file); };
+    QString error;
+    {
+        ByteSearch search(QStringLiteral("made up"), opener);
+        search.start(*ByteQuery::parse(ByteQuery::Kind::Bytes, QStringLiteral("00 01 02"), &error));
+        QTRY_VERIFY(file->waiting > 0);
+        QTRY_VERIFY(search.count() > 0);
+        QElapsedTimer timer;
+        timer.start();
+        search.cancel();
+        QVERIFY(timer.elapsed() < 100);
+        QVERIFY(!search.isRunning());
+        QVERIFY(!search.isWhole());
+        QCOMPARE(search.places().front(), quint64(0));
+        QCOMPARE(search.places()[1], quint64(251));
+        const quint64 count = search.count();
+        file->release();
+        QVERIFY(haveThreadsEnded());
+        QCoreApplication::processEvents();
+        QCOMPARE(search.count(), count); // nothing comes any more
+    }
+    // The byte 250 comes before a 0, but not at the end of the file.
+    file->blocksFrom = -1;
+    file->failsFrom = 3'000'000;
+    ByteSearch failing(QStringLiteral("made up"), opener);
+    failing.start(*ByteQuery::parse(ByteQuery::Kind::Number, QStringLiteral("0xFA00"), &error));
+    QTRY_VERIFY(!failing.isRunning());
+    QCOMPARE(failing.error(), QStringLiteral("the disk is on fire"));
+    QVERIFY(!failing.isWhole());
+    QVERIFY(!file->usedInWindow);
 }
 
 QTEST_MAIN(ViewerModelsTest)

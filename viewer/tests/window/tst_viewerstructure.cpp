@@ -6,12 +6,14 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QComboBox>
 #include <QCompleter>
 #include <QElapsedTimer>
 #include <QHeaderView>
 #include <QJsonArray>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListView>
 #include <QPointer>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -98,6 +100,7 @@ private Q_SLOTS:
     void expandingEverything();
     void expandingEndsAtItsBound();
     void fieldOffersCompletions();
+    void bytesAreFound();
     void limitIsRaised_data();
     void limitIsRaised();
     void anotherContainer();
@@ -371,6 +374,49 @@ void ViewerStructureTest::fieldOffersCompletions()
     field->clear();
     QTest::keyClicks(field, QStringLiteral("12"));
     QCOMPARE(field->completer()->completionCount(), 0);
+}
+
+void ViewerStructureTest::bytesAreFound()
+{
+    Shown shown(partsOptions()); // 60 016 bytes
+    QVERIFY(shown.waitUntilIdle());
+    QVERIFY(!shown.page->findBar().isVisible());
+    QVERIFY(shown.perform("find", QStringLiteral("bytes:10 11 ?2")));
+    QVERIFY(shown.page->findBar().isVisible());
+    // At 16 and every 251 bytes.
+    const QJsonObject found = shown.state("found");
+    QCOMPARE(found[QStringLiteral("message")].toString(), QStringLiteral("240 places found"));
+    QCOMPARE(found[QStringLiteral("count")].toInt(), 240);
+    QCOMPARE(shown.page->document().place().range, (ByteRange{16, 3}));
+    QVERIFY(shown.perform("next-place"));
+    QCOMPARE(shown.page->document().place().range, (ByteRange{267, 3}));
+    QVERIFY(shown.perform("previous-place"));
+    QVERIFY(shown.perform("previous-place"));
+    QCOMPARE(shown.page->document().place().range, (ByteRange{60'005, 3}));
+    QVERIFY(shown.perform("find", QStringLiteral("number:0x10111213"))); // big-endian
+    QCOMPARE(shown.state("found")[QStringLiteral("count")].toInt(), 240);
+    QVERIFY(!shown.perform("find", QStringLiteral("fourcc:abc")));
+    QCOMPARE(shown.error, QStringLiteral("A FourCC has four characters."));
+    QVERIFY(!shown.perform("find", QStringLiteral("dance:abc")));
+    QVERIFY(!shown.perform("find", QStringLiteral("abc")));
+    // As people do it.
+    QVERIFY(shown.perform("find"));
+    QLineEdit &field = *shown.page->findChild<QLineEdit *>(QStringLiteral("findField"));
+    shown.page->findChild<QComboBox *>(QStringLiteral("findKind"))->setCurrentIndex(1);
+    field.setText(QStringLiteral("ABCD"));
+    QTest::keyClick(&field, Qt::Key_Return);
+    QVERIFY(shown.waitUntilIdle());
+    QCOMPARE(shown.state("found")[QStringLiteral("count")].toInt(), 239); // at 65 and every 251 bytes
+    QCOMPARE(shown.page->document().place().range, (ByteRange{65, 4})); // behind the last one comes the first
+    QTest::keyClick(&field, Qt::Key_Return);
+    QCOMPARE(shown.page->document().place().range, (ByteRange{316, 4}));
+    auto *const list = shown.page->findChild<QListView *>(QStringLiteral("foundPlaces"));
+    list->setCurrentIndex(list->model()->index(2, 0));
+    QCOMPARE(shown.page->document().place().range, (ByteRange{567, 4}));
+    QCOMPARE(list->model()->index(0, 0).data().toString(), QStringLiteral("0x41  part[2]"));
+    QTest::keyClick(&field, Qt::Key_Escape);
+    QVERIFY(!shown.page->findBar().isVisible());
+    QCOMPARE(shown.state("found")[QStringLiteral("count")].toInt(), 0);
 }
 
 void ViewerStructureTest::limitIsRaised_data()
