@@ -274,6 +274,45 @@ class Goals(Bench):
                  f"{ours - first:.1f} ms ({first:.1f} and {ours:.1f} ms)", percent(program["spread"]), ours - first <= 15)
         self.memory_row(program, 0)
 
+    def viewer(self):
+        """The window, driven without a screen; left out where it was not built."""
+        if not self.build.tool("viewer-benchmark").exists():
+            return
+        frames, name = self.files.generated("frames", self.sizes.frames), f"{self.sizes.frames} frames"
+        many = self.files.generated("frames", self.sizes.scaling[-1])
+        sparse = self.files.generated("sparse", self.sizes.sparse)
+        for work, title, file, its_name, most in (
+                ("start", "viewer: start to first paint", sparse, f"sparse, {self.sizes.sparse / 1e9:g} GB", 0.3),
+                ("ready", "viewer: structure and packets ready", frames, name, 1.5),
+                ("place", "place set in one view, shown in all", frames, "the same", 0.05),
+                ("expand", "expanding the node with the most children", frames, "the same", 0.05),
+                ("scroll", "a frame of the structure that is scrolled", frames, "the same", 0.016),
+                ("bytes", "a frame of the bytes that are scrolled", frames, "the same", 0.016),
+                ("path", "path of the last child told and found", frames, "the same", 0.05),
+                ("filter", "every item held against a condition", frames, "the same", None),
+                ("below", "everything expanded, up to a million rows", frames, "the same", None),
+                ("close", "closing while the file is read", frames, "the same", 0.1),
+                ("ready", "viewer: structure ready, or its limit", many, f"{self.sizes.scaling[-1]} frames", None)):
+            self.viewer_row(work, title, file, its_name, most)
+        random = self.files.generated("no-riff-random", self.sizes.no_riff)
+        found = values_of(output_of(self.build.tool("viewer-benchmark"), "find", random))
+        self.rate_row("viewer: bytes looked for", "no-riff-random", {**found, "spread": 0}, self.sizes.no_riff, 1000)
+
+    def viewer_row(self, work, title, file, name, most):
+        """Its time, the longest time without an answer, and its memory where that has a goal."""
+        runs = [values_of(output_of(self.build.tool("viewer-benchmark"), work, file))
+                for _ in range(min(self.options.runs, 3))]
+        seconds, blocked, busy = (statistics.median(run[key] for run in runs) for key in ("seconds", "blocked", "busy"))
+        self.row(title, name, f"≤ {most * 1000:g} ms" if most else "", f"{seconds * 1000:.1f} ms",
+                 percent(spread([run["seconds"] for run in runs])), most is None or seconds <= most)
+        self.row("longest time without an answer", "", "≤ 50 ms",
+                 f"{blocked * 1000:.1f} ms, of which the program had the processor for {busy * 1000:.1f} ms", "",
+                 (busy if self.options.cpu else blocked) <= 0.05)
+        if work == "ready":
+            peak = max(run["peak"] for run in runs)
+            goal = 350e6 if file == self.files.generated("frames", self.sizes.frames) else 2500e6
+            self.row("peak memory of the program", "", f"≤ {goal / 1e6:g} MB", f"{peak / 1e6:.0f} MB", "", peak <= goal)
+
     def inner_loops(self):
         """The table is Google Benchmark's own."""
         print("\n" + output_of(self.build.tool("inner-loops"), f"--benchmark_min_time={least_time(self.options)}"))
@@ -441,6 +480,15 @@ class Comparison(Bench):
         self.program_rows(ROOT / "samples" / "sample.avi", "sample, to the first byte", "tree", "--format", "json",
                           runs=1 if self.options.smoke else 41, key="first_byte")
 
+    def viewer(self):
+        file, name = self.files.generated("frames", self.sizes.frames), f"{self.sizes.frames} frames"
+        if not all(build.tool("viewer-benchmark").exists() for build in self.builds):
+            return
+        for work in ("ready", "place", "filter"):
+            pairs = self.in_turn(self.options.runs, lambda build: values_of(
+                output_of(build.tool("viewer-benchmark"), work, file)))
+            self.ratio_row(f"viewer: {work}", name, "s", [(now["seconds"], before["seconds"]) for now, before in pairs])
+
     def inner_loops(self):
         def measure(build):
             output = output_of(build.tool("inner-loops"), "--benchmark_format=json",
@@ -454,7 +502,7 @@ class Comparison(Bench):
 
 
 ROWS = ("frames", "at", "verdict", "film", "opendml", "dv", "look-ahead", "garbage", "no-riff", "scaling",
-        "start-up", "inner-loops")
+        "start-up", "viewer", "inner-loops")
 
 
 def parsed(arguments):

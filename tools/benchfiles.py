@@ -22,6 +22,7 @@ class Sizes:
     film = 7200
     opendml = 3000
     payload = 1000
+    sparse = 100_000_000_000
 
 
 class SmokeSizes(Sizes):
@@ -34,6 +35,7 @@ class SmokeSizes(Sizes):
     film = 2
     opendml = 4
     payload = 4
+    sparse = 20_000_000
 
 
 class Files:

@@ -1,6 +1,7 @@
 #include "documentwork.h"
 #include "filepath.h"
 #include "hexaccessible.h"
+#include "limittext.h"
 #include "mainwindow.h"
 #include "placeaccessible.h"
 #include "pluginloader.h"
@@ -20,7 +21,56 @@ using namespace quenlofar;
 
 namespace {
 
-DocumentOptions optionsOf(const QStringList &pluginDirectories)
+/// The bounds of reading, as the program `quenlofar` calls them.
+struct LimitOptions
+{
+    QCommandLineOption items{QStringLiteral("max-items"),
+                             QCoreApplication::translate("main", "Elements and fields per file."), QStringLiteral("N")};
+    QCommandLineOption depth{QStringLiteral("max-depth"),
+                             QCoreApplication::translate("main", "Levels of nested elements, at most 1000."),
+                             QStringLiteral("N")};
+    QCommandLineOption work{
+        QStringLiteral("max-work"),
+        QCoreApplication::translate("main", "Bytes read per file: a multiple of its size, or a size."),
+        QStringLiteral("FACTOR|SIZE")};
+    QCommandLineOption seconds{QStringLiteral("max-seconds"),
+                               QCoreApplication::translate("main", "Seconds of reading per file."),
+                               QStringLiteral("N")};
+
+    /// What was given; ends the program where something of it makes no sense.
+    RunLimits limitsOf(const QCommandLineParser &parser) const
+    {
+        constexpr quint64 deepest = 1000;
+        RunLimits limits;
+        setNumber(parser, items, ~quint64(0), &limits.maxItems);
+        setNumber(parser, depth, deepest, &limits.maxDepth);
+        setNumber(parser, seconds, longestRunSeconds, &limits.maxSeconds);
+        if (parser.isSet(work) && !setWorkLimit(parser.value(work), &limits))
+            fail(work, QString::fromLatin1(workLimitHelp));
+        return limits;
+    }
+
+private:
+    [[noreturn]] static void fail(const QCommandLineOption &option, const QString &what)
+    {
+        std::fprintf(stderr, "quenlofar-viewer: --%s %s\n", option.names().constFirst().toUtf8().constData(),
+                     what.toUtf8().constData());
+        std::exit(1); // NOLINT(concurrency-mt-unsafe): no other thread was started
+    }
+    static void setNumber(const QCommandLineParser &parser, const QCommandLineOption &option, quint64 most,
+                          quint64 *number)
+    {
+        if (!parser.isSet(option))
+            return;
+        bool isNumber = false;
+        const quint64 value = parser.value(option).toULongLong(&isNumber);
+        if (!isNumber || value < 1 || value > most)
+            fail(option, QCoreApplication::translate("main", "has to be a number from 1 to %1").arg(most));
+        *number = value;
+    }
+};
+
+DocumentOptions optionsOf(const QStringList &pluginDirectories, const RunLimits &limits)
 {
     auto plugins = std::make_shared<PluginLoader>();
     const QStringList places = pluginPlaces(pluginDirectories);
@@ -31,6 +81,7 @@ DocumentOptions optionsOf(const QStringList &pluginDirectories)
         std::fprintf(stderr, "quenlofar-viewer: warning: %s\n", pathForDisplay(warning).constData());
     DocumentOptions options;
     options.plugins = plugins;
+    options.limits = limits;
     return options;
 }
 
@@ -66,7 +117,8 @@ int run(QApplication &application)
     const QCommandLineOption places(QStringLiteral("plugin-dir"),
                                     QCoreApplication::translate("main", "Look for parser plug-ins here first."),
                                     QStringLiteral("DIR"));
-    parser.addOptions({dump, shot, action, places});
+    const LimitOptions limits;
+    parser.addOptions({dump, shot, action, places, limits.items, limits.depth, limits.work, limits.seconds});
     parser.addPositionalArgument(QStringLiteral("FILE[@OFFSET]"),
                                  QCoreApplication::translate("main", "Files to open, and where to go in them."),
                                  QStringLiteral("[FILE[@OFFSET]...]"));
@@ -81,7 +133,7 @@ int run(QApplication &application)
 
     HexAccessible::install();
     PlaceAccessible::install();
-    MainWindow window(optionsOf(parser.values(places)));
+    MainWindow window(optionsOf(parser.values(places), limits.limitsOf(parser)));
     window.show();
     const QStringList arguments = parser.positionalArguments();
     for (const QString &argument : arguments) {

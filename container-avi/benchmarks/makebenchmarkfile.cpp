@@ -59,6 +59,8 @@ public:
     void put(const void *bytes, size_t size) { m_out.write(static_cast<const char *>(bytes), std::streamsize(size)); }
     void put(const std::vector<char> &bytes) { put(bytes.data(), bytes.size()); }
     void put(std::string_view text) { put(text.data(), text.size()); }
+    /// Bytes that take no room on the disk where the file system has holes; something has to follow.
+    void hole(quint64 size) { m_out.seekp(std::streamoff(size), std::ios::cur); }
     void zeros(size_t count) { put(std::vector<char>(count)); }
     void words(std::initializer_list<quint32> words)
     {
@@ -147,6 +149,32 @@ void makeFrames(BenchmarkFile &file, quint64 count)
         file.items += 5; // a node and four words
         file.bytesRead += entrySize;
         ++file.frames;
+    }
+}
+
+/// SIZE bytes and a little more: frames of four million bytes that are holes, in as many RIFF lists as OpenDML wants.
+void makeSparse(BenchmarkFile &file, quint64 size)
+{
+    constexpr quint64 frameSize = 4'000'000;
+    constexpr quint64 framesOfList = 240;
+    constexpr quint64 stride = headerSize + frameSize;
+    const quint64 count = std::max<quint64>(size / frameSize, 1);
+    const auto putMovie = [&file](quint64 frames) {
+        file.listHeader("LIST", 4 + stride * frames, "movi");
+        for (quint64 i = 0; i < frames; ++i) {
+            file.chunkHeader("00dc", frameSize);
+            file.hole(frameSize - 1);
+            file.zeros(1);
+            file.items += plainChunkItems;
+        }
+    };
+    const quint64 first = std::min(count, framesOfList);
+    putHeaders(file, listHeaderSize + stride * first, quint32(count));
+    putMovie(first);
+    for (quint64 done = first; done < count; done += framesOfList) {
+        const quint64 frames = std::min(count - done, framesOfList);
+        file.listHeader("RIFF", 4 + listHeaderSize + stride * frames, "AVIX");
+        putMovie(frames);
     }
 }
 
@@ -321,6 +349,7 @@ Random fixedRandom()
 
 const Kind kinds[] = {
     {"frames", "SIZE frames of 8 bytes and their idx1", makeFrames},
+    {"sparse", "SIZE bytes of frames that are holes, in RIFF lists of a gigabyte", makeSparse},
     {"dv", "SIZE bytes in chunks 00__ of 120000 random bytes without a known id", makeDigitalVideo},
     {"unknown-random", "an unknown chunk of SIZE random bytes without a known id",
      [](BenchmarkFile &file, quint64 size) {

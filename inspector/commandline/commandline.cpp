@@ -1,10 +1,10 @@
 #include "commandline.h"
 
+#include "limittext.h"
 #include "optionhelpers.h"
 #include "options.h"
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
 #include <utility>
 
@@ -13,7 +13,6 @@ namespace quenlofar {
 namespace {
 
 constexpr quint64 mostJobs = 256;
-constexpr quint64 longestSeconds = 1'000'000'000;
 
 /// "one,two", also with a dot in front of each.
 QStringList extensionsIn(const QString &list)
@@ -29,28 +28,8 @@ QStringList extensionsIn(const QString &list)
 /// "0.5", a multiple of a file's size, or "500MB", a number of bytes in one of the units in which sizes are shown.
 void parseWork(const std::string &option, const std::string &text, RunLimits *limits)
 {
-    constexpr std::pair<std::string_view, double> units[] = {
-        {"B", 1.0},      {"kB", 1e3},     {"MB", 1e6},     {"GB", 1e9},     {"TB", 1e12},
-        {"PB", 1e15},    {"EB", 1e18},    {"KiB", 0x1p10}, {"MiB", 0x1p20}, {"GiB", 0x1p30},
-        {"TiB", 0x1p40}, {"PiB", 0x1p50}, {"EiB", 0x1p60}};
-    constexpr double pastAnyNumber = 0x1p64;
-    double number = 0;
-    const auto [rest, error] =
-        std::from_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
-    const std::string_view unit(rest, size_t(text.data() + text.size() - rest));
-    const auto *const known =
-        std::find_if(std::begin(units), std::end(units), [unit](const auto &row) { return row.first == unit; });
-    const double bytes = known == std::end(units) ? 0 : number * known->second;
-    const bool isFactor = unit.empty() && number > 0 && number < pastAnyNumber;
-    if (error != std::errc() || !(isFactor || (bytes >= 1 && bytes < pastAnyNumber))) {
-        throw CLI::ValidationError(option,
-                                   "has to be a multiple of the file's size, such as 64 or 0.5, or a number of bytes "
-                                   "with its unit, such as 4096B, 500MB or 1.5GiB");
-    }
-    if (isFactor)
-        limits->maxWorkFactor = number;
-    else
-        limits->maxWork = quint64(bytes);
+    if (!setWorkLimit(QString::fromStdString(text), limits))
+        throw CLI::ValidationError(option, workLimitHelp);
 }
 
 } // namespace
@@ -437,7 +416,7 @@ void CommandLine::addLimits(CLI::App &command)
             "Bytes read per file: as a multiple of its size, such as 64 or 0.5, in addition to 64 MiB; or a number of "
             "bytes with its unit, such as 4096B, 500MB or 1.5GiB [64]")
         ->type_name("FACTOR|SIZE");
-    addNumber(command, "--max-seconds", &limits.maxSeconds, 1, longestSeconds, "N",
+    addNumber(command, "--max-seconds", &limits.maxSeconds, 1, longestRunSeconds, "N",
               "Seconds per file, where its parser lets itself be ended [no limit]");
 }
 

@@ -113,6 +113,8 @@ void Document::takeNews()
         const Place wanted = m_place;
         if (m_isPlaceOfBytes)
             setBytes(wanted.range, Move::Step);
+        else if (wanted.item != GrowingTree::root())
+            setItem(wanted.item, Move::Step);
     }
     for (std::shared_ptr<const TreeSegment> &segment : news.segments)
         m_tree.append(std::move(segment));
@@ -238,8 +240,10 @@ void Document::setItem(TreeItem item, Move move)
 {
     m_isPlaceOfBytes = false;
     ByteRange range = m_tree.range(item);
-    range.offset = std::min(range.offset, m_size);
-    range.size = std::min(range.size, m_size - range.offset);
+    if (m_isOpened) {
+        range.offset = std::min(range.offset, m_size);
+        range.size = std::min(range.size, m_size - range.offset);
+    }
     Place place{range, item};
     resolveTables(&place);
     moveTo(place, move);

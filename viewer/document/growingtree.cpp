@@ -1,5 +1,7 @@
 #include "growingtree.h"
 
+#include <QSet>
+
 #include <algorithm>
 #include <functional>
 
@@ -256,30 +258,76 @@ QString GrowingTree::description(TreeItem item) const
     return item == root() ? QString() : treeOf(item).description(inSegment(item));
 }
 
-/// Calls `visit(child, name)` for the children of `node` in rows below `end`, until it returns false.
-template <typename Visit> void GrowingTree::visitChildren(TreeItem node, quint32 end, Visit visit) const
+/// The children of `node` by segments.
+std::vector<GrowingTree::Part> GrowingTree::partsOf(TreeItem node) const
 {
-    const auto visitPart = [&](const Part &part, quint32 partEnd) {
-        const ElementTree &tree = m_segments[part.segment].segment->tree;
-        ElementTree::FieldReader reader(tree);
-        for (quint32 row = part.firstRow; row < partEnd; ++row) {
-            const ElementTree::Item item = tree.child(part.node, row - part.firstRow + part.skipped);
-            if (!visit(handle(part.segment, item), pathName(reader.name(item))))
-                return false;
-        }
-        return true;
-    };
-    const Split *const split = splitOf(node);
-    if (!split) {
-        visitPart({segmentOf(node), inSegment(node), 0, 0}, end);
-        return;
-    }
-    for (size_t i = 0; i < split->parts.size() && split->parts[i].firstRow < end; ++i) {
-        const bool isLast = i + 1 == split->parts.size();
-        const quint32 partEnd = isLast ? split->childCount : split->parts[i + 1].firstRow;
-        if (!visitPart(split->parts[i], std::min(end, partEnd)))
+    if (const Split *const split = splitOf(node))
+        return split->parts;
+    return {{segmentOf(node), inSegment(node), 0, 0}};
+}
+
+quint32 GrowingTree::rowsOf(const Part &part) const
+{
+    return m_segments[part.segment].segment->tree.childCount(part.node) - part.skipped;
+}
+
+/// Calls `visit(child, name)` for the first `rows` children of the part, until it returns false.
+template <typename Visit> void GrowingTree::visitPart(const Part &part, quint32 rows, Visit visit) const
+{
+    const ElementTree &tree = m_segments[part.segment].segment->tree;
+    ElementTree::FieldReader reader(tree);
+    for (quint32 row = 0; row < rows; ++row) {
+        const ElementTree::Item item = tree.child(part.node, row + part.skipped);
+        if (!visit(handle(part.segment, item), pathName(reader.name(item))))
             return;
     }
+}
+
+/// Children of that name in rows before `row`.
+quint32 GrowingTree::countBefore(TreeItem node, QStringView name, quint32 row) const
+{
+    quint32 count = 0;
+    for (const Part &part : partsOf(node)) {
+        if (part.firstRow >= row)
+            break;
+        const quint32 rows = std::min(row - part.firstRow, rowsOf(part));
+        if (const NameIndex *const index = m_segments[part.segment].segment->nameIndexOf(part.node)) {
+            count += rows == rowsOf(part) ? index->count(name) : index->countBefore(name, rows);
+            continue;
+        }
+        visitPart(part, rows, [&count, name](TreeItem, QStringView other) {
+            count += other == name ? 1U : 0U;
+            return true;
+        });
+    }
+    return count;
+}
+
+/// The child that has the name and `number` of its name before it; the root where there is none.
+TreeItem GrowingTree::childNamed(TreeItem node, QStringView name, quint64 number) const
+{
+    for (const Part &part : partsOf(node)) {
+        if (const NameIndex *const index = m_segments[part.segment].segment->nameIndexOf(part.node)) {
+            const quint32 count = index->count(name);
+            if (number < count) {
+                const quint32 row = index->row(name, quint32(number));
+                return handle(part.segment,
+                              m_segments[part.segment].segment->tree.child(part.node, row + part.skipped));
+            }
+            number -= count;
+            continue;
+        }
+        TreeItem found = root();
+        visitPart(part, rowsOf(part), [&](TreeItem child, QStringView other) {
+            if (other != name || number-- > 0)
+                return true;
+            found = child;
+            return false;
+        });
+        if (found != root())
+            return found;
+    }
+    return root();
 }
 
 QString GrowingTree::path(TreeItem item) const
@@ -288,10 +336,7 @@ QString GrowingTree::path(TreeItem item) const
     for (; item != root(); item = parent(item)) {
         PathComponent component;
         component.name = pathName(name(item)).toString();
-        visitChildren(parent(item), row(item), [&component](TreeItem, QStringView other) {
-            component.number += other == QStringView(component.name) ? 1U : 0U;
-            return true;
-        });
+        component.number = countBefore(parent(item), component.name, row(item));
         path.prepend(component);
     }
     return elementPathText(path);
@@ -303,19 +348,59 @@ TreeItem GrowingTree::find(const ElementPath &path) const
     for (const PathComponent &component : path) {
         if (node != root() && !isNode(node))
             return root();
-        quint64 number = component.number;
-        TreeItem found = root();
-        visitChildren(node, childCount(node), [&](TreeItem child, QStringView name) {
-            if (name != QStringView(component.name) || number-- > 0)
-                return true;
-            found = child;
-            return false;
-        });
-        if (found == root())
+        node = childNamed(node, component.name, component.number);
+        if (node == root())
             return root();
-        node = found;
     }
     return node;
+}
+
+QStringList GrowingTree::childNames(TreeItem node, int most) const
+{
+    QStringList names;
+    QSet<QString> known;
+    const auto add = [&](const QString &name) {
+        if (int(names.size()) < most && !known.contains(name)) {
+            known.insert(name);
+            names.append(name);
+        }
+        return int(names.size()) < most;
+    };
+    for (const Part &part : partsOf(node)) {
+        if (const NameIndex *const index = m_segments[part.segment].segment->nameIndexOf(part.node)) {
+            const QStringList more = index->names(most);
+            for (const QString &name : more)
+                add(name);
+        } else {
+            visitPart(part, rowsOf(part), [&add](TreeItem, QStringView name) { return add(name.toString()); });
+        }
+    }
+    return names;
+}
+
+quint32 GrowingTree::countOf(TreeItem node, QStringView name) const
+{
+    return countBefore(node, name, childCount(node));
+}
+
+bool GrowingTree::precedes(TreeItem one, TreeItem other) const
+{
+    if (one == other || other == root())
+        return false;
+    if (one == root())
+        return true;
+    // An item begins in the segment of its handle, and segments stand one behind the other.
+    if (segmentOf(one) != segmentOf(other))
+        return segmentOf(one) < segmentOf(other);
+    const int depthOfOne = depth(one);
+    const int depthOfOther = depth(other);
+    TreeItem up = one;
+    for (int level = depthOfOne; level > depthOfOther; --level)
+        up = parent(up);
+    TreeItem upOfOther = other;
+    for (int level = depthOfOther; level > depthOfOne; --level)
+        upOfOther = parent(upOfOther);
+    return up == upOfOther ? depthOfOne < depthOfOther : isBefore(up, upOfOther);
 }
 
 } // namespace quenlofar

@@ -5,6 +5,7 @@
 #include "segmentsink.h"
 
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 #include <unordered_map>
@@ -68,11 +69,24 @@ public:
     QString meaning(TreeItem item) const; ///< of a leaf, see Field; empty for a node
     QString description(TreeItem item) const; ///< of a leaf, see Field; empty for a node
 
-    /// The item's path as the listings of the program print it; null for the root. Takes time for each sibling before
-    /// the item and its parents.
+    /// The item's path as the listings of the program print it; null for the root. Of nodes with many children in one
+    /// segment a thousand at most are looked at, see NameIndex.
     QString path(TreeItem item) const;
-    /// The item at `path`, or the root where there is none so far. Takes time for each child of the nodes on the way.
+    /// The item at `path`, or the root where there is none so far. Looks at as few children as path().
     TreeItem find(const ElementPath &path) const;
+    /// The names of children of `node` as paths have them, each once, in the order in which they first come, at most
+    /// `most`. Time as path().
+    QStringList childNames(TreeItem node, int most) const;
+    /// How many children have that name; time as path().
+    quint32 countOf(TreeItem node, QStringView name) const;
+
+    quint32 segmentCount() const { return quint32(m_segments.size()); } ///< that were appended
+    /// One of them; another thread may read it, too.
+    const std::shared_ptr<const TreeSegment> &segment(quint32 number) const { return m_segments[number].segment; }
+    /// The item that begins in the segment `segment` as `item`.
+    static constexpr TreeItem handle(quint32 segment, ElementTree::Item item) { return quint64(segment) << 32 | item; }
+    /// Whether `one` stands before `other` in the document; a node stands before what is in it.
+    bool precedes(TreeItem one, TreeItem other) const;
 
 private:
     /// A node's children within one segment.
@@ -100,7 +114,6 @@ private:
         std::vector<TreeItem> originals;
     };
 
-    static TreeItem handle(quint32 segment, ElementTree::Item item) { return quint64(segment) << 32 | item; }
     static quint32 segmentOf(TreeItem item) { return quint32(item >> 32); }
     static ElementTree::Item inSegment(TreeItem item) { return quint32(item); }
     const ElementTree &treeOf(TreeItem item) const { return m_segments[segmentOf(item)].segment->tree; }
@@ -109,7 +122,11 @@ private:
     const Split *splitOf(TreeItem item) const;
     std::vector<TreeItem> splitsAt(quint64 byte) const;
     bool isBefore(TreeItem one, TreeItem other) const;
-    template <typename Visit> void visitChildren(TreeItem node, quint32 end, Visit visit) const;
+    std::vector<Part> partsOf(TreeItem node) const;
+    quint32 rowsOf(const Part &part) const;
+    template <typename Visit> void visitPart(const Part &part, quint32 rows, Visit visit) const;
+    quint32 countBefore(TreeItem node, QStringView name, quint32 row) const;
+    TreeItem childNamed(TreeItem node, QStringView name, quint64 number) const;
 
     std::vector<Held> m_segments;
     std::unordered_map<TreeItem, Split> m_splits; // the root is always one

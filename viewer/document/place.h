@@ -59,6 +59,12 @@ public:
     /// To the entry behind; only where canGoForward().
     const Entry &forward() { return m_entries[++m_current]; }
     size_t size() const { return m_entries.size(); } ///< entries
+    /// Calls `change` for every entry, which may change it.
+    template <typename Change> void change(Change change)
+    {
+        for (Entry &entry : m_entries)
+            change(entry);
+    }
     /// Takes out the entries for which `isGone` holds.
     template <typename IsGone> void remove(IsGone isGone)
     {

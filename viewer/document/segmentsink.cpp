@@ -18,8 +18,17 @@ constexpr quint64 itemsBetweenClocks = 0x3FF; // a mask: reading the clock takes
 
 } // namespace
 
+const NameIndex *TreeSegment::nameIndexOf(ElementTree::Item node) const
+{
+    const auto found =
+        std::lower_bound(nameIndexes.begin(), nameIndexes.end(), node,
+                         [](const NameIndex &each, ElementTree::Item wanted) { return each.node() < wanted; });
+    return found == nameIndexes.end() || found->node() != node ? nullptr : &*found;
+}
+
 SegmentSink::SegmentSink(Publish publish, const SegmentPace &pace)
-    : m_publish(std::move(publish)), m_pace(pace), m_itemsOfSegment(pace.firstItems), m_timeOfSegment(pace.first)
+    : m_publish(std::move(publish)), m_pace(pace), m_nodes(1), m_itemsOfSegment(pace.firstItems),
+      m_timeOfSegment(pace.first)
 {
 }
 
@@ -27,9 +36,11 @@ std::shared_ptr<TreeSegment> SegmentSink::makeSegment() const
 {
     auto segment = std::make_shared<TreeSegment>();
     segment->tree.beginDocument(m_start);
-    for (const OpenNode &node : m_open)
+    for (size_t level = 1; level < m_openCount; ++level) {
+        const OpenNode &node = m_nodes[level];
         segment->tree.beginElement(node.offset, node.size, node.title, node.index);
-    segment->openAtBegin = quint32(m_open.size());
+    }
+    segment->openAtBegin = quint32(m_openCount - 1);
     segment->begin = ~quint64(0);
     return segment;
 }
@@ -39,16 +50,65 @@ void SegmentSink::publish()
     // What may fail for want of memory comes first: after a failure the segment goes on as before.
     std::shared_ptr<TreeSegment> next = makeSegment();
     m_finished.reserve(m_finished.size() + 1);
-    m_segment->openAtEnd = quint32(m_open.size());
-    m_segment->tree.endDocument({});
+    m_segment->openAtEnd = quint32(m_openCount - 1);
+    finish({});
     m_finished.push_back(std::move(m_segment));
     m_segment = std::move(next);
+    // Each node that is open was opened anew, as the first child of the one around it.
+    for (size_t level = 0; level < m_openCount; ++level)
+        m_nodes[level].children = 1;
+    innermost().children = 0;
     m_itemsOfSegment = std::min(m_itemsOfSegment * 2, m_pace.mostItems);
     m_timeOfSegment = std::min(m_timeOfSegment * 2, m_pace.longest);
     m_begin = Clock::now();
     m_bytes += bytesOfSegment;
     ++m_published;
     handOver();
+}
+
+/// Ends the tree of the segment that is being filled.
+void SegmentSink::finish(const RunResult &result)
+{
+    for (size_t level = 0; level < m_openCount; ++level)
+        noteIfWide(level);
+    m_segment->tree.endDocument(result);
+    indexNames(m_segment.get());
+    m_wide.clear();
+}
+
+/// Remembers where the node at `level` is if it has many children.
+void SegmentSink::noteIfWide(size_t level) noexcept
+{
+    if (Q_LIKELY(m_nodes[level].children < NameIndex::fewestChildren))
+        return;
+    try {
+        std::vector<quint32> rows;
+        for (size_t above = 0; above < level; ++above)
+            rows.push_back(m_nodes[above].children - 1);
+        m_wide.push_back(std::move(rows));
+    } catch (const std::bad_alloc &) {
+        return; // its children are looked at one by one
+    }
+}
+
+void SegmentSink::indexNames(TreeSegment *segment) const noexcept
+{
+    try {
+        for (const std::vector<quint32> &rows : m_wide) {
+            ElementTree::Item node = segment->tree.root();
+            bool isOpenedAnew = rows.size() <= segment->openAtBegin;
+            for (const quint32 row : rows) {
+                node = segment->tree.child(node, row);
+                isOpenedAnew = isOpenedAnew && row == 0;
+            }
+            const bool hasAnother = isOpenedAnew && rows.size() < segment->openAtBegin;
+            segment->nameIndexes.emplace_back(segment->tree, node, hasAnother ? 1 : 0);
+        }
+    } catch (const std::bad_alloc &) {
+        // Those that are there are whole ones.
+    }
+    std::sort(segment->nameIndexes.begin(), segment->nameIndexes.end(),
+              [](const NameIndex &one, const NameIndex &other) { return one.node() < other.node(); });
 }
 
 /// A segment that is not taken stays, because those behind it are of no use without it.
@@ -86,16 +146,19 @@ bool SegmentSink::beginDocument(const DocumentStart &start)
 {
     m_start = {ownCopy(start.file), ownCopy(start.container),  start.fileSize,
                start.parser,        ownCopy(start.parserName), ownCopy(start.parserVersion)};
-    m_open.clear();
+    m_openCount = 1;
+    m_nodes[0].children = 0;
+    m_wide.clear();
     m_segment = makeSegment();
     m_begin = Clock::now();
     return true;
 }
 
-/// Counts an item; false where there is no room for more.
-inline bool SegmentSink::take(quint64 offset, quint64 size, qsizetype characters)
+/// Counts an item, a child of the open node `parent`; false where there is no room for more.
+inline bool SegmentSink::take(quint64 offset, quint64 size, qsizetype characters, OpenNode *parent)
 {
     ++m_segment->items;
+    ++parent->children;
     if (size > 0) {
         m_segment->begin = std::min(m_segment->begin, offset);
         // sizeFromEnd: nobody knows yet how far it reaches
@@ -112,14 +175,17 @@ inline bool SegmentSink::take(quint64 offset, quint64 size, qsizetype characters
 bool SegmentSink::beginElement(quint64 offset, quint64 size, QStringView title, qint64 index)
 {
     publishIfDue();
-    m_open.push_back({offset, size, title.toString(), index});
-    try {
-        m_segment->tree.beginElement(offset, size, title, index);
-    } catch (...) {
-        m_open.pop_back();
-        throw;
-    }
-    return take(offset, size, 0);
+    if (m_openCount == m_nodes.size())
+        m_nodes.emplace_back();
+    OpenNode &node = m_nodes[m_openCount];
+    node.offset = offset;
+    node.size = size;
+    node.title.setUnicode(title.data(), int(title.size()));
+    node.index = index;
+    node.children = 0;
+    m_segment->tree.beginElement(offset, size, title, index);
+    ++m_openCount;
+    return take(offset, size, 0, &m_nodes[m_openCount - 2]);
 }
 
 bool SegmentSink::addField(const Field &field)
@@ -127,20 +193,23 @@ bool SegmentSink::addField(const Field &field)
     publishIfDue();
     m_segment->tree.addField(field);
     constexpr qsizetype inRecord = 4; // characters that take no room of their own
-    return take(field.offset, field.size, field.value.size() > inRecord ? qsizetype(field.value.size()) : 0);
+    return take(field.offset, field.size, field.value.size() > inRecord ? qsizetype(field.value.size()) : 0,
+                &innermost());
 }
 
 bool SegmentSink::endElement()
 {
-    if (!m_open.empty())
-        m_open.pop_back();
+    if (m_openCount > 1) {
+        noteIfWide(m_openCount - 1);
+        --m_openCount;
+    }
     return m_segment->tree.endElement();
 }
 
 bool SegmentSink::setElementSize(quint64 size)
 {
-    if (!m_open.empty())
-        m_open.back().size = size;
+    if (m_openCount > 1)
+        innermost().size = size;
     return m_segment->tree.setElementSize(size);
 }
 
@@ -157,14 +226,16 @@ bool SegmentSink::reportProblem(const quenlofar::ReportedProblem &problem)
 bool SegmentSink::endDocument(const RunResult &result)
 {
     // Called once more where it throws; and there was no memory for a segment where the document did not even begin.
-    m_open.clear();
+    for (size_t level = 1; level < m_openCount; ++level)
+        noteIfWide(level);
+    m_openCount = 1;
     if (!m_segment && m_finished.empty())
         m_segment = makeSegment();
     if (m_segment) {
         m_finished.reserve(m_finished.size() + 1);
         m_segment->isLast = true;
         m_segment->openAtEnd = 0;
-        m_segment->tree.endDocument(result);
+        finish(result);
         m_finished.push_back(std::move(m_segment));
     }
     handOver();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "elementtree.h"
+#include "nameindex.h"
 
 #include <QString>
 
@@ -24,6 +25,11 @@ struct TreeSegment
     quint64 end = 0; ///< nor from this one on
     quint64 reach = 0; ///< where the last of the items ends whose size is known
     bool isLast = false; ///< the walk is over, and the tree has its result
+    /// Of the nodes with NameIndex::fewestChildren and more, those that memory was there for; by their nodes.
+    std::vector<NameIndex> nameIndexes;
+
+    /// The index of a node's children; null where it has none. Rows are counted behind the one that was opened anew.
+    const NameIndex *nameIndexOf(ElementTree::Item node) const;
 };
 
 /// When a stretch is long enough to be published.
@@ -67,25 +73,33 @@ public:
 private:
     struct OpenNode
     {
-        quint64 offset;
-        quint64 size;
+        quint64 offset = 0;
+        quint64 size = 0;
         QString title;
-        qint64 index;
+        qint64 index = -1;
+        quint32 children = 0; // in the segment that is being filled
     };
     using Clock = std::chrono::steady_clock;
 
     std::shared_ptr<TreeSegment> makeSegment() const;
+    OpenNode &innermost() { return m_nodes[m_openCount - 1]; }
     void publishIfDue();
     void publish();
     void handOver();
-    bool take(quint64 offset, quint64 size, qsizetype characters);
+    void finish(const RunResult &result);
+    void noteIfWide(size_t level) noexcept;
+    void indexNames(TreeSegment *segment) const noexcept;
+    bool take(quint64 offset, quint64 size, qsizetype characters, OpenNode *parent);
 
     const Publish m_publish;
     const SegmentPace m_pace;
     DocumentStart m_start;
     std::shared_ptr<TreeSegment> m_segment; // that is being filled
     std::vector<std::shared_ptr<const TreeSegment>> m_finished; // but not handed over yet
-    std::vector<OpenNode> m_open;
+    // The root is the first. Those behind the open ones are kept for their titles' memory.
+    std::vector<OpenNode> m_nodes;
+    size_t m_openCount = 1; // the root counted
+    std::vector<std::vector<quint32>> m_wide; // nodes of the segment with many children, as rows from the root inwards
     quint64 m_itemsOfSegment;
     std::chrono::milliseconds m_timeOfSegment;
     Clock::time_point m_begin;

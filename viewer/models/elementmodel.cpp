@@ -101,6 +101,18 @@ void ElementModel::setOffsetsInHex(bool isHex)
         Q_EMIT dataChanged(index(0, OffsetColumn), index(rowCount() - 1, SizeColumn), {Qt::DisplayRole});
 }
 
+void ElementModel::setMarks(std::function<bool(TreeItem)> isMarked)
+{
+    m_isMarked = std::move(isMarked);
+    updateMarks();
+}
+
+void ElementModel::updateMarks()
+{
+    if (rowCount() > 0)
+        Q_EMIT dataChanged(index(0, NameColumn), index(rowCount() - 1, SizeColumn), {Qt::FontRole});
+}
+
 QModelIndex ElementModel::groupIndex(TreeItem node, quint32 group, int column) const
 {
     return createIndex(int(group), column, quintptr(m_tree.child(node, group * rowsOfGroup) | groupBit));
@@ -203,13 +215,18 @@ QVariant ElementModel::cellData(TreeItem item, int column, int role) const
                                                               : QVariant();
     case Qt::ToolTipRole:
         return shownText(m_tree.description(item));
-    case Qt::FontRole:
-        if (column == NameColumn && m_tree.isUnparsedData(item)) {
-            QFont font;
-            font.setItalic(true);
-            return font;
-        }
-        return {};
+    case Qt::FontRole: {
+        const bool isMarked = column == NameColumn && m_isMarked && m_isMarked(item);
+        const bool isUnparsed = column == NameColumn && m_tree.isUnparsedData(item);
+        if (!isMarked && !isUnparsed)
+            return {};
+        QFont font;
+        font.setItalic(isUnparsed);
+        font.setBold(isMarked);
+        return font;
+    }
+    case Qt::AccessibleDescriptionRole:
+        return column == NameColumn && m_isMarked && m_isMarked(item) ? tr("match") : QString();
     case Qt::DisplayRole:
         break;
     default:

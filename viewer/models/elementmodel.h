@@ -4,6 +4,7 @@
 
 #include <QAbstractItemModel>
 
+#include <functional>
 #include <unordered_map>
 #include <vector>
 
@@ -37,6 +38,10 @@ public:
     bool showsOffsetsInHex() const { return m_offsetsInHex; } ///< otherwise decimal
     void setOffsetsInHex(bool isHex); ///< how offsets and sizes are shown
 
+    /// From now on items for which `isMarked` holds are marked, by bold letters and for screen readers.
+    void setMarks(std::function<bool(TreeItem)> isMarked);
+    void updateMarks(); ///< other items are marked now
+
     QModelIndex indexOf(TreeItem item, int column = NameColumn) const; ///< invalid for the root
     TreeItem itemOf(const QModelIndex &index) const; ///< root for an invalid index; of a group its node
     bool isGroup(const QModelIndex &index) const; ///< the index stands for a stretch of children
@@ -65,6 +70,7 @@ private:
     const GrowingTree &m_tree;
     std::unordered_map<TreeItem, quint32> m_shown; // children of open nodes that were announced
     bool m_offsetsInHex = false;
+    std::function<bool(TreeItem)> m_isMarked;
 };
 
 } // namespace quenlofar

@@ -1,12 +1,45 @@
 #include "structureview.h"
 
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QScrollBar>
 
 namespace quenlofar {
 
+namespace {
+
+/// Measures its texts once: the view asks for its height whenever a row is expanded.
+class MeasuredHeader : public QHeaderView
+{
+public:
+    explicit MeasuredHeader(QWidget *parent) : QHeaderView(Qt::Horizontal, parent)
+    {
+        setSectionsMovable(true);
+        setStretchLastSection(true);
+        setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    }
+    QSize sizeHint() const override
+    {
+        if (!m_hint.isValid())
+            m_hint = QHeaderView::sizeHint();
+        return m_hint;
+    }
+
+protected:
+    void changeEvent(QEvent *event) override
+    {
+        m_hint = QSize();
+        QHeaderView::changeEvent(event);
+    }
+
+private:
+    mutable QSize m_hint;
+};
+
+} // namespace
+
 StructureView::StructureView(Document &document, QWidget *parent)
-    : QTreeView(parent), m_document(document), m_model(document.tree())
+    : QTreeView(parent), m_document(document), m_model(document.tree()), m_expander(*this)
 {
     setObjectName(QStringLiteral("structureView"));
     setAccessibleName(tr("Structure"));
@@ -14,6 +47,7 @@ StructureView::StructureView(Document &document, QWidget *parent)
     horizontalScrollBar()->setAccessibleName(tr("Columns of the structure"));
     setUniformRowHeights(true); // otherwise each row is asked for its height
     setAlternatingRowColors(true);
+    setHeader(new MeasuredHeader(this));
     setModel(&m_model);
     header()->setAccessibleName(tr("Columns of the structure"));
     const int character = fontMetrics().averageCharWidth();
@@ -22,12 +56,23 @@ StructureView::StructureView(Document &document, QWidget *parent)
         setColumnWidth(column, character * charactersOfColumns[column]);
     connect(&m_document, &Document::treeGrew, this, [this] {
         const bool wasEmpty = m_model.rowCount() == 0;
+        // Rows that are put into groups are gone for a moment. Qt then makes another one the current one: nobody has
+        // gone there.
+        const QModelIndex current = currentIndex();
+        m_isFollowing = true;
         m_model.grow();
+        m_isFollowing = false;
         // The outermost level alone says little: most files have one element there.
         if (wasEmpty && m_model.rowCount() > 0)
             expand(m_model.index(0, 0));
-        if (wasEmpty)
+        if (wasEmpty || currentIndex() != current)
             followPlace();
+    });
+    connect(&m_expander, &SubtreeExpander::finished, this, [this](quint64 rows, bool isWhole) {
+        Q_EMIT told(isWhole ? tr("%1 rows are expanded.").arg(rows)
+                            : tr("Expanding ended at %1 rows: no more than %2 are expanded at once.")
+                                  .arg(rows)
+                                  .arg(SubtreeExpander::mostRows));
     });
     connect(&m_document, &Document::placeChanged, this, &StructureView::followPlace);
     connect(&m_document, &Document::placeResolved, this, &StructureView::followPlace);
@@ -48,6 +93,22 @@ std::vector<QModelIndex> StructureView::rowsInSight() const
         rows.push_back(index);
     }
     return rows;
+}
+
+void StructureView::expandBelow()
+{
+    m_expander.start(currentIndex().sibling(currentIndex().row(), ElementModel::NameColumn));
+}
+
+void StructureView::keyPressEvent(QKeyEvent *event)
+{
+    // Qt would expand a million rows at once.
+    if (event->key() == Qt::Key_Asterisk)
+        expandBelow();
+    else if (event->key() == Qt::Key_Escape && m_expander.isRunning())
+        m_expander.stop();
+    else
+        QTreeView::keyPressEvent(event);
 }
 
 void StructureView::currentChanged(const QModelIndex &current, const QModelIndex &previous)

@@ -2,6 +2,7 @@
 
 #include "document.h"
 #include "elementmodel.h"
+#include "subtreeexpander.h"
 
 #include <QTreeView>
 
@@ -21,8 +22,16 @@ public:
     TreeItem currentItem() const;
     /// The rows that are in sight, from the top.
     std::vector<QModelIndex> rowsInSight() const;
+    /// Expands the current row, or everything where there is none, and all that is below; up to
+    /// SubtreeExpander::mostRows rows.
+    void expandBelow();
+    bool isExpanding() const { return m_expander.isRunning(); } ///< expandBelow() goes on
+
+Q_SIGNALS:
+    void told(const QString &text); ///< something that people should know about what they asked for
 
 protected:
+    void keyPressEvent(QKeyEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
     void currentChanged(const QModelIndex &current, const QModelIndex &previous) override;
 
@@ -31,6 +40,7 @@ private:
 
     Document &m_document;
     ElementModel m_model;
+    SubtreeExpander m_expander;
     bool m_isFollowing = false; // the current row is being set from here
     bool m_isSetting = false; // the place is being set from here
 };

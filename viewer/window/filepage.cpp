@@ -7,6 +7,7 @@
 
 #include <QJsonArray>
 #include <QLabel>
+#include <QLineEdit>
 #include <QSplitter>
 #include <QVBoxLayout>
 
@@ -44,11 +45,12 @@ QString limitText(const RunResult &result)
 } // namespace
 
 FilePage::FilePage(const QString &path, const DocumentOptions &options, QWidget *parent)
-    : QWidget(parent), m_document(path, options), m_structureView(m_document), m_hexView(m_document),
-      m_analysis(m_document), m_overview(m_document), m_bar(new QLabel(this))
+    : QWidget(parent), m_options(options), m_document(path, options), m_structureView(m_document),
+      m_filterBar(m_document), m_hexView(m_document), m_findBar(m_document, options.opener), m_analysis(m_document),
+      m_overview(m_document), m_bar(new QLabel(this))
 {
     auto *const splitter = new QSplitter(Qt::Horizontal, this);
-    splitter->addWidget(&m_structureView);
+    splitter->addWidget(makeStructurePane());
     splitter->addWidget(&m_hexView);
     splitter->setStretchFactor(0, 1);
     splitter->setChildrenCollapsible(false);
@@ -85,6 +87,7 @@ void FilePage::arrangeAnalysis(QWidget *upper)
     splitter->setChildrenCollapsible(false);
     auto *const all = static_cast<QVBoxLayout *>(layout());
     all->addWidget(splitter, 1);
+    all->addWidget(&m_findBar);
     all->addWidget(&m_overview);
     connect(&m_document, &Document::checkCame, this, &FilePage::statusChanged);
     // Enter in the structure: a field of an index entry leads to what it points at.
@@ -93,7 +96,7 @@ void FilePage::arrangeAnalysis(QWidget *upper)
 
 std::vector<QWidget *> FilePage::views()
 {
-    return {&m_structureView, &m_hexView, m_analysis.focusView(), &m_overview};
+    return {&m_structureView, m_filterBar.field(), &m_hexView, m_analysis.focusView(), &m_overview};
 }
 
 bool FilePage::follow()
@@ -137,13 +140,69 @@ QString FilePage::linksText() const
     return parts.join(QStringLiteral(", "));
 }
 
+/// The structure with what belongs to it: the limit that ended it above, what is looked for in it below.
+QWidget *FilePage::makeStructurePane()
+{
+    auto *const pane = new QWidget(this);
+    auto *const layout = new QVBoxLayout(pane);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(&m_limitsBar);
+    layout->addWidget(&m_structureView, 1);
+    layout->addWidget(&m_filterBar);
+    m_structureView.elements().setMarks([this](TreeItem item) { return m_filterBar.search().matches(item); });
+    connect(&m_filterBar, &FilterBar::matchesChanged, &m_structureView.elements(), &ElementModel::updateMarks);
+    connect(&m_limitsBar, &LimitsBar::raiseWanted, this, &FilePage::raiseWanted);
+    return pane;
+}
+
+std::optional<DocumentOptions> FilePage::raisedOptions() const
+{
+    constexpr quint64 times = 10;
+    constexpr quint64 deepest = 1000; // parsers go down by calls: what an ordinary stack holds with room to spare
+    const GrowingTree &tree = m_document.tree();
+    if (!tree.isComplete())
+        return std::nullopt;
+    const RunResult &result = tree.result();
+    DocumentOptions options = m_options;
+    switch (result.limit) {
+    case RunLimit::Items:
+        options.limits.maxItems = result.limitValue * times;
+        return options;
+    case RunLimit::Depth:
+        if (result.limitValue >= deepest)
+            return std::nullopt;
+        options.limits.maxDepth = std::min(result.limitValue * times, deepest);
+        return options;
+    case RunLimit::Work:
+        options.limits.maxWork = result.limitValue * times;
+        return options;
+    case RunLimit::Time:
+        options.limits.maxSeconds = result.limitValue * times;
+        return options;
+    case RunLimit::None:
+    case RunLimit::Structure:
+        break;
+    }
+    if (result.sinkError.isNull())
+        return std::nullopt;
+    options.pace.mostBytes *= 2; // the sink fails for want of room alone
+    return options;
+}
+
+bool FilePage::isIdle() const
+{
+    return m_document.isIdle() && m_filterBar.search().isDone() && !m_findBar.search().isRunning()
+        && !m_structureView.isExpanding();
+}
+
 QString FilePage::title() const
 {
     const QString shown = QString::fromUtf8(pathForDisplay(m_document.path()));
     return displayText(shown.mid(shown.lastIndexOf(QLatin1Char('/')) + 1));
 }
 
-QStringList FilePage::messages() const
+/// What is wrong with the file, but for the limit.
+QStringList FilePage::troubles() const
 {
     QStringList messages;
     if (m_document.isOpened() && !m_document.openError().isNull())
@@ -163,18 +222,34 @@ QStringList FilePage::messages() const
             result.error.offset < 0
                 ? tr("Reading the structure failed: %1.").arg(result.error.message)
                 : tr("Reading the structure failed at %1: %2.").arg(result.error.offset).arg(result.error.message));
-    if (result.limit != RunLimit::None)
-        messages.append(limitText(result));
     if (result.cancelled)
         messages.append(tr("Reading was stopped; what comes behind is not shown."));
-    if (!result.sinkError.isNull())
-        messages.append(tr("Reading ended: %1.").arg(result.sinkError));
+    return messages;
+}
+
+QString FilePage::limitMessage() const
+{
+    const GrowingTree &tree = m_document.tree();
+    if (!tree.isComplete())
+        return {};
+    const RunResult &result = tree.result();
+    if (result.limit != RunLimit::None)
+        return limitText(result);
+    return result.sinkError.isNull() ? QString() : tr("Reading ended: %1.").arg(result.sinkError);
+}
+
+QStringList FilePage::messages() const
+{
+    QStringList messages = troubles();
+    if (const QString limit = limitMessage(); !limit.isEmpty())
+        messages.append(limit);
     return messages;
 }
 
 void FilePage::showMessages()
 {
-    const QString text = messages().join(QLatin1Char('\n'));
+    m_limitsBar.say(limitMessage(), raisedOptions() ? tr("Raise it and read again") : QString());
+    const QString text = troubles().join(QLatin1Char('\n'));
     m_bar->setText(text);
     m_bar->setVisible(!text.isEmpty());
     Q_EMIT statusChanged();
@@ -225,16 +300,25 @@ QJsonObject FilePage::state()
             texts.append(index.sibling(index.row(), column).data().toString());
         treeRows.append(texts);
     }
-    const QJsonObject structure{{QStringLiteral("current"), tree.path(m_structureView.currentItem())},
+    const QJsonObject filter{{QStringLiteral("text"), m_filterBar.text()},
+                             {QStringLiteral("message"), m_filterBar.message()},
+                             {QStringLiteral("count"), jsonNumber(m_filterBar.search().count())},
+                             {QStringLiteral("complete"), m_filterBar.search().isDone()}};
+    const QJsonObject structure{{QStringLiteral("filter"), filter},
+                                {QStringLiteral("current"), tree.path(m_structureView.currentItem())},
                                 {QStringLiteral("items"), jsonNumber(tree.itemCount())},
                                 {QStringLiteral("complete"), tree.isComplete()},
                                 {QStringLiteral("rows"), treeRows}};
+    const QJsonObject found{{QStringLiteral("message"), m_findBar.message()},
+                            {QStringLiteral("count"), jsonNumber(m_findBar.search().count())},
+                            {QStringLiteral("complete"), m_findBar.search().isWhole()}};
     return {{QStringLiteral("file"), QString::fromUtf8(pathForDisplay(m_document.path()))},
             {QStringLiteral("size"), jsonNumber(m_document.size())},
             {QStringLiteral("container"), tree.hasBegun() ? tree.document().container : QString()},
             {QStringLiteral("messages"), QJsonArray::fromStringList(messages())},
             {QStringLiteral("place"), place},
             {QStringLiteral("structure"), structure},
+            {QStringLiteral("found"), found},
             {QStringLiteral("bytes"), bytes},
             {QStringLiteral("analysis"), analysisState(m_analysis)},
             {QStringLiteral("overview"), overviewState(m_overview)}};

@@ -2,13 +2,17 @@
 
 #include "analysistabs.h"
 #include "document.h"
+#include "filterbar.h"
+#include "findbar.h"
 #include "hexview.h"
+#include "limitsbar.h"
 #include "overviewbar.h"
 #include "structureview.h"
 
 #include <QJsonObject>
 #include <QWidget>
 
+#include <optional>
 #include <vector>
 
 class QLabel;
@@ -33,22 +37,35 @@ public:
     std::vector<QWidget *> views();
     bool follow(); ///< Goes where the current place points at; false where it points nowhere.
     QString elementText(quint64 offset) const; ///< the names of the elements around a byte, the innermost last
+    FilterBar &filterBar() { return m_filterBar; } ///< what is asked for of its elements
+    FindBar &findBar() { return m_findBar; } ///< what is looked for in its bytes
+    bool isIdle() const; ///< nothing is being read, looked for or expanded
     QString title() const; ///< the file's name without its folders, fit to be shown
     QStringList messages() const; ///< what is wrong with the file, one sentence each
     QString statusText() const; ///< the current place in words
     QJsonObject state(); ///< what is shown, see docs/viewer.md
+    /// How the file was opened, with the limit raised that ended its reading; nothing where none did, or none can be.
+    std::optional<DocumentOptions> raisedOptions() const;
 
 Q_SIGNALS:
+    void raiseWanted(); ///< people want the file to be read again with raisedOptions()
     void statusChanged(); ///< statusText() may say something else
 
 private:
     void showMessages();
     void arrangeAnalysis(QWidget *upper);
     QString linksText() const;
+    QStringList troubles() const;
+    QString limitMessage() const;
+    QWidget *makeStructurePane();
 
+    const DocumentOptions m_options;
     Document m_document;
     StructureView m_structureView;
+    FilterBar m_filterBar;
+    LimitsBar m_limitsBar;
     HexView m_hexView;
+    FindBar m_findBar;
     AnalysisTabs m_analysis;
     OverviewBar m_overview;
     QLabel *m_bar;

@@ -2,6 +2,7 @@
 
 #include "analysisactions.h"
 #include "filepath.h"
+#include "gotofield.h"
 #include "offsetargument.h"
 #include "placetext.h"
 
@@ -34,7 +35,13 @@ QKeySequence keys(const char *text)
 } // namespace
 
 MainWindow::MainWindow(const DocumentOptions &options)
-    : m_options(options), m_tabs(new QTabWidget(this)), m_goTo(new QLineEdit(this)), m_status(new QLabel(this))
+    : m_options(options), m_tabs(new QTabWidget(this)), m_goTo(new GoToField(
+                                                            [this]() -> const Document * {
+                                                                FilePage *const page = currentPage();
+                                                                return page ? &page->document() : nullptr;
+                                                            },
+                                                            this)),
+      m_status(new QLabel(this))
 {
     setWindowTitle(tr("Quenlofar"));
     setAcceptDrops(true);
@@ -43,9 +50,6 @@ MainWindow::MainWindow(const DocumentOptions &options)
     m_tabs->tabBar()->setAccessibleName(tr("Open files"));
     m_tabs->setTabsClosable(true);
     m_tabs->setDocumentMode(true);
-    m_goTo->setObjectName(QStringLiteral("goToField"));
-    m_goTo->setAccessibleName(tr("Go to"));
-    m_goTo->setPlaceholderText(tr("offset, +n, -n, #frame, time or path"));
     m_status->setTextFormat(Qt::PlainText);
     statusBar()->addWidget(m_status, 1);
     setCentralWidget(m_tabs);
@@ -105,6 +109,8 @@ void MainWindow::makeMenus()
     addAction(view, "text", tr("&Text as Latin-1 or UTF-8"), keys("Ctrl+U"), &MainWindow::toggleText);
     addAction(view, "more-columns", tr("&More columns of bytes"), keys("Ctrl+]"), &MainWindow::moreColumns);
     addAction(view, "fewer-columns", tr("&Fewer columns of bytes"), keys("Ctrl+["), &MainWindow::fewerColumns);
+    makeFindActions(go);
+    makeStructureActions(go, view);
 
     m_analysisActions = new AnalysisActions(*this, [this] { return currentPage(); });
     menuBar()->addMenu(m_analysisActions->menu());
@@ -117,13 +123,23 @@ void MainWindow::makeMenus()
     bar->addWidget(m_goTo);
 }
 
-FilePage *MainWindow::open(const QString &path, const QString &place)
+FilePage *MainWindow::makePage(const QString &path, const DocumentOptions &options)
 {
-    auto *const page = new FilePage(path, m_options);
+    auto *const page = new FilePage(path, options);
     page->hexView().setHexStyle(m_style);
     page->structureView().elements().setOffsetsInHex(m_style.offsetsInHex);
     page->analysis().setOffsetsInHex(m_style.offsetsInHex);
     connect(&page->document(), &Document::placeChanged, this, [this, page](Move move) { placeChanged(page, move); });
+    connect(page, &FilePage::statusChanged, this, &MainWindow::showStatus);
+    connect(&page->document(), &Document::becameIdle, this, &MainWindow::updateActions);
+    connect(&page->document(), &Document::levelChanged, this, &MainWindow::updateActions);
+    attachStructure(page);
+    return page;
+}
+
+FilePage *MainWindow::open(const QString &path, const QString &place)
+{
+    FilePage *const page = makePage(path, m_options);
     if (!place.isEmpty()) {
         connect(&page->document(), &Document::opened, this, [this, page, place] {
             QString error;
@@ -132,9 +148,6 @@ FilePage *MainWindow::open(const QString &path, const QString &place)
                 statusBar()->showMessage(error);
         });
     }
-    connect(page, &FilePage::statusChanged, this, &MainWindow::showStatus);
-    connect(&page->document(), &Document::becameIdle, this, &MainWindow::updateActions);
-    connect(&page->document(), &Document::levelChanged, this, &MainWindow::updateActions);
     const int tab = m_tabs->addTab(page, page->title());
     m_tabs->setTabToolTip(tab, page->title());
     m_tabs->setCurrentIndex(tab);
@@ -152,7 +165,7 @@ bool MainWindow::isIdle() const
 {
     for (int tab = 0; tab < m_tabs->count(); ++tab) {
         auto *const page = qobject_cast<FilePage *>(m_tabs->widget(tab));
-        if (page && !page->document().isIdle())
+        if (page && !page->isIdle())
             return false;
     }
     return true;
@@ -212,7 +225,10 @@ void MainWindow::showVisit(const Visit &visit)
 {
     m_isTravelling = true;
     m_tabs->setCurrentWidget(visit.page);
-    visit.page->document().setPlace(visit.place, Move::Jump);
+    if (visit.place.item == GrowingTree::root())
+        visit.page->document().setBytes(visit.place.range, Move::Jump);
+    else
+        visit.page->document().setPlace(visit.place, Move::Jump);
     m_isTravelling = false;
     updateActions();
 }
@@ -332,6 +348,10 @@ bool MainWindow::perform(const QString &name, const QString &value, QString *err
     }
     if (const std::optional<bool> isDone = m_analysisActions->perform(name, value, error))
         return *isDone;
+    if (const std::optional<bool> isDone = performOnStructure(name, value, error))
+        return *isDone;
+    if (const std::optional<bool> isDone = performFind(name, value, error))
+        return *isDone;
     if (name == QLatin1String("open")) {
         if (value.isEmpty())
             *error = tr("The action \"open\" needs a file.");
@@ -381,6 +401,8 @@ void MainWindow::updateActions()
     m_close->setEnabled(page);
     m_goTo->setEnabled(page);
     m_analysisActions->updateActions();
+    for (QAction *const action : m_pageActions)
+        action->setEnabled(page);
     m_stop->setEnabled(page && !page->document().isIdle());
     showStatus();
 }

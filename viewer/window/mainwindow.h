@@ -1,5 +1,6 @@
 #pragma once
 
+#include "columnchoice.h"
 #include "filepage.h"
 
 #include <QJsonObject>
@@ -48,6 +49,21 @@ private:
     };
 
     void makeMenus();
+    void makeStructureActions(QMenu *go, QMenu *view);
+    void attachStructure(FilePage *page);
+    std::optional<bool> performOnStructure(const QString &name, const QString &value, QString *error);
+    FilePage *makePage(const QString &path, const DocumentOptions &options);
+    void readAgain(FilePage *page);
+    void makeFindActions(QMenu *go);
+    std::optional<bool> performFind(const QString &name, const QString &value, QString *error);
+    void openFind();
+    void nextPlace();
+    void previousPlace();
+    void focusFilter();
+    void nextMatch();
+    void previousMatch();
+    void expandBelow();
+    void raiseLimit();
     QAction *addAction(QMenu *menu, const char *name, const QString &text, const QKeySequence &key,
                        void (MainWindow::*slot)());
     void openByDialog();
@@ -80,8 +96,10 @@ private:
     QAction *m_close = nullptr;
     QAction *m_stop = nullptr;
     AnalysisActions *m_analysisActions = nullptr;
+    std::vector<QAction *> m_pageActions; // that need an open file
     PlaceHistory<Visit> m_history;
     HexStyle m_style;
+    ColumnChoice m_columns;
     bool m_isTravelling = false; // the place is being set from the history
 };
 

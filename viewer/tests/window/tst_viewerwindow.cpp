@@ -460,6 +460,8 @@ void ViewerWindowTest::focusGoesRound()
     const auto focus = [&] { return shown.window.state()[QStringLiteral("focus")].toString(); };
     QCOMPARE(focus(), QStringLiteral("structureView"));
     QVERIFY(shown.perform("next-view"));
+    QCOMPARE(focus(), QStringLiteral("filterField"));
+    QVERIFY(shown.perform("next-view"));
     QCOMPARE(focus(), QStringLiteral("hexView"));
     QVERIFY(shown.perform("next-view"));
     QCOMPARE(focus(), QStringLiteral("packetTable"));

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "fieldcondition.h"
+#include "growingtree.h"
+
+#include <QObject>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace quenlofar {
+
+class Document;
+
+/**
+ * Looks for the items of a document's tree for which conditions hold, in a thread that nobody waits for: segment after
+ * segment, also those that come while it looks. Lives in the window's thread. Matches come in the order of the
+ * document.
+ */
+class TreeSearch : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// So many matches are kept; the others are only counted.
+    static constexpr quint64 mostKept = 1'000'000;
+
+    /// Looks into `document`, which outlives the object.
+    explicit TreeSearch(Document &document, QObject *parent = nullptr);
+    /// Does not wait for the thread.
+    ~TreeSearch() override;
+
+    /// Looks for the items for which `conditions` hold; what was found before is forgotten. Without any it looks for
+    /// nothing.
+    void start(const ItemConditions &conditions);
+
+    bool isActive() const { return m_conditions.areAny(); } ///< conditions were given
+    /// The whole tree was looked through, and it does not grow any more; true where nothing is looked for.
+    bool isDone() const;
+    quint64 count() const { return m_count; } ///< matches so far
+    const std::vector<TreeItem> &matches() const { return m_matches; } ///< the first of them, at most mostKept
+    /// The position in matches() of the first match behind `item`; nothing where there is none so far.
+    std::optional<size_t> behind(TreeItem item) const;
+    /// The position in matches() of the last match before `item`; nothing where there is none.
+    std::optional<size_t> before(TreeItem item) const;
+    /// The position in matches() of `item`; nothing where it is none of them.
+    std::optional<size_t> positionOf(TreeItem item) const;
+    /// Whether the conditions hold for the item, which is looked at anew. Takes time for each node around it.
+    bool matches(TreeItem item) const;
+
+Q_SIGNALS:
+    void changed(); ///< something else is looked for, or more was found
+
+private:
+    class Task;
+    struct News;
+
+    void lookOn();
+    void take(quint64 search, const News &news);
+
+    Document &m_document;
+    ItemConditions m_conditions;
+    std::shared_ptr<Task> m_task; // null where no thread looks
+    quint64 m_search = 0; // counts what was looked for
+    quint32 m_nextSegment = 0; // that no thread looks into yet
+    std::vector<TreeItem> m_matches;
+    quint64 m_count = 0;
+};
+
+} // namespace quenlofar
