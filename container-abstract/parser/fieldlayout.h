@@ -119,6 +119,8 @@ struct FieldRow;
 using FieldMeaning = QString (*)(const RecordView &record, const FieldRow &row);
 
 /// One row of a record's layout.
+// Its members stand in the order in which a row is read; another order would spare 8 bytes of a table's row.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 struct FieldRow
 {
     QStringView name; ///< the structure's own member name

@@ -207,10 +207,10 @@ QString printJson(QIODevice &output, const FileCheck &check, const CheckStyle &s
     json.beginObject().documentStart(check.start).key(u"level").text(levelText(check.level));
     json.key(u"verdict").text(verdictText(check.verdict));
     printCounts(json, check.counts);
-    const int passed = check.ruleCount(RuleState::Passed);
-    const int failed = check.ruleCount(RuleState::Failed);
-    json.key(u"rules").beginObject().key(u"run").number(quint64(passed + failed));
-    json.key(u"passed").number(quint64(passed)).key(u"failed").number(quint64(failed));
+    const auto passed = quint64(check.ruleCount(RuleState::Passed));
+    const auto failed = quint64(check.ruleCount(RuleState::Failed));
+    json.key(u"rules").beginObject().key(u"run").number(passed + failed);
+    json.key(u"passed").number(passed).key(u"failed").number(failed);
     json.key(u"notApplicable").number(quint64(check.ruleCount(RuleState::NotApplicable)));
     json.key(u"switchedOff").number(quint64(check.ruleCount(RuleState::SwitchedOff))).endObject();
     json.key(u"findings").beginArray();

@@ -49,6 +49,6 @@ QByteArray sarifTail(const QVector<FileReport> &reports);
 QString printSarif(QIODevice &output, const FileCheck &check, const RuleCatalogue &catalogue);
 QByteArray junitHead();
 QByteArray junitTail();
-QString printJunit(QIODevice &output, const FileCheck &check, CheckChoice::FailOn failOn);
+QString printJunit(QIODevice &device, const FileCheck &check, CheckChoice::FailOn failOn);
 
 } // namespace quenlofar
