@@ -283,7 +283,7 @@ class Goals(Bench):
         sparse = self.files.generated("sparse", self.sizes.sparse)
         for work, title, file, its_name, most in (
                 ("start", "viewer: start to first paint", sparse, f"sparse, {self.sizes.sparse / 1e9:g} GB", 0.3),
-                ("ready", "viewer: structure and packets ready", frames, name, 1.5),
+                ("ready", "viewer: structure, packets, findings ready", frames, name, 1.5),
                 ("place", "place set in one view, shown in all", frames, "the same", 0.05),
                 ("expand", "expanding the node with the most children", frames, "the same", 0.05),
                 ("scroll", "a frame of the structure that is scrolled", frames, "the same", 0.016),
@@ -291,7 +291,10 @@ class Goals(Bench):
                 ("path", "path of the last child told and found", frames, "the same", 0.05),
                 ("filter", "every item held against a condition", frames, "the same", None),
                 ("below", "everything expanded, up to a million rows", frames, "the same", None),
+                ("sort", "all packets held against a condition and sorted", frames, "the same", 0.5),
+                ("plot", "a frame of the plot, zoomed or moved", frames, "the same", 0.033),
                 ("close", "closing while the file is read", frames, "the same", 0.1),
+                ("plot", "a frame of the plot, zoomed or moved", many, f"{self.sizes.scaling[-1]} frames", 0.033),
                 ("ready", "viewer: structure ready, or its limit", many, f"{self.sizes.scaling[-1]} frames", None)):
             self.viewer_row(work, title, file, its_name, most)
         random = self.files.generated("no-riff-random", self.sizes.no_riff)
@@ -484,7 +487,7 @@ class Comparison(Bench):
         file, name = self.files.generated("frames", self.sizes.frames), f"{self.sizes.frames} frames"
         if not all(build.tool("viewer-benchmark").exists() for build in self.builds):
             return
-        for work in ("ready", "place", "filter"):
+        for work in ("ready", "place", "filter", "sort"):
             pairs = self.in_turn(self.options.runs, lambda build: values_of(
                 output_of(build.tool("viewer-benchmark"), work, file)))
             self.ratio_row(f"viewer: {work}", name, "s", [(now["seconds"], before["seconds"]) for now, before in pairs])

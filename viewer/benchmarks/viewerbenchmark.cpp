@@ -84,20 +84,58 @@ public:
     {
         const Clock::time_point begin = Clock::now();
         open();
-        waitFor([&] { return m_page->document().isRead(); });
+        waitFor([&] { return m_page->document().isRead() && !m_page->document().isJudging(); });
         m_seconds = secondsSince(begin);
     }
-    /// The place is set in the bytes: structure and bytes show another one.
+    /// The place is set in the bytes: structure, bytes, packets and overview show another one.
     void place()
     {
         openWhole();
         std::mt19937_64 random(1); // NOLINT(cert-msc51-cpp): the same places in every run
         PaintWatch structure(m_page->structureView().viewport());
         PaintWatch bytes(m_page->hexView().viewport());
+        PaintWatch packets(m_page->analysis().packetsView().table().viewport());
+        PaintWatch overview(&m_page->overview());
+        const quint64 count = m_page->document().packets()->size();
         slowestOf([&](int) {
-            structure.wasPainted = bytes.wasPainted = false;
-            m_page->document().setBytes({random() % m_page->document().size(), 1}, Move::Jump);
-            waitFor([&] { return structure.wasPainted && bytes.wasPainted; });
+            structure.wasPainted = bytes.wasPainted = packets.wasPainted = overview.wasPainted = false;
+            m_page->document().setPacket(random() % count, Move::Jump);
+            waitFor(
+                [&] { return structure.wasPainted && bytes.wasPainted && packets.wasPainted && overview.wasPainted; });
+        });
+    }
+    /// All packets are held against a condition and sorted.
+    void sort()
+    {
+        openWhole();
+        waitFor([&] { return m_page->document().isIdle(); });
+        const Clock::time_point begin = Clock::now();
+        QString error;
+        if (!m_window.perform(QStringLiteral("filter-packets"), QStringLiteral("size>0 && offset>100"), &error))
+            fail("the condition is none");
+        m_page->analysis().packetsView().setSorting(PacketColumn::Size, true);
+        waitFor([&] { return m_page->document().isIdle(); });
+        m_seconds = secondsSince(begin);
+    }
+    /// Frames of the plot with all curves, while it is zoomed into and moved.
+    void plot()
+    {
+        openWhole();
+        waitFor([&] { return m_page->document().isIdle(); });
+        m_page->analysis().setCurrentIndex(AnalysisTabs::PlotTab);
+        PlotView &view = m_page->analysis().plotView();
+        view.setSettings({PlotSettings::Axis::Time, -1,
+                          PlotSettings::BitRate | PlotSettings::Interleave | PlotSettings::Lead, false});
+        PaintWatch painted(&view);
+        waitUntilQuiet();
+        constexpr double closer = 0.9;
+        slowestOf([&](int i) {
+            painted.wasPainted = false;
+            if (i < repetitions / 2)
+                view.zoom(closer, view.end() / 3);
+            else
+                view.setRange(view.from() + 1, view.to() + 1);
+            waitFor([&] { return painted.wasPainted; });
         });
     }
     /// The node with the most children is expanded.
@@ -292,7 +330,7 @@ struct Work
 const Work works[] = {{"ready", &Bench::ready},   {"place", &Bench::place}, {"expand", &Bench::expand},
                       {"scroll", &Bench::scroll}, {"bytes", &Bench::bytes}, {"filter", &Bench::filter},
                       {"below", &Bench::below},   {"find", &Bench::find},   {"path", &Bench::path},
-                      {"close", &Bench::close}};
+                      {"sort", &Bench::sort},     {"plot", &Bench::plot},   {"close", &Bench::close}};
 
 } // namespace
 
@@ -301,7 +339,8 @@ int main(int argc, char **argv)
     if (argc < 3 || argc > 4) {
         std::fprintf(
             stderr,
-            "usage: viewer-benchmark start|ready|place|expand|scroll|bytes|filter|find|below|path|close FILE\n");
+            "usage: viewer-benchmark start|ready|place|expand|scroll|bytes|filter|find|below|path|sort|plot|close "
+            "FILE\n");
         return 2;
     }
     const bool isStart = std::strcmp(argv[1], "start") == 0;

@@ -100,6 +100,16 @@ quint64 packetNumberFrom(const PacketTable &packets, int stream, double seconds)
         return 0;
     quint64 low = 0;
     quint64 high = count;
+    if (facts.bytesPerTick == 0) {
+        // Each packet is a tick: the number is nearly known, up to what was rounded.
+        const double ticks =
+            seconds * double(facts.timeBaseDenominator) / double(facts.timeBaseNumerator) - double(facts.start);
+        if (ticks >= double(count))
+            low = count > 0 ? count - 1 : 0;
+        else if (ticks > 1)
+            low = quint64(ticks) - 1;
+        high = std::min(count, low + 3);
+    }
     while (low < high) {
         const quint64 middle = low + (high - low) / 2;
         const double begin = facts.bytesPerTick == 0 ? facts.seconds(double(middle) + double(facts.start))
