@@ -42,6 +42,7 @@ OverviewBar::OverviewBar(Document &document, QWidget *parent)
     : QWidget(parent), m_document(document), m_kindsErrand(document), m_classesErrand(document)
 {
     setObjectName(QStringLiteral("overview"));
+    setAttribute(Qt::WA_OpaquePaintEvent); // nothing has to be painted below
     setAccessibleName(tr("Overview of the file"));
     setFocusPolicy(Qt::StrongFocus);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);

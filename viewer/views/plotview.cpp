@@ -26,6 +26,7 @@ PlotView::PlotView(Document &document, QWidget *parent)
     : QWidget(parent), m_document(document), m_building(document), m_exporting(document)
 {
     setObjectName(QStringLiteral("plot"));
+    setAttribute(Qt::WA_OpaquePaintEvent); // nothing has to be painted below
     setAccessibleName(tr("Plot of packet sizes"));
     setFocusPolicy(Qt::StrongFocus);
     constexpr QSize least(200, 100);
