@@ -1,5 +1,6 @@
 #pragma once
 
+#include "copyjob.h"
 #include "document.h"
 #include "filterbar.h"
 #include "findbar.h"
@@ -29,6 +30,7 @@ public:
     HexView &hexView() { return m_hexView; } ///< its bytes
     StructureView &structureView() { return m_structureView; } ///< its elements
     FilterBar &filterBar() { return m_filterBar; } ///< what is asked for of its elements
+    CopyJob &copyJob() { return m_copyJob; } ///< what is copied from it
     FindBar &findBar() { return m_findBar; } ///< what is looked for in its bytes
     bool isIdle() const; ///< nothing is being read, looked for or expanded
     QString title() const; ///< the file's name without its folders, fit to be shown
@@ -55,6 +57,7 @@ private:
     LimitsBar m_limitsBar;
     HexView m_hexView;
     FindBar m_findBar;
+    CopyJob m_copyJob;
     QLabel *m_bar;
 };
 

@@ -96,6 +96,7 @@ void MainWindow::makeMenus()
     connect(quit, &QAction::triggered, this, &QWidget::close);
     file->addAction(quit);
 
+    makeCopyActions();
     QMenu *const go = menuBar()->addMenu(tr("&Go"));
     addAction(go, "goto", tr("&Go to..."), keys("Ctrl+G"), &MainWindow::focusGoTo);
     m_back = addAction(go, "back", tr("&Back"), keys("Alt+Left"), &MainWindow::goBack);
@@ -128,6 +129,7 @@ FilePage *MainWindow::makePage(const QString &path, const DocumentOptions &optio
     connect(page, &FilePage::statusChanged, this, &MainWindow::showStatus);
     connect(&page->document(), &Document::becameIdle, this, &MainWindow::updateActions);
     attachStructure(page);
+    attachCopying(page);
     return page;
 }
 
@@ -259,8 +261,10 @@ void MainWindow::turnFocus(int step)
 
 void MainWindow::stopReading()
 {
-    if (FilePage *const page = currentPage())
+    if (FilePage *const page = currentPage()) {
+        page->copyJob().cancel();
         page->document().stopReading();
+    }
 }
 
 void MainWindow::setStyleOfPages(const HexStyle &style)
@@ -340,6 +344,8 @@ bool MainWindow::perform(const QString &name, const QString &value, QString *err
     }
     if (const std::optional<bool> isDone = performOnStructure(name, value, error))
         return *isDone;
+    if (const std::optional<bool> isDone = performCopy(name, value, error))
+        return *isDone;
     if (const std::optional<bool> isDone = performFind(name, value, error))
         return *isDone;
     if (name == QLatin1String("open")) {
@@ -392,7 +398,7 @@ void MainWindow::updateActions()
     m_goTo->setEnabled(page);
     for (QAction *const action : m_pageActions)
         action->setEnabled(page);
-    m_stop->setEnabled(page && !page->document().isRead());
+    m_stop->setEnabled(page && (!page->document().isRead() || page->copyJob().isRunning()));
     showStatus();
 }
 
