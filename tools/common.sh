@@ -3,7 +3,7 @@
 # and how a preset is built. The caller has set source_dir.
 
 packages_to_build=(build-essential cmake ninja-build qt6-base-dev libcli11-dev)
-packages_to_test=(python3 python3-jsonschema pkg-config man-db mandoc zsh fish jq rapidjson-dev)
+packages_to_test=(python3 python3-jsonschema pkg-config man-db mandoc appstream desktop-file-utils zsh fish jq rapidjson-dev)
 packages_to_lint=(clang clang-tidy clang-format libclang-rt-dev)
 packages_for_docs=(doxygen)
 packages_to_package=(chrpath debhelper doxygen dpkg-dev lintian python3)

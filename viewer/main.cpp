@@ -15,6 +15,8 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
+#include <string_view>
 #include <thread>
 
 using namespace quenlofar;
@@ -98,45 +100,67 @@ DocumentOptions optionsOf(const QStringList &pluginDirectories, const RunLimits 
     std::_Exit(status);
 }
 
-int run(QApplication &application)
+/// The options and arguments of the program, as QCommandLineParser reads them.
+struct Arguments
 {
     QCommandLineParser parser;
+    const QCommandLineOption dump{QStringLiteral("dump-state"),
+                                  QCoreApplication::translate("main", "Print what is shown as JSON, then end.")};
+    const QCommandLineOption shot{QStringLiteral("screenshot"),
+                                  QCoreApplication::translate("main", "Save a picture of the window, then end."),
+                                  QStringLiteral("OUT.png")};
+    const QCommandLineOption action{
+        QStringLiteral("do"),
+        QCoreApplication::translate("main", "Do an action once all work is done; several times, in order. Then end."),
+        QStringLiteral("ACTION[=VALUE]")};
+    const QCommandLineOption places{QStringLiteral("plugin-dir"),
+                                    QCoreApplication::translate("main", "Look for parser plug-ins here first."),
+                                    QStringLiteral("DIR")};
+    const LimitOptions limits;
+
+    /// Reads them; ends the program where they ask for help or make no sense.
+    explicit Arguments(const QCoreApplication &application);
+};
+
+Arguments::Arguments(const QCoreApplication &application)
+{
     parser.setApplicationDescription(
         QCoreApplication::translate("main", "Shows the structure and the bytes of media files, linked."));
     parser.addHelpOption();
     parser.addVersionOption();
-    const QCommandLineOption dump(QStringLiteral("dump-state"),
-                                  QCoreApplication::translate("main", "Print what is shown as JSON, then end."));
-    const QCommandLineOption shot(QStringLiteral("screenshot"),
-                                  QCoreApplication::translate("main", "Save a picture of the window, then end."),
-                                  QStringLiteral("OUT.png"));
-    const QCommandLineOption action(
-        QStringLiteral("do"),
-        QCoreApplication::translate("main", "Do an action once all work is done; several times, in order. Then end."),
-        QStringLiteral("ACTION[=VALUE]"));
-    const QCommandLineOption places(QStringLiteral("plugin-dir"),
-                                    QCoreApplication::translate("main", "Look for parser plug-ins here first."),
-                                    QStringLiteral("DIR"));
-    const LimitOptions limits;
     parser.addOptions({dump, shot, action, places, limits.items, limits.depth, limits.work, limits.seconds});
     parser.addPositionalArgument(QStringLiteral("FILE[@OFFSET]"),
                                  QCoreApplication::translate("main", "Files to open, and where to go in them."),
                                  QStringLiteral("[FILE[@OFFSET]...]"));
     parser.process(application);
+}
 
+/// Help and version can be read where there is no screen.
+bool asksForText(int argc, char **argv)
+{
+    constexpr std::string_view options[] = {"-h", "--help", "--help-all", "-v", "--version"};
+    return std::any_of(argv + 1, argv + argc, [&options](const char *argument) {
+        return std::find(std::begin(options), std::end(options), argument) != std::end(options);
+    });
+}
+
+int run(QApplication &application)
+{
+    const Arguments arguments(application);
+    const QCommandLineParser &parser = arguments.parser;
     WindowCommands commands;
-    commands.dumpsState = parser.isSet(dump);
-    commands.screenshot = parser.value(shot);
-    const QStringList actions = parser.values(action);
+    commands.dumpsState = parser.isSet(arguments.dump);
+    commands.screenshot = parser.value(arguments.shot);
+    const QStringList actions = parser.values(arguments.action);
     for (const QString &each : actions)
         commands.actions.push_back(WindowCommands::Action::parse(each));
 
     HexAccessible::install();
     PlaceAccessible::install();
-    MainWindow window(optionsOf(parser.values(places), limits.limitsOf(parser)));
+    MainWindow window(optionsOf(parser.values(arguments.places), arguments.limits.limitsOf(parser)));
     window.show();
-    const QStringList arguments = parser.positionalArguments();
-    for (const QString &argument : arguments) {
+    const QStringList files = parser.positionalArguments();
+    for (const QString &argument : files) {
         const FileArgument file = FileArgument::parse(argument);
         window.open(file.file, file.place);
     }
@@ -151,6 +175,12 @@ int run(QApplication &application)
 int main(int argc, char **argv)
 {
     int status = 0;
+    if (argc > 1 && asksForText(argc, argv)) {
+        const QCoreApplication application(argc, argv);
+        QCoreApplication::setApplicationVersion(QStringLiteral(QUENLOFAR_VERSION));
+        const Arguments arguments(application); // ends the program
+        return status;
+    }
     {
         QApplication application(argc, argv);
         QCoreApplication::setApplicationName(QStringLiteral("quenlofar-viewer"));

@@ -58,7 +58,7 @@ class Packaging(unittest.TestCase):
     def test_architectures_beside_one_another(self):
         self.assertEqual({re.sub(r"\d+$", "", name): fields["Multi-Arch"] for name, fields in self.package.items()},
                          {"libquenlofar-container-abstract": "same", "quenlofar-container-avi": "same",
-                          "quenlofar": "foreign", "libquenlofar-container-abstract-dev": "same"})
+                          "quenlofar": "foreign", "quenlofar-viewer": "foreign", "libquenlofar-container-abstract-dev": "same"})
 
     def version_of(self, heading):
         sources = pathlib.Path(tempfile.mkdtemp(dir=self.directory))

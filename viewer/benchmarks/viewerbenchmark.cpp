@@ -351,6 +351,7 @@ int main(int argc, char **argv)
         return 1;
     }
     qputenv("QT_QPA_PLATFORM", "offscreen");
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {}); // about what has no screen
     int status = 2;
     {
         TimedApplication application(argc, argv);

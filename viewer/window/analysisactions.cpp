@@ -114,7 +114,7 @@ void AnalysisActions::makeActions()
         settings.axis = isTime ? PlotSettings::Axis::Number : PlotSettings::Axis::Time;
         page.analysis().plotView().setSettings(settings);
     });
-    add("plot-scale", tr("Fixed or automatic &scale of the plot"), keys("Ctrl+Shift+S"), [](FilePage &page) {
+    add("plot-scale", tr("Fixed or automatic &scale of the plot"), keys("Ctrl+Shift+Y"), [](FilePage &page) {
         PlotSettings settings = page.analysis().plotView().settings();
         settings.isFixedScale = !settings.isFixedScale;
         page.analysis().plotView().setSettings(settings);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "analysistabs.h"
+#include "copyjob.h"
 #include "document.h"
 #include "filterbar.h"
 #include "findbar.h"
@@ -38,6 +39,7 @@ public:
     bool follow(); ///< Goes where the current place points at; false where it points nowhere.
     QString elementText(quint64 offset) const; ///< the names of the elements around a byte, the innermost last
     FilterBar &filterBar() { return m_filterBar; } ///< what is asked for of its elements
+    CopyJob &copyJob() { return m_copyJob; } ///< what is copied from it
     FindBar &findBar() { return m_findBar; } ///< what is looked for in its bytes
     bool isIdle() const; ///< nothing is being read, looked for or expanded
     QString title() const; ///< the file's name without its folders, fit to be shown
@@ -66,6 +68,7 @@ private:
     LimitsBar m_limitsBar;
     HexView m_hexView;
     FindBar m_findBar;
+    CopyJob m_copyJob;
     AnalysisTabs m_analysis;
     OverviewBar m_overview;
     QLabel *m_bar;

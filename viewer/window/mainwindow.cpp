@@ -97,6 +97,7 @@ void MainWindow::makeMenus()
     connect(quit, &QAction::triggered, this, &QWidget::close);
     file->addAction(quit);
 
+    makeCopyActions();
     QMenu *const go = menuBar()->addMenu(tr("&Go"));
     addAction(go, "goto", tr("&Go to..."), keys("Ctrl+G"), &MainWindow::focusGoTo);
     m_back = addAction(go, "back", tr("&Back"), keys("Alt+Left"), &MainWindow::goBack);
@@ -134,6 +135,7 @@ FilePage *MainWindow::makePage(const QString &path, const DocumentOptions &optio
     connect(&page->document(), &Document::becameIdle, this, &MainWindow::updateActions);
     connect(&page->document(), &Document::levelChanged, this, &MainWindow::updateActions);
     attachStructure(page);
+    attachCopying(page);
     return page;
 }
 
@@ -266,8 +268,10 @@ void MainWindow::turnFocus(int step)
 
 void MainWindow::stopReading()
 {
-    if (FilePage *const page = currentPage())
+    if (FilePage *const page = currentPage()) {
+        page->copyJob().cancel();
         page->document().stopReading();
+    }
 }
 
 void MainWindow::setStyleOfPages(const HexStyle &style)
@@ -350,6 +354,8 @@ bool MainWindow::perform(const QString &name, const QString &value, QString *err
         return *isDone;
     if (const std::optional<bool> isDone = performOnStructure(name, value, error))
         return *isDone;
+    if (const std::optional<bool> isDone = performCopy(name, value, error))
+        return *isDone;
     if (const std::optional<bool> isDone = performFind(name, value, error))
         return *isDone;
     if (name == QLatin1String("open")) {
@@ -403,7 +409,7 @@ void MainWindow::updateActions()
     m_analysisActions->updateActions();
     for (QAction *const action : m_pageActions)
         action->setEnabled(page);
-    m_stop->setEnabled(page && !page->document().isIdle());
+    m_stop->setEnabled(page && (!page->document().isIdle() || page->copyJob().isRunning()));
     showStatus();
 }
 

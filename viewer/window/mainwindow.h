@@ -54,6 +54,12 @@ private:
     std::optional<bool> performOnStructure(const QString &name, const QString &value, QString *error);
     FilePage *makePage(const QString &path, const DocumentOptions &options);
     void readAgain(FilePage *page);
+    void makeCopyActions();
+    void attachCopying(FilePage *page);
+    std::optional<bool> performCopy(const QString &name, const QString &value, QString *error);
+    bool copy(const QString &what, QString *error);
+    bool exportTo(const QString &what, const QString &target, QString *error);
+    bool exportByDialog(const QString &what, QString *error);
     void makeFindActions(QMenu *go);
     std::optional<bool> performFind(const QString &name, const QString &value, QString *error);
     void openFind();

@@ -1,52 +1,31 @@
 // The structure of a file in the window: what is looked for, columns, expanding, limits; and all of it
 // for a container that the viewer has never heard of.
 #include "mainwindow.h"
+#include "partsfile.h"
 #include "pluginloader.h"
-#include "testsources.h"
 
 #include <QAction>
 #include <QApplication>
+#include <QClipboard>
 #include <QComboBox>
 #include <QCompleter>
 #include <QElapsedTimer>
 #include <QHeaderView>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
 #include <QPointer>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QStatusBar>
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace quenlofar;
 
 namespace {
-
-/// Parts of the made-up file; the byte at `offset` is offset % 251.
-constexpr int parts = 3000;
-constexpr quint64 step = 20;
-
-/// What the leaf "bytes" of a part says.
-int byteOfPart(int part)
-{
-    return int((16 + step * quint64(part)) % 251);
-}
-
-/// Parts for which `holds` does, by their leaves' bytes.
-template <typename Holds> int partsWhere(Holds holds)
-{
-    int count = 0;
-    for (int part = 0; part < parts; ++part)
-        count += holds(byteOfPart(part)) ? 1 : 0;
-    return count;
-}
-
-DocumentOptions partsOptions()
-{
-    return optionsFor(makeFile(16 + parts * qint64(step)), parts, step);
-}
 
 /// A window that shows one file.
 struct Shown
@@ -101,6 +80,9 @@ private Q_SLOTS:
     void expandingEndsAtItsBound();
     void fieldOffersCompletions();
     void bytesAreFound();
+    void copies_data();
+    void copies();
+    void exports();
     void limitIsRaised_data();
     void limitIsRaised();
     void anotherContainer();
@@ -417,6 +399,100 @@ void ViewerStructureTest::bytesAreFound()
     QTest::keyClick(&field, Qt::Key_Escape);
     QVERIFY(!shown.page->findBar().isVisible());
     QCOMPARE(shown.state("found")[QStringLiteral("count")].toInt(), 0);
+}
+
+void ViewerStructureTest::copies_data()
+{
+    QTest::addColumn<QString>("place");
+    QTest::addColumn<QString>("what");
+    QTest::addColumn<QString>("text");
+    const auto add = [](const char *name, const char *place, const char *what, const char *text) {
+        QTest::newRow(name) << QString::fromLatin1(place) << QString::fromLatin1(what) << QString::fromLatin1(text);
+    };
+    add("value", "goto=head", "value", "made up");
+    add("path", "goto=part[2]/bytes", "path", "part[2]/bytes");
+    add("command", "goto=part[2]/bytes", "command", "quenlofar at 'made up' 56");
+    add("hex dump", "select=60+20", "hex",
+        "0000003C  3C 3D 3E 3F 40 41 42 43  44 45 46 47 48 49 4A 4B  <=>?@ABCDEFGHIJK\n"
+        "0000004C  4C 4D 4E 4F                                       LMNO\n");
+    add("C array", "select=250+14", "c",
+        "const unsigned char data[14] = {\n"
+        "    0xFA, 0x00, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0x0A,\n"
+        "    0x0B, 0x0C,\n"
+        "};\n");
+    add("base64", "select=65+4", "base64", "QUJDRA==");
+}
+
+void ViewerStructureTest::copies()
+{
+    QFETCH(QString, place);
+    QFETCH(QString, what);
+    QFETCH(QString, text);
+    Shown shown(partsOptions());
+    QVERIFY(shown.waitUntilIdle());
+    QVERIFY(shown.perform(place.section(QLatin1Char('='), 0, 0).toLatin1().constData(),
+                          place.section(QLatin1Char('='), 1)));
+    QVERIFY2(shown.perform("copy", what), qPrintable(shown.error));
+    QCOMPARE(QApplication::clipboard()->text(), text);
+    QApplication::clipboard()->clear();
+    shown.window.findChild<QAction *>(QStringLiteral("copy-") + what)->trigger();
+    QVERIFY(shown.waitUntilIdle());
+    QCOMPARE(QApplication::clipboard()->text(), text);
+    QVERIFY(!shown.perform("copy", QStringLiteral("everything")));
+    QVERIFY(!shown.perform("copy", QStringLiteral("bytes"))); // are no text
+}
+
+void ViewerStructureTest::exports()
+{
+    const QTemporaryDir directory;
+    const QString target = directory.filePath(QStringLiteral("out"));
+    const auto written = [&target] {
+        QFile file(target);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("nothing");
+    };
+    const auto file = makeFile(qint64(100) << 20);
+    Shown shown(optionsFor(file, parts, step));
+    QVERIFY(shown.waitUntilIdle());
+    QVERIFY(shown.perform("select", QStringLiteral("65+4")));
+    QVERIFY(shown.perform("export", QStringLiteral("bytes:") + target));
+    QCOMPARE(written(), QByteArray("ABCD"));
+    QVERIFY(!shown.perform("export", QStringLiteral("bytes")));
+    QVERIFY(shown.perform("export", QStringLiteral("bytes:/nowhere/at all")));
+    QVERIFY(shown.page->copyJob().error().startsWith(QStringLiteral("No such file")));
+    // Of a node, as documents of the program have it.
+    QVERIFY(shown.perform("goto", QStringLiteral("part[1]")));
+    QVERIFY(shown.perform("export", QStringLiteral("json:") + target));
+    const QJsonObject document = QJsonDocument::fromJson(written()).object();
+    const QJsonArray elements = document[QStringLiteral("elements")].toArray();
+    QCOMPARE(elements.size(), 1);
+    QCOMPARE(elements[0].toObject()[QStringLiteral("offset")].toInt(), 36);
+    QVERIFY(written().contains("\"bytes\""));
+    // Too much for a clipboard: 14 million bytes make more than 64 MiB of hex dump, 80 million are more themselves.
+    QVERIFY(shown.perform("select", QStringLiteral("0+14000000")));
+    QApplication::clipboard()->setText(QStringLiteral("before"));
+    QVERIFY(shown.perform("copy", QStringLiteral("hex")));
+    QCOMPARE(shown.page->copyJob().error(), QStringLiteral("more than 64 MiB are not copied: export them to a file"));
+    QCOMPARE(QApplication::clipboard()->text(), QStringLiteral("before"));
+    QVERIFY(shown.perform("select", QStringLiteral("0+80000000")));
+    QVERIFY(shown.perform("export", QStringLiteral("bytes:") + target));
+    QCOMPARE(QFileInfo(target).size(), qint64(80'000'000));
+    QVERIFY(shown.window.findChild<QStatusBar *>()->currentMessage().startsWith(QStringLiteral("80000000 bytes")));
+    // What is ended, or cannot be read, leaves no file.
+    QVERIFY(QFile::remove(target));
+    file->blocksFrom = 5'000'000;
+    QVERIFY(shown.window.perform(QStringLiteral("export"), QStringLiteral("bytes:") + target, &shown.error));
+    QTRY_VERIFY(file->waiting > 0);
+    QVERIFY(shown.window.perform(QStringLiteral("stop"), {}, &shown.error));
+    QVERIFY(!shown.page->copyJob().isRunning());
+    file->release();
+    QTRY_COMPARE(int(file->waiting), 0);
+    QTRY_COMPARE(DocumentWork::runningThreads(), 1); // that of the pages goes on
+    QVERIFY(!QFile::exists(target));
+    file->failsFrom = 3'000'000;
+    QVERIFY(shown.perform("export", QStringLiteral("bytes:") + target));
+    QCOMPARE(shown.page->copyJob().error(), QStringLiteral("the disk is on fire"));
+    QVERIFY(!QFile::exists(target));
+    QVERIFY(!file->usedInWindow);
 }
 
 void ViewerStructureTest::limitIsRaised_data()
