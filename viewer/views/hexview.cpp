@@ -447,11 +447,9 @@ void HexView::paintRegions(QPainter *painter, const HexRow &row, int top) const
     for (quint64 at = row.offset; at < end;) {
         const Region region = regions->at(at);
         const quint64 to = std::min(region.range.end(), end);
-        QColor color = kindColor(region.kind, palette());
-        constexpr int faint = 60;
-        color.setAlpha(faint);
         if (region.kind != RegionKind::Unknown)
-            fillBytes(painter, top, int(at - row.offset), int(to - at), color);
+            fillBytes(painter, top, int(at - row.offset), int(to - at),
+                      faintColor(kindColor(region.kind, palette()), palette()));
         at = to;
     }
 }

@@ -71,6 +71,14 @@ QBrush kindBrush(RegionKind kind, const QPalette &palette)
     return color;
 }
 
+QColor faintColor(const QColor &color, const QPalette &palette)
+{
+    constexpr int parts = 4;
+    const QColor ground = palette.color(QPalette::Base);
+    const auto mix = [](int a, int b) { return (a + (parts - 1) * b) / parts; };
+    return {mix(color.red(), ground.red()), mix(color.green(), ground.green()), mix(color.blue(), ground.blue())};
+}
+
 QString kindText(RegionKind kind)
 {
     switch (kind) {

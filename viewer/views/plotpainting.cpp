@@ -55,6 +55,7 @@ void PlotView::paintStream(QPainter *painter, int stream, quint32 scale) const
     const bool isSound = kind == StreamKind::Audio;
     const QColor color = kindColor(kindOf(kind), palette());
     const QColor keyColor = palette().color(QPalette::Text);
+    const QColor faint = faintColor(color, palette());
     const auto yOf = [&](quint32 size) { return plot.bottom() - int(double(size) / scale * plot.height()); };
     const std::vector<Column> all = columns(stream, plot.width());
     for (int column = 0; column < int(all.size()); ++column) {
@@ -97,10 +98,9 @@ void PlotView::paintStream(QPainter *painter, int stream, quint32 scale) const
             continue;
         }
         // Many packets: from the smallest to the largest, faint below.
-        QColor faint = color;
-        faint.setAlpha(isSound ? 0 : 70);
         const quint32 smallest = std::min(extent.smallest, extent.top());
-        painter->fillRect(x, yOf(smallest), 1, plot.bottom() - yOf(smallest) + 1, faint);
+        if (!isSound)
+            painter->fillRect(x, yOf(smallest), 1, plot.bottom() - yOf(smallest) + 1, faint);
         painter->fillRect(x, yOf(extent.top()), 1, yOf(smallest) - yOf(extent.top()) + 1, color);
         if (extent.largestKey > 0 && !isSound)
             painter->fillRect(x, yOf(extent.largestKey), 1, 2, keyColor);
