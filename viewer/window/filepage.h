@@ -7,6 +7,7 @@
 #include "hexview.h"
 #include "limitsbar.h"
 #include "structureview.h"
+#include "summaryjob.h"
 
 #include <QJsonObject>
 #include <QWidget>
@@ -31,6 +32,7 @@ public:
     StructureView &structureView() { return m_structureView; } ///< its elements
     FilterBar &filterBar() { return m_filterBar; } ///< what is asked for of its elements
     CopyJob &copyJob() { return m_copyJob; } ///< what is copied from it
+    SummaryJob &summaryJob() { return m_summaryJob; } ///< what is said of it in short
     FindBar &findBar() { return m_findBar; } ///< what is looked for in its bytes
     bool isIdle() const; ///< nothing is being read, looked for or expanded
     QString title() const; ///< the file's name without its folders, fit to be shown
@@ -58,6 +60,7 @@ private:
     HexView m_hexView;
     FindBar m_findBar;
     CopyJob m_copyJob;
+    SummaryJob m_summaryJob;
     QLabel *m_bar;
 };
 

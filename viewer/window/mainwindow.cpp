@@ -111,6 +111,7 @@ void MainWindow::makeMenus()
     addAction(view, "fewer-columns", tr("&Fewer columns of bytes"), keys("Ctrl+["), &MainWindow::fewerColumns);
     makeFindActions(go);
     makeStructureActions(go, view);
+    makeSummaryActions(view);
 
     QToolBar *const bar = addToolBar(tr("Go"));
     bar->setObjectName(QStringLiteral("goBar"));
