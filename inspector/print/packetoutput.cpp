@@ -6,21 +6,6 @@
 
 namespace quenlofar {
 
-QString keyFramesText(const StreamPackets &stream)
-{
-    if (stream.areKeysUnknown())
-        return QStringLiteral("key frames unknown: no index");
-    const quint64 keys = stream.totals.keyFrames;
-    QString text = keys == 0 ? QStringLiteral("no key frame")
-        : keys == 1          ? QStringLiteral("1 key frame")
-                             : QStringLiteral("%1 key frames").arg(keys);
-    if (stream.keySpacing)
-        text += QStringLiteral(" (%1)").arg(spacingText(*stream.keySpacing));
-    if (stream.totals.keyUnknown > 0)
-        text += QStringLiteral(", %1 unknown: in no index").arg(stream.totals.keyUnknown);
-    return text;
-}
-
 void printSpread(JsonPrinter &json, QStringView key, const Spread &spread)
 {
     json.key(key).beginObject().key(u"least").number(spread.least).key(u"median").number(spread.median);

@@ -1,31 +1,13 @@
 #pragma once
 
 #include "containerdescriber.h"
-#include "framestatistics.h"
+#include "streamtexts.h"
 
-#include <QString>
 #include <QVector>
 
 namespace quenlofar {
 
 class JsonPrinter;
-
-// How streams are shown, by whichever command. What is not known is an empty text.
-
-/// "64 x 48".
-QString pictureText(const StreamDescription &stream);
-/// At most three decimals, none of them a zero at the end: "25", "23.976".
-QString decimalText(double number);
-/// "128 kbit/s".
-QString bitRateText(quint64 bitsPerSecond);
-/// "2.1 s"; from a minute on hours, minutes and seconds: "1:02:03".
-QString durationText(double seconds);
-/// "every 12 frames", "every 3 to 12 frames, median 10".
-QString spacingText(const Spread &spacing);
-/// How long a stream lasts, as durationText; "unknown" for sound whose header says 0, as it does until it is filled in.
-QString lengthText(const StreamDescription &stream);
-/// The codec as the container names it. Blanks alone are in quotes.
-QString codeText(const StreamDescription &stream);
 
 /// Prints `streams` as the value of a key: an array with an object for each, without what is not known.
 void printStreams(JsonPrinter &json, const QVector<StreamDescription> &streams);

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "summaryrows.h"
 #include "textwriter.h"
 
 #include <QString>
-#include <QVector>
 
 #include <string_view>
 
@@ -11,7 +11,6 @@ namespace quenlofar {
 
 struct FileCheck;
 struct FileSummary;
-struct StreamPackets;
 struct StrictReading;
 class TextOutput;
 
@@ -19,32 +18,22 @@ class TextOutput;
 class SummaryText
 {
 public:
-    SummaryText(TextOutput &output, const TextStyle &style) : m_output(output), m_style(style) { }
+    SummaryText(TextOutput &output, const TextStyle &style)
+        : m_output(output), m_style(style), m_rows(style.sizes, style.hexOffsets)
+    {
+    }
 
+    /// Once.
     void print(FileSummary &summary, const StrictReading &reading);
 
 private:
-    struct Row
-    {
-        QString label;
-        QString text;
-        bool isTrouble;
-    };
-
-    void addFile(const FileSummary &summary);
-    void addStreams(FileSummary &summary, const StrictReading &reading);
-    void addFrames(FileSummary &summary, uint videoOrdinal);
-    void addPackets(const StreamPackets &packets);
-    void addBytes(const FileSummary &summary);
-    void addProblems(const FileSummary &summary);
     void addStatus(const FileSummary &summary);
     void addVerdict(const FileCheck &check);
-    void add(const QString &label, const QString &text, bool isTrouble = false);
     QString coloured(const QString &text, std::string_view colour) const;
 
     TextOutput &m_output;
     const TextStyle m_style;
-    QVector<Row> m_rows;
+    SummaryRows m_rows;
 };
 
 } // namespace quenlofar

@@ -5,6 +5,7 @@
 #include "documentwork.h"
 #include "filepath.h"
 #include "jsonwriter.h"
+#include "treereplay.h"
 
 #include <QBuffer>
 #include <QFile>
@@ -15,7 +16,6 @@
 #include <limits>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 namespace quenlofar {
 
@@ -109,53 +109,6 @@ QByteArray arrayLines(const QByteArray &bytes)
     return text;
 }
 
-/// Hands the item with everything in it to `writer`, the whole document for the root; false when that failed.
-bool writeSubtree(const GrowingTree &tree, TreeItem item, TreeWriter *writer)
-{
-    struct Level
-    {
-        TreeItem node;
-        quint32 row;
-    };
-    std::vector<std::unique_ptr<ElementTree::FieldReader>> readers(tree.segmentCount());
-    const auto fieldOf = [&](TreeItem each) {
-        const auto number = quint32(each >> 32);
-        if (!readers[number])
-            readers[number] = std::make_unique<ElementTree::FieldReader>(tree.segment(number)->tree);
-        Field field = readers[number]->field(ElementTree::Item(each));
-        field.size = tree.size(each); // of a node that several segments have, its latest size
-        return field;
-    };
-    RunResult result;
-    std::vector<Level> levels;
-    const auto enter = [&](TreeItem each) {
-        ++result.items;
-        const Field field = fieldOf(each);
-        writer->setNotes({});
-        if (!tree.isNode(each))
-            return writer->addField(field);
-        levels.push_back({each, 0});
-        return writer->beginElement(field.offset, field.size, field.name, field.index);
-    };
-    bool works = writer->beginDocument(tree.document());
-    if (item == GrowingTree::root())
-        levels.push_back({item, 0});
-    else
-        works = works && enter(item);
-    while (works && !levels.empty()) {
-        Level &level = levels.back();
-        if (level.row < tree.childCount(level.node)) {
-            works = enter(tree.child(level.node, level.row++));
-        } else {
-            works = level.node == GrowingTree::root() || writer->endElement();
-            levels.pop_back();
-        }
-    }
-    if (item == GrowingTree::root() && tree.isComplete())
-        result = tree.result();
-    return works && writer->endDocument(result);
-}
-
 } // namespace
 
 /// The work of one job, in a thread of its own.
@@ -188,7 +141,7 @@ public:
         const std::lock_guard lock(m_mutex);
         if (m_receiver)
             QMetaObject::invokeMethod(
-                m_receiver, [receiver = m_receiver] { receiver->take(); }, Qt::QueuedConnection);
+                m_receiver, [receiver = m_receiver, task = this] { receiver->take(task); }, Qt::QueuedConnection);
     }
 
     QByteArray result; // these are read when the thread has said that it is over
@@ -250,7 +203,7 @@ bool CopyJob::Task::write(QIODevice *device)
             return false;
         }
         JsonWriter writer(*device, JsonWriter::Layout::Indented, JsonWriter::Frames::LeftOut);
-        works = writeSubtree(m_tree, m_request.item, &writer);
+        works = replayItem(m_tree, m_request.item, &writer);
     } else {
         works = writeBytes(device);
     }
@@ -323,9 +276,10 @@ void CopyJob::cancel()
     m_task.reset();
 }
 
-void CopyJob::take()
+/// What an earlier task has to say is not wanted any more; it may be gone.
+void CopyJob::take(const Task *task)
 {
-    if (!m_task)
+    if (m_task.get() != task)
         return;
     m_result = std::move(m_task->result);
     m_size = m_task->size;

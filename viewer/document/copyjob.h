@@ -64,7 +64,7 @@ Q_SIGNALS:
 private:
     class Task;
 
-    void take();
+    void take(const Task *task);
 
     const Document &m_document;
     const SourceOpener m_opener;

@@ -47,7 +47,8 @@ QString limitText(const RunResult &result)
 FilePage::FilePage(const QString &path, const DocumentOptions &options, QWidget *parent)
     : QWidget(parent), m_options(options), m_document(path, options), m_structureView(m_document),
       m_filterBar(m_document), m_hexView(m_document), m_findBar(m_document, options.opener),
-      m_copyJob(m_document, options.opener), m_analysis(m_document), m_overview(m_document), m_bar(new QLabel(this))
+      m_copyJob(m_document, options.opener), m_summaryJob(m_document, options), m_analysis(m_document),
+      m_overview(m_document), m_bar(new QLabel(this))
 {
     auto *const splitter = new QSplitter(Qt::Horizontal, this);
     splitter->addWidget(makeStructurePane());
@@ -192,7 +193,7 @@ std::optional<DocumentOptions> FilePage::raisedOptions() const
 bool FilePage::isIdle() const
 {
     return m_document.isIdle() && m_filterBar.search().isDone() && !m_findBar.search().isRunning()
-        && !m_copyJob.isRunning() && !m_structureView.isExpanding();
+        && !m_copyJob.isRunning() && !m_summaryJob.isRunning() && !m_structureView.isExpanding();
 }
 
 QString FilePage::title() const
@@ -318,6 +319,7 @@ QJsonObject FilePage::state()
             {QStringLiteral("messages"), QJsonArray::fromStringList(messages())},
             {QStringLiteral("place"), place},
             {QStringLiteral("structure"), structure},
+            {QStringLiteral("summary"), m_summaryJob.text()},
             {QStringLiteral("found"), found},
             {QStringLiteral("bytes"), bytes},
             {QStringLiteral("analysis"), analysisState(m_analysis)},

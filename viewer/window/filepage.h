@@ -9,6 +9,7 @@
 #include "limitsbar.h"
 #include "overviewbar.h"
 #include "structureview.h"
+#include "summaryjob.h"
 
 #include <QJsonObject>
 #include <QWidget>
@@ -40,6 +41,7 @@ public:
     QString elementText(quint64 offset) const; ///< the names of the elements around a byte, the innermost last
     FilterBar &filterBar() { return m_filterBar; } ///< what is asked for of its elements
     CopyJob &copyJob() { return m_copyJob; } ///< what is copied from it
+    SummaryJob &summaryJob() { return m_summaryJob; } ///< what is said of it in short
     FindBar &findBar() { return m_findBar; } ///< what is looked for in its bytes
     bool isIdle() const; ///< nothing is being read, looked for or expanded
     QString title() const; ///< the file's name without its folders, fit to be shown
@@ -69,6 +71,7 @@ private:
     HexView m_hexView;
     FindBar m_findBar;
     CopyJob m_copyJob;
+    SummaryJob m_summaryJob;
     AnalysisTabs m_analysis;
     OverviewBar m_overview;
     QLabel *m_bar;

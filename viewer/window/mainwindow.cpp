@@ -112,6 +112,7 @@ void MainWindow::makeMenus()
     addAction(view, "fewer-columns", tr("&Fewer columns of bytes"), keys("Ctrl+["), &MainWindow::fewerColumns);
     makeFindActions(go);
     makeStructureActions(go, view);
+    makeSummaryActions(view);
 
     m_analysisActions = new AnalysisActions(*this, [this] { return currentPage(); });
     menuBar()->addMenu(m_analysisActions->menu());

@@ -60,6 +60,8 @@ private:
     bool copy(const QString &what, QString *error);
     bool exportTo(const QString &what, const QString &target, QString *error);
     bool exportByDialog(const QString &what, QString *error);
+    void makeSummaryActions(QMenu *view);
+    void showSummary();
     void makeFindActions(QMenu *go);
     std::optional<bool> performFind(const QString &name, const QString &value, QString *error);
     void openFind();

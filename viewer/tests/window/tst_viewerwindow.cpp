@@ -13,6 +13,7 @@
 #include <QJsonArray>
 #include <QLineEdit>
 #include <QMouseEvent>
+#include <QPlainTextEdit>
 #include <QScrollBar>
 #include <QTemporaryDir>
 #include <QTest>
@@ -104,6 +105,7 @@ private Q_SLOTS:
     void nothingFocusableIsNameless();
     void rowsAreReadAloud();
     void argumentsOfFiles();
+    void summaryOfAFile();
     void pictureOfTheWindow();
 };
 
@@ -548,6 +550,26 @@ void ViewerWindowTest::argumentsOfFiles()
     QCOMPARE(parsed("@10"), QStringLiteral("@10|"));
     QCOMPARE(WindowCommands::Action::parse(QStringLiteral("goto=a=b")).value, QStringLiteral("a=b"));
     QCOMPARE(WindowCommands::Action::parse(QStringLiteral("back")).name, QStringLiteral("back"));
+}
+
+void ViewerWindowTest::summaryOfAFile()
+{
+    Shown shown(pluginOptions(), sample("sample.avi"));
+    QVERIFY(shown.waitUntilIdle());
+    QVERIFY(shown.perform("summary"));
+    auto *const text = shown.page->findChild<QPlainTextEdit *>(QStringLiteral("summaryText"));
+    QVERIFY(text->isVisible() && text->isReadOnly());
+    // ffprobe -show_streams -count_packets: mpeg4, 64 x 48, ten pictures a second, 20 packets beside an empty one; mp3
+    // with 22050 Hz, one channel, 79 packets.
+    const QStringList lines = text->toPlainText().split(QLatin1Char('\n'));
+    QVERIFY(lines[2].endsWith(QStringLiteral("22956 bytes")));
+    const auto line = [&lines](const char *label) {
+        return lines.filter(QStringLiteral("  ") + QString::fromLatin1(label) + QLatin1Char(' ')).value(0);
+    };
+    QVERIFY(line("stream 0").contains(QStringLiteral(", 64 x 48, 10 frames/second, 2.1 s")));
+    QVERIFY(line("frames").contains(QStringLiteral("21, 1 empty, ")));
+    QVERIFY(line("stream 1").contains(QStringLiteral(", 22050 Hz, 1 channel, ")));
+    QVERIFY(line("packets").contains(QStringLiteral("79, ")));
 }
 
 void ViewerWindowTest::pictureOfTheWindow()
