@@ -75,6 +75,8 @@ int runCommand(const Options &options)
         return listStreams(options, plugins, output);
     case Options::Command::Check:
         return quenlofar::checkFiles(options, plugins, output);
+    case Options::Command::Repair:
+        return repairFiles(options, plugins, output);
     case Options::Command::Packets:
         return quenlofar::listPackets(options, plugins, output);
     case Options::Command::Frames:

@@ -14,11 +14,22 @@
 
 namespace quenlofar {
 
+/// What has to stand in a field for a finding to go away: as many bytes as stand there.
+struct Mend
+{
+    quint64 offset = 0; ///< of the first byte, in the file
+    quint64 bytes = 0; ///< what has to stand there; the first byte in the lowest eight bits
+    quint64 mask = ~quint64(0); ///< the bits that change; the others stay as they are
+    quint8 width = 0; ///< bytes, 1 to 8
+};
+
 /// A breach of a rule. Findings of one rule, one stream and one cause are one finding with a count.
 struct Finding
 {
     /// Places that are kept of a finding with a count.
     static constexpr size_t mostPlaces = 3;
+    /// Mends that are kept of a finding with a count. The others are found again once these are done.
+    static constexpr size_t mostMends = 65536;
 
     int id = 0; ///< from 1, in the order of the list
     QString rule; ///< its name
@@ -31,6 +42,7 @@ struct Finding
     /// The first places, at least one and at most mostPlaces, as they were found. The place of a claim is the field
     /// that makes it; of something missing the header of the list that lacks it. Inside the file; sizes may be 0.
     std::vector<ByteRange> places;
+    std::vector<Mend> mends; ///< what would mend it, at most mostMends; empty where the rule alone cannot say
     QString expected; ///< at the first place
     QString actual; ///< at the first place; differs from `expected`
     QString message; ///< a sentence for people, with a full stop
@@ -89,6 +101,9 @@ public:
     FindingDraft &actual(quint32 number) { return actual(quint64(number)); } ///< Shown in decimal.
     /// A sentence for people; the first one counts. "%1" is the number of what is counted, once that is known.
     FindingDraft &message(const QString &text);
+    /// What was just added goes away when `bytes`, the first one lowest, stand at `place`, of 1 to 8 bytes; of these
+    /// only the bits of `mask` change. Nothing happens where `place` does not have `width` bytes.
+    FindingDraft &mend(const ByteRange &place, quint8 width, quint64 bytes, quint64 mask = ~quint64(0));
     /// There are `more` of it than this one; `places` are those of the first of them, as far as there is room.
     FindingDraft &andMore(quint64 more, std::initializer_list<ByteRange> places = {});
     /// It explains what other findings are about within `range` too: the bytes that moved with it.

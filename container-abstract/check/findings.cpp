@@ -326,6 +326,14 @@ FindingDraft &FindingDraft::message(const QString &text)
     return *this;
 }
 
+FindingDraft &FindingDraft::mend(const ByteRange &place, quint8 width, quint64 bytes, quint64 mask)
+{
+    std::vector<Mend> &mends = m_findings->d->entries[m_ordinal].finding.mends;
+    if (place.size == width && place.end() <= m_findings->d->fileSize && mends.size() < Finding::mostMends)
+        mends.push_back({place.offset, bytes, mask, width});
+    return *this;
+}
+
 FindingDraft &FindingDraft::andMore(quint64 more, std::initializer_list<ByteRange> places)
 {
     Finding &finding = m_findings->d->entries[m_ordinal].finding;

@@ -29,7 +29,7 @@ bool isNearAvi(quint32 form)
 
 } // namespace
 
-AviAnalyzer::AviAnalyzer() : m_regions(m_layout.packets) { }
+AviAnalyzer::AviAnalyzer() : m_regions(m_layout.packets), m_planner(m_layout) { }
 
 Recognition AviAnalyzer::recognises(ByteSource &source)
 {
@@ -52,6 +52,7 @@ AnalysisResult AviAnalyzer::read(ByteSource &source, const AnalysisOptions &opti
 {
     AnalysisResult result;
     m_source = &source;
+    m_planner.setSource(&source, options.cancel);
     m_cancel = options.cancel;
     m_progress = options.progress;
     try {
@@ -82,6 +83,11 @@ QString AviAnalyzer::cutShortText() const
 RuleList AviAnalyzer::rules() const
 {
     return aviRules();
+}
+
+void *AviAnalyzer::extension(int number)
+{
+    return number == RepairPlanner::number ? static_cast<RepairPlanner *>(&m_planner) : nullptr;
 }
 
 bool AviAnalyzer::check(const CheckOptions &options, Findings &findings)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "avilayout.h"
+#include "avirepair.h"
 #include "containeranalyzer.h"
 
 namespace quenlofar {
@@ -19,6 +20,8 @@ public:
     const RegionTable &regions() const override { return m_regions; }
     RuleList rules() const override;
     bool check(const CheckOptions &options, Findings &findings) override;
+    /// The planner of repairs.
+    void *extension(int number) override;
 
     /// What was read, for tests.
     const AviLayout &layout() const { return m_layout; }
@@ -28,6 +31,7 @@ private:
 
     AviLayout m_layout;
     RegionTable m_regions;
+    AviRepairPlanner m_planner;
     AnalysisResult m_result; // of the latest read
     ByteSource *m_source = nullptr; // of the latest read; null before
     const std::atomic<bool> *m_cancel = nullptr;

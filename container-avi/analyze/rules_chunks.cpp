@@ -145,6 +145,8 @@ void checkChunkSwallowsOthers(const AviContext &context, Findings &findings)
         const int stream = damage.packet == AviLayout::none ? -1 : damage.stream;
         FindingDraft draft = findings.add(ByteRange{damage.offset + 4, 4}, stream);
         draft.confidence(damage.isCertain ? Confidence::Certain : Confidence::Likely).explainsAllStreams();
+        if (damage.size >= 8 && damage.size - 8 <= 0xFFFFFFFF)
+            draft.mend({damage.offset + 4, 4}, 4, damage.size - 8);
         if (!draft.isNew())
             continue;
         const quint64 size = damage.size - 8;

@@ -55,6 +55,7 @@ void checkVideoFormatSize(const AviStreamContext &of, Findings &findings)
         findings.add(format.field(headerSizeOffset, 4), of.number)
             .severity(Severity::Warning)
             .expected(QStringLiteral("%1 or less").arg(format.size))
+            .mend(format.field(headerSizeOffset, 4), 4, leastVideoFormat)
             .actual(stated)
             .message(QStringLiteral("biSize is larger than the chunk that it stands in."));
     }
@@ -182,9 +183,12 @@ void checkBlockAlignZero(const AviStreamContext &of, Findings &findings)
     const AviStream &stream = of.stream;
     if (stream.blockAlign != 0 || stream.format.size < blockAlignOffset + 2)
         return;
+    const quint32 block = stream.channels * ((stream.bitsPerSample + 7U) / 8);
+    const bool isKnown = of.codec == AviCodec::Pcm && block > 0 && block <= 0xFFFF;
     findings.add(stream.format.field(blockAlignOffset, 2), of.number)
         .expected(QStringLiteral("not 0"))
         .actual(0)
+        .mend(stream.format.field(blockAlignOffset, 2), isKnown ? 2 : 0, block)
         .message(QStringLiteral("nBlockAlign of the sound's format is 0."));
 }
 
@@ -196,6 +200,7 @@ void checkPcmBlockAlign(const AviStreamContext &of, Findings &findings)
         return;
     findings.add(stream.format.field(blockAlignOffset, 2), of.number)
         .expected(block)
+        .mend(stream.format.field(blockAlignOffset, 2), block <= 0xFFFF ? 2 : 0, block)
         .actual(quint32(stream.blockAlign))
         .message(QStringLiteral("%1 channels of %2 bits take %3 bytes, nBlockAlign says %4.")
                      .arg(stream.channels)
@@ -212,6 +217,7 @@ void checkPcmByteRate(const AviStreamContext &of, Findings &findings)
         return;
     findings.add(stream.format.field(byteRateOffset, 4), of.number)
         .expected(rate)
+        .mend(stream.format.field(byteRateOffset, 4), rate <= 0xFFFFFFFF ? 4 : 0, rate)
         .actual(stream.byteRate)
         .message(QStringLiteral("%1 blocks of %2 bytes each second are not nAvgBytesPerSec.")
                      .arg(stream.sampleRate)
@@ -228,6 +234,7 @@ void checkExtraSize(const AviStreamContext &of, Findings &findings)
         return;
     findings.add(format.field(extraSizeOffset, 2), of.number)
         .expected(QStringLiteral("%1 or less").arg(format.size - waveFormatSize))
+        .mend(format.field(extraSizeOffset, 2), 2, format.size - waveFormatSize)
         .actual(extra)
         .message(QStringLiteral("cbSize announces more bytes than the chunk has."));
 }
@@ -317,6 +324,7 @@ void checkVariableBlockAlign(const AviStreamContext &of, Findings &findings)
         return;
     findings.add(stream.format.field(blockAlignOffset, 2), of.number)
         .expected(QStringLiteral("%1 or more").arg(largest))
+        .mend(stream.format.field(blockAlignOffset, 2), largest <= 0xFFFF ? 2 : 0, largest)
         .actual(quint32(stream.blockAlign))
         .message(QStringLiteral("A chunk holds a frame, and nBlockAlign is smaller than the largest one."));
 }
@@ -356,6 +364,8 @@ void checkVariableTimeBase(const AviStreamContext &of, Findings &findings)
     constexpr quint32 scaleOffset = 20; // in strh
     findings.add(stream.header.field(scaleOffset, 8), of.number)
         .expected(QStringLiteral("%1 samples in a tick").arg(usual))
+        // Of AAC either may be meant.
+        .mend(stream.header.field(scaleOffset, 8), other == 0 ? 8 : 0, usual | quint64(stream.sampleRate) << 32)
         .actual(QStringLiteral("%1 samples in a tick").arg(samples, 0, 'f', 1))
         .message(QStringLiteral("A chunk is a tick and holds a frame, and a tick does not last as long as a frame."));
 }

@@ -145,6 +145,8 @@ void checkStreamCount(const AviContext &context, Findings &findings)
                      .arg(file.streamListCount));
     if (isListLost)
         draft.explains({0, farAway});
+    else
+        draft.mend(place, 4, file.streamListCount);
 }
 
 /// Packets of a stream in the first RIFF list; palettes not counted.
@@ -173,6 +175,7 @@ void checkFrameCount(const AviContext &context, Findings &findings)
     findings.add(file.mainHeader.field(totalFramesOffset, 4), video)
         .severity(countsAll || isNear ? Severity::Warning : Severity::Error)
         .expected(counted)
+        .mend(file.mainHeader.field(totalFramesOffset, 4), 4, counted)
         .actual(stated)
         .message(countsAll ? QStringLiteral(
                      "The main header counts the frames of all RIFF lists, not of the first one alone.")
@@ -199,6 +202,8 @@ void checkFrameDuration(const AviContext &context, Findings &findings)
     findings.add(file.mainHeader.field(frameTimeOffset, 4), video)
         .expected(expected)
         .actual(stated)
+        .mend(file.mainHeader.field(frameTimeOffset, 4), exact >= 0.5 && exact < 4294967295.0 ? 4 : 0,
+              quint64(exact + 0.5))
         .message(QStringLiteral("The main header says %2 microseconds per frame, the video stream %3.")
                      .arg(stated)
                      .arg(exact, 0, 'f', 0));
@@ -219,6 +224,7 @@ void checkPictureSize(const AviContext &context, Findings &findings)
     findings.add(file.mainHeader.field(widthOffset, 8), video)
         .expected(expected)
         .actual(actual)
+        .mend(file.mainHeader.field(widthOffset, 8), 8, quint32(stream.width) | quint64(formatHeight) << 32)
         .message(QStringLiteral("The main header says %2 pixels, the video format %3.").arg(actual, expected));
 }
 
@@ -241,6 +247,8 @@ void checkIndexFlagWithoutIndex(const AviContext &context, Findings &findings)
         return;
     findings.add(file.mainHeader.field(flagsOffset, 4))
         .expected(QStringLiteral("idx1 or indx, or AVIF_HASINDEX clear"))
+        // Where there is data an index can be made.
+        .mend(file.mainHeader.field(flagsOffset, 4), file.isWalked && file.packets.size() == 0 ? 4 : 0, 0, hasIndexFlag)
         .actual(QStringLiteral("AVIF_HASINDEX and no index"))
         .message(QStringLiteral("The main header promises an index that is not there."));
 }
@@ -252,6 +260,7 @@ void checkIndexWithoutFlag(const AviContext &context, Findings &findings)
         return;
     findings.add(file.mainHeader.field(flagsOffset, 4))
         .expected(QStringLiteral("AVIF_HASINDEX set"))
+        .mend(file.mainHeader.field(flagsOffset, 4), 4, hasIndexFlag, hasIndexFlag)
         .actual(QStringLiteral("AVIF_HASINDEX clear"))
         .message(QStringLiteral("The file has an index of which the main header says nothing."));
 }
@@ -283,6 +292,7 @@ void checkBufferTooSmall(const AviContext &context, Findings &findings)
         return;
     findings.add(file.mainHeader.field(bufferSizeOffset, 4), stream)
         .expected(QStringLiteral("at least %1").arg(largest))
+        .mend(file.mainHeader.field(bufferSizeOffset, 4), 4, largest)
         .actual(stated)
         .message(QStringLiteral("The main header suggests a buffer of %2 bytes; the largest chunk has %3.")
                      .arg(stated)
@@ -328,6 +338,7 @@ void checkInterleaveFlag(const AviContext &context, Findings &findings)
         return;
     findings.add(file.mainHeader.field(flagsOffset, 4))
         .expected(measured ? QStringLiteral("AVIF_ISINTERLEAVED set") : QStringLiteral("AVIF_ISINTERLEAVED clear"))
+        .mend(file.mainHeader.field(flagsOffset, 4), 4, measured ? isInterleavedFlag : 0, isInterleavedFlag)
         .actual(stated ? QStringLiteral("AVIF_ISINTERLEAVED set") : QStringLiteral("AVIF_ISINTERLEAVED clear"))
         .message(measured ? QStringLiteral("The streams are interleaved, and the main header does not say so.")
                           : QStringLiteral("The main header says that the streams are interleaved; they stand one "
@@ -367,6 +378,7 @@ void checkUseIndexFlag(const AviContext &context, Findings &findings)
         return;
     findings.add(file.mainHeader.field(flagsOffset, 4))
         .expected(QStringLiteral("AVIF_MUSTUSEINDEX set"))
+        .mend(file.mainHeader.field(flagsOffset, 4), 4, mustUseIndexFlag, mustUseIndexFlag)
         .actual(QStringLiteral("AVIF_MUSTUSEINDEX clear"))
         .message(QStringLiteral("idx1 leads back in the file %2 times: the order of the index differs from that of "
                                 "the data, and the main header does not say which one counts.")

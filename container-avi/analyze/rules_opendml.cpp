@@ -133,6 +133,7 @@ void checkTotalFrames(const AviContext &context, Findings &findings)
                       : isShort ? Severity::Error
                                 : Severity::Warning)
         .expected(first)
+        .mend(file.extendedHeader.field(0, 4), 4, first)
         .actual(stated)
         .message(isSum ? QStringLiteral("The extended header counts the audio chunks with the frames.")
                        : QStringLiteral("The extended header states %2 frames; the file has %3.")
@@ -200,6 +201,7 @@ void checkSuperWidth(const AviContext &context, Findings &findings)
             continue;
         findings.add({index.offset + widthOffset, 2}, index.stream)
             .expected(superWidth)
+            .mend({index.offset + widthOffset, 2}, 2, superWidth)
             .actual(index.longsPerEntry)
             .message(QStringLiteral("The super index states another width of its entries than four words."));
     }
@@ -216,6 +218,7 @@ void checkStandardWidth(const AviContext &context, Findings &findings)
             continue;
         findings.add({index.offset + widthOffset, 2}, index.stream)
             .expected(width)
+            .mend({index.offset + widthOffset, 2}, 2, width)
             .actual(index.longsPerEntry)
             .message(QStringLiteral("The standard index states another width of its entries than they have."));
     }
@@ -254,6 +257,7 @@ void checkEntryCount(const AviContext &context, Findings &findings)
             continue;
         findings.add({index.offset + countOffset, 4}, index.stream)
             .expected(QStringLiteral("at most %1").arg(room))
+            .mend({index.offset + countOffset, 4}, 4, room)
             .actual(index.entriesInUse)
             .message(QStringLiteral("An index states more entries than its chunk has room for."));
     }

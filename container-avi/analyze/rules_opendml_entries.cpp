@@ -174,6 +174,7 @@ void checkSuperEntrySize(const AviContext &context, Findings &findings)
         findings.add(Occurrence{{entry.place.offset + superSizeOffset, 4}, entry.stream, chunk})
             .severity(isWithoutHeader ? Severity::Warning : Severity::Error)
             .expected(stated)
+            .mend({entry.place.offset + superSizeOffset, 4}, 4, stated)
             .actual(entry.size)
             .message(isWithoutHeader
                          ? QStringLiteral("Entries of the super index whose size leaves out the header of the index "
@@ -212,6 +213,7 @@ void checkSuperDuration(const AviContext &context, Findings &findings)
             findings.add(Occurrence{place, int(number), {begin, aboutEnd - begin}})
                 .severity(difference > 1 ? Severity::Error : Severity::Warning)
                 .expected(ticks.least)
+                .mend(place, 4, ticks.least)
                 .actual(stated)
                 .message(QStringLiteral("Entries of the super index whose duration is not that of their part: %1."));
         }
@@ -267,7 +269,9 @@ void checkStandardChunkSize(const AviContext &context, Findings &findings)
     forIrregularEntries(file, false, SizeDiffers, [&](const AviIrregularEntry &entry, quint64 more) {
         const ByteRange place{placeOf(file, entry).offset + standardSizeOffset, 4};
         FindingDraft draft = findings.add(Occurrence{place, entry.stream, file.chunkRange(entry.packet)});
-        draft.expected(file.packets.at(entry.packet).size)
+        // The highest bit says that the chunk is no key frame.
+        draft.mend(place, more == 0 ? 4 : 0, file.packets.at(entry.packet).size, 0x7FFFFFFF)
+            .expected(file.packets.at(entry.packet).size)
             .actual(entry.size)
             .message(QStringLiteral("Entries of a standard index whose size is not that of their chunk: %1."));
         if (more > 0)

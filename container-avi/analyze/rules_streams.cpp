@@ -117,6 +117,7 @@ void checkStreamLength(const AviStreamContext &of, Findings &findings)
         .severity(severity)
         .expected(least)
         .actual(stated)
+        .mend(stream.header.field(lengthOffset, 4), 4, least)
         .message(
             QStringLiteral("dwLength says that the stream has %1 ticks; its chunks have %2.").arg(stated).arg(least));
 }
@@ -129,6 +130,7 @@ void checkSampleSize(const AviStreamContext &of, Findings &findings)
     findings.add(stream.header.field(sampleSizeOffset, 4), of.number)
         .severity(of.codec == AviCodec::Pcm ? Severity::Error : Severity::Warning)
         .expected(quint32(stream.blockAlign))
+        .mend(stream.header.field(sampleSizeOffset, 4), 4, stream.blockAlign)
         .actual(stream.sampleSize)
         .message(QStringLiteral("dwSampleSize is %1 bytes, a block of the format has %2.")
                      .arg(stream.sampleSize)
@@ -144,6 +146,7 @@ void checkVideoSampleSize(const AviStreamContext &of, Findings &findings)
         return;
     findings.add(of.stream.header.field(sampleSizeOffset, 4), of.number)
         .expected(isConstant ? QStringLiteral("0 or %1").arg(totals.largest) : QStringLiteral("0"))
+        .mend(of.stream.header.field(sampleSizeOffset, 4), 4, 0)
         .actual(stated)
         .message(QStringLiteral("dwSampleSize is not 0, and not the size of all frames."));
 }
@@ -172,6 +175,7 @@ void checkStreamBuffer(const AviStreamContext &of, Findings &findings)
         return;
     findings.add(of.stream.header.field(bufferSizeOffset, 4), of.number)
         .expected(QStringLiteral("%1 or more").arg(largest))
+        .mend(of.stream.header.field(bufferSizeOffset, 4), 4, largest)
         .actual(stated)
         .message(QStringLiteral("dwSuggestedBufferSize is smaller than the stream's largest chunk."));
 }
@@ -184,6 +188,7 @@ void checkPaletteFlag(const AviStreamContext &of, Findings &findings)
         return;
     findings.add(of.stream.header.field(flagsOffset, 4), of.number)
         .expected(palettes > 0 ? QStringLiteral("set") : QStringLiteral("not set"))
+        .mend(of.stream.header.field(flagsOffset, 4), 4, palettes > 0 ? paletteChanges : 0, paletteChanges)
         .actual(isSet ? QStringLiteral("set") : QStringLiteral("not set"))
         .message(isSet ? QStringLiteral("AVISF_VIDEO_PALCHANGES announces changes of the palette; there are none.")
                        : QStringLiteral("The stream changes its palette, and AVISF_VIDEO_PALCHANGES is not set."));

@@ -56,6 +56,13 @@ bool isRiff(const AviLayout &file, const AviDamage &damage)
     return damage.element != AviLayout::none && file.elements[damage.element].id == fourCC("RIFF");
 }
 
+/// The damage is that of a chunk among the data.
+bool isData(const AviLayout &file, const AviDamage &damage)
+{
+    return damage.packet != AviLayout::none
+        || (damage.element != AviLayout::none && isInData(file, file.elements[damage.element].parent));
+}
+
 /// The damages that begin in a range, which are a part of all: they stand in the order of their offsets.
 std::pair<std::vector<AviDamage>::const_iterator, std::vector<AviDamage>::const_iterator>
 damagesIn(const AviLayout &file, const ByteRange &range)
@@ -63,6 +70,13 @@ damagesIn(const AviLayout &file, const ByteRange &range)
     const auto isBefore = [](const AviDamage &damage, quint64 offset) { return damage.offset < offset; };
     return {std::lower_bound(file.damages.begin(), file.damages.end(), range.offset, isBefore),
             std::lower_bound(file.damages.begin(), file.damages.end(), range.end(), isBefore)};
+}
+
+/// Says that the size of the damaged chunk or list is to be what the reading found, where its 32 bits can tell that.
+void mendSize(FindingDraft &draft, const AviDamage &damage)
+{
+    if (damage.size >= 8 && damage.size - 8 <= 0xFFFFFFFF)
+        draft.mend({damage.offset + 4, 4}, 4, damage.size - 8);
 }
 
 /// Bytes that are no chunk, within a range.
@@ -117,6 +131,7 @@ void checkRiffFormUnusual(const AviContext &context, Findings &findings)
         .severity(riff.form == knownVariant ? Severity::Note : Severity::Error)
         .expected(idText(fourCC("AVI ")))
         .actual(idText(riff.form))
+        .mend({riff.offset + 8, riff.form == fourCC("AVIX") ? 0U : 4U}, 4, fourCC("AVI "))
         .message(riff.form == fourCC("AVIX")
                      ? QStringLiteral("The first RIFF list has the form type of a later one: the beginning of the file "
                                       "is missing, or four bytes are wrong.")
@@ -134,6 +149,7 @@ void checkRiffLaterForm(const AviContext &context, Findings &findings)
         findings.add(Occurrence{{riff.offset + 8, 4}, -1, riff.range()})
             .repair(hasHeaders ? Repair::None : Repair::Patch)
             .expected(idText(fourCC("AVIX")))
+            .mend({riff.offset + 8, hasHeaders ? 0U : 4U}, 4, fourCC("AVIX"))
             .actual(idText(riff.form))
             .message(hasHeaders
                          ? QStringLiteral("A second AVI file, with headers of its own, stands behind the first one.")
@@ -155,6 +171,7 @@ void checkSizeOpen(const AviContext &context, Findings &findings)
             .actual(list.size)
             .message(QStringLiteral("The file was never closed: sizes that are written at the end of the recording "
                                     "are missing (%1)."))
+            .mend(list.sizeField(), AviLayout::isWrapped(list, list.end) ? 0 : 4, list.end - list.offset - 8)
             .explains(restFrom(list.offset));
     };
     for (const quint32 riff : file.segments)
@@ -211,6 +228,13 @@ void checkRiffBeyondFile(const AviContext &context, Findings &findings)
             draft.explains(restFrom(riff.offset));
         else
             draft.explains(restFrom(file.fileSize));
+        mendSize(draft, damage);
+        // What is in it and ends with it is no finding of its own.
+        for (auto each = begin; each != end; ++each) {
+            const bool isList = each->kind == AviDamageKind::ListBeyondFile && !isRiff(file, *each);
+            if (isList || (each->kind == AviDamageKind::ChunkCut && !isData(file, *each)))
+                mendSize(draft, *each);
+        }
     }
 }
 
@@ -237,6 +261,7 @@ void addTooShort(const AviLayout &file, const AviDamage &damage, Findings &findi
     }
     FindingDraft draft = findings.add(occurrence);
     draft.explains(list.content());
+    mendSize(draft, damage);
     if (!draft.isNew())
         return;
     draft.expected(list.end - list.offset - 8)
@@ -261,6 +286,7 @@ void addBeyondParent(const AviLayout &file, const AviDamage &damage, Findings &f
     occurrence.about = occurrence.place;
     FindingDraft draft = findings.add(occurrence);
     draft.explains({damage.offset, std::max(damage.statedEnd, trueEnd) - damage.offset});
+    mendSize(draft, damage);
     if (!draft.isNew())
         return;
     const QString name = damage.element == AviLayout::none
@@ -316,18 +342,19 @@ void checkLastChunkCut(const AviContext &context, Findings &findings)
 {
     const AviLayout &file = context.file;
     for (const AviDamage &damage : file.damages) {
-        const bool isData = damage.packet != AviLayout::none
-            || (damage.element != AviLayout::none && isInData(file, file.elements[damage.element].parent));
-        if (damage.kind != AviDamageKind::ChunkCut || !isData)
+        if (damage.kind != AviDamageKind::ChunkCut || !isData(file, damage))
             continue;
         const quint64 missing = damage.statedEnd - damage.offset - damage.size;
         const int stream = damage.packet == AviLayout::none ? -1 : damage.stream;
-        findings.add(Occurrence{{damage.offset + 4, 4}, stream, {file.fileSize, missing}})
-            .expected(damage.statedEnd - damage.offset - 8)
+        FindingDraft draft = findings.add(Occurrence{{damage.offset + 4, 4}, stream, {file.fileSize, missing}});
+        draft.expected(damage.statedEnd - damage.offset - 8)
             .actual(damage.size - 8)
             .message(
                 QStringLiteral("The file ends inside of the last chunk, %2 before its end.").arg(bytesText(missing)))
             .explains(restFrom(damage.offset));
+        // Behind an odd size a byte of padding is due, which has to be added.
+        if (damage.size % 2 == 0)
+            mendSize(draft, damage);
     }
 }
 
@@ -397,6 +424,8 @@ void addForeign(const AviContext &context, AviDamageKind kind, Findings &finding
             draft.severity(Severity::Warning);
         if (!damage.isCertain)
             draft.confidence(Confidence::Likely);
+        if (canBeWrapped(damage))
+            draft.mend({damage.offset, 8}, 8, fourCC("JUNK") | (damage.size - leastWrapped) << 32);
         if (!draft.isNew())
             continue;
         draft.repair(isPatch ? Repair::Patch : Repair::Rewrite)

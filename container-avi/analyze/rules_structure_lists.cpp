@@ -204,6 +204,7 @@ void checkMoviStale(const AviContext &context, Findings &findings)
         if (known[list] || !std::binary_search(knownParents.begin(), knownParents.end(), movi.parent))
             continue;
         FindingDraft draft = findings.add(Occurrence{movi.header(), -1, movi.range()});
+        draft.mend({movi.offset, 4}, 4, fourCC("JUNK"));
         if (!draft.isNew())
             continue;
         draft.expected(QStringLiteral("one LIST movi, which the index knows"))

@@ -60,6 +60,7 @@ CommandLine::CommandLine(const Arguments &arguments, Options &options)
                  "$XDG_DATA_HOME/quenlofar/" QUENLOFAR_ABI "/plugins, as a rule below ~/.local/share.");
     addSummary();
     addCheck();
+    addRepair();
     addTree();
     addStreams();
     addPackets();
@@ -432,6 +433,11 @@ void CommandLine::addOutput(CLI::App &command)
             },
             "Write to this file, which appears when it is complete")
         ->type_name("FILE");
+    addStyle(command);
+}
+
+void CommandLine::addStyle(CLI::App &command)
+{
     const auto choose = [this](const std::string &word) {
         m_options.output.color = word == "always" ? When::Always : word == "never" ? When::Never : When::Auto;
     };
@@ -439,6 +445,23 @@ void CommandLine::addOutput(CLI::App &command)
               "Colour in text [on a terminal, unless NO_COLOR is set]");
     command.add_flag("--pager", m_options.output.pager, "Show the output through $PAGER, if it goes to a terminal");
     command.add_flag("--quiet,-q", m_options.quiet, "Say on standard error only what kept a file from being read");
+}
+
+void CommandLine::addRules(CLI::App &command, const std::string &name, QStringList *rules,
+                           const std::string &description)
+{
+    command
+        .add_option_function<std::vector<std::string>>(
+            name,
+            [this, rules](const std::vector<std::string> &values) {
+                for (const std::string &value : values)
+                    *rules += m_arguments.text(value).split(QLatin1Char(','));
+            },
+            description)
+        ->type_name("RULES")
+        ->expected(1)
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
 }
 
 void CommandLine::addNumbers(CLI::App &command)

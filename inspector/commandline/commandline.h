@@ -29,6 +29,7 @@ private:
     void addSummary();
     void addTree();
     void addCheck();
+    void addRepair();
     void addStreams();
     void addPackets();
     void addFrames();
@@ -45,6 +46,8 @@ private:
     void addFormats(CLI::App &command, const std::vector<std::string> &formats);
     void addLimits(CLI::App &command);
     void addOutput(CLI::App &command);
+    void addStyle(CLI::App &command);
+    void addRules(CLI::App &command, const std::string &name, QStringList *rules, const std::string &description);
     void addNumbers(CLI::App &command);
     void addProgress(CLI::App &command);
 

@@ -76,22 +76,8 @@ void CommandLine::addCheck()
                                           : CheckChoice::FailOn::Error;
         },
         "The severity from which on a finding makes the exit status 1 [error]");
-    const auto addRules = [&](const std::string &name, QStringList *rules, const std::string &description) {
-        command
-            .add_option_function<std::vector<std::string>>(
-                name,
-                [this, rules](const std::vector<std::string> &values) {
-                    for (const std::string &value : values)
-                        *rules += m_arguments.text(value).split(QLatin1Char(','));
-                },
-                description)
-            ->type_name("RULES")
-            ->expected(1)
-            ->allow_extra_args(false)
-            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    };
-    addRules("--only", &check.only, "Only these rules, by their names, separated by commas");
-    addRules("--except", &check.except, "All but these rules");
+    addRules(command, "--only", &check.only, "Only these rules, by their names, separated by commas");
+    addRules(command, "--except", &check.except, "All but these rules");
     command
         .add_option_function<std::string>(
             "--policy", [&check, this](const std::string &value) { check.policy = m_arguments.text(value); },

@@ -97,6 +97,19 @@ struct CheckChoice
     bool isQuestion() const { return listsRules || !explained.isNull(); }
 };
 
+/// What `repair` mends, and what becomes of it.
+struct RepairChoice
+{
+    Level level = Level::Deep;
+    QStringList only; ///< names of rules; empty: all
+    QStringList except; ///< names of rules
+    QString copy; ///< the file that is written; null for none
+    bool inPlace = false; ///< the file itself is changed
+    QString journal; ///< takes the old bytes; null for none
+    QString undo; ///< a journal that gives a file its old bytes back; null for none
+    bool force = false;
+};
+
 /// What the command line asks for.
 struct Options
 {
@@ -104,6 +117,7 @@ struct Options
         None,
         Summary,
         Check,
+        Repair,
         Tree,
         Streams,
         Packets,
@@ -137,6 +151,7 @@ struct Options
     FrameChoice frames;
     PacketChoice packets;
     CheckChoice check;
+    RepairChoice repair;
     QStringList places; ///< of `at` and `bytes`: offsets, ranges, element paths, as they were typed
     bool compareOffsets = false; ///< of `diff`
 

@@ -18,6 +18,7 @@ int accountForBytes(const Options &options, const PluginLoader &plugins, Program
 int compareFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int listPackets(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int checkFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int repairFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int checkPlugin(const Options &options, ProgramOutput &output);
 int listPlugins(const PluginLoader &plugins, ProgramOutput &output);
 

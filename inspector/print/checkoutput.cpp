@@ -175,6 +175,31 @@ void printCounts(JsonPrinter &json, const FindingCounts &counts)
     json.key(u"suppressed").number(quint64(counts.suppressed)).endObject();
 }
 
+QString printJson(QIODevice &output, const FileCheck &check, const CheckStyle &style)
+{
+    JsonPrinter json(output, style.pretty ? JsonLayout::Indented : JsonLayout::Line);
+    json.beginObject().documentStart(check.start).key(u"level").text(levelText(check.level));
+    json.key(u"verdict").text(verdictText(check.verdict));
+    printCounts(json, check.counts);
+    const auto passed = quint64(check.ruleCount(RuleState::Passed));
+    const auto failed = quint64(check.ruleCount(RuleState::Failed));
+    json.key(u"rules").beginObject().key(u"run").number(passed + failed);
+    json.key(u"passed").number(passed).key(u"failed").number(failed);
+    json.key(u"notApplicable").number(quint64(check.ruleCount(RuleState::NotApplicable)));
+    json.key(u"switchedOff").number(quint64(check.ruleCount(RuleState::SwitchedOff))).endObject();
+    json.key(u"findings").beginArray();
+    for (const JudgedFinding &finding : check.findings)
+        printFinding(json, finding);
+    json.endArray().key(u"notChecked").beginArray();
+    for (const QString &what : check.notChecked)
+        json.text(what);
+    json.endArray().outcome(check.result).endObject();
+    json.finish();
+    return json.errorText();
+}
+
+} // namespace
+
 void printFinding(JsonPrinter &json, const JudgedFinding &finding)
 {
     const ByteRange place = finding.places.empty() ? ByteRange() : finding.places.front();
@@ -200,31 +225,6 @@ void printFinding(JsonPrinter &json, const JudgedFinding &finding)
         json.key(u"severityReason").text(finding.severityReason);
     json.endObject();
 }
-
-QString printJson(QIODevice &output, const FileCheck &check, const CheckStyle &style)
-{
-    JsonPrinter json(output, style.pretty ? JsonLayout::Indented : JsonLayout::Line);
-    json.beginObject().documentStart(check.start).key(u"level").text(levelText(check.level));
-    json.key(u"verdict").text(verdictText(check.verdict));
-    printCounts(json, check.counts);
-    const auto passed = quint64(check.ruleCount(RuleState::Passed));
-    const auto failed = quint64(check.ruleCount(RuleState::Failed));
-    json.key(u"rules").beginObject().key(u"run").number(passed + failed);
-    json.key(u"passed").number(passed).key(u"failed").number(failed);
-    json.key(u"notApplicable").number(quint64(check.ruleCount(RuleState::NotApplicable)));
-    json.key(u"switchedOff").number(quint64(check.ruleCount(RuleState::SwitchedOff))).endObject();
-    json.key(u"findings").beginArray();
-    for (const JudgedFinding &finding : check.findings)
-        printFinding(json, finding);
-    json.endArray().key(u"notChecked").beginArray();
-    for (const QString &what : check.notChecked)
-        json.text(what);
-    json.endArray().outcome(check.result).endObject();
-    json.finish();
-    return json.errorText();
-}
-
-} // namespace
 
 QString verdictLine(const FileCheck &check)
 {

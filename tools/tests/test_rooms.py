@@ -7,7 +7,8 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 WALK, TEXT, INPUT, PARSER, TREE, COMPARE, OUTPUT, PACKETS, CHECK, REPAIR, PLUGINS, TESTING = HOST = [
     f"container-abstract/{room}"
     for room in "walk text input parser tree compare output packets check repair plugins testing".split()]
-FACTS, FILTERS, PLACES, JUDGING = COMMON = ["common/facts", "common/filters", "common/places", "common/check"]
+FACTS, FILTERS, PLACES, JUDGING, MENDING = COMMON = [
+    f"common/{room}" for room in "facts filters places check repair".split()]
 COMMANDLINE, PROCESS, PRINT, RUN, COMMANDS = INSPECTOR = [
     f"inspector/{room}" for room in "commandline process print run commands".split()]
 DOCUMENT, MODELS, VIEWS, WINDOW = VIEWER = [f"viewer/{room}" for room in "document models views window".split()]
@@ -32,6 +33,7 @@ ARROWS = {
     FILTERS: HOST,
     PLACES: HOST,
     JUDGING: [FACTS, *HOST],
+    MENDING: [JUDGING, *HOST],
     COMMANDLINE: [FACTS, *HOST],
     PROCESS: [COMMANDLINE, *HOST],
     PRINT: [PROCESS, COMMANDLINE, *COMMON, *HOST],

@@ -1,0 +1,322 @@
+#include "repairplan.h"
+
+#include "fileanalysis.h"
+#include "patchset.h"
+#include "recipesource.h"
+#include "repairplanner.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <utility>
+
+namespace quenlofar {
+
+namespace {
+
+/// Each round mends what could be told only after the one before.
+constexpr int mostRounds = 8;
+
+/// A file as it would be after some steps, read and judged.
+struct State
+{
+    PatchSet patches;
+    std::vector<RecipeStep> steps;
+    std::unique_ptr<FileAnalysis> analysis;
+    FileCheck check;
+};
+
+/// The planner of the plug-in; null where it has none.
+RepairPlanner *plannerOf(const State &state)
+{
+    return static_cast<RepairPlanner *>(state.analysis->analyzer()->extension(RepairPlanner::number));
+}
+
+/// Findings of one rule in one stream, whatever causes them.
+using FindingKey = std::pair<QString, int>;
+struct FindingSum
+{
+    quint64 count = 0;
+    Severity severity = Severity::Note; // the worst
+};
+
+std::map<FindingKey, FindingSum> sums(const FileCheck &check)
+{
+    std::map<FindingKey, FindingSum> all;
+    for (const JudgedFinding &finding : check.findings) {
+        FindingSum &sum = all[{finding.rule, finding.stream}];
+        sum.count += finding.count;
+        sum.severity = std::max(sum.severity, finding.severity);
+    }
+    return all;
+}
+
+QByteArray bytesOf(quint64 number, int width)
+{
+    QByteArray bytes(width, '\0');
+    for (int at = 0; at < width; ++at)
+        bytes[at] = char(quint8(number >> (8 * at)));
+    return bytes;
+}
+
+class Planning
+{
+public:
+    Planning(const QString &path, const QVector<ParserFactory> &parsers, const RepairSettings &settings,
+             const RunLimits &limits, const std::atomic<bool> *cancel, WalkProgress *progress)
+        : m_path(path), m_parsers(parsers), m_settings(settings), m_limits(limits), m_cancel(cancel),
+          m_progress(progress)
+    {
+    }
+
+    RepairPlan plan();
+
+private:
+    State look(PatchSet patches, std::vector<RecipeStep> steps) const;
+    std::unique_ptr<ByteSource> open(const PatchSet &patches, const std::vector<RecipeStep> &steps,
+                                     QString *error) const;
+    bool isAskedFor(const Finding &finding, const RepairPlanner *planner) const;
+    std::vector<Finding> toMend(const State &state) const;
+    std::vector<StepChanges> stepsFor(const State &state) const;
+    std::vector<StepChanges> mendSteps(const State &state, const std::vector<Finding> &findings) const;
+    StepChanges mendStep(ByteSource &source, const std::vector<const Finding *> &findings) const;
+    bool add(const StepChanges &changes, PatchSet *patches, std::vector<RecipeStep> *steps) const;
+    State with(const State &state, const std::vector<StepChanges> &changes) const;
+    QString objection(const State &before, const State &after, const std::vector<StepChanges> &changes) const;
+    bool isCancelled() const { return m_cancel && m_cancel->load(std::memory_order_relaxed); }
+
+    const QString m_path;
+    const QVector<ParserFactory> &m_parsers;
+    const RepairSettings &m_settings;
+    const RunLimits m_limits;
+    const std::atomic<bool> *const m_cancel;
+    WalkProgress *const m_progress;
+    QStringList m_hopeless; // rules whose steps were tried and did not help
+};
+
+/// The file with changes.
+std::unique_ptr<ByteSource> Planning::open(const PatchSet &patches, const std::vector<RecipeStep> &steps,
+                                           QString *error) const
+{
+    std::unique_ptr<ByteSource> source = openFileSource(m_path, error);
+    if (!source || steps.empty())
+        return source;
+    return std::make_unique<RecipeSource>(patches.recipe(steps), std::move(source));
+}
+
+State Planning::look(PatchSet patches, std::vector<RecipeStep> steps) const
+{
+    State state{
+        std::move(patches), std::move(steps), std::make_unique<FileAnalysis>(m_limits, m_cancel, m_progress), {}};
+    state.analysis->setOpener(
+        [this, &state](const QString &, QString *error) { return open(state.patches, state.steps, error); });
+    state.analysis->read(m_path, m_parsers, m_settings.level);
+    state.analysis->setOpener({}); // the state is about to move
+    CheckSettings settings;
+    settings.level = m_settings.level;
+    state.check = judge(*state.analysis, settings);
+    return state;
+}
+
+bool Planning::isAskedFor(const Finding &finding, const RepairPlanner *planner) const
+{
+    if (m_settings.except.contains(finding.rule) || m_hopeless.contains(finding.rule))
+        return false;
+    if (!m_settings.only.isEmpty())
+        return m_settings.only.contains(finding.rule);
+    return finding.severity != Severity::Note || (planner && planner->mendsNotesOf(finding.rule));
+}
+
+/// Findings that are to be mended, without those below another one that can be: they may go with it.
+std::vector<Finding> Planning::toMend(const State &state) const
+{
+    const RepairPlanner *const planner = plannerOf(state);
+    const std::vector<JudgedFinding> &findings = state.check.findings;
+    std::vector<bool> isBelow(findings.size() + 1); // by id
+    std::vector<Finding> chosen;
+    for (const JudgedFinding &finding : findings) {
+        const bool isAsked = isAskedFor(finding, planner);
+        if (isAsked && !isBelow[size_t(finding.causedBy)])
+            chosen.push_back(finding);
+        isBelow[size_t(finding.id)] = isBelow[size_t(finding.causedBy)] || (isAsked && !finding.mends.empty());
+    }
+    return chosen;
+}
+
+/// What mends findings of one rule, as the rule says it.
+StepChanges Planning::mendStep(ByteSource &source, const std::vector<const Finding *> &findings) const
+{
+    StepChanges changes;
+    changes.step.rules = QStringList(findings.front()->rule);
+    changes.step.repair = Repair::Patch;
+    changes.step.reason = findings.front()->message;
+    if (changes.step.reason.endsWith(QLatin1Char('.')))
+        changes.step.reason.chop(1);
+    for (const Finding *const finding : findings) {
+        for (const Mend &mend : finding->mends) {
+            QByteArray old(mend.width, '\0');
+            if (source.readAt(qint64(mend.offset), old.data(), old.size()) != old.size())
+                continue;
+            quint64 value = 0;
+            for (int at = 0; at < mend.width; ++at)
+                value |= quint64(quint8(old[at])) << (8 * at);
+            changes.patches.push_back(
+                {mend.offset, bytesOf((value & ~mend.mask) | (mend.bytes & mend.mask), mend.width)});
+        }
+    }
+    return changes;
+}
+
+std::vector<StepChanges> Planning::mendSteps(const State &state, const std::vector<Finding> &findings) const
+{
+    std::vector<StepChanges> steps;
+    QString error;
+    const std::unique_ptr<ByteSource> source = open(state.patches, state.steps, &error);
+    if (!source)
+        return steps;
+    std::vector<QString> rules; // in the order of the findings
+    std::map<QString, std::vector<const Finding *>> byRule;
+    for (const Finding &finding : findings) {
+        if (finding.mends.empty())
+            continue;
+        std::vector<const Finding *> &all = byRule[finding.rule];
+        if (all.empty())
+            rules.push_back(finding.rule);
+        all.push_back(&finding);
+    }
+    for (const QString &rule : rules)
+        steps.push_back(mendStep(*source, byRule[rule]));
+    return steps;
+}
+
+/// What may help next: what rules say themselves first, because a planner builds on what is right by then.
+std::vector<StepChanges> Planning::stepsFor(const State &state) const
+{
+    const std::vector<Finding> findings = toMend(state);
+    std::vector<StepChanges> steps = mendSteps(state, findings);
+    RepairPlanner *const planner = plannerOf(state);
+    if (steps.empty() && planner)
+        steps = planner->plan(findings);
+    return steps;
+}
+
+/// Adds a step. False where the file cannot be read.
+bool Planning::add(const StepChanges &changes, PatchSet *patches, std::vector<RecipeStep> *steps) const
+{
+    QString error;
+    const std::unique_ptr<ByteSource> current = open(*patches, *steps, &error);
+    if (!current)
+        return false;
+    const auto number = quint32(steps->size());
+    steps->push_back(changes.step);
+    for (const StepChanges::Patch &patch : changes.patches) {
+        if (!patches->replace(patch.offset, patch.bytes, number, *current))
+            return false;
+    }
+    patches->append(changes.appended, number);
+    return true;
+}
+
+State Planning::with(const State &state, const std::vector<StepChanges> &changes) const
+{
+    PatchSet patches = state.patches;
+    std::vector<RecipeStep> steps = state.steps;
+    for (const StepChanges &each : changes)
+        add(each, &patches, &steps);
+    return look(std::move(patches), std::move(steps));
+}
+
+/// Why the changes are no good: null where each clears something and none brings anything as bad.
+QString Planning::objection(const State &before, const State &after, const std::vector<StepChanges> &changes) const
+{
+    if (!after.check.result.isClean())
+        return QStringLiteral("the file could not be read with it");
+    const std::map<FindingKey, FindingSum> old = sums(before.check);
+    const std::map<FindingKey, FindingSum> now = sums(after.check);
+    Severity least = Severity::Error; // of what was cleared
+    for (const StepChanges &each : changes) {
+        bool helps = false;
+        for (const auto &[key, sum] : old) {
+            if (!each.step.rules.contains(key.first))
+                continue;
+            const auto left = now.find(key);
+            if (left != now.end() && left->second.count >= sum.count && left->second.severity >= sum.severity)
+                continue;
+            helps = true;
+            least = std::min(least, sum.severity);
+        }
+        if (!helps)
+            return QStringLiteral("it clears nothing");
+    }
+    for (const auto &[key, sum] : now) {
+        const auto known = old.find(key);
+        const bool isNew = known == old.end() || known->second.severity < sum.severity;
+        if (isNew && sum.severity >= least)
+            return QStringLiteral("it would bring %1").arg(key.first);
+    }
+    return {};
+}
+
+RepairPlan Planning::plan()
+{
+    RepairPlan plan;
+    State state = look(PatchSet(0), {});
+    plan.before = state.check;
+    plan.after = state.check;
+    if (!state.analysis->analyzer() || !state.check.result.isClean())
+        return plan;
+    if (const auto *const planner = plannerOf(state))
+        plan.isOpen = planner->saysOpen({state.check.findings.begin(), state.check.findings.end()});
+    state.patches = PatchSet(quint64(state.check.start.fileSize));
+    for (int round = 0; round < mostRounds && !isCancelled(); ++round) {
+        const std::vector<StepChanges> changes = stepsFor(state);
+        if (changes.empty())
+            break;
+        State tried = with(state, changes);
+        if (objection(state, tried, changes).isNull()) {
+            state = std::move(tried);
+            continue;
+        }
+        for (const StepChanges &each : changes) {
+            if (isCancelled())
+                break;
+            if (changes.size() > 1)
+                tried = with(state, {each});
+            const QString reason = objection(state, tried, {each});
+            if (reason.isNull()) {
+                state = std::move(tried);
+                continue;
+            }
+            m_hopeless += each.step.rules;
+            plan.omitted.push_back({each.step, reason});
+        }
+    }
+    if (isCancelled()) {
+        plan.after.result.cancelled = true;
+        return plan;
+    }
+    const std::map<FindingKey, FindingSum> left = sums(state.check);
+    for (const JudgedFinding &finding : plan.before.findings) {
+        if (left.find({finding.rule, finding.stream}) == left.end())
+            plan.cleared.push_back(finding.id);
+    }
+    for (RecipeStep &step : state.steps) {
+        for (const JudgedFinding &finding : plan.before.findings) {
+            if (step.rules.contains(finding.rule))
+                step.findings.push_back(quint32(finding.id));
+        }
+    }
+    plan.recipe = state.patches.recipe(state.steps);
+    plan.after = std::move(state.check);
+    return plan;
+}
+
+} // namespace
+
+RepairPlan planRepair(const QString &path, const QVector<ParserFactory> &parsers, const RepairSettings &settings,
+                      const RunLimits &limits, const std::atomic<bool> *cancel, WalkProgress *progress)
+{
+    return Planning(path, parsers, settings, limits, cancel, progress).plan();
+}
+
+} // namespace quenlofar

@@ -1,0 +1,7 @@
+#include "repairplanner.h"
+
+namespace quenlofar {
+
+RepairPlanner::~RepairPlanner() = default;
+
+} // namespace quenlofar

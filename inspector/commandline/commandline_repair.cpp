@@ -1,0 +1,61 @@
+// The command that mends files.
+#include "commandline.h"
+#include "optionhelpers.h"
+#include "options.h"
+
+namespace quenlofar {
+
+void CommandLine::addRepair()
+{
+    CLI::App &command = addCommand("repair", Options::Command::Repair,
+                                   "Plan how to mend files, and write mended copies; alone it writes nothing");
+    addManyFiles(command);
+    RepairChoice &repair = m_options.repair;
+    addChoice(
+        command, "--level", {"quick", "default", "deep"},
+        [&repair](const std::string &word) { levelFromText(QString::fromStdString(word), &repair.level); },
+        "How much is read to judge, before and after [deep]");
+    addFormats(command, {"text", "json"});
+    addRules(command, "--only", &repair.only, "Mend what these rules find, notes too; names, separated by commas");
+    addRules(command, "--except", &repair.except, "Leave what these rules find as it is");
+    command
+        .add_option_function<std::string>(
+            "-o,--output",
+            [&repair, this](const std::string &value) {
+                repair.copy = m_arguments.text(value);
+                if (repair.copy.isEmpty())
+                    throw CLI::ValidationError("--output", "has to name a file");
+            },
+            "Write the mended file under this name, which appears when the file is complete; for one FILE")
+        ->type_name("NEW");
+    command.add_flag("--in-place", repair.inPlace,
+                     "Change the file itself, where nothing has to move; needs --journal");
+    command
+        .add_option_function<std::string>(
+            "--journal", [&repair, this](const std::string &value) { repair.journal = m_arguments.text(value); },
+            "With --in-place: keeps the old bytes here, for --undo")
+        ->type_name("UNDO");
+    command
+        .add_option_function<std::string>(
+            "--undo", [&repair, this](const std::string &value) { repair.undo = m_arguments.text(value); },
+            "Give FILE its old bytes back, as this journal has them, also where a repair was interrupted")
+        ->type_name("UNDO");
+    command.add_flag("--force", repair.force,
+                     "Replace NEW; also mend what may still be recorded, and files with several names");
+    addNumbers(command);
+    addLimits(command);
+    addStyle(command);
+    addProgress(command);
+    command.footer(
+        "Without -o or --in-place the plan is shown and nothing is written. A step is kept when it clears a finding\n"
+        "and brings none that is as bad. No frame, chunk or trailing byte is dropped, no payload is changed.\n"
+        "Exit status: 0 nothing to repair, or all of it written; 1 errors stay, or there is something to repair;\n"
+        "2 a file that could not be read or written, or wrong usage.\n"
+        "Examples:\n"
+        "  quenlofar repair film\n"
+        "  quenlofar repair film -o mended\n"
+        "  quenlofar repair --in-place --journal film.undo film\n"
+        "  quenlofar repair --undo film.undo film");
+}
+
+} // namespace quenlofar
