@@ -15,7 +15,7 @@ namespace quenlofar {
 namespace {
 
 /// Each round mends what could be told only after the one before.
-constexpr int mostRounds = 8;
+constexpr int mostRounds = 12;
 
 /// A file as it would be after some steps, read and judged.
 struct State
@@ -30,6 +30,19 @@ struct State
 RepairPlanner *plannerOf(const State &state)
 {
     return static_cast<RepairPlanner *>(state.analysis->analyzer()->extension(RepairPlanner::number));
+}
+
+/// Whether a stream has fewer packets, or bytes in them, than before.
+bool hidesPackets(const State &before, const State &after)
+{
+    const PacketTable &old = before.analysis->analyzer()->packets();
+    const PacketTable &now = after.analysis->analyzer()->packets();
+    for (int stream = 0; stream < old.streamCount(); ++stream) {
+        const PacketTotals totals = stream < now.streamCount() ? now.totals(stream) : PacketTotals();
+        if (totals.count < old.totals(stream).count || totals.bytes < old.totals(stream).bytes)
+            return true;
+    }
+    return false;
 }
 
 /// Findings of one rule in one stream, whatever causes them.
@@ -83,6 +96,7 @@ private:
     bool add(const StepChanges &changes, PatchSet *patches, std::vector<RecipeStep> *steps) const;
     State with(const State &state, const std::vector<StepChanges> &changes) const;
     QString objection(const State &before, const State &after, const std::vector<StepChanges> &changes) const;
+    QString tryAll(State *state, const std::vector<StepChanges> &changes) const;
     bool isCancelled() const { return m_cancel && m_cancel->load(std::memory_order_relaxed); }
 
     const QString m_path;
@@ -98,7 +112,8 @@ private:
 std::unique_ptr<ByteSource> Planning::open(const PatchSet &patches, const std::vector<RecipeStep> &steps,
                                            QString *error) const
 {
-    std::unique_ptr<ByteSource> source = openFileSource(m_path, error);
+    std::unique_ptr<ByteSource> source =
+        m_settings.opener ? m_settings.opener(m_path, error) : openFileSource(m_path, error);
     if (!source || steps.empty())
         return source;
     return std::make_unique<RecipeSource>(patches.recipe(steps), std::move(source));
@@ -127,18 +142,22 @@ bool Planning::isAskedFor(const Finding &finding, const RepairPlanner *planner) 
     return finding.severity != Severity::Note || (planner && planner->mendsNotesOf(finding.rule));
 }
 
-/// Findings that are to be mended, without those below another one that can be: they may go with it.
+/// Findings that are to be mended and can be. What hangs below a finding that stays is left alone: had the damage at
+/// the top not happened it would be right, and it may still be right of what was lost.
 std::vector<Finding> Planning::toMend(const State &state) const
 {
     const RepairPlanner *const planner = plannerOf(state);
     const std::vector<JudgedFinding> &findings = state.check.findings;
-    std::vector<bool> isBelow(findings.size() + 1); // by id
+    std::vector<bool> isHopeful(findings.size() + 1); // by id
+    isHopeful[0] = true;
     std::vector<Finding> chosen;
     for (const JudgedFinding &finding : findings) {
         const bool isAsked = isAskedFor(finding, planner);
-        if (isAsked && !isBelow[size_t(finding.causedBy)])
+        const bool isMendable = isAsked && (!finding.mends.empty() || (planner && planner->plansFor(finding.rule)));
+        const bool isHopefulCause = isHopeful[size_t(finding.causedBy)];
+        isHopeful[size_t(finding.id)] = isHopefulCause && isMendable;
+        if (isMendable && isHopefulCause)
             chosen.push_back(finding);
-        isBelow[size_t(finding.id)] = isBelow[size_t(finding.causedBy)] || (isAsked && !finding.mends.empty());
     }
     return chosen;
 }
@@ -197,6 +216,8 @@ std::vector<StepChanges> Planning::stepsFor(const State &state) const
     RepairPlanner *const planner = plannerOf(state);
     if (steps.empty() && planner)
         steps = planner->plan(findings);
+    steps.erase(std::remove_if(steps.begin(), steps.end(), [](const StepChanges &each) { return each.isEmpty(); }),
+                steps.end());
     return steps;
 }
 
@@ -231,6 +252,14 @@ QString Planning::objection(const State &before, const State &after, const std::
 {
     if (!after.check.result.isClean())
         return QStringLiteral("the file could not be read with it");
+    const RepairPlanner *const planner = plannerOf(before);
+    const bool mayHide = std::any_of(changes.begin(), changes.end(), [planner](const StepChanges &each) {
+        return planner && std::any_of(each.step.rules.begin(), each.step.rules.end(), [planner](const QString &rule) {
+                   return planner->hidesPackets(rule);
+               });
+    });
+    if (!after.analysis->analyzer() || (!mayHide && hidesPackets(before, after)))
+        return QStringLiteral("readers would not find all data with it");
     const std::map<FindingKey, FindingSum> old = sums(before.check);
     const std::map<FindingKey, FindingSum> now = sums(after.check);
     Severity least = Severity::Error; // of what was cleared
@@ -257,6 +286,23 @@ QString Planning::objection(const State &before, const State &after, const std::
     return {};
 }
 
+/// Takes the changes, alone or with those that follow from them; null, or why not.
+QString Planning::tryAll(State *state, const std::vector<StepChanges> &changes) const
+{
+    State tried = with(*state, changes);
+    const QString reason = objection(*state, tried, changes);
+    if (!reason.isNull() && tried.analysis->analyzer() && tried.check.result.isClean() && !isCancelled()) {
+        // Where sizes are right, an index may be wrong that could be read before: it is mended at once.
+        tried = with(tried, stepsFor(tried));
+        if (!objection(*state, tried, changes).isNull())
+            return reason;
+    } else if (!reason.isNull()) {
+        return reason;
+    }
+    *state = std::move(tried);
+    return {};
+}
+
 RepairPlan Planning::plan()
 {
     RepairPlan plan;
@@ -272,23 +318,25 @@ RepairPlan Planning::plan()
         const std::vector<StepChanges> changes = stepsFor(state);
         if (changes.empty())
             break;
-        State tried = with(state, changes);
-        if (objection(state, tried, changes).isNull()) {
-            state = std::move(tried);
+        if (tryAll(&state, changes).isNull())
             continue;
-        }
+        // One after the other; what fails beside one that helps may help with it.
+        bool helped = false;
+        std::vector<OmittedStep> failed;
         for (const StepChanges &each : changes) {
             if (isCancelled())
                 break;
-            if (changes.size() > 1)
-                tried = with(state, {each});
-            const QString reason = objection(state, tried, {each});
-            if (reason.isNull()) {
-                state = std::move(tried);
-                continue;
-            }
+            const QString reason = tryAll(&state, {each});
+            if (reason.isNull())
+                helped = true;
+            else
+                failed.push_back({each.step, reason});
+        }
+        for (const OmittedStep &each : failed) {
+            if (helped)
+                break;
             m_hopeless += each.step.rules;
-            plan.omitted.push_back({each.step, reason});
+            plan.omitted.push_back(each);
         }
     }
     if (isCancelled()) {

@@ -18,6 +18,7 @@ struct RepairSettings
     Level level = Level::Deep; ///< how much is read to judge, before and after
     QStringList only; ///< names of rules, also of those whose findings are notes; empty: errors and warnings
     QStringList except; ///< names of rules
+    SourceOpener opener; ///< opens the file, several times; empty: from the disk
 };
 
 /// Something that was thought of and is not done.

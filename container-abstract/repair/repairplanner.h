@@ -45,6 +45,10 @@ public:
 
     /// Whether the notes of this rule are mended like warnings. Of other notes none is unless it is asked for by name.
     virtual bool mendsNotesOf(const QString &rule) const = 0;
+    /// Whether plan() has something for findings of this rule, in some files.
+    virtual bool plansFor(const QString &rule) const = 0;
+    /// Whether packets are no longer there once findings of this rule are mended, because that is what was wrong.
+    virtual bool hidesPackets(const QString &rule) const = 0;
     /// Whether these findings say that the file was never closed, so that something may still write to it.
     virtual bool saysOpen(const std::vector<Finding> &findings) const = 0;
     /// Steps for `findings`, some of those of the latest check; of several at most one appends bytes. Empty where

@@ -47,9 +47,9 @@ constexpr QStringView indexRules[] = {
     u"idx1-key-flag-differs",
 };
 
-bool isOfIndex(const Finding &finding)
+bool isOfIndex(const QString &rule)
 {
-    return std::find(std::begin(indexRules), std::end(indexRules), QStringView(finding.rule)) != std::end(indexRules);
+    return std::find(std::begin(indexRules), std::end(indexRules), QStringView(rule)) != std::end(indexRules);
 }
 
 void appendNumber(QByteArray *bytes, quint32 number)
@@ -79,6 +79,16 @@ bool AviRepairPlanner::mendsNotesOf(const QString &rule) const
     return rule == QLatin1String("idx1-base");
 }
 
+bool AviRepairPlanner::plansFor(const QString &rule) const
+{
+    return rule == QLatin1String("last-chunk-cut") || isOfIndex(rule);
+}
+
+bool AviRepairPlanner::hidesPackets(const QString &rule) const
+{
+    return rule == QLatin1String("movi-stale");
+}
+
 bool AviRepairPlanner::saysOpen(const std::vector<Finding> &findings) const
 {
     return std::any_of(findings.begin(), findings.end(),
@@ -92,7 +102,7 @@ std::vector<StepChanges> AviRepairPlanner::plan(const std::vector<Finding> &find
         return steps;
     StepChanges changes = paddingStep(findings);
     // An index stands behind that.
-    if (changes.isEmpty() && std::any_of(findings.begin(), findings.end(), isOfIndex))
+    if (changes.isEmpty())
         changes = indexStep(findings);
     if (!changes.isEmpty())
         steps.push_back(std::move(changes));
@@ -139,7 +149,7 @@ StepChanges AviRepairPlanner::indexStep(const std::vector<Finding> &findings)
         return changes;
     std::vector<KeyDoubt> doubts(PacketTable::streamLimit);
     for (const Finding &finding : findings) {
-        if (!isOfIndex(finding))
+        if (!isOfIndex(finding.rule))
             continue;
         if (!changes.step.rules.contains(finding.rule))
             changes.step.rules.append(finding.rule);
@@ -148,6 +158,8 @@ StepChanges AviRepairPlanner::indexStep(const std::vector<Finding> &findings)
             || finding.rule == QLatin1String("idx1-no-key-frame");
         doubt.firstIsKey = doubt.firstIsKey || finding.rule == QLatin1String("idx1-first-not-key");
     }
+    if (changes.step.rules.isEmpty())
+        return changes;
     KeySources sources;
     const QByteArray index = newIndex(m_layout.elements[movi].offset + 8, doubts, &sources);
     if (index.isEmpty())
@@ -197,7 +209,8 @@ QByteArray AviRepairPlanner::newIndex(quint64 base, const std::vector<KeyDoubt> 
     const auto [begin, end] = m_layout.packetsIn(m_layout.segments.front());
     if (end - begin > quint64(std::numeric_limits<int>::max()) / entrySize)
         return {};
-    m_hasFrame.assign(PacketTable::streamLimit, false);
+    m_firstFrame.assign(PacketTable::streamLimit, 0);
+    m_hasKey.assign(PacketTable::streamLimit, false);
     QByteArray index;
     index.reserve(int((end - begin) * entrySize));
     for (quint64 packetIndex = begin; packetIndex < end; ++packetIndex) {
@@ -211,19 +224,34 @@ QByteArray AviRepairPlanner::newIndex(quint64 base, const std::vector<KeyDoubt> 
         file.seek(qint64(header));
         file.read(id.data(), qint64(id.size()));
         const KeyState key = packet.isPalette ? KeyState::No : keyOf(packet, types, doubts[packet.stream], sources);
+        if (!packet.isPalette && !packet.isEmpty() && m_firstFrame[packet.stream] == 0)
+            m_firstFrame[packet.stream] = quint32(index.size() / int(entrySize)) + 1;
+        m_hasKey[packet.stream] = m_hasKey[packet.stream] || key == KeyState::Yes;
         index.append(id.data(), int(id.size()));
         appendNumber(&index, packet.isPalette ? noTimeFlag : key == KeyState::Yes ? keyFrameFlag : 0);
         appendNumber(&index, quint32(header - base));
         appendNumber(&index, packet.size);
     }
+    ensureKeys(&index, sources);
     return index;
 }
 
-/// Whether decoding can begin at the packet, from the index, the payload or, of the first frame, a guess.
+/// Calls the first frame of each stream that has none a key frame: readers start there in any case.
+void AviRepairPlanner::ensureKeys(QByteArray *index, KeySources *sources) const
+{
+    for (size_t stream = 0; stream < m_layout.streams.size(); ++stream) {
+        if (m_firstFrame[stream] == 0 || m_hasKey[stream])
+            continue;
+        index->replace(int((m_firstFrame[stream] - 1) * entrySize + sizeof(quint32)), int(sizeof keyFrameFlag),
+                       numberBytes(keyFrameFlag));
+        ++sources->guessed;
+    }
+}
+
+/// Whether decoding can begin at the packet, by the index or the payload; no where neither says it.
 KeyState AviRepairPlanner::keyOf(const Packet &packet, FrameTypes &types, const KeyDoubt &doubt, KeySources *sources)
 {
-    const bool isFirst = !packet.isEmpty() && !m_hasFrame[packet.stream];
-    m_hasFrame[packet.stream] = m_hasFrame[packet.stream] || isFirst;
+    const bool isFirst = !packet.isEmpty() && m_firstFrame[packet.stream] == 0;
     const KeyState fromIndex = doubt.indexIsWrong ? KeyState::Unknown : packet.key;
     const bool asksPayload = fromIndex == KeyState::Unknown || doubt.firstIsKey;
     const KeyState told = asksPayload ? types.typeOf(packet) : KeyState::Unknown;
@@ -231,14 +259,14 @@ KeyState AviRepairPlanner::keyOf(const Packet &packet, FrameTypes &types, const 
         ++sources->payload;
         return told;
     }
-    if (fromIndex != KeyState::Unknown && !(isFirst && doubt.firstIsKey)) {
-        ++sources->index;
-        return fromIndex;
+    if (isFirst && doubt.firstIsKey) {
+        ++sources->guessed;
+        return KeyState::Yes;
     }
-    if (!isFirst || types.isKnown(packet.stream))
-        return packet.key == KeyState::Unknown ? KeyState::No : packet.key;
-    ++sources->guessed;
-    return KeyState::Yes;
+    if (packet.key == KeyState::Unknown)
+        return KeyState::No;
+    ++sources->index;
+    return packet.key;
 }
 
 /// With an index the main header has to say so.

@@ -22,6 +22,10 @@ public:
 
     /// True for idx1-base: what many writers do, and some readers do not expect.
     bool mendsNotesOf(const QString &rule) const override;
+    /// True for the rules of idx1, and for last-chunk-cut.
+    bool plansFor(const QString &rule) const override;
+    /// True for movi-stale: what is left over from an earlier try goes.
+    bool hidesPackets(const QString &rule) const override;
     /// True with size-open.
     bool saysOpen(const std::vector<Finding> &findings) const override;
     std::vector<StepChanges> plan(const std::vector<Finding> &findings) override;
@@ -46,13 +50,16 @@ private:
     StepChanges paddingStep(const std::vector<Finding> &findings) const;
     StepChanges indexStep(const std::vector<Finding> &findings);
     QByteArray newIndex(quint64 base, const std::vector<KeyDoubt> &doubts, KeySources *sources);
+    void ensureKeys(QByteArray *index, KeySources *sources) const;
     KeyState keyOf(const Packet &packet, FrameTypes &types, const KeyDoubt &doubt, KeySources *sources);
     void patchIndexFlag(StepChanges *changes) const;
 
     const AviLayout &m_layout;
     ByteSource *m_source = nullptr;
     const std::atomic<bool> *m_cancel = nullptr;
-    std::vector<bool> m_hasFrame; // by stream, while an index is made
+    // While an index is made, by stream: the entry of the first frame, from 1, and whether there was a key frame
+    std::vector<quint32> m_firstFrame;
+    std::vector<bool> m_hasKey;
 };
 
 } // namespace quenlofar

@@ -57,6 +57,22 @@ void checkStreamType(const AviStreamContext &of, Findings &findings)
         .message(QStringLiteral("fccType names no kind of stream that the format knows."));
 }
 
+/// The time base as something else in the file says it, as dwScale and dwRate: the main header of the first video
+/// stream, the format of sound whose samples have a size. 0 where nothing does.
+std::pair<quint32, quint32> timeBaseFromElsewhere(const AviStreamContext &of)
+{
+    constexpr quint32 microseconds = 1'000'000;
+    const AviStream &stream = of.stream;
+    if (stream.kind == StreamKind::Audio && stream.blockAlign != 0 && stream.sampleSize == stream.blockAlign)
+        return {stream.blockAlign, stream.byteRate};
+    const std::vector<AviStream> &streams = of.file().streams;
+    const bool isFirst = stream.kind == StreamKind::Video
+        && std::none_of(streams.begin(), streams.begin() + of.number,
+                        [](const AviStream &each) { return each.kind == StreamKind::Video; });
+    const quint32 frameTime = of.file().mainHeader.u32(0); // dwMicroSecPerFrame
+    return isFirst && frameTime != 0 ? std::make_pair(frameTime, microseconds) : std::make_pair(0U, 0U);
+}
+
 void checkTimeBaseZero(const AviStreamContext &of, Findings &findings)
 {
     const AviStream &stream = of.stream;
@@ -65,9 +81,11 @@ void checkTimeBaseZero(const AviStreamContext &of, Findings &findings)
     if (of.codec == AviCodec::Subtitle || (stream.scale != 0 && stream.rate != 0))
         return;
     const bool isScale = stream.scale == 0;
+    const auto [scale, rate] = timeBaseFromElsewhere(of);
     findings.add(stream.header.field(isScale ? scaleOffset : rateOffset, 4), of.number)
         .expected(QStringLiteral("not 0"))
         .actual(0)
+        .mend(stream.header.field(scaleOffset, 8), rate != 0 ? 8 : 0, scale | quint64(rate) << 32)
         .message(QStringLiteral("%1 is 0: the stream has no time base.")
                      .arg(isScale ? QStringLiteral("dwScale") : QStringLiteral("dwRate")));
 }
@@ -162,6 +180,8 @@ void checkStreamStart(const AviStreamContext &of, Findings &findings)
         .severity(seconds > hour ? Severity::Warning : Severity::Note)
         .expected(0)
         .actual(stream.start)
+        // A start within the first hour may be meant.
+        .mend(stream.header.field(startOffset, 4), seconds > hour ? 4 : 0, 0)
         .message(hasTimeBase
                      ? QStringLiteral("The stream begins %1 s late.").arg(seconds, 0, 'f', 3)
                      : QStringLiteral("The stream begins late, in ticks of which nobody knows how long they are."));

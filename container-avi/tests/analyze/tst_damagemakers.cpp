@@ -1,43 +1,13 @@
 #include "avirules.h"
 #include "damagemakers.h"
 #include "finding.h"
-#include "openfilm.h"
+#include "wholefiles.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTest>
 
 using namespace quenlofar;
 
 namespace {
-
-/// Files of five writers, which have nothing above a note but what `true` says, and built ones.
-struct Whole
-{
-    const char *name;
-    QByteArray (*built)(); ///< null for a file of the golden ones
-};
-constexpr Whole wholes[] = {
-    {"ffmpeg-mpeg4-mp3vbr-info-utf8.avi", nullptr},
-    {"ffmpeg-raw-bgr24-i420.avi", nullptr},
-    {"gstreamer-mjpeg-mp3.avi", nullptr},
-    {"mencoder-dx50-pcm16-info-latin1.avi", nullptr},
-    {"mencoder-xvid-mp3cbr.avi", nullptr},
-    {"dvgrab-dv-type2.avi", nullptr},
-    {"yuv2lav-mjpeg.avi", nullptr},
-    {"spliced-opendml-avix.avi", nullptr},
-    {"small film", [] { return film::file(); }},
-    {"film in parts", [] { return film::OpenFilm().bytes(); }},
-};
-
-QByteArray bytesOf(const Whole &whole)
-{
-    if (whole.built)
-        return whole.built();
-    QFile file(
-        QDir(QStringLiteral(QUENLOFAR_SAMPLES_DIR)).filePath(QLatin1String("golden/") + QLatin1String(whole.name)));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 /// What is found, as "rule" or "rule:2" for a stream; those without a cause.
 struct Found
@@ -78,13 +48,11 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("rule");
         QTest::addColumn<QStringList>("known");
-        std::vector<damage::Damage> all = damage::structureDamages();
-        for (const std::vector<damage::Damage> &more : {damage::headerDamages(), damage::indexDamages()})
-            all.insert(all.end(), more.begin(), more.end());
+        const std::vector<damage::Damage> all = damage::allDamages();
         QVERIFY(all.size() >= 60);
         std::vector<int> uses(all.size());
-        for (const Whole &whole : wholes) {
-            const QByteArray bytes = bytesOf(whole);
+        for (const damage::Whole &whole : damage::wholes) {
+            const QByteArray bytes = damage::bytesOf(whole);
             if (bytes.isEmpty()) {
                 qInfo("%s is not there: its damages are not tried", whole.name);
                 continue;
