@@ -265,6 +265,7 @@ def check_inputs():
 def sample_inputs(path):
     data = path.read_bytes()
     yield "fuzz_check", path.stem, data + CHECK_PLAIN
+    yield "fuzz_repair", path.stem, data + b"\0"
     yield "fuzz_run", path.stem, data + PLAIN
     yield "fuzz_run", path.stem + "-windowed", data + mode(WINDOWED, length=100)
     handlers = {b"avih": "avih", b"dmlh": "dmlh", b"vprp": "vprp", b"strh": "strh", b"idx1": "idx1", b"indx": "indx"}
@@ -351,6 +352,7 @@ def corpus_inputs():
         yield "container-avi", "fuzz_handler", name, data
     for name, data in check_inputs():
         yield "container-avi", "fuzz_check", name, data
+        yield "container-avi", "fuzz_repair", name, data[:-len(CHECK_PLAIN)] + b"\0"
     for name, data in text_inputs():
         yield "container-abstract", "fuzz_text", name, data
     for name, data in sink_inputs():

@@ -11,6 +11,8 @@ namespace {
 
 /// Like bytes between two that differ are changed with them where there are no more than this.
 constexpr int mostBetween = 8;
+/// Patches up to this size are fields: they change as a whole.
+constexpr int largestField = 8;
 
 } // namespace
 
@@ -20,6 +22,10 @@ bool PatchSet::replace(quint64 offset, const QByteArray &bytes, quint32 step, By
     if (current.readAt(qint64(offset), old.data(), old.size()) != old.size())
         return false;
     const int size = int(bytes.size());
+    if (size <= largestField && old != bytes) {
+        put(offset, bytes, step);
+        return true;
+    }
     for (int at = 0; at < size;) {
         if (old[at] == bytes[at]) {
             ++at;
@@ -47,6 +53,10 @@ void PatchSet::put(quint64 offset, const QByteArray &bytes, quint32 step)
         return;
     }
     auto next = m_patches.lower_bound(offset);
+    if (next != m_patches.end() && next->first == offset && next->second.bytes.size() == bytes.size()) {
+        next->second.bytes = bytes; // the step that changes the field first is the one that it belongs to
+        return;
+    }
     if (next != m_patches.begin()) {
         const auto before = std::prev(next);
         const quint64 beforeEnd = before->first + quint64(before->second.bytes.size());

@@ -13,7 +13,7 @@ class ByteSource;
 
 /**
  * Changes to a file that move none of its bytes, made one after the other: a later one may change what an earlier one
- * has put there, and bytes that were appended.
+ * has put there, and bytes that were appended. A field that several steps change belongs to the first of them.
  */
 class PatchSet
 {

@@ -27,21 +27,22 @@ void CommandLine::addRepair()
                     throw CLI::ValidationError("--output", "has to name a file");
             },
             "Write the mended file under this name, which appears when the file is complete; for one FILE")
-        ->type_name("NEW");
+        ->type_name("FILE");
     command.add_flag("--in-place", repair.inPlace,
                      "Change the file itself, where nothing has to move; needs --journal");
     command
         .add_option_function<std::string>(
             "--journal", [&repair, this](const std::string &value) { repair.journal = m_arguments.text(value); },
             "With --in-place: keeps the old bytes here, for --undo")
-        ->type_name("UNDO");
+        ->type_name("FILE");
     command
         .add_option_function<std::string>(
             "--undo", [&repair, this](const std::string &value) { repair.undo = m_arguments.text(value); },
             "Give FILE its old bytes back, as this journal has them, also where a repair was interrupted")
-        ->type_name("UNDO");
-    command.add_flag("--force", repair.force,
-                     "Replace NEW; also mend what may still be recorded, and files with several names");
+        ->type_name("FILE");
+    command.add_flag(
+        "--force", repair.force,
+        "Replace an existing file with -o; also mend what may still be recorded, and files with several names");
     addNumbers(command);
     addLimits(command);
     addStyle(command);
@@ -49,13 +50,13 @@ void CommandLine::addRepair()
     command.footer(
         "Without -o or --in-place the plan is shown and nothing is written. A step is kept when it clears a finding\n"
         "and brings none that is as bad. No frame, chunk or trailing byte is dropped, no payload is changed.\n"
+        "What --in-place changed, repair --undo JOURNAL FILE takes back.\n"
         "Exit status: 0 nothing to repair, or all of it written; 1 errors stay, or there is something to repair;\n"
         "2 a file that could not be read or written, or wrong usage.\n"
         "Examples:\n"
         "  quenlofar repair film\n"
         "  quenlofar repair film -o mended\n"
-        "  quenlofar repair --in-place --journal film.undo film\n"
-        "  quenlofar repair --undo film.undo film");
+        "  quenlofar repair --in-place --journal film.undo film");
 }
 
 } // namespace quenlofar

@@ -186,6 +186,14 @@ FileReport RepairCommand::repairOne(const FileTask &task) const
     }
     if (report.exitStatus >= ExitFailure)
         return report;
+    if (plan.before.verdict == Verdict::Unknown) {
+        report.exitStatus = ExitFileProblem;
+        if (report.trouble.isNull()) {
+            report.trouble = QStringLiteral("cannot be judged");
+            report.messages.append(QStringLiteral("%1: cannot be judged").arg(task.file));
+        }
+        return report;
+    }
     if (plan.after.counts.error > 0 || (!isWritten && !plan.isEmpty())) {
         report.exitStatus = ExitFileProblem;
         if (report.trouble.isNull())

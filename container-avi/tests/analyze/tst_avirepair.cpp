@@ -1,7 +1,5 @@
-#include "avianalyzer.h"
 #include "damagemakers.h"
-#include "recipesource.h"
-#include "repairplan.h"
+#include "repairing.h"
 #include "wholefiles.h"
 
 #include <QCryptographicHash>
@@ -15,32 +13,6 @@
 using namespace quenlofar;
 
 namespace {
-
-QVector<ParserFactory> parsers()
-{
-    ParserFactory factory;
-    factory.containerName = QStringLiteral("AVI");
-    factory.extensions = QStringList(QStringLiteral("avi"));
-    factory.createAnalyzer = [] { return std::make_unique<AviAnalyzer>(); };
-    return {factory};
-}
-
-RepairPlan planOf(const QByteArray &bytes, const QStringList &only = {})
-{
-    RepairSettings settings;
-    settings.only = only;
-    settings.opener = [bytes](const QString &, QString *) { return memorySource(bytes); };
-    return planRepair(QStringLiteral("film.avi"), parsers(), settings, RunLimits(), nullptr, nullptr);
-}
-
-QByteArray mended(const RepairPlan &plan, const QByteArray &bytes)
-{
-    RecipeSource source(plan.recipe, memorySource(bytes));
-    QByteArray all(int(source.size()), '\0');
-    if (source.readAt(0, all.data(), all.size()) != all.size())
-        all.clear();
-    return all;
-}
 
 /// Sizes and digests of the data of each stream's packets, in the order of the file.
 using Payload = std::map<int, std::vector<std::pair<quint32, QByteArray>>>;
@@ -174,17 +146,17 @@ private Q_SLOTS:
         QFETCH(QByteArray, bytes);
         QFETCH(QString, rule);
         QFETCH(bool, stays);
-        const RepairPlan plan = planOf(bytes);
+        const RepairPlan plan = film::repairPlan(bytes);
         QVERIFY(plan.recipe.conflict().isNull());
         QVERIFY(plan.recipe.movesNothing());
         QVERIFY(plan.recipe.lostBytes().empty());
-        const QByteArray after = mended(plan, bytes);
+        const QByteArray after = film::mended(plan, bytes);
         QCOMPARE(quint64(after.size()), plan.recipe.newSize());
         QVERIFY(plan.after.verdict <= plan.before.verdict);
         QVERIFY(plan.after.counts.error <= plan.before.counts.error);
         QVERIFY(hasAll(payloadOf(bytes), payloadOf(after)));
         // Once is enough.
-        QVERIFY(planOf(after).isEmpty());
+        QVERIFY(film::repairPlan(after).isEmpty());
         if (countOf(plan.before, rule) > 0)
             QCOMPARE(countOf(plan.after, rule) > 0, stays);
     }
@@ -193,13 +165,13 @@ private Q_SLOTS:
     {
         for (const damage::Whole &whole : damage::wholes) {
             const QByteArray bytes = damage::bytesOf(whole);
-            const RepairPlan plan = planOf(bytes);
+            const RepairPlan plan = film::repairPlan(bytes);
             const bool hasReason =
                 std::any_of(plan.before.findings.begin(), plan.before.findings.end(), [](const JudgedFinding &finding) {
                     return finding.severity != Severity::Note || finding.rule == QLatin1String("idx1-base");
                 });
             QVERIFY2(hasReason || plan.isEmpty(), whole.name);
-            QVERIFY2(hasReason || mended(plan, bytes) == bytes, whole.name);
+            QVERIFY2(hasReason || film::mended(plan, bytes) == bytes, whole.name);
         }
     }
 };

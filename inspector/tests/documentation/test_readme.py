@@ -15,7 +15,7 @@ class Readme(unittest.TestCase):
     def test_picture(self):
         picture = (ROOT / "README.md").read_text(encoding="utf-8").split("```")[1]
         calls = re.findall(r"^\$ \./dev run(.*)\n((?:(?!\$ ).*\n)*)", picture, re.MULTILINE)
-        self.assertEqual(len(calls), 2)
+        self.assertEqual(len(calls), 3)
         for arguments, output in calls:
             with self.subTest(arguments=arguments):
                 result = run(*(shlex.split(arguments) or ["samples/sample.avi"]), cwd=ROOT)

@@ -36,7 +36,7 @@ class Schemas(Case):
 
     def test_commands_of_many_files(self):
         files = self.files()
-        for command in ("summary", "check", "streams", "packets", "frames", "coverage"):
+        for command in ("summary", "check", "repair", "streams", "packets", "frames", "coverage"):
             self.assertEqual(len(self.assertFollows(command, *files)), len(files))
 
     def test_limits(self):
@@ -109,7 +109,7 @@ class Schemas(Case):
 
     def test_the_schema_says_no(self):
         film = self.sample()
-        for command, arguments in {"summary": [film], "check": [film], "streams": [film], "packets": [film],
+        for command, arguments in {"summary": [film], "check": [film], "repair": [film], "streams": [film], "packets": [film],
                                    "frames": [film], "coverage": [film],
                                    "at": [film, "30"], "diff": [film, film]}.items():
             document, = self.assertFollows(command, *arguments)

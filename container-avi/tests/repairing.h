@@ -1,0 +1,36 @@
+#pragma once
+
+#include "avianalyzer.h"
+#include "recipesource.h"
+#include "repairplan.h"
+
+#include <memory>
+
+namespace quenlofar {
+namespace film {
+
+/// A plan for a film in memory, with the AVI analyzer alone.
+inline RepairPlan repairPlan(const QByteArray &bytes, Level level = Level::Deep)
+{
+    ParserFactory factory;
+    factory.containerName = QStringLiteral("AVI");
+    factory.extensions = QStringList(QStringLiteral("avi"));
+    factory.createAnalyzer = [] { return std::make_unique<AviAnalyzer>(); };
+    RepairSettings settings;
+    settings.level = level;
+    settings.opener = [bytes](const QString &, QString *) { return memorySource(bytes); };
+    return planRepair(QStringLiteral("film.avi"), {factory}, settings, RunLimits(), nullptr, nullptr);
+}
+
+/// The film as the plan makes it; empty where it cannot be read.
+inline QByteArray mended(const RepairPlan &plan, const QByteArray &bytes)
+{
+    RecipeSource source(plan.recipe, memorySource(bytes));
+    QByteArray all(int(source.size()), '\0');
+    if (source.readAt(0, all.data(), all.size()) != all.size())
+        all.clear();
+    return all;
+}
+
+} // namespace film
+} // namespace quenlofar

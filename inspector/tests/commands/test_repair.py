@@ -1,0 +1,222 @@
+"""The repair command: plans, copies, changes in place and their way back."""
+
+import hashlib
+import os
+import shutil
+import struct
+import subprocess
+import time
+import unittest
+
+from support import SAMPLES, Case, documents, run
+
+WHOLE = (SAMPLES / "sample.avi").read_bytes()
+OPEN = (SAMPLES / "never-closed.avi").read_bytes()
+LONG_AGO = 1_500_000_000
+
+
+def mended():
+    """What becomes of never-closed.avi: the whole film's own index tells what has to be in the new one."""
+    index = WHOLE.index(b"idx1")
+    entries = WHOLE[index + 8:index + 8 + 1600]
+    last = bytearray(entries[-16:])
+    last[12:16] = struct.pack("<I", 21)  # five of the last chunk's 26 bytes are lost
+    new = bytearray(WHOLE[:index - 5] + b"\0" + b"idx1" + struct.pack("<I", 1600) + entries[:-16] + last)
+    new[4:8] = struct.pack("<I", len(new) - 8)
+    movi = WHOLE.index(b"movi")
+    new[movi - 4:movi] = struct.pack("<I", index - 4 - movi)
+    new[48:52] = struct.pack("<I", 21)  # dwTotalFrames: ffmpeg leaves empty frames out of its count
+    new[21318:21322] = struct.pack("<I", 21)
+    return bytes(new)
+
+
+class RepairCase(Case):
+    def film(self, data=OPEN, name="film.avi"):
+        path = self.path(name, data)
+        os.utime(path, (LONG_AGO, LONG_AGO))
+        return path
+
+    def read(self, path):
+        with open(path, "rb") as file:
+            return file.read()
+
+    def names(self):
+        return sorted(os.listdir(self.directory))
+
+    def assertRepairs(self, status, *arguments):
+        result = run("repair", *arguments)
+        self.assertEqual(result.returncode, status, result.stderr + result.stdout)
+        return result
+
+    def assertRefused(self, message, *arguments):
+        result = self.assertRepairs(2, *arguments)
+        self.assertIn(message.encode(), result.stderr)
+
+
+class Plans(RepairCase):
+    maxDiff = None
+
+    def test_a_plan_changes_nothing(self):
+        path = self.film()
+        before = os.stat(path)
+        lines = self.assertRepairs(1, path).stdout.decode().splitlines()
+        self.assertEqual(lines[0], f"{os.fsdecode(path)}: damaged, 4 errors, 1 warning, 1 note -> conforms, 1 note")
+        self.assertIn("     at 48, LIST(hdrl)/avih/dwTotalFrames: 00 00 00 00 -> 15 00 00 00", lines)
+        self.assertEqual(self.read(path), OPEN)
+        self.assertEqual(os.stat(path).st_mtime_ns, before.st_mtime_ns)
+        self.assertEqual(self.names(), ["film.avi"])
+
+    def test_json(self):
+        document, = documents(self.assertRepairs(1, "--format", "json", self.film()).stdout)
+        self.assertEqual([(step["id"], step["rules"], step["class"]) for step in document["steps"]],
+                         [(1, ["size-open"], "patch"), (2, ["frame-count"], "patch"), (3, ["last-chunk-cut"], "append"),
+                          (4, ["index-missing", "index-flag-without-index"], "append")])
+        self.assertEqual(document["steps"][1]["changes"], [{"offset": 48, "old": "00000000", "new": "15000000"}])
+        new = mended()
+        self.assertEqual(document["newSize"], len(new))
+        old = b"".join(OPEN[at:at + 4] for at in (4, 48, 10062, 21318))
+        self.assertEqual(document["sha256OfOldBytes"], hashlib.sha256(old).hexdigest())
+        appended = b"".join(bytes.fromhex(change["new"]) for step in document["steps"] for change in step["changes"]
+                            if "append" in change)
+        self.assertEqual(appended, new[len(OPEN):])
+        self.assertEqual((document["verdictBefore"], document["verdictAfter"]), ("damaged", "conforms"))
+        self.assertEqual([finding["rule"] for finding in document["cleared"]],
+                         ["size-open", "last-chunk-cut", "index-missing", "frame-count", "index-flag-without-index"])
+        self.assertEqual([finding["rule"] for finding in document["left"]], ["empty-frames"])
+
+    def test_a_file_in_order_has_no_plan(self):
+        document, = documents(self.assertRepairs(0, "--format", "json", self.film(WHOLE)).stdout)
+        self.assertEqual((document["steps"], document["cleared"], document["newSize"]), ([], [], len(WHOLE)))
+
+    def test_rules_are_chosen(self):
+        def steps(*arguments):
+            document, = documents(run("repair", "--format", "json", *arguments, self.film()).stdout)
+            return [step["rules"] for step in document["steps"]]
+        self.assertEqual(steps("--only", "frame-count,size-open"), [["size-open"], ["frame-count"]])
+        self.assertEqual(steps("--except", "last-chunk-cut", "--except", "frame-count,index-missing",
+                               "--except", "index-flag-without-index"), [["size-open"]])
+        self.assertRefused('there is no rule "nonsense"', "--only", "nonsense", self.film())
+
+    def test_what_cannot_be_repaired(self):
+        # The beginning is lost, and with it all headers.
+        result = self.assertRepairs(1, self.film(WHOLE[9000:]))
+        self.assertIn(b"nothing to repair", result.stdout)
+        self.assertRepairs(1, self.film(b"no film at all", "text.avi"))
+        self.assertRepairs(2, self.directory / "nowhere.avi")
+
+    def test_many_files(self):
+        self.film()
+        self.film(WHOLE, "whole.avi")
+        found = documents(self.assertRepairs(1, "--format", "json", "-j", "2", "-r", self.directory).stdout)
+        self.assertEqual([len(document["steps"]) for document in found], [4, 0])
+
+
+class Copies(RepairCase):
+    def test_a_copy(self):
+        path, copy = self.film(), self.directory / "new.avi"
+        os.chmod(path, 0o640)
+        result = self.assertRepairs(0, path, "-o", copy)
+        self.assertIn(f"written: {copy}".encode(), result.stdout)
+        self.assertEqual(self.read(copy), mended())
+        self.assertEqual(self.read(path), OPEN)
+        self.assertEqual(os.stat(copy).st_mode & 0o777, 0o640)
+        self.assertEqual(self.names(), ["film.avi", "new.avi"])
+        self.assertEqual(run("check", copy).returncode, 0)
+        self.assertRepairs(0, copy)
+
+    def test_an_existing_name(self):
+        path, copy = self.film(), self.path("new.avi", b"another film")
+        self.assertRefused("it exists already", path, "-o", copy)
+        self.assertEqual(self.read(copy), b"another film")
+        self.assertRepairs(0, "--force", path, "-o", copy)
+        self.assertEqual(self.read(copy), mended())
+        self.assertRefused("it is the original", "--force", path, "-o", path)
+        self.assertEqual(self.read(path), OPEN)
+
+    def test_what_may_still_be_recorded(self):
+        path, copy = self.film(), self.directory / "new.avi"
+        os.utime(path, (time.time(), time.time()))
+        self.assertRefused("something may still write to it", path, "-o", copy)
+        self.assertFalse(copy.exists())
+        self.assertRepairs(0, "--force", path, "-o", copy)
+
+    def test_other_readers_agree(self):
+        if not shutil.which("ffmpeg"):
+            self.skipTest("ffmpeg is not there")
+        copy = self.directory / "new.avi"
+        self.assertRepairs(0, self.film(), "-o", copy)
+
+        def packets(path):
+            output = subprocess.run(["ffmpeg", "-v", "error", "-i", path, "-map", "0", "-c", "copy", "-f", "framemd5",
+                                     "-"], check=True, stdout=subprocess.PIPE).stdout
+            return [line for line in output.splitlines() if not line.startswith(b"#")]
+        whole = packets(SAMPLES / "sample.avi")
+        # All but the last chunk, which was cut.
+        self.assertEqual(packets(copy)[:-1], whole[:-1])
+        self.assertEqual(len(packets(copy)), len(whole))
+
+
+class InPlace(RepairCase):
+    def test_there_and_back(self):
+        path, journal = self.film(), self.directory / "film.undo"
+        self.assertRepairs(0, "--in-place", "--journal", journal, path)
+        self.assertEqual(self.read(path), mended())
+        self.assertEqual(os.stat(journal).st_mode & 0o777, 0o600)
+        result = self.assertRepairs(0, "--undo", journal, path)
+        self.assertEqual(result.stdout, os.fsencode(path) + b": has its old bytes again\n")
+        self.assertEqual(self.read(path), OPEN)
+        self.assertEqual(os.stat(path).st_mtime_ns, LONG_AGO * 10**9)
+
+    def test_a_journal_is_never_replaced(self):
+        path, journal = self.film(), self.path("film.undo", b"another journal")
+        self.assertRefused("File exists", "--in-place", "--journal", journal, path)
+        self.assertEqual(self.read(journal), b"another journal")
+        self.assertEqual(self.read(path), OPEN)
+
+    def test_another_file_is_left_alone(self):
+        path, journal = self.film(), self.directory / "film.undo"
+        self.assertRepairs(0, "--in-place", "--journal", journal, path)
+        other = self.film(WHOLE, "other.avi")
+        self.assertRefused("it is not the file that the journal is about", "--undo", journal, other)
+        self.assertRefused("it is no journal of a repair", "--undo", other, path)
+        self.assertEqual((self.read(path), self.read(other)), (mended(), WHOLE))
+
+    def test_a_file_in_order_stays_as_it_is(self):
+        path, journal = self.film(WHOLE), self.directory / "film.undo"
+        self.assertRepairs(0, "--in-place", "--journal", journal, path)
+        self.assertEqual(self.names(), ["film.avi"])
+        self.assertEqual(self.read(path), WHOLE)
+
+    def test_options_that_do_not_fit(self):
+        path = self.film()
+        self.assertRefused("--in-place and --journal belong together", "--in-place", path)
+        self.assertRefused("--in-place and --journal belong together", "--journal", "j", path)
+        self.assertRefused("only one can be done", "-o", "n", "--undo", "j", path)
+        self.assertRefused("what is written comes from one FILE", "-o", "n", path, path)
+        self.assertEqual(self.read(path), OPEN)
+
+
+class Halves(RepairCase):
+    """A recording that ended anywhere: no index, no sizes, a chunk that is cut."""
+
+    def test_all_chunks_are_found_again(self):
+        index = WHOLE.index(b"idx1")
+        movi = WHOLE.index(b"movi")
+        entries = [struct.unpack("<4sIII", WHOLE[at:at + 16]) for at in range(index + 8, index + 8 + 1600, 16)]
+        for share in (0.11, 0.3, 0.52, 0.77, 0.93):
+            cut = movi + 4 + int((index - movi - 4) * share)
+            with self.subTest(cut=cut):
+                data = bytearray(WHOLE[:cut])
+                data[4:8] = data[movi - 4:movi] = bytes(4)
+                copy = self.directory / f"{cut}.new"
+                self.assertRepairs(0, self.film(bytes(data), f"{cut}.avi"), "-o", copy)
+                new = self.read(copy)
+                at = new.rindex(b"idx1")
+                found = [struct.unpack("<4sIII", new[place:place + 16]) for place in range(at + 8, len(new), 16)]
+                whole = [entry for entry in entries if movi + entry[2] + 8 + entry[3] <= cut]
+                self.assertEqual(found[:len(whole)], whole)
+                self.assertLessEqual(len(found), len(whole) + 1)
+
+
+if __name__ == "__main__":
+    unittest.main()
