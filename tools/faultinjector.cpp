@@ -4,7 +4,7 @@
 //   QUENLOFAR_FAULT=CALL:N:HOW    the N-th call of a kind (from 1) fails; CALL:N+:HOW: every one from there on.
 //       CALL  open read write close rename unlink stat fsync malloc thread
 //       HOW   the number of an error; "short": one byte is read or written, not all; "interrupted": EINTR and nothing
-//             done, every second time where it lasts
+//             done, every second time where it lasts; "killed": the program ends there as by SIGKILL
 //   QUENLOFAR_FAULT_PATH=NAME     only calls that name this very path count
 //   QUENLOFAR_FAULT_REPORT=FILE   gets a line "CALL COUNT" for each kind at the end
 //   QUENLOFAR_FAIL_READ_AT=N      from this byte on files fail to be read with EIO, as a damaged disk does
@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -44,7 +45,7 @@ enum Kind : int { Open, Read, Write, Close, Rename, Unlink, Stat, Fsync, Malloc,
 constexpr const char *kindNames[] = {"open",   "read", "write", "close",  "rename",
                                      "unlink", "stat", "fsync", "malloc", "thread"};
 
-enum class How { Error, Short, Interrupted };
+enum class How { Error, Short, Interrupted, Killed };
 
 // Set before main() is called, read by all threads from then on.
 int kind = -1;
@@ -81,6 +82,8 @@ bool strikes(Kind which, const char *path = nullptr)
     // A caller that tries again must come through some time.
     if (goesOn && how == How::Interrupted && (number - first) % 2 != 0)
         return false;
+    if (how == How::Killed)
+        ::raise(SIGKILL);
     return true;
 }
 
@@ -155,6 +158,7 @@ void readRule(const char *rule)
             break;
         ++rest;
         how = std::strcmp(rest, "short") == 0       ? How::Short
+            : std::strcmp(rest, "killed") == 0      ? How::Killed
             : std::strcmp(rest, "interrupted") == 0 ? How::Interrupted
                                                     : How::Error;
         error = std::atoi(rest);
@@ -239,6 +243,36 @@ EXPORTED ssize_t write(int descriptor, const void *data, size_t size)
     return orLess(Write, size, [&](size_t part) { return next(descriptor, data, part); });
 }
 
+EXPORTED ssize_t pwrite(int descriptor, const void *data, size_t size, off_t offset)
+{
+    static const auto next = real<ssize_t (*)(int, const void *, size_t, off_t)>("pwrite");
+    return orLess(Write, size, [&](size_t part) { return next(descriptor, data, part, offset); });
+}
+
+EXPORTED ssize_t pwrite64(int descriptor, const void *data, size_t size, off64_t offset)
+{
+    static const auto next = real<ssize_t (*)(int, const void *, size_t, off64_t)>("pwrite64");
+    return orLess(Write, size, [&](size_t part) { return next(descriptor, data, part, offset); });
+}
+
+EXPORTED ssize_t copy_file_range(int from, off64_t *fromOffset, int to, off64_t *toOffset, size_t size, unsigned flags)
+{
+    static const auto next = real<decltype(&copy_file_range)>("copy_file_range");
+    return orLess(Write, size, [&](size_t part) { return next(from, fromOffset, to, toOffset, part, flags); });
+}
+
+EXPORTED int ftruncate(int descriptor, off_t size) noexcept
+{
+    static const auto next = real<int (*)(int, off_t)>("ftruncate");
+    return orFail(Write, nullptr, [&] { return next(descriptor, size); });
+}
+
+EXPORTED int ftruncate64(int descriptor, off64_t size) noexcept
+{
+    static const auto next = real<int (*)(int, off64_t)>("ftruncate64");
+    return orFail(Write, nullptr, [&] { return next(descriptor, size); });
+}
+
 // A close that fails has closed all the same.
 EXPORTED int close(int descriptor)
 {
@@ -276,6 +310,12 @@ EXPORTED int rename(const char *from, const char *to) noexcept
 {
     static const auto next = real<int (*)(const char *, const char *)>("rename");
     return orFail(Rename, to, [&] { return next(from, to); });
+}
+
+EXPORTED int renameat2(int fromDirectory, const char *from, int toDirectory, const char *to, unsigned flags) noexcept
+{
+    static const auto next = real<decltype(&renameat2)>("renameat2");
+    return orFail(Rename, to, [&] { return next(fromDirectory, from, toDirectory, to, flags); });
 }
 
 EXPORTED int unlink(const char *path) noexcept

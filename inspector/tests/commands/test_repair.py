@@ -8,7 +8,7 @@ import subprocess
 import time
 import unittest
 
-from support import SAMPLES, Case, documents, run
+from support import SAMPLES, SANITIZED, Case, documents, run
 
 WHOLE = (SAMPLES / "sample.avi").read_bytes()
 OPEN = (SAMPLES / "never-closed.avi").read_bytes()
@@ -194,6 +194,91 @@ class InPlace(RepairCase):
         self.assertRefused("only one can be done", "-o", "n", "--undo", "j", path)
         self.assertRefused("what is written comes from one FILE", "-o", "n", path, path)
         self.assertEqual(self.read(path), OPEN)
+
+
+class Faults(RepairCase):
+    """Calls of the system fail, or the program is killed there, one after the other."""
+    KINDS = ("open", "write", "fsync", "rename", "close", "stat")
+    HOWS = ("5", "28", "short", "interrupted", "killed")  # EIO, ENOSPC
+
+    def faulty(self, fault, *arguments):
+        return run("repair", *arguments, env={"LD_PRELOAD": os.environ["QUENLOFAR_FAULT_INJECTOR"], **fault})
+
+    def faults(self, arguments, clean):
+        """The faults to try: each call of each kind, or some of many, evenly."""
+        report = self.directory / "report"
+        result = self.faulty({"QUENLOFAR_FAULT_REPORT": str(report)}, *arguments)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        counts = {kind: int(count) for kind, count in map(str.split, report.read_text().splitlines())}
+        clean()
+        for kind in self.KINDS:
+            for number in range(1, counts[kind] + 1, 1 + counts[kind] // 12):
+                for how in self.HOWS:
+                    if how == "short" and kind != "write" or how == "interrupted" and kind in ("rename", "stat"):
+                        continue
+                    yield {"QUENLOFAR_FAULT": f"{kind}:{number}:{how}"}
+
+    @unittest.skipIf(SANITIZED, "sanitizers make calls of their own")
+    def test_copies(self):
+        path, copy = self.film(), self.directory / "new.avi"
+
+        def clean():
+            for name in self.names():
+                if name != "film.avi":
+                    os.unlink(self.directory / name)
+        tried = 0
+        for fault in self.faults([path, "-o", copy], clean):
+            with self.subTest(fault=fault):
+                result = self.faulty(fault, path, "-o", copy)
+                tried += 1
+                self.assertEqual(self.read(path), OPEN)
+                # Under its name it is whole or not at all.
+                if copy.exists():
+                    self.assertEqual(self.read(copy), mended())
+                if result.returncode == 0:
+                    self.assertTrue(copy.exists())
+                if result.returncode >= 0:
+                    self.assertEqual([name for name in self.names() if name.startswith(".")], [])
+                clean()
+        self.assertGreater(tried, 60)
+
+    @unittest.skipIf(SANITIZED, "sanitizers make calls of their own")
+    def test_in_place(self):
+        path, journal = self.film(), self.directory / "film.undo"
+
+        def clean():
+            journal.unlink(missing_ok=True)
+            self.film()
+        tried = 0
+        for fault in self.faults(["--in-place", "--journal", journal, path], clean):
+            with self.subTest(fault=fault):
+                result = self.faulty(fault, "--in-place", "--journal", journal, path)
+                tried += 1
+                if result.returncode == 0:
+                    self.assertEqual(self.read(path), mended())
+                if self.read(path) != OPEN:
+                    self.assertRepairs(0, "--undo", journal, path)
+                self.assertEqual(self.read(path), OPEN)
+                clean()
+        self.assertGreater(tried, 60)
+
+    @unittest.skipIf(SANITIZED, "sanitizers make calls of their own")
+    def test_undo(self):
+        path, journal = self.film(), self.directory / "film.undo"
+        self.assertRepairs(0, "--in-place", "--journal", journal, path)
+        changed, kept, facts = self.read(path), self.read(journal), os.stat(path)
+
+        def clean():
+            self.path("film.undo", kept)
+            self.path("film.avi", changed)
+            os.utime(path, ns=(facts.st_atime_ns, facts.st_mtime_ns))
+        for fault in self.faults(["--undo", journal, path], clean):
+            with self.subTest(fault=fault):
+                result = self.faulty(fault, "--undo", journal, path)
+                if result.returncode != 0:
+                    self.assertRepairs(0, "--undo", journal, path)
+                self.assertEqual(self.read(path), OPEN)
+                clean()
 
 
 class Halves(RepairCase):
