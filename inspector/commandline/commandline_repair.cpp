@@ -28,6 +28,13 @@ void CommandLine::addRepair()
             },
             "Write the mended file under this name, which appears when the file is complete; for one FILE")
         ->type_name("FILE");
+    command
+        .add_option_function<std::string>(
+            "--output-dir", [&repair, this](const std::string &value) { repair.directory = m_arguments.text(value); },
+            "Write mended files into this directory, under their names; of -r with the directories in which they are")
+        ->type_name("DIR");
+    command.add_flag("--prove", repair.proves,
+                     "Read all data of both files and compare it: every packet has to be in the mended one");
     command.add_flag("--in-place", repair.inPlace,
                      "Change the file itself, where nothing has to move; needs --journal");
     command

@@ -12,15 +12,22 @@
 #include "pluginloader.h"
 #include "pluginplaces.h"
 #include "programoutput.h"
+#include "recipesource.h"
 #include "recipewriter.h"
 #include "repairoutput.h"
 #include "repairplan.h"
+#include "repairproof.h"
 #include "rulecatalogue.h"
 #include "textstyle.h"
 
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <ctime>
+#include <memory>
+#include <utility>
 
 namespace quenlofar {
 
@@ -28,6 +35,17 @@ namespace {
 
 /// A file that changed later than this may still be written to, in seconds.
 constexpr qint64 stillWritten = 60;
+
+/// What became of a plan.
+struct Outcome
+{
+    bool isTried = false; ///< the mended file was to be written
+    WriteResult written;
+    RepairProof proof; ///< no packets where nothing was to be proved
+
+    /// The mended file is there.
+    bool isWritten() const { return isTried && written.isDone(); }
+};
 
 class RepairCommand
 {
@@ -43,8 +61,11 @@ private:
     bool isUsable() const;
     int takeBack() const;
     FileReport repairOne(const FileTask &task) const;
+    Outcome carryOut(const RepairPlan &plan, const FileTask &task) const;
+    QString copyOf(const QString &file) const;
     WriteResult write(const RepairPlan &plan, const QString &file) const;
-    QString doneText(const WriteResult &result) const;
+    RepairProof prove(const RepairPlan &plan, const FileTask &task, const QString &copy) const;
+    QString doneText(const Outcome &outcome, const QString &file) const;
     bool writes() const { return !m_choice.copy.isNull() || m_choice.inPlace; }
 
     const Options &m_options;
@@ -60,13 +81,13 @@ bool RepairCommand::isUsable() const
     const InputChoice &input = m_options.input;
     const bool isOne = input.files.size() == 1 && input.directories.isEmpty() && input.list.isNull();
     QString error;
-    if (int(!m_choice.copy.isNull()) + int(m_choice.inPlace) + int(undoes) > 1)
-        error = QStringLiteral("of --output, --in-place and --undo only one can be done");
+    if (int(!m_choice.copy.isNull()) + int(!m_choice.directory.isNull()) + int(m_choice.inPlace) + int(undoes) > 1)
+        error = QStringLiteral("of --output, --output-dir, --in-place and --undo only one can be done");
     else if ((writes() || undoes) && !isOne)
         error = QStringLiteral("what is written comes from one FILE");
     else if (m_choice.inPlace != !m_choice.journal.isNull())
         error = QStringLiteral("--in-place and --journal belong together");
-    else if ((writes() || undoes) && !PluginPlaceTrust::ofProcess().inCaller)
+    else if ((writes() || undoes || !m_choice.directory.isNull()) && !PluginPlaceTrust::ofProcess().inCaller)
         error = QStringLiteral("repair does not write with more rights than you have");
     if (!error.isNull())
         printMessage(error);
@@ -128,6 +149,43 @@ std::vector<PlanChange> changesOf(const RepairPlan &plan, const FileTask &task)
     return changes;
 }
 
+/// Where the copy of a file goes; null where none is asked for. Below --output-dir it has the path that it has below
+/// the directory that was searched, or its name.
+QString RepairCommand::copyOf(const QString &file) const
+{
+    if (m_choice.directory.isNull())
+        return m_choice.copy;
+    for (const QString &searched : m_options.input.directories) {
+        const QString begin = searched.endsWith(QLatin1Char('/')) ? searched : searched + QLatin1Char('/');
+        if (file.startsWith(begin))
+            return m_choice.directory + QLatin1Char('/') + file.mid(begin.size());
+    }
+    return m_choice.directory + QLatin1Char('/') + file.mid(file.lastIndexOf(QLatin1Char('/')) + 1);
+}
+
+/// Makes the directories above a file that are missing below one that is there; false, with errno, where that fails.
+bool makeDirectoriesOf(const QString &path, const QString &root)
+{
+    for (auto slash = path.indexOf(QLatin1Char('/'), root.size() + 1); slash >= 0;
+         slash = path.indexOf(QLatin1Char('/'), slash + 1)) {
+        constexpr mode_t permissions = 0777; // what the process's mask leaves of them
+        if (::mkdir(pathToBytes(path.left(slash)).constData(), permissions) != 0 && errno != EEXIST)
+            return false;
+    }
+    return true;
+}
+
+RepairProof RepairCommand::prove(const RepairPlan &plan, const FileTask &task, const QString &copy) const
+{
+    const SourceOpener mended = [&](const QString &file, QString *error) -> std::unique_ptr<ByteSource> {
+        if (!copy.isNull())
+            return openFileSource(copy, error);
+        std::unique_ptr<ByteSource> source = openFileSource(file, error);
+        return source ? std::make_unique<RecipeSource>(plan.recipe, std::move(source)) : nullptr;
+    };
+    return proveRepair(plan.recipe, task.file, mended, task.parsers, m_options.limits, &InterruptWatch::flag());
+}
+
 WriteResult RepairCommand::write(const RepairPlan &plan, const QString &file) const
 {
     struct stat facts = {};
@@ -142,16 +200,47 @@ WriteResult RepairCommand::write(const RepairPlan &plan, const QString &file) co
     options.cancel = &InterruptWatch::flag();
     if (m_choice.inPlace)
         return writeInPlace(plan.recipe, file, m_choice.journal, options);
-    return writeCopy(plan.recipe, file, m_choice.copy, options);
+    const QString copy = copyOf(file);
+    if (!m_choice.directory.isNull() && !makeDirectoriesOf(copy, m_choice.directory))
+        return {copy + QStringLiteral(": ") + QString::fromLocal8Bit(std::strerror(errno)), false, false};
+    return writeCopy(plan.recipe, file, copy, options);
 }
 
-QString RepairCommand::doneText(const WriteResult &result) const
+QString RepairCommand::doneText(const Outcome &outcome, const QString &file) const
 {
-    if (m_choice.inPlace)
-        return QStringLiteral("changed in place; quenlofar repair --undo %1 takes it back").arg(m_choice.journal);
-    return QStringLiteral("written: %1%2")
-        .arg(m_choice.copy,
-             result.sharesExtents ? QStringLiteral(" (what is like shares its place on the disk)") : QString());
+    QStringList texts;
+    if (outcome.isWritten() && m_choice.inPlace)
+        texts.append(
+            QStringLiteral("changed in place; quenlofar repair --undo %1 takes it back").arg(m_choice.journal));
+    else if (outcome.isWritten())
+        texts.append(QStringLiteral("written: ") + copyOf(file)
+                     + (outcome.written.sharesExtents ? QStringLiteral(" (what is like shares its place on the disk)")
+                                                      : QString()));
+    if (outcome.proof.packets > 0 && outcome.proof.objection.isNull())
+        texts.append(QStringLiteral("proved: all %1 packets with %2 bytes are in the mended file")
+                         .arg(outcome.proof.packets)
+                         .arg(outcome.proof.bytes));
+    return texts.join(QStringLiteral("; "));
+}
+
+/// Writes and proves, as far as that is asked for.
+Outcome RepairCommand::carryOut(const RepairPlan &plan, const FileTask &task) const
+{
+    Outcome outcome;
+    const QString copy = copyOf(task.file);
+    if (plan.before.verdict == Verdict::Unknown || !plan.after.result.isClean())
+        return outcome;
+    // What is changed in place is proved before.
+    if (m_choice.proves && !plan.isEmpty() && copy.isNull())
+        outcome.proof = prove(plan, task, {});
+    // A file in order is copied too where one is named: whoever asks for a file under that name gets one.
+    const bool isNeeded = !m_choice.copy.isNull() || (!plan.isEmpty() && (m_choice.inPlace || !copy.isNull()));
+    outcome.isTried = isNeeded && outcome.proof.objection.isNull();
+    if (outcome.isTried)
+        outcome.written = write(plan, task.file);
+    if (m_choice.proves && outcome.isWritten() && !copy.isNull())
+        outcome.proof = prove(plan, task, copy);
+    return outcome;
 }
 
 FileReport RepairCommand::repairOne(const FileTask &task) const
@@ -163,43 +252,37 @@ FileReport RepairCommand::repairOne(const FileTask &task) const
     const RepairPlan plan =
         planRepair(task.file, task.parsers, settings, m_options.limits, &InterruptWatch::flag(), task.progress);
     const std::vector<PlanChange> changes = changesOf(plan, task);
-    const bool isReadable = plan.after.result.isClean();
-    // A file in order is copied too: whoever asks for a file under that name gets one.
-    const bool isWritten = isReadable && (!m_choice.copy.isNull() || (m_choice.inPlace && !plan.isEmpty()));
-    WriteResult written;
-    if (isWritten)
-        written = write(plan, task.file);
+    const Outcome outcome = carryOut(plan, task);
 
     RepairStyle style;
     style.format = m_options.format;
     style.pretty = m_options.pretty;
     style.text = textStyle(m_options.output, m_output);
     RunResult result = plan.after.result;
-    result.cancelled = result.cancelled || written.isCancelled;
-    result.sinkError =
-        printPlan(task.output, plan, changes, isWritten && written.isDone() ? doneText(written) : QString(), style);
+    result.cancelled = result.cancelled || outcome.written.isCancelled;
+    result.sinkError = printPlan(task.output, plan, changes, doneText(outcome, task.file), style);
     FileReport report = reportOf(task.file, result, task.programOutput.hasFailed());
-    if (!written.error.isNull()) {
-        report.exitStatus = ExitFailure;
-        report.trouble = QStringLiteral("cannot be written");
-        report.messages.append(written.error);
-    }
+    const auto addTrouble = [&report](int status, const QString &trouble, const QString &message) {
+        report.exitStatus = std::max(report.exitStatus, status);
+        if (report.trouble.isNull())
+            report.trouble = trouble;
+        if (!message.isNull())
+            report.messages.append(message);
+    };
+    if (!outcome.written.error.isNull())
+        addTrouble(ExitFailure, QStringLiteral("cannot be written"), outcome.written.error);
+    else if (!outcome.proof.objection.isNull())
+        addTrouble(ExitFailure, QStringLiteral("cannot be proved"),
+                   task.file + QStringLiteral(": ") + outcome.proof.objection);
     if (report.exitStatus >= ExitFailure)
         return report;
-    if (plan.before.verdict == Verdict::Unknown) {
-        report.exitStatus = ExitFileProblem;
-        if (report.trouble.isNull()) {
-            report.trouble = QStringLiteral("cannot be judged");
-            report.messages.append(QStringLiteral("%1: cannot be judged").arg(task.file));
-        }
-        return report;
-    }
-    if (plan.after.counts.error > 0 || (!isWritten && !plan.isEmpty())) {
-        report.exitStatus = ExitFileProblem;
-        if (report.trouble.isNull())
-            report.trouble =
-                plan.isEmpty() || isWritten ? verdictText(plan.after.verdict) : QStringLiteral("can be repaired");
-    }
+    if (plan.before.verdict == Verdict::Unknown)
+        addTrouble(ExitFileProblem, QStringLiteral("cannot be judged"),
+                   report.trouble.isNull() ? task.file + QStringLiteral(": cannot be judged") : QString());
+    else if (!plan.isEmpty() && !outcome.isWritten())
+        addTrouble(ExitFileProblem, QStringLiteral("can be repaired"), {});
+    else if (plan.after.counts.error > 0)
+        addTrouble(ExitFileProblem, verdictText(plan.after.verdict), {});
     return report;
 }
 

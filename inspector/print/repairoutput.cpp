@@ -74,7 +74,7 @@ QString RepairText::print(const RepairPlan &plan, const std::vector<PlanChange> 
         quint64 added = 0;
         for (const PlanChange &change : changes)
             (change.old.isEmpty() ? added : changed) += change.piece.size;
-        m_output.line(QStringLiteral("  %1 bytes change, %2 are added, %3 are copied; payload was not decoded")
+        m_output.line(QStringLiteral("  %1 bytes change, %2 are added, %3 are copied")
                           .arg(changed)
                           .arg(added)
                           .arg(plan.recipe.originalSize() - changed));

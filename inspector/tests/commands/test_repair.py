@@ -140,6 +140,29 @@ class Copies(RepairCase):
         self.assertFalse(copy.exists())
         self.assertRepairs(0, "--force", path, "-o", copy)
 
+    def test_many_copies(self):
+        (self.directory / "in" / "below").mkdir(parents=True)
+        out = self.directory / "out"
+        out.mkdir()
+        for name in ("in/one.avi", "in/below/two.avi"):
+            self.film(name=name)
+        self.film(WHOLE, "in/whole.avi")
+        found = documents(self.assertRepairs(0, "--format", "json", "-r", self.directory / "in", "--output-dir", out,
+                                             "--prove").stdout)
+        self.assertEqual(len(found), 3)
+        self.assertEqual(sorted(str(path.relative_to(out)) for path in out.rglob("*.avi")), ["below/two.avi", "one.avi"])
+        self.assertEqual(self.read(out / "below" / "two.avi"), mended())
+
+    def test_proof(self):
+        path, copy = self.film(), self.directory / "new.avi"
+        bytes_of_packets = sum(struct.unpack("<I", WHOLE[at:at + 4])[0]
+                               for at in range(WHOLE.index(b"idx1") + 20, WHOLE.index(b"idx1") + 1608, 16)) - 5
+        line = f"proved: all 100 packets with {bytes_of_packets} bytes are in the mended file"
+        self.assertIn(line.encode(), self.assertRepairs(1, "--prove", path).stdout)
+        self.assertIn(line.encode(), self.assertRepairs(0, "--prove", path, "-o", copy).stdout)
+        self.assertIn(line.encode(), self.assertRepairs(0, "--prove", "--in-place", "--journal",
+                                                        self.directory / "film.undo", path).stdout)
+
     def test_other_readers_agree(self):
         if not shutil.which("ffmpeg"):
             self.skipTest("ffmpeg is not there")
