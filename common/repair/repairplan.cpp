@@ -64,6 +64,18 @@ std::map<FindingKey, FindingSum> sums(const FileCheck &check)
     return all;
 }
 
+/// The ids of the findings of `before` that are gone.
+std::vector<int> clearedBy(const FileCheck &before, const FileCheck &after)
+{
+    std::vector<int> cleared;
+    const std::map<FindingKey, FindingSum> left = sums(after);
+    for (const JudgedFinding &finding : before.findings) {
+        if (left.find({finding.rule, finding.stream}) == left.end())
+            cleared.push_back(finding.id);
+    }
+    return cleared;
+}
+
 QByteArray bytesOf(quint64 number, int width)
 {
     QByteArray bytes(width, '\0');
@@ -83,9 +95,12 @@ public:
     }
 
     RepairPlan plan();
+    RepairPlan judged(const Recipe &recipe) const;
 
 private:
     State look(PatchSet patches, std::vector<RecipeStep> steps) const;
+    FileCheck checkOf(FileAnalysis *analysis, const SourceOpener &opener) const;
+    std::unique_ptr<ByteSource> openOriginal(QString *error) const;
     std::unique_ptr<ByteSource> open(const PatchSet &patches, const std::vector<RecipeStep> &steps,
                                      QString *error) const;
     bool isAskedFor(const Finding &finding, const RepairPlanner *planner) const;
@@ -108,28 +123,39 @@ private:
     QStringList m_hopeless; // rules whose steps were tried and did not help
 };
 
+std::unique_ptr<ByteSource> Planning::openOriginal(QString *error) const
+{
+    return m_settings.opener ? m_settings.opener(m_path, error) : openFileSource(m_path, error);
+}
+
 /// The file with changes.
 std::unique_ptr<ByteSource> Planning::open(const PatchSet &patches, const std::vector<RecipeStep> &steps,
                                            QString *error) const
 {
-    std::unique_ptr<ByteSource> source =
-        m_settings.opener ? m_settings.opener(m_path, error) : openFileSource(m_path, error);
+    std::unique_ptr<ByteSource> source = openOriginal(error);
     if (!source || steps.empty())
         return source;
     return std::make_unique<RecipeSource>(patches.recipe(steps), std::move(source));
+}
+
+/// Reads what `opener` opens, and has it judged.
+FileCheck Planning::checkOf(FileAnalysis *analysis, const SourceOpener &opener) const
+{
+    analysis->setOpener(opener);
+    analysis->read(m_path, m_parsers, m_settings.level);
+    analysis->setOpener({}); // what it refers to may be about to move
+    CheckSettings settings;
+    settings.level = m_settings.level;
+    return judge(*analysis, settings);
 }
 
 State Planning::look(PatchSet patches, std::vector<RecipeStep> steps) const
 {
     State state{
         std::move(patches), std::move(steps), std::make_unique<FileAnalysis>(m_limits, m_cancel, m_progress), {}};
-    state.analysis->setOpener(
-        [this, &state](const QString &, QString *error) { return open(state.patches, state.steps, error); });
-    state.analysis->read(m_path, m_parsers, m_settings.level);
-    state.analysis->setOpener({}); // the state is about to move
-    CheckSettings settings;
-    settings.level = m_settings.level;
-    state.check = judge(*state.analysis, settings);
+    state.check = checkOf(state.analysis.get(), [this, &state](const QString &, QString *error) {
+        return open(state.patches, state.steps, error);
+    });
     return state;
 }
 
@@ -290,7 +316,7 @@ QString Planning::objection(const State &before, const State &after, const std::
 QString Planning::tryAll(State *state, const std::vector<StepChanges> &changes) const
 {
     State tried = with(*state, changes);
-    const QString reason = objection(*state, tried, changes);
+    QString reason = objection(*state, tried, changes);
     if (!reason.isNull() && tried.analysis->analyzer() && tried.check.result.isClean() && !isCancelled()) {
         // Where sizes are right, an index may be wrong that could be read before: it is mended at once.
         tried = with(tried, stepsFor(tried));
@@ -343,11 +369,7 @@ RepairPlan Planning::plan()
         plan.after.result.cancelled = true;
         return plan;
     }
-    const std::map<FindingKey, FindingSum> left = sums(state.check);
-    for (const JudgedFinding &finding : plan.before.findings) {
-        if (left.find({finding.rule, finding.stream}) == left.end())
-            plan.cleared.push_back(finding.id);
-    }
+    plan.cleared = clearedBy(plan.before, state.check);
     for (RecipeStep &step : state.steps) {
         for (const JudgedFinding &finding : plan.before.findings) {
             if (step.rules.contains(finding.rule))
@@ -359,7 +381,28 @@ RepairPlan Planning::plan()
     return plan;
 }
 
+RepairPlan Planning::judged(const Recipe &recipe) const
+{
+    RepairPlan plan;
+    plan.recipe = recipe;
+    FileAnalysis analysis(m_limits, m_cancel, m_progress);
+    plan.before = checkOf(&analysis, [this](const QString &, QString *error) { return openOriginal(error); });
+    plan.after = checkOf(&analysis, [this, &recipe](const QString &, QString *error) -> std::unique_ptr<ByteSource> {
+        std::unique_ptr<ByteSource> source = openOriginal(error);
+        return source ? std::make_unique<RecipeSource>(recipe, std::move(source)) : nullptr;
+    });
+    plan.cleared = clearedBy(plan.before, plan.after);
+    return plan;
+}
+
 } // namespace
+
+RepairPlan judgeRecipe(const QString &path, const Recipe &recipe, const QVector<ParserFactory> &parsers,
+                       const RepairSettings &settings, const RunLimits &limits, const std::atomic<bool> *cancel,
+                       WalkProgress *progress)
+{
+    return Planning(path, parsers, settings, limits, cancel, progress).judged(recipe);
+}
 
 RepairPlan planRepair(const QString &path, const QVector<ParserFactory> &parsers, const RepairSettings &settings,
                       const RunLimits &limits, const std::atomic<bool> *cancel, WalkProgress *progress)

@@ -44,6 +44,14 @@ struct RepairPlan
 };
 
 /**
+ * What it would help to change the file at `path` by `recipe`, which is for it: the file as it is and as it would be,
+ * read and judged. The arguments are those of planRepair.
+ */
+RepairPlan judgeRecipe(const QString &path, const Recipe &recipe, const QVector<ParserFactory> &parsers,
+                       const RepairSettings &settings, const RunLimits &limits, const std::atomic<bool> *cancel,
+                       WalkProgress *progress);
+
+/**
  * Plans how to mend the file at `path`. It is read and judged, changed in thought, read and judged again, until nothing
  * more can be done; a step is kept when it clears a finding that it was made for and brings none that is as bad. The
  * file is only read. `limits` hold for each reading; `cancel` ends the work, `progress` follows it; both may be null.

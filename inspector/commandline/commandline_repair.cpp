@@ -33,6 +33,16 @@ void CommandLine::addRepair()
             "--output-dir", [&repair, this](const std::string &value) { repair.directory = m_arguments.text(value); },
             "Write mended files into this directory, under their names; of -r with the directories in which they are")
         ->type_name("DIR");
+    command
+        .add_option_function<std::string>(
+            "--save-plan", [&repair, this](const std::string &value) { repair.savePlan = m_arguments.text(value); },
+            "Write the plan as JSON into this new file, for --apply; for one FILE")
+        ->type_name("FILE");
+    command
+        .add_option_function<std::string>(
+            "--apply", [&repair, this](const std::string &value) { repair.apply = m_arguments.text(value); },
+            "Make no plan but take this one; refused where the old bytes of FILE are others")
+        ->type_name("FILE");
     command.add_flag("--prove", repair.proves,
                      "Read all data of both files and compare it: every packet has to be in the mended one");
     command.add_flag("--in-place", repair.inPlace,

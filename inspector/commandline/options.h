@@ -107,6 +107,8 @@ struct RepairChoice
     bool inPlace = false; ///< the file itself is changed
     QString journal; ///< takes the old bytes; null for none
     QString undo; ///< a journal that gives a file its old bytes back; null for none
+    QString apply; ///< a plan that was saved; null for one that is made
+    QString savePlan; ///< takes the plan as JSON; null for none
     QString directory; ///< takes copies of many files; null for none
     bool proves = false; ///< all data is compared
     bool force = false;

@@ -1,10 +1,10 @@
 #include "commands.h"
 
 #include "batch.h"
-#include "bytesource.h"
 #include "checkoutput.h"
 #include "exitstatus.h"
 #include "fileanalysis.h"
+#include "filebytes.h"
 #include "filecheck.h"
 #include "filepath.h"
 #include "findingpaths.h"
@@ -28,19 +28,10 @@ constexpr quint64 mostBytes = quint64(1) << 30; // of a policy or a baseline
 std::optional<QByteArray> bytesOf(const QString &option, const QString &path)
 {
     QString error;
-    const std::unique_ptr<ByteSource> source = openFileSource(path, &error);
-    QByteArray bytes;
-    if (source && quint64(source->size()) > mostBytes) {
-        error = QStringLiteral("it is too large");
-    } else if (source) {
-        bytes.resize(int(source->size()));
-        const qint64 came = source->readAt(0, bytes.data(), bytes.size());
-        if (came == bytes.size())
-            return bytes;
-        error = came < 0 ? source->errorText() : QStringLiteral("it became shorter");
-    }
-    printMessage(QStringLiteral("%1 %2: %3").arg(option, path, error));
-    return std::nullopt;
+    std::optional<QByteArray> bytes = bytesOfFile(path, mostBytes, &error);
+    if (!bytes)
+        printMessage(QStringLiteral("%1 %2: %3").arg(option, path, error));
+    return bytes;
 }
 
 class CheckCommand

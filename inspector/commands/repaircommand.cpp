@@ -4,11 +4,13 @@
 #include "bytesource.h"
 #include "displaytext.h"
 #include "exitstatus.h"
+#include "filebytes.h"
 #include "filepath.h"
 #include "findingpaths.h"
 #include "interrupt.h"
 #include "messages.h"
 #include "options.h"
+#include "planfile.h"
 #include "pluginloader.h"
 #include "pluginplaces.h"
 #include "programoutput.h"
@@ -20,6 +22,8 @@
 #include "rulecatalogue.h"
 #include "textstyle.h"
 
+#include <QFile>
+
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -27,6 +31,7 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace quenlofar {
@@ -61,6 +66,8 @@ private:
     bool isUsable() const;
     int takeBack() const;
     FileReport repairOne(const FileTask &task) const;
+    std::optional<RepairPlan> planOf(const FileTask &task, QString *error) const;
+    QString savePlan(const RepairPlan &plan, const std::vector<PlanChange> &changes) const;
     Outcome carryOut(const RepairPlan &plan, const FileTask &task) const;
     QString copyOf(const QString &file) const;
     WriteResult write(const RepairPlan &plan, const QString &file) const;
@@ -83,8 +90,8 @@ bool RepairCommand::isUsable() const
     QString error;
     if (int(!m_choice.copy.isNull()) + int(!m_choice.directory.isNull()) + int(m_choice.inPlace) + int(undoes) > 1)
         error = QStringLiteral("of --output, --output-dir, --in-place and --undo only one can be done");
-    else if ((writes() || undoes) && !isOne)
-        error = QStringLiteral("what is written comes from one FILE");
+    else if ((writes() || undoes || !m_choice.apply.isNull() || !m_choice.savePlan.isNull()) && !isOne)
+        error = QStringLiteral("what is written comes from one FILE, and a plan is for one");
     else if (m_choice.inPlace != !m_choice.journal.isNull())
         error = QStringLiteral("--in-place and --journal belong together");
     else if ((writes() || undoes || !m_choice.directory.isNull()) && !PluginPlaceTrust::ofProcess().inCaller)
@@ -243,16 +250,60 @@ Outcome RepairCommand::carryOut(const RepairPlan &plan, const FileTask &task) co
     return outcome;
 }
 
-FileReport RepairCommand::repairOne(const FileTask &task) const
+/// The plan that is made, or that was saved; null, and `*error`, where that is none for the file.
+std::optional<RepairPlan> RepairCommand::planOf(const FileTask &task, QString *error) const
 {
     RepairSettings settings;
     settings.level = m_choice.level;
     settings.only = m_choice.only;
     settings.except = m_choice.except;
-    const RepairPlan plan =
-        planRepair(task.file, task.parsers, settings, m_options.limits, &InterruptWatch::flag(), task.progress);
+    const RunLimits &limits = m_options.limits;
+    const std::atomic<bool> *const cancel = &InterruptWatch::flag();
+    if (m_choice.apply.isNull())
+        return planRepair(task.file, task.parsers, settings, limits, cancel, task.progress);
+    constexpr quint64 mostBytes = quint64(1) << 30;
+    const std::optional<QByteArray> saved = bytesOfFile(m_choice.apply, mostBytes, error);
+    const std::unique_ptr<ByteSource> original = saved ? openFileSource(task.file, error) : nullptr;
+    const std::optional<Recipe> recipe = original ? recipeOfPlan(*saved, *original, error) : std::nullopt;
+    if (!recipe) {
+        *error = QStringLiteral("%1: %2").arg(!saved || original ? m_choice.apply : task.file, *error);
+        return std::nullopt;
+    }
+    return judgeRecipe(task.file, *recipe, task.parsers, settings, limits, cancel, task.progress);
+}
+
+/// Writes the plan where that is asked for; null, or why that was not possible.
+QString RepairCommand::savePlan(const RepairPlan &plan, const std::vector<PlanChange> &changes) const
+{
+    if (m_choice.savePlan.isNull())
+        return {};
+    QFile file(m_choice.savePlan);
+    RepairStyle style;
+    style.format = Options::Format::Json;
+    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+        return QStringLiteral("%1: %2").arg(m_choice.savePlan, file.errorString());
+    const QString error = printPlan(file, plan, changes, {}, style);
+    if (error.isNull() && file.flush())
+        return {};
+    file.remove();
+    return QStringLiteral("%1: %2").arg(m_choice.savePlan, error.isNull() ? file.errorString() : error);
+}
+
+FileReport RepairCommand::repairOne(const FileTask &task) const
+{
+    QString planError;
+    const std::optional<RepairPlan> made = planOf(task, &planError);
+    if (!made) {
+        FileReport report;
+        report.exitStatus = ExitFailure;
+        report.trouble = QStringLiteral("has another plan");
+        report.messages.append(planError);
+        return report;
+    }
+    const RepairPlan &plan = *made;
     const std::vector<PlanChange> changes = changesOf(plan, task);
-    const Outcome outcome = carryOut(plan, task);
+    const QString saveError = savePlan(plan, changes);
+    const Outcome outcome = saveError.isNull() ? carryOut(plan, task) : Outcome();
 
     RepairStyle style;
     style.format = m_options.format;
@@ -269,7 +320,9 @@ FileReport RepairCommand::repairOne(const FileTask &task) const
         if (!message.isNull())
             report.messages.append(message);
     };
-    if (!outcome.written.error.isNull())
+    if (!saveError.isNull())
+        addTrouble(ExitFailure, QStringLiteral("cannot be written"), saveError);
+    else if (!outcome.written.error.isNull())
         addTrouble(ExitFailure, QStringLiteral("cannot be written"), outcome.written.error);
     else if (!outcome.proof.objection.isNull())
         addTrouble(ExitFailure, QStringLiteral("cannot be proved"),

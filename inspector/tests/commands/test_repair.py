@@ -1,6 +1,7 @@
 """The repair command: plans, copies, changes in place and their way back."""
 
 import hashlib
+import json
 import os
 import shutil
 import struct
@@ -217,6 +218,63 @@ class InPlace(RepairCase):
         self.assertRefused("only one can be done", "-o", "n", "--undo", "j", path)
         self.assertRefused("what is written comes from one FILE", "-o", "n", path, path)
         self.assertEqual(self.read(path), OPEN)
+
+
+class SavedPlans(RepairCase):
+    def setUp(self):
+        super().setUp()
+        self.plan = self.directory / "plan.json"
+        self.assertRepairs(1, "--save-plan", self.plan, self.film())
+
+    def changed(self, **changes):
+        """The plan with other members."""
+        document = json.loads(self.plan.read_text())
+        document.update(changes)
+        return self.path("other.json", json.dumps(document).encode())
+
+    def test_a_plan_is_applied_elsewhere(self):
+        other, copy = self.film(name="elsewhere.avi"), self.directory / "new.avi"
+        result = self.assertRepairs(0, "--apply", self.plan, other, "-o", copy)
+        self.assertIn(b"-> conforms, 1 note", result.stdout)
+        self.assertEqual(self.read(copy), mended())
+        self.assertRepairs(0, "--apply", self.plan, "--in-place", "--journal", self.directory / "undo", other)
+        self.assertEqual(self.read(other), mended())
+        self.assertEqual(self.assertRepairs(1, "--apply", self.plan, "--format", "json", self.film()).stdout,
+                         self.plan.read_bytes())
+
+    def test_a_plan_for_another_file_is_refused(self):
+        other = bytearray(OPEN)
+        other[48] = 1
+        self.assertRefused("it is a plan for a file with other bytes", "--apply", self.plan,
+                           self.film(bytes(other), "other.avi"))
+        self.assertRefused("it is a plan for a file of another size", "--apply", self.plan, self.film(WHOLE, "whole.avi"))
+
+    def test_plans_are_not_trusted(self):
+        path = self.film()
+        steps = json.loads(self.plan.read_text())["steps"]
+        refused = {"its changes contradict one another": {"newSize": 5},
+                   "it is a plan for a file with other bytes": {"sha256OfOldBytes": "00" * 32},
+                   "it is no plan of a repair": {"steps": 7}}
+        for message, changes in refused.items():
+            self.assertRefused(message, "--apply", self.changed(**changes), path)
+        self.assertRefused("it is no plan of a repair", "--apply", self.changed(formatVersion=2), path)
+        for change in ({"offset": 48, "old": "00", "new": "0101"}, {"offset": -1, "old": "00", "new": "01"},
+                       {"offset": 1e300, "old": "00", "new": "01"}, {"offset": 48, "old": "zz", "new": "01"},
+                       {"append": 7, "new": "01"}, {"append": 0, "new": ""}, {"new": "01"}, 5, {}):
+            with self.subTest(change=change):
+                plan = self.changed(steps=[dict(steps[1], changes=[change])])
+                self.assertRefused("its changes are not whole", "--apply", plan, path)
+        # A range that is changed twice, with a digest that fits.
+        twice = [{"offset": 48, "old": "00000000", "new": "15000000"}, {"offset": 50, "old": "0000", "new": "0101"}]
+        plan = self.changed(steps=[dict(steps[1], changes=twice)], newSize=len(OPEN),
+                            sha256OfOldBytes=hashlib.sha256(bytes(6)).hexdigest())
+        self.assertRefused("its changes contradict one another", "--apply", plan, path)
+        for data in (b"", b"{", b"[]", b"[" * 100000, b"no JSON"):
+            self.assertRefused("it is no plan of a repair", "--apply", self.path("bad.json", data), path)
+        self.assertEqual(self.read(path), OPEN)
+
+    def test_a_plan_never_replaces_a_file(self):
+        self.assertRefused("plan.json", "--save-plan", self.plan, self.film())
 
 
 class Faults(RepairCase):

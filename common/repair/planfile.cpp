@@ -1,0 +1,149 @@
+#include "planfile.h"
+
+#include "bytesource.h"
+#include "rule.h"
+
+#include <QCryptographicHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
+#include <vector>
+
+namespace quenlofar {
+
+namespace {
+
+/// Numbers of JSON are exact up to here.
+constexpr double largestNumber = 9007199254740992.0;
+
+/// A change of a plan: bytes in place, or at the end.
+struct Change
+{
+    quint64 offset = 0; // of bytes in place
+    QByteArray oldBytes; // none for bytes at the end
+    QByteArray newBytes;
+    quint32 step = 0;
+};
+
+std::optional<quint64> numberOf(const QJsonValue &value)
+{
+    const double number = value.toDouble(-1);
+    if (!value.isDouble() || number < 0 || number > largestNumber || number != double(quint64(number)))
+        return std::nullopt;
+    return quint64(number);
+}
+
+/// The bytes of pairs of hexadecimal digits; null for anything else, and for none.
+std::optional<QByteArray> bytesOf(const QJsonValue &value)
+{
+    const QByteArray digits = value.toString().toLatin1();
+    const QByteArray bytes = QByteArray::fromHex(digits);
+    if (bytes.isEmpty() || bytes.toHex() != digits)
+        return std::nullopt;
+    return bytes;
+}
+
+std::optional<Change> changeOf(const QJsonObject &object, quint32 step)
+{
+    Change change;
+    change.step = step;
+    const std::optional<QByteArray> newBytes = bytesOf(object[QStringLiteral("new")]);
+    if (!newBytes)
+        return std::nullopt;
+    change.newBytes = *newBytes;
+    if (object.contains(QStringLiteral("append"))) {
+        const std::optional<quint64> size = numberOf(object[QStringLiteral("append")]);
+        return size && *size == quint64(change.newBytes.size()) ? std::make_optional(change) : std::nullopt;
+    }
+    const std::optional<quint64> offset = numberOf(object[QStringLiteral("offset")]);
+    const std::optional<QByteArray> oldBytes = bytesOf(object[QStringLiteral("old")]);
+    if (!offset || !oldBytes || oldBytes->size() != change.newBytes.size())
+        return std::nullopt;
+    change.offset = *offset;
+    change.oldBytes = *oldBytes;
+    return change;
+}
+
+Repair classOf(const QString &text)
+{
+    return text == QLatin1String("append") ? Repair::Append : Repair::Patch;
+}
+
+/// The steps and their changes; false where something is not as plans are.
+bool readSteps(const QJsonArray &array, Recipe *recipe, std::vector<Change> *changes)
+{
+    for (const QJsonValue &value : array) {
+        const QJsonObject object = value.toObject();
+        RecipeStep step;
+        const QJsonArray rules = object[QStringLiteral("rules")].toArray();
+        for (const QJsonValue &rule : rules)
+            step.rules.append(rule.toString());
+        const QJsonArray findings = object[QStringLiteral("findings")].toArray();
+        for (const QJsonValue &finding : findings)
+            step.findings.push_back(quint32(std::min<quint64>(numberOf(finding).value_or(0), 0xFFFFFFFF)));
+        step.repair = classOf(object[QStringLiteral("class")].toString());
+        step.reason = object[QStringLiteral("reason")].toString();
+        const quint32 number = recipe->addStep(step);
+        const QJsonArray list = object[QStringLiteral("changes")].toArray();
+        for (const QJsonValue &each : list) {
+            const std::optional<Change> change = changeOf(each.toObject(), number);
+            if (!change)
+                return false;
+            changes->push_back(*change);
+        }
+    }
+    return true;
+}
+
+/// Whether the file has the old bytes of all changes, which come in its order.
+bool hasOldBytes(ByteSource &original, const std::vector<Change> &changes, const QByteArray &digest)
+{
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    for (const Change &change : changes) {
+        if (change.oldBytes.isEmpty())
+            continue;
+        QByteArray now(change.oldBytes.size(), '\0');
+        if (original.readAt(qint64(change.offset), now.data(), now.size()) != now.size() || now != change.oldBytes)
+            return false;
+        hash.addData(now);
+    }
+    return hash.result().toHex() == digest;
+}
+
+} // namespace
+
+std::optional<Recipe> recipeOfPlan(const QByteArray &plan, ByteSource &original, QString *error)
+{
+    const auto fail = [error](const QString &text) {
+        *error = text;
+        return std::nullopt;
+    };
+    const QJsonObject object = QJsonDocument::fromJson(plan).object();
+    if (numberOf(object[QStringLiteral("formatVersion")]) != quint64(1) || !object[QStringLiteral("steps")].isArray())
+        return fail(QStringLiteral("it is no plan of a repair"));
+    const auto size = quint64(original.size());
+    if (numberOf(object[QStringLiteral("fileSize")]) != size)
+        return fail(QStringLiteral("it is a plan for a file of another size"));
+    Recipe recipe(size);
+    std::vector<Change> changes;
+    if (!readSteps(object[QStringLiteral("steps")].toArray(), &recipe, &changes))
+        return fail(QStringLiteral("its changes are not whole"));
+    std::stable_sort(changes.begin(), changes.end(), [](const Change &a, const Change &b) {
+        return a.oldBytes.isEmpty() != b.oldBytes.isEmpty() ? b.oldBytes.isEmpty() : a.offset < b.offset;
+    });
+    if (!hasOldBytes(original, changes, object[QStringLiteral("sha256OfOldBytes")].toString().toLatin1()))
+        return fail(QStringLiteral("it is a plan for a file with other bytes"));
+    for (const Change &change : changes) {
+        if (change.oldBytes.isEmpty())
+            recipe.insert(size, change.newBytes, change.step);
+        else
+            recipe.replace(change.offset, change.newBytes, change.step);
+    }
+    if (!recipe.conflict().isNull() || numberOf(object[QStringLiteral("newSize")]) != recipe.newSize())
+        return fail(QStringLiteral("its changes contradict one another"));
+    return recipe;
+}
+
+} // namespace quenlofar
