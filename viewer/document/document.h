@@ -38,8 +38,6 @@ public:
     const QString &readError() const { return m_readError; }
 
     const GrowingTree &tree() const { return m_tree; } ///< as far as it is known
-    /// What the strict reading found, for other threads as well; null before it has ended.
-    const std::shared_ptr<const StrictTables> &tables() const { return m_tables; }
     /// What the strict reading found; null before it has ended, and where nobody can read the file so.
     const ContainerAnalyzer *analyzer() const;
     /// What the strict reading found, to be shared with other threads; null before it has ended.
