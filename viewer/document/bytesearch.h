@@ -21,7 +21,7 @@ class ByteSearch : public QObject
     Q_OBJECT
 
 public:
-    /// So many places are kept; the others are only counted.
+    /// Places that are kept; more are only counted.
     static constexpr quint64 mostKept = 1'000'000;
 
     /// In the file `path`, read through `opener`, or from the disk where there is none.

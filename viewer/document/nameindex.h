@@ -11,8 +11,8 @@
 namespace quenlofar {
 
 /**
- * Tells like-named children of one node apart in about constant time, for a node with so many of them that looking at
- * each takes longer than a window may be blocked. Names are those of paths, see pathName.
+ * Tells like-named children of one node apart in about constant time, for a node with more of them than a window may
+ * look at before it answers. Names are those of paths, see pathName.
  *
  * Keeps for each block of children how many of a name came before it, for those names alone that the block has: at most
  * about 40 bytes for a child where each has a name of its own, and next to nothing where they have few names.

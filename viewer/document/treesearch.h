@@ -23,7 +23,7 @@ class TreeSearch : public QObject
     Q_OBJECT
 
 public:
-    /// So many matches are kept; the others are only counted.
+    /// Matches that are kept; more are only counted.
     static constexpr quint64 mostKept = 1'000'000;
 
     /// Looks into `document`, which outlives the object.
