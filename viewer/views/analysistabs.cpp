@@ -15,16 +15,17 @@ namespace quenlofar {
 
 AnalysisTabs::AnalysisTabs(Document &document, QWidget *parent)
     : QTabWidget(parent), m_document(document), m_packets(new PacketsView(document)), m_plot(new PlotView(document)),
-      m_findings(new FindingsView(document)), m_axis(new QComboBox), m_stream(new QComboBox), m_curves(new QToolButton),
-      m_scale(new QToolButton)
+      m_findings(new FindingsView(document)), m_values(new ValuesView(document)), m_axis(new QComboBox),
+      m_stream(new QComboBox), m_curves(new QToolButton), m_scale(new QToolButton)
 {
     setObjectName(QStringLiteral("analysis"));
-    setAccessibleName(tr("Packets, plot and findings"));
+    setAccessibleName(tr("Packets, plot, findings and values"));
     tabBar()->setAccessibleName(accessibleName());
     setDocumentMode(true);
     addTab(m_packets, tr("Packets"));
     addTab(makePlotPage(), tr("Plot"));
     addTab(m_findings, tr("Findings"));
+    addTab(m_values, tr("Values"));
     connect(&m_document, &Document::tablesCame, this, &AnalysisTabs::showStreams);
     const auto showCounts = [this] {
         const FileCheck *const check = m_document.check();
@@ -128,9 +129,16 @@ void AnalysisTabs::setOffsetsInHex(bool isHex)
 
 QWidget *AnalysisTabs::focusView() const
 {
-    return currentIndex() == PacketsTab ? m_packets->focusProxy()
-        : currentIndex() == PlotTab     ? static_cast<QWidget *>(m_plot)
-                                        : m_findings->focusProxy();
+    switch (currentIndex()) {
+    case PacketsTab:
+        return m_packets->focusProxy();
+    case PlotTab:
+        return m_plot;
+    case FindingsTab:
+        return m_findings->focusProxy();
+    default:
+        return m_values;
+    }
 }
 
 } // namespace quenlofar

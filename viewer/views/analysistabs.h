@@ -3,6 +3,7 @@
 #include "findingsview.h"
 #include "packetsview.h"
 #include "plotview.h"
+#include "valuesview.h"
 
 #include <QTabWidget>
 
@@ -11,13 +12,13 @@ class QToolButton;
 
 namespace quenlofar {
 
-/// What the strict reading of a document tells, one view at a time: packets, plot, findings.
+/// What the strict reading of a document tells, and the values at the cursor, one view at a time.
 class AnalysisTabs : public QTabWidget
 {
     Q_OBJECT
 
 public:
-    enum Tab { PacketsTab, PlotTab, FindingsTab };
+    enum Tab { PacketsTab, PlotTab, FindingsTab, ValuesTab };
 
     /// Shows `document`, which outlives the views.
     explicit AnalysisTabs(Document &document, QWidget *parent = nullptr);
@@ -25,6 +26,7 @@ public:
     PacketsView &packetsView() { return *m_packets; } ///< the first tab
     PlotView &plotView() { return *m_plot; } ///< the second tab
     FindingsView &findingsView() { return *m_findings; } ///< the third tab
+    ValuesView &valuesView() { return *m_values; } ///< the fourth tab
     void setOffsetsInHex(bool isHex); ///< how offsets are shown in tables
     QWidget *focusView() const; ///< what gets the focus of the tab in front
 
@@ -37,6 +39,7 @@ private:
     PacketsView *m_packets;
     PlotView *m_plot;
     FindingsView *m_findings;
+    ValuesView *m_values;
     QComboBox *m_axis;
     QComboBox *m_stream;
     QToolButton *m_curves;

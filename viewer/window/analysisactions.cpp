@@ -80,6 +80,8 @@ void AnalysisActions::makeActions()
         [](FilePage &page) { showTab(page, AnalysisTabs::FindingsTab); });
     add("show-overview", tr("&Overview"), keys("Alt+4"),
         [](FilePage &page) { page.overview().setFocus(Qt::ShortcutFocusReason); });
+    add("show-values", tr("&Values at the cursor"), keys("Alt+5"),
+        [](FilePage &page) { showTab(page, AnalysisTabs::ValuesTab); });
     m_menu->addSeparator();
     add("follow", tr("Fo&llow what points elsewhere"), keys("Ctrl+J"), [this](FilePage &page) {
         if (!page.follow())

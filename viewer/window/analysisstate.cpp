@@ -70,6 +70,18 @@ QJsonObject findingsState(FindingsView &view)
             {QStringLiteral("shown"), list}};
 }
 
+/// Of each kind both texts, by its name.
+QJsonObject valuesState(const ValuesView &view)
+{
+    QJsonObject all;
+    const ValuesModel &model = view.values();
+    const auto text = [&model](int row, int column) { return model.index(row, column).data().toString(); };
+    for (int row = 0; row < model.rowCount(); ++row)
+        all.insert(text(row, ValuesModel::NameColumn),
+                   QJsonArray{text(row, ValuesModel::LittleColumn), text(row, ValuesModel::BigColumn)});
+    return all;
+}
+
 } // namespace
 
 QJsonValue jsonNumber(quint64 number)
@@ -96,7 +108,8 @@ QJsonObject analysisState(AnalysisTabs &tabs)
     return {{QStringLiteral("front"), tabs.currentIndex()},
             {QStringLiteral("packets"), packetsState(tabs.packetsView())},
             {QStringLiteral("plot"), plotState(tabs.plotView())},
-            {QStringLiteral("findings"), findingsState(tabs.findingsView())}};
+            {QStringLiteral("findings"), findingsState(tabs.findingsView())},
+            {QStringLiteral("values"), valuesState(tabs.valuesView())}};
 }
 
 QJsonObject overviewState(const OverviewBar &overview)

@@ -5,6 +5,7 @@
 #include "packetpyramid.h"
 #include "packettables.h"
 #include "testsources.h"
+#include "valuesmodel.h"
 
 #include <QAbstractItemModelTester>
 #include <QElapsedTimer>
@@ -57,6 +58,8 @@ private Q_SLOTS:
     void extentsLikePlainOnes();
     void packetsAtTimes();
     void curves();
+    void valuesOfBytes();
+    void valuesAreAModel();
     void findingsAsATree();
     void findingsLikePlainOnes();
     void classesOfBytes();
@@ -125,6 +128,53 @@ void ViewerAnalysisTest::curves()
     QVERIFY(std::abs(curves.lead(0.2)) < 1e-9);
     QVERIFY(std::abs(curves.lead(0.1) - -0.1) < 1e-9);
     QVERIFY(std::isnan(curves.lead(10)));
+}
+
+void ViewerAnalysisTest::valuesOfBytes()
+{
+    const auto texts = [](const QByteArray &bytes) {
+        QStringList all;
+        for (const ByteValue &value : valuesOf(bytes))
+            all.append(value.little + QLatin1Char('|') + value.big);
+        return all;
+    };
+    // The expected numbers are those of Python's struct module.
+    QCOMPARE(
+        texts("RIFF0123456789ab"),
+        QStringList(
+            {QStringLiteral("82|82"), QStringLiteral("82|82"), QStringLiteral("18770|21065"),
+             QStringLiteral("18770|21065"), QStringLiteral("1179011410|1380533830"),
+             QStringLiteral("1179011410|1380533830"), QStringLiteral("3689065128177060178|5929347651680154163"),
+             QStringLiteral("3689065128177060178|5929347651680154163"), QStringLiteral("12690.3301|2.16116855e+11"),
+             QStringLiteral("4.4222649593096978e-62|2.5139200719550791e+88"), QStringLiteral("1, 4, 6|1, 4, 6"),
+             QStringLiteral("1, 4, 6, 8, 11, 14|0, 3, 6, 9, 12, 14"),
+             QStringLiteral("1, 4, 6, 8, 11, 14, 17, 18, 22, 25, 26, 30|1, 2, 6, 9, 10, 14, 16, 19, 22, 25, 28, 30"),
+             QStringLiteral("2007-05-12T23:10:10Z|2013-09-30T09:37:10Z"), QStringLiteral("RIFF|RIFF"),
+             QStringLiteral("46464952-3130-3332-3435-363738396162|52494646-3031-3233-3435-363738396162")}));
+    QCOMPARE(texts(QByteArray(8, '\xFF')).mid(0, 8),
+             QStringList({QStringLiteral("255|255"), QStringLiteral("-1|-1"), QStringLiteral("65535|65535"),
+                          QStringLiteral("-1|-1"), QStringLiteral("4294967295|4294967295"), QStringLiteral("-1|-1"),
+                          QStringLiteral("18446744073709551615|18446744073709551615"), QStringLiteral("-1|-1")}));
+    // Of too few bytes some kinds say nothing.
+    QCOMPARE(
+        texts(QByteArray(3, '\0')),
+        QStringList({QStringLiteral("0|0"), QStringLiteral("0|0"), QStringLiteral("0|0"), QStringLiteral("0|0"),
+                     QStringLiteral("|"), QStringLiteral("|"), QStringLiteral("|"), QStringLiteral("|"),
+                     QStringLiteral("|"), QStringLiteral("|"), QStringLiteral("none|none"), QStringLiteral("none|none"),
+                     QStringLiteral("|"), QStringLiteral("|"), QStringLiteral("|"), QStringLiteral("|")}));
+    QCOMPARE(texts({}).join(QString()), QString(16, QLatin1Char('|')));
+}
+
+void ViewerAnalysisTest::valuesAreAModel()
+{
+    ValuesModel model;
+    const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    QSignalSpy changes(&model, &ValuesModel::dataChanged);
+    model.setBytes("\1\2");
+    QCOMPARE(changes.size(), 1);
+    QCOMPARE(model.rowCount(), 16);
+    QCOMPARE(model.index(2, ValuesModel::LittleColumn).data().toString(), QStringLiteral("513"));
+    QCOMPARE(model.index(2, ValuesModel::BigColumn).data().toString(), QStringLiteral("258"));
 }
 
 void ViewerAnalysisTest::findingsAsATree()
