@@ -74,20 +74,20 @@ Repair classOf(const QString &text)
 /// The steps and their changes; false where something is not as plans are.
 bool readSteps(const QJsonArray &array, Recipe *recipe, std::vector<Change> *changes)
 {
-    for (const QJsonValue &value : array) {
+    for (const QJsonValue value : array) {
         const QJsonObject object = value.toObject();
         RecipeStep step;
         const QJsonArray rules = object[QStringLiteral("rules")].toArray();
-        for (const QJsonValue &rule : rules)
+        for (const QJsonValue rule : rules)
             step.rules.append(rule.toString());
         const QJsonArray findings = object[QStringLiteral("findings")].toArray();
-        for (const QJsonValue &finding : findings)
+        for (const QJsonValue finding : findings)
             step.findings.push_back(quint32(std::min<quint64>(numberOf(finding).value_or(0), 0xFFFFFFFF)));
         step.repair = classOf(object[QStringLiteral("class")].toString());
         step.reason = object[QStringLiteral("reason")].toString();
         const quint32 number = recipe->addStep(step);
         const QJsonArray list = object[QStringLiteral("changes")].toArray();
-        for (const QJsonValue &each : list) {
+        for (const QJsonValue each : list) {
             const std::optional<Change> change = changeOf(each.toObject(), number);
             if (!change)
                 return false;
