@@ -203,7 +203,7 @@ void checkFrameDuration(const AviContext &context, Findings &findings)
         .expected(expected)
         .actual(stated)
         .mend(file.mainHeader.field(frameTimeOffset, 4), exact >= 0.5 && exact < 4294967295.0 ? 4 : 0,
-              quint64(exact + 0.5))
+              quint64(std::llround(exact)))
         .message(QStringLiteral("The main header says %2 microseconds per frame, the video stream %3.")
                      .arg(stated)
                      .arg(exact, 0, 'f', 0));
