@@ -66,6 +66,7 @@ QWidget *AnalysisTabs::makePlotPage()
     m_scale->setCheckable(true);
     auto *const status = new QLabel;
     status->setTextFormat(Qt::PlainText);
+    status->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // a long text makes no window wider
 
     auto *const bar = new QHBoxLayout;
     for (QWidget *const widget : std::initializer_list<QWidget *>{m_axis, m_stream, m_curves, m_scale})

@@ -51,6 +51,7 @@ FindingsView::FindingsView(Document &document, QWidget *parent)
     m_repairable->setAccessibleName(m_repairable->text());
     m_status->setObjectName(QStringLiteral("findingsStatus"));
     m_status->setTextFormat(Qt::PlainText);
+    m_status->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // a long text makes no window wider
 
     auto *const bar = new QHBoxLayout;
     for (QWidget *const widget : std::initializer_list<QWidget *>{m_level, m_least, m_repairable})

@@ -51,6 +51,7 @@ MainWindow::MainWindow(const DocumentOptions &options)
     m_tabs->setTabsClosable(true);
     m_tabs->setDocumentMode(true);
     m_status->setTextFormat(Qt::PlainText);
+    m_status->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // a long path makes no window wider
     statusBar()->addWidget(m_status, 1);
     setCentralWidget(m_tabs);
     makeMenus();
