@@ -24,7 +24,7 @@ namespace {
 constexpr int bytesOfHexLine = 16;
 constexpr int bytesOfArrayLine = 12;
 /// Bytes that are read at once: whole lines of each form, and whole groups of base64.
-constexpr qint64 piece = 48 * 20'000;
+constexpr qint64 piece = qint64(48) * 20'000;
 
 /// Counts what is written, and fails where there is too much of it or nobody wants it any more.
 class GuardedDevice : public QIODevice
