@@ -13,8 +13,9 @@ namespace quenlofar {
 struct FileTime
 {
     qint64 seconds = 0; ///< since 1970
-    quint32 nanoseconds = 0;
+    quint32 nanoseconds = 0; ///< of the second
 
+    /// The same moment.
     bool operator==(const FileTime &other) const
     {
         return seconds == other.seconds && nanoseconds == other.nanoseconds;
@@ -31,7 +32,7 @@ struct CONTAINERABSTRACT_EXPORT UndoJournal
     /// Bytes in place, or bytes that were appended.
     struct Range
     {
-        quint64 offset = 0;
+        quint64 offset = 0; ///< of the first byte
         QByteArray oldBytes; ///< empty for bytes that were appended
         QByteArray newBytes; ///< as many, where they replace any
     };
@@ -44,9 +45,9 @@ struct CONTAINERABSTRACT_EXPORT UndoJournal
 
     quint64 oldSize = 0; ///< bytes of the file before
     quint64 newSize = 0; ///< and after; not less
-    FileTime oldTime;
+    FileTime oldTime; ///< of the file before
     std::vector<Range> ranges; ///< ascending, without overlaps; the last one may be of appended bytes
-    State state = State::Begun;
+    State state = State::Begun; ///< how far the work is
     FileTime doneTime; ///< of the file when it was done
 
     /// Journals are no longer, in bytes: a rebuilt index of a film takes some millions.
