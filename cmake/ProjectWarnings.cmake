@@ -3,7 +3,6 @@ add_library(project_warnings INTERFACE)
 target_compile_options(project_warnings INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
     -Wold-style-cast -Wcast-align -Wformat=2 -Wimplicit-fallthrough -Wundef
-    $<$<CXX_COMPILER_ID:Clang>:-Wreserved-identifier>
     $<$<BOOL:${QUENLOFAR_WERROR}>:-Werror>)
 # Texts convert between character sets only where the code says so.
 target_compile_definitions(project_warnings INTERFACE
