@@ -6,11 +6,11 @@ packages_to_build=(build-essential cmake ninja-build qt6-base-dev libcli11-dev)
 packages_to_test=(python3 python3-jsonschema pkg-config man-db mandoc appstream desktop-file-utils zsh fish jq rapidjson-dev)
 packages_to_lint=(clang clang-tidy clang-format libclang-rt-dev)
 packages_for_docs=(doxygen)
-packages_to_package=(chrpath debhelper doxygen dpkg-dev libqt6svg6-dev lintian python3)
+packages_to_package=(chrpath debhelper doxygen dpkg-dev qt6-svg-dev lintian python3)
 packages_for_qt5=(qtbase5-dev libqt5svg5-dev)
 # qt6-base-dev and qtbase5-dev have Gui and Widgets, with a platform that needs no screen; Svg and a font come on their
 # own.
-packages_for_viewer=(qt6-base-dev libqt6svg6-dev fonts-dejavu-core)
+packages_for_viewer=(qt6-base-dev qt6-svg-dev fonts-dejavu-core)
 
 # need_packages PACKAGE...: makes sure that they are installed; says what to install where that is not allowed.
 need_packages() {
