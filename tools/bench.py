@@ -422,8 +422,14 @@ class Comparison(Bench):
         def measure(build):
             return self.programs([build.program, *arguments, file], runs=1, options=options)[0]
 
+        work = f"`{' '.join(arguments)}`"
+        try:
+            measure(self.builds[1])
+        except Failure:
+            print(f"bench: left out, the earlier state cannot do it: {work}", file=sys.stderr)
+            return
         pairs = self.in_turn(runs or self.options.runs, measure)
-        self.ratio_row(f"`{' '.join(arguments)}`", name, "s", [(now[key], before[key]) for now, before in pairs])
+        self.ratio_row(work, name, "s", [(now[key], before[key]) for now, before in pairs])
         self.ratio_row("its peak memory", "", "MB", [tuple(each["peak"] / 1e6 for each in pair) for pair in pairs])
 
     def frames(self):

@@ -129,6 +129,19 @@ class Against(Fakes):
         rows, _ = self.table("start-up", against=self.build("before", 0.1))
         self.assertEqual(rows[0][2:5], ["0.02 s", "0.01 s", "0.500"])
 
+    def test_commands_that_are_new(self):
+        before = self.build("before", 0.1)
+        script = before / "benchmarks" / "time-programs"
+        now = self.build("now", 0.1)
+        # Programs of both builds are timed by the newer one's tool.
+        self.script(now / "benchmarks" / "time-programs", 'case "$*" in *"before/bin/quenlofar check"*) exit 1 ;; esac\n'
+                    + script.read_text())
+        rows, errors = self.table("verdict", "--runs", "1", against=before, build=now)
+        works = [row[0] for row in rows]
+        self.assertNotIn("`check`", works)
+        self.assertIn("`packets --format csv`", works)
+        self.assertIn("left out, the earlier state cannot do it: `check`", errors)
+
     def test_loops_that_both_have(self):
         rows, _ = self.table("inner-loops", against=self.build("before", 0.2))
         self.assertEqual([row[:1] + row[2:5] for row in rows], [["loop", "2 ns", "1 ns", "0.500"]])
