@@ -18,7 +18,7 @@ function(quenlofar_add_test name)
         QUENLOFAR_PLUGINS_FROM_TESTS="../${QUENLOFAR_INSTALL_PLUGIN_DIR}" # build trees may be moved
         QUENLOFAR_SAMPLES_DIR="${CMAKE_SOURCE_DIR}/samples")
     add_test(NAME ${name} COMMAND ${name})
-    set_tests_properties(${name} PROPERTIES TIMEOUT 300)
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${QUENLOFAR_TEST_TIMEOUT})
 endfunction()
 
 # How test programs themselves are compiled: they run once, most of their time in the libraries, which are optimised.
