@@ -1,6 +1,8 @@
 #include "planfile.h"
 
 #include "bytesource.h"
+#include "findingjson.h"
+#include "jsonprinter.h"
 #include "rule.h"
 
 #include <QCryptographicHash>
@@ -112,7 +114,65 @@ bool hasOldBytes(ByteSource &original, const std::vector<Change> &changes, const
     return hash.result().toHex() == digest;
 }
 
+void printChange(JsonPrinter &json, const RepairPlan &plan, const PlanChange &change)
+{
+    json.beginObject();
+    if (change.old.isEmpty()) {
+        json.key(u"append").number(change.piece.size);
+    } else {
+        json.key(u"offset").number(change.piece.offset);
+        json.key(u"old").text(QString::fromLatin1(change.old.toHex()));
+    }
+    json.key(u"new").text(QString::fromLatin1(newBytes(plan, change).toHex())).endObject();
+}
+
 } // namespace
+
+QString writePlan(QIODevice &output, const RepairPlan &plan, const std::vector<PlanChange> &changes, JsonLayout layout)
+{
+    QCryptographicHash digest(QCryptographicHash::Sha256);
+    for (const PlanChange &change : changes)
+        digest.addData(change.old);
+    JsonPrinter json(output, layout);
+    json.beginObject().documentStart(plan.before.start);
+    json.key(u"sha256OfOldBytes").text(QString::fromLatin1(digest.result().toHex()));
+    json.key(u"newSize")
+        .number(plan.isEmpty() ? quint64(std::max<qint64>(plan.before.start.fileSize, 0)) : plan.recipe.newSize());
+    json.key(u"steps").beginArray();
+    for (quint32 number = 0; number < plan.recipe.steps().size(); ++number) {
+        const RecipeStep &step = plan.recipe.steps()[number];
+        json.beginObject().key(u"id").number(quint64(number) + 1).key(u"rules").beginArray();
+        for (const QString &rule : step.rules)
+            json.text(rule);
+        json.endArray().key(u"findings").beginArray();
+        for (const quint32 id : step.findings)
+            json.number(quint64(id));
+        json.endArray().key(u"class").text(repairText(step.repair)).key(u"reason").text(step.reason);
+        json.key(u"changes").beginArray();
+        for (const PlanChange &change : changes) {
+            if (change.piece.step == number)
+                printChange(json, plan, change);
+        }
+        json.endArray().endObject();
+    }
+    json.endArray().key(u"leftOut").beginArray();
+    for (const OmittedStep &omitted : plan.omitted) {
+        json.beginObject().key(u"rules").beginArray();
+        for (const QString &rule : omitted.step.rules)
+            json.text(rule);
+        json.endArray().key(u"reason").text(omitted.reason).endObject();
+    }
+    json.endArray().key(u"cleared").beginArray();
+    for (const int id : plan.cleared)
+        printFinding(json, plan.before.findings[size_t(id) - 1]);
+    json.endArray().key(u"left").beginArray();
+    for (const JudgedFinding &finding : plan.after.findings)
+        printFinding(json, finding);
+    json.endArray().key(u"verdictBefore").text(verdictText(plan.before.verdict));
+    json.key(u"verdictAfter").text(verdictText(plan.after.verdict)).outcome(plan.after.result).endObject();
+    json.finish();
+    return json.errorText();
+}
 
 std::optional<Recipe> recipeOfPlan(const QByteArray &plan, ByteSource &original, QString *error)
 {

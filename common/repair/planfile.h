@@ -1,15 +1,22 @@
 #pragma once
 
-#include "recipe.h"
+#include "jsonlayout.h"
+#include "planchange.h"
 
 #include <QByteArray>
 #include <QString>
 
 #include <optional>
+#include <vector>
+
+class QIODevice;
 
 namespace quenlofar {
 
 class ByteSource;
+
+/// Writes a plan with its changes, as `repair --format json` prints it; null, or why that was not possible.
+QString writePlan(QIODevice &output, const RepairPlan &plan, const std::vector<PlanChange> &changes, JsonLayout layout);
 
 /**
  * The recipe of a plan as `repair --format json` prints it, for the file that `original` reads. The plan is not

@@ -1,14 +1,18 @@
 #include "repairplan.h"
 
 #include "fileanalysis.h"
+#include "filepath.h"
 #include "patchset.h"
 #include "recipesource.h"
 #include "repairplanner.h"
 
 #include <algorithm>
+#include <ctime>
 #include <map>
 #include <memory>
 #include <utility>
+
+#include <sys/stat.h>
 
 namespace quenlofar {
 
@@ -396,6 +400,14 @@ RepairPlan Planning::judged(const Recipe &recipe) const
 }
 
 } // namespace
+
+bool mayStillBeWritten(const RepairPlan &plan, const QString &path)
+{
+    constexpr qint64 stillWritten = 60; // seconds
+    struct stat facts = {};
+    const bool isKnown = ::stat(pathToBytes(path).constData(), &facts) == 0;
+    return plan.isOpen && isKnown && std::time(nullptr) - facts.st_mtim.tv_sec < stillWritten;
+}
 
 RepairPlan judgeRecipe(const QString &path, const Recipe &recipe, const QVector<ParserFactory> &parsers,
                        const RepairSettings &settings, const RunLimits &limits, const std::atomic<bool> *cancel,

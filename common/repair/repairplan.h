@@ -43,6 +43,10 @@ struct RepairPlan
     bool isEmpty() const { return recipe.steps().empty(); }
 };
 
+/// Whether something may still write to the file at `path`, which `plan` is for: it was never closed and has changed
+/// within the last minute.
+bool mayStillBeWritten(const RepairPlan &plan, const QString &path);
+
 /**
  * What it would help to change the file at `path` by `recipe`, which is for it: the file as it is and as it would be,
  * read and judged. The arguments are those of planRepair.

@@ -6,7 +6,6 @@
 #include "exitstatus.h"
 #include "filebytes.h"
 #include "filepath.h"
-#include "findingpaths.h"
 #include "interrupt.h"
 #include "messages.h"
 #include "options.h"
@@ -29,7 +28,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -37,9 +35,6 @@
 namespace quenlofar {
 
 namespace {
-
-/// A file that changed later than this may still be written to, in seconds.
-constexpr qint64 stillWritten = 60;
 
 /// What became of a plan.
 struct Outcome
@@ -125,37 +120,6 @@ int RepairCommand::takeBack() const
     return m_output.print(pathForDisplay(displayText(file) + QStringLiteral(": has its old bytes again\n")));
 }
 
-/// The changes of a plan with the bytes that stand there, and their names in the tree.
-std::vector<PlanChange> changesOf(const RepairPlan &plan, const FileTask &task)
-{
-    std::vector<PlanChange> changes;
-    QString error;
-    const std::unique_ptr<ByteSource> source = openFileSource(task.file, &error);
-    std::vector<ByteRange> places;
-    for (const Recipe::Piece &piece : plan.recipe.pieces()) {
-        if (!piece.isNew)
-            continue;
-        PlanChange change{piece, {}, {}};
-        if (source && piece.offset < plan.recipe.originalSize()) {
-            change.old.resize(int(piece.size));
-            source->readAt(qint64(piece.offset), change.old.data(), change.old.size());
-        }
-        places.push_back({piece.offset, piece.offset < plan.recipe.originalSize() ? piece.size : 0});
-        changes.push_back(std::move(change));
-    }
-    // A name for each of a million entries of an index helps nobody.
-    constexpr size_t mostNamed = 1000;
-    if (changes.empty() || changes.size() > mostNamed)
-        return changes;
-    PlacePaths paths(places);
-    task.run.run(task.file, task.parsers, paths);
-    for (size_t number = 0; number < changes.size(); ++number) {
-        if (!changes[number].old.isEmpty())
-            changes[number].path = paths.path(number);
-    }
-    return changes;
-}
-
 /// Where the copy of a file goes; null where none is asked for. Below --output-dir it has the path that it has below
 /// the directory that was searched, or its name.
 QString RepairCommand::copyOf(const QString &file) const
@@ -195,9 +159,7 @@ RepairProof RepairCommand::prove(const RepairPlan &plan, const FileTask &task, c
 
 WriteResult RepairCommand::write(const RepairPlan &plan, const QString &file) const
 {
-    struct stat facts = {};
-    const bool isKnown = ::stat(pathToBytes(file).constData(), &facts) == 0;
-    if (plan.isOpen && !m_choice.force && isKnown && std::time(nullptr) - facts.st_mtim.tv_sec < stillWritten)
+    if (!m_choice.force && mayStillBeWritten(plan, file))
         return {file
                     + QStringLiteral(": it was never closed and changed within the last minute; something may still "
                                      "write to it (--force mends it all the same)"),
@@ -301,7 +263,7 @@ FileReport RepairCommand::repairOne(const FileTask &task) const
         return report;
     }
     const RepairPlan &plan = *made;
-    const std::vector<PlanChange> changes = changesOf(plan, task);
+    const std::vector<PlanChange> changes = changesOf(plan, task.file, task.parsers, {}, task.run);
     const QString saveError = savePlan(plan, changes);
     const Outcome outcome = saveError.isNull() ? carryOut(plan, task) : Outcome();
 

@@ -39,9 +39,6 @@ QString verdictLine(const FileCheck &check);
 bool fails(const FileCheck &check, CheckChoice::FailOn failOn);
 bool fails(const Finding &finding, CheckChoice::FailOn failOn);
 
-/// A finding, as all documents have it.
-void printFinding(JsonPrinter &json, const JudgedFinding &finding);
-
 /// The members of a summary about the verdict: "verdict", "counts" and "causes", of these the first `most`.
 void printVerdict(JsonPrinter &json, const FileCheck &check, size_t most);
 

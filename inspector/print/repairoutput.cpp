@@ -3,13 +3,8 @@
 #include "checkoutput.h"
 #include "displaytext.h"
 #include "ecma48.h"
-#include "jsonprinter.h"
 #include "report.h"
 #include "textoutput.h"
-
-#include <QCryptographicHash>
-
-#include <algorithm>
 
 namespace quenlofar {
 
@@ -24,11 +19,6 @@ QString hexText(const QByteArray &bytes)
     if (bytes.size() > shownBytes)
         text += QStringLiteral(" ... (%1 bytes)").arg(bytes.size());
     return text;
-}
-
-QByteArray newBytes(const RepairPlan &plan, const Recipe::Piece &piece)
-{
-    return plan.recipe.newBytes().mid(int(piece.from), int(piece.size));
 }
 
 /// A plan for people.
@@ -105,70 +95,11 @@ void RepairText::printStep(const RepairPlan &plan, quint32 number, const std::ve
         line += QStringLiteral(": ");
         if (!change.old.isEmpty())
             line += hexText(change.old) + QStringLiteral(" -> ");
-        m_output.line(line + hexText(newBytes(plan, change.piece))
+        m_output.line(line + hexText(newBytes(plan, change))
                       + (change.old.isEmpty() ? QStringLiteral(" added") : QString()));
     }
     if (count > shownChanges)
         m_output.line(QStringLiteral("     and at %1 more places").arg(count - shownChanges));
-}
-
-void printChange(JsonPrinter &json, const RepairPlan &plan, const PlanChange &change)
-{
-    json.beginObject();
-    if (change.old.isEmpty()) {
-        json.key(u"append").number(change.piece.size);
-    } else {
-        json.key(u"offset").number(change.piece.offset);
-        json.key(u"old").text(QString::fromLatin1(change.old.toHex()));
-    }
-    json.key(u"new").text(QString::fromLatin1(newBytes(plan, change.piece).toHex())).endObject();
-}
-
-QString printJson(QIODevice &output, const RepairPlan &plan, const std::vector<PlanChange> &changes,
-                  const RepairStyle &style)
-{
-    QCryptographicHash digest(QCryptographicHash::Sha256);
-    for (const PlanChange &change : changes)
-        digest.addData(change.old);
-    JsonPrinter json(output, style.pretty ? JsonLayout::Indented : JsonLayout::Line);
-    json.beginObject().documentStart(plan.before.start);
-    json.key(u"sha256OfOldBytes").text(QString::fromLatin1(digest.result().toHex()));
-    json.key(u"newSize")
-        .number(plan.isEmpty() ? quint64(std::max<qint64>(plan.before.start.fileSize, 0)) : plan.recipe.newSize());
-    json.key(u"steps").beginArray();
-    for (quint32 number = 0; number < plan.recipe.steps().size(); ++number) {
-        const RecipeStep &step = plan.recipe.steps()[number];
-        json.beginObject().key(u"id").number(quint64(number) + 1).key(u"rules").beginArray();
-        for (const QString &rule : step.rules)
-            json.text(rule);
-        json.endArray().key(u"findings").beginArray();
-        for (const quint32 id : step.findings)
-            json.number(quint64(id));
-        json.endArray().key(u"class").text(repairText(step.repair)).key(u"reason").text(step.reason);
-        json.key(u"changes").beginArray();
-        for (const PlanChange &change : changes) {
-            if (change.piece.step == number)
-                printChange(json, plan, change);
-        }
-        json.endArray().endObject();
-    }
-    json.endArray().key(u"leftOut").beginArray();
-    for (const OmittedStep &omitted : plan.omitted) {
-        json.beginObject().key(u"rules").beginArray();
-        for (const QString &rule : omitted.step.rules)
-            json.text(rule);
-        json.endArray().key(u"reason").text(omitted.reason).endObject();
-    }
-    json.endArray().key(u"cleared").beginArray();
-    for (const int id : plan.cleared)
-        printFinding(json, plan.before.findings[size_t(id) - 1]);
-    json.endArray().key(u"left").beginArray();
-    for (const JudgedFinding &finding : plan.after.findings)
-        printFinding(json, finding);
-    json.endArray().key(u"verdictBefore").text(verdictText(plan.before.verdict));
-    json.key(u"verdictAfter").text(verdictText(plan.after.verdict)).outcome(plan.after.result).endObject();
-    json.finish();
-    return json.errorText();
 }
 
 } // namespace
@@ -177,7 +108,7 @@ QString printPlan(QIODevice &output, const RepairPlan &plan, const std::vector<P
                   const QString &done, const RepairStyle &style)
 {
     if (style.format == Options::Format::Json)
-        return printJson(output, plan, changes, style);
+        return writePlan(output, plan, changes, style.pretty ? JsonLayout::Indented : JsonLayout::Line);
     return RepairText(output, style.text).print(plan, changes, done);
 }
 

@@ -1,24 +1,15 @@
 #pragma once
 
 #include "options.h"
-#include "repairplan.h"
+#include "planfile.h"
 #include "textwriter.h"
 
-#include <QByteArray>
 #include <QIODevice>
 #include <QString>
 
 #include <vector>
 
 namespace quenlofar {
-
-/// A change of a plan, as it is printed.
-struct PlanChange
-{
-    Recipe::Piece piece; ///< of the new file
-    QByteArray old; ///< the bytes that were there; empty for bytes that are added
-    QString path; ///< of the field or element in the original's tree; empty for none, and where nobody looked it up
-};
 
 /// How a plan is printed.
 struct RepairStyle
