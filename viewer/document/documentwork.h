@@ -36,6 +36,7 @@ struct DocumentOptions
     SegmentPace pace; ///< of publishing what the walk finds
     /// Reads files instead of from the disk; called in several threads, each of which uses what it opened alone.
     SourceOpener opener;
+    QString note; ///< what kind of file it is that the opener opens, shown behind the file's name; empty: nothing
 };
 
 /// What a strict reading found; the tables do not change any more, and may be read by several threads.

@@ -13,19 +13,25 @@
 
 namespace quenlofar {
 
-AnalysisTabs::AnalysisTabs(Document &document, QWidget *parent)
+AnalysisTabs::AnalysisTabs(Document &document, RepairJob &repair, QWidget *parent)
     : QTabWidget(parent), m_document(document), m_packets(new PacketsView(document)), m_plot(new PlotView(document)),
-      m_findings(new FindingsView(document)), m_values(new ValuesView(document)), m_axis(new QComboBox),
-      m_stream(new QComboBox), m_curves(new QToolButton), m_scale(new QToolButton)
+      m_findings(new FindingsView(document)), m_values(new ValuesView(document)),
+      m_repair(new RepairView(document, repair)), m_axis(new QComboBox), m_stream(new QComboBox),
+      m_curves(new QToolButton), m_scale(new QToolButton)
 {
     setObjectName(QStringLiteral("analysis"));
-    setAccessibleName(tr("Packets, plot, findings and values"));
+    setAccessibleName(tr("Packets, plot, findings, values and repair"));
     tabBar()->setAccessibleName(accessibleName());
     setDocumentMode(true);
     addTab(m_packets, tr("Packets"));
     addTab(makePlotPage(), tr("Plot"));
     addTab(m_findings, tr("Findings"));
     addTab(m_values, tr("Values"));
+    addTab(m_repair, tr("Repair"));
+    connect(m_findings, &FindingsView::repairWanted, this, [this, &repair] {
+        setCurrentIndex(RepairTab);
+        repair.plan(repair.except());
+    });
     connect(&m_document, &Document::tablesCame, this, &AnalysisTabs::showStreams);
     const auto showCounts = [this] {
         const FileCheck *const check = m_document.check();
@@ -137,6 +143,8 @@ QWidget *AnalysisTabs::focusView() const
         return m_plot;
     case FindingsTab:
         return m_findings->focusProxy();
+    case RepairTab:
+        return m_repair->focusProxy();
     default:
         return m_values;
     }

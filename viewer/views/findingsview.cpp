@@ -8,6 +8,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QScrollBar>
 #include <QSplitter>
 #include <QTreeView>
@@ -21,7 +22,7 @@ namespace quenlofar {
 FindingsView::FindingsView(Document &document, QWidget *parent)
     : QWidget(parent), m_document(document), m_list(new QTreeView(this)), m_explanation(new QPlainTextEdit(this)),
       m_level(new QComboBox(this)), m_least(new QComboBox(this)), m_repairable(new QCheckBox(this)),
-      m_status(new QLabel(this))
+      m_repair(new QPushButton(tr("Plan a repair"), this)), m_status(new QLabel(this))
 {
     m_list->setObjectName(QStringLiteral("findingsList"));
     m_list->setAccessibleName(tr("Findings"));
@@ -49,12 +50,13 @@ FindingsView::FindingsView(Document &document, QWidget *parent)
     m_repairable->setObjectName(QStringLiteral("repairable"));
     m_repairable->setText(tr("Can be repaired"));
     m_repairable->setAccessibleName(m_repairable->text());
+    m_repair->setAccessibleName(m_repair->text());
     m_status->setObjectName(QStringLiteral("findingsStatus"));
     m_status->setTextFormat(Qt::PlainText);
     m_status->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // a long text makes no window wider
 
     auto *const bar = new QHBoxLayout;
-    for (QWidget *const widget : std::initializer_list<QWidget *>{m_level, m_least, m_repairable})
+    for (QWidget *const widget : std::initializer_list<QWidget *>{m_level, m_least, m_repairable, m_repair})
         bar->addWidget(widget);
     bar->addWidget(m_status, 1);
     auto *const splitter = new QSplitter(Qt::Horizontal, this);
@@ -74,6 +76,7 @@ FindingsView::FindingsView(Document &document, QWidget *parent)
     const auto choose = [this] { setFilter({Severity(m_least->currentIndex()), m_repairable->isChecked()}); };
     connect(m_least, QOverload<int>::of(&QComboBox::activated), this, choose);
     connect(m_repairable, &QCheckBox::clicked, this, choose);
+    connect(m_repair, &QPushButton::clicked, this, &FindingsView::repairWanted);
     connect(m_list, &QTreeView::activated, this,
             [this](const QModelIndex &index) { m_document.setFinding(m_model.idOf(index), Move::Jump); });
     connect(m_list->selectionModel(), &QItemSelectionModel::currentChanged, this, &FindingsView::showExplanation);

@@ -9,6 +9,7 @@ class QCheckBox;
 class QComboBox;
 class QLabel;
 class QPlainTextEdit;
+class QPushButton;
 class QTreeView;
 
 namespace quenlofar {
@@ -34,6 +35,9 @@ public:
     /// Goes to the finding behind the current place, by offset, or to the one before it; of those that are shown.
     void goToNext(bool isForward);
 
+Q_SIGNALS:
+    void repairWanted(); ///< people want to know how the file can be mended
+
 private:
     void showCheck();
     void showStatus();
@@ -47,6 +51,7 @@ private:
     QComboBox *m_level;
     QComboBox *m_least;
     QCheckBox *m_repairable;
+    QPushButton *m_repair;
     QLabel *m_status;
 };
 

@@ -6,6 +6,7 @@
 
 #include <QJsonArray>
 #include <QTreeView>
+#include <QTreeWidget>
 
 namespace quenlofar {
 
@@ -82,6 +83,28 @@ QJsonObject valuesState(const ValuesView &view)
     return all;
 }
 
+/// Each row with what stands below it.
+QJsonObject repairState(RepairView &view)
+{
+    QJsonArray rows;
+    const auto texts = [](const QTreeWidgetItem *row) {
+        QJsonArray all;
+        for (int column = 0; column < row->columnCount(); ++column)
+            all.append(row->text(column));
+        return all;
+    };
+    for (int top = 0; top < view.steps().topLevelItemCount(); ++top) {
+        const QTreeWidgetItem *const row = view.steps().topLevelItem(top);
+        QJsonArray below;
+        for (int child = 0; child < row->childCount(); ++child)
+            below.append(texts(row->child(child)));
+        rows.append(QJsonObject{{QStringLiteral("texts"), texts(row)}, {QStringLiteral("below"), below}});
+    }
+    return {{QStringLiteral("status"), view.statusText()},
+            {QStringLiteral("bytes"), view.bytesText()},
+            {QStringLiteral("rows"), rows}};
+}
+
 } // namespace
 
 QJsonValue jsonNumber(quint64 number)
@@ -109,7 +132,8 @@ QJsonObject analysisState(AnalysisTabs &tabs)
             {QStringLiteral("packets"), packetsState(tabs.packetsView())},
             {QStringLiteral("plot"), plotState(tabs.plotView())},
             {QStringLiteral("findings"), findingsState(tabs.findingsView())},
-            {QStringLiteral("values"), valuesState(tabs.valuesView())}};
+            {QStringLiteral("values"), valuesState(tabs.valuesView())},
+            {QStringLiteral("repair"), repairState(tabs.repairView())}};
 }
 
 QJsonObject overviewState(const OverviewBar &overview)

@@ -47,8 +47,8 @@ QString limitText(const RunResult &result)
 FilePage::FilePage(const QString &path, const DocumentOptions &options, QWidget *parent)
     : QWidget(parent), m_options(options), m_document(path, options), m_structureView(m_document),
       m_filterBar(m_document), m_hexView(m_document), m_findBar(m_document, options.opener),
-      m_copyJob(m_document, options.opener), m_summaryJob(m_document, options), m_analysis(m_document),
-      m_overview(m_document), m_bar(new QLabel(this))
+      m_copyJob(m_document, options.opener), m_summaryJob(m_document, options), m_repairJob(m_document, options),
+      m_analysis(m_document, m_repairJob), m_overview(m_document), m_bar(new QLabel(this))
 {
     auto *const splitter = new QSplitter(Qt::Horizontal, this);
     splitter->addWidget(makeStructurePane());
@@ -199,7 +199,8 @@ bool FilePage::isIdle() const
 QString FilePage::title() const
 {
     const QString shown = QString::fromUtf8(pathForDisplay(m_document.path()));
-    return displayText(shown.mid(shown.lastIndexOf(QLatin1Char('/')) + 1));
+    const QString name = displayText(shown.mid(shown.lastIndexOf(QLatin1Char('/')) + 1));
+    return m_options.note.isEmpty() ? name : tr("%1 (%2)").arg(name, m_options.note);
 }
 
 /// What is wrong with the file, but for the limit.

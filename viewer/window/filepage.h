@@ -8,6 +8,7 @@
 #include "hexview.h"
 #include "limitsbar.h"
 #include "overviewbar.h"
+#include "repairjob.h"
 #include "structureview.h"
 #include "summaryjob.h"
 
@@ -42,6 +43,7 @@ public:
     FilterBar &filterBar() { return m_filterBar; } ///< what is asked for of its elements
     CopyJob &copyJob() { return m_copyJob; } ///< what is copied from it
     SummaryJob &summaryJob() { return m_summaryJob; } ///< what is said of it in short
+    RepairJob &repairJob() { return m_repairJob; } ///< how it can be mended
     FindBar &findBar() { return m_findBar; } ///< what is looked for in its bytes
     bool isIdle() const; ///< nothing is being read, looked for or expanded
     QString title() const; ///< the file's name without its folders, fit to be shown
@@ -72,6 +74,7 @@ private:
     FindBar m_findBar;
     CopyJob m_copyJob;
     SummaryJob m_summaryJob;
+    RepairJob m_repairJob;
     AnalysisTabs m_analysis;
     OverviewBar m_overview;
     QLabel *m_bar;

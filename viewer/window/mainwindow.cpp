@@ -5,6 +5,7 @@
 #include "gotofield.h"
 #include "offsetargument.h"
 #include "placetext.h"
+#include "repairactions.h"
 
 #include <QAction>
 #include <QApplication>
@@ -117,6 +118,10 @@ void MainWindow::makeMenus()
 
     m_analysisActions = new AnalysisActions(*this, [this] { return currentPage(); });
     menuBar()->addMenu(m_analysisActions->menu());
+    m_repairActions = new RepairActions(
+        *this, [this] { return currentPage(); },
+        [this](const QString &path, const DocumentOptions &options) { addPage(makePage(path, options)); });
+    menuBar()->addMenu(m_repairActions->menu());
 
     QToolBar *const bar = addToolBar(tr("Go"));
     bar->setObjectName(QStringLiteral("goBar"));
@@ -138,7 +143,19 @@ FilePage *MainWindow::makePage(const QString &path, const DocumentOptions &optio
     connect(&page->document(), &Document::levelChanged, this, &MainWindow::updateActions);
     attachStructure(page);
     attachCopying(page);
+    m_repairActions->attach(*page);
+    connect(&page->repairJob(), &RepairJob::planChanged, this, &MainWindow::updateActions);
+    connect(&page->repairJob(), &RepairJob::messageChanged, this, &MainWindow::updateActions);
     return page;
+}
+
+void MainWindow::addPage(FilePage *page)
+{
+    const int tab = m_tabs->addTab(page, page->title());
+    m_tabs->setTabToolTip(tab, page->title());
+    m_tabs->setCurrentIndex(tab);
+    page->setFocus();
+    updateActions();
 }
 
 FilePage *MainWindow::open(const QString &path, const QString &place)
@@ -152,11 +169,7 @@ FilePage *MainWindow::open(const QString &path, const QString &place)
                 statusBar()->showMessage(error);
         });
     }
-    const int tab = m_tabs->addTab(page, page->title());
-    m_tabs->setTabToolTip(tab, page->title());
-    m_tabs->setCurrentIndex(tab);
-    page->setFocus();
-    updateActions();
+    addPage(page);
     return page;
 }
 
@@ -272,6 +285,7 @@ void MainWindow::stopReading()
 {
     if (FilePage *const page = currentPage()) {
         page->copyJob().cancel();
+        page->repairJob().cancel();
         page->document().stopReading();
     }
 }
@@ -354,6 +368,8 @@ bool MainWindow::perform(const QString &name, const QString &value, QString *err
     }
     if (const std::optional<bool> isDone = m_analysisActions->perform(name, value, error))
         return *isDone;
+    if (const std::optional<bool> isDone = m_repairActions->perform(name, value, error))
+        return *isDone;
     if (const std::optional<bool> isDone = performOnStructure(name, value, error))
         return *isDone;
     if (const std::optional<bool> isDone = performCopy(name, value, error))
@@ -409,6 +425,7 @@ void MainWindow::updateActions()
     m_close->setEnabled(page);
     m_goTo->setEnabled(page);
     m_analysisActions->updateActions();
+    m_repairActions->updateActions();
     for (QAction *const action : m_pageActions)
         action->setEnabled(page);
     m_stop->setEnabled(page && (!page->document().isIdle() || page->copyJob().isRunning()));

@@ -14,6 +14,7 @@ class QTabWidget;
 namespace quenlofar {
 
 class AnalysisActions;
+class RepairActions;
 
 /// The window: open files in tabs, what can be done as actions, the way that was gone through places of all files.
 class MainWindow : public QMainWindow
@@ -53,6 +54,7 @@ private:
     void attachStructure(FilePage *page);
     std::optional<bool> performOnStructure(const QString &name, const QString &value, QString *error);
     FilePage *makePage(const QString &path, const DocumentOptions &options);
+    void addPage(FilePage *page);
     void readAgain(FilePage *page);
     void makeCopyActions();
     void attachCopying(FilePage *page);
@@ -104,6 +106,7 @@ private:
     QAction *m_close = nullptr;
     QAction *m_stop = nullptr;
     AnalysisActions *m_analysisActions = nullptr;
+    RepairActions *m_repairActions = nullptr;
     std::vector<QAction *> m_pageActions; // that need an open file
     PlaceHistory<Visit> m_history;
     HexStyle m_style;
