@@ -22,6 +22,7 @@
 #include "rulecatalogue.h"
 #include "textstyle.h"
 
+#include <QCryptographicHash>
 #include <QFile>
 
 #include <sys/stat.h>
@@ -67,10 +68,10 @@ private:
     int takeBack() const;
     FileReport repairOne(const FileTask &task) const;
     std::optional<RepairPlan> planOf(const FileTask &task, QString *error) const;
-    QString savePlan(const RepairPlan &plan, const std::vector<PlanChange> &changes) const;
+    QString savePlan(const RepairPlan &plan, const std::vector<PlanChange> &changes, const QByteArray &digest) const;
     Outcome carryOut(const RepairPlan &plan, const FileTask &task) const;
     QString copyOf(const QString &file) const;
-    WriteResult write(const RepairPlan &plan, const QString &file) const;
+    WriteResult write(const RepairPlan &plan, const FileTask &task) const;
     RepairProof prove(const RepairPlan &plan, const FileTask &task, const QString &copy) const;
     QString doneText(const Outcome &outcome, const QString &file) const;
     bool writes() const { return !m_choice.copy.isNull() || m_choice.inPlace; }
@@ -132,11 +133,12 @@ std::vector<PlanChange> changesOf(const RepairPlan &plan, const FileTask &task)
     QString error;
     const std::unique_ptr<ByteSource> source = openFileSource(task.file, &error);
     std::vector<ByteRange> places;
+    const bool isMoved = !plan.recipe.movesNothing();
     for (const Recipe::Piece &piece : plan.recipe.pieces()) {
-        if (!piece.isNew)
+        if (!piece.isNew && !isMoved)
             continue;
         PlanChange change{piece, {}, {}};
-        if (source && piece.offset < plan.recipe.originalSize()) {
+        if (source && !isMoved && piece.offset < plan.recipe.originalSize()) {
             change.old.resize(int(piece.size));
             source->readAt(qint64(piece.offset), change.old.data(), change.old.size());
         }
@@ -145,7 +147,7 @@ std::vector<PlanChange> changesOf(const RepairPlan &plan, const FileTask &task)
     }
     // A name for each of a million entries of an index helps nobody.
     constexpr size_t mostNamed = 1000;
-    if (changes.empty() || changes.size() > mostNamed)
+    if (changes.empty() || changes.size() > mostNamed || isMoved)
         return changes;
     PlacePaths paths(places);
     task.run.run(task.file, task.parsers, paths);
@@ -154,6 +156,24 @@ std::vector<PlanChange> changesOf(const RepairPlan &plan, const FileTask &task)
             changes[number].path = paths.path(number);
     }
     return changes;
+}
+
+/// SHA-256 of the bytes of a file that the mended one does not copy.
+QByteArray oldDigest(const Recipe &recipe, const QString &file)
+{
+    constexpr quint64 pieceSize = quint64(1) << 16;
+    QCryptographicHash digest(QCryptographicHash::Sha256);
+    QString error;
+    const std::unique_ptr<ByteSource> source = openFileSource(file, &error);
+    QByteArray bytes;
+    for (const ByteRange &range : recipe.bytesNotCopied()) {
+        for (quint64 done = 0; source && done < range.size; done += quint64(bytes.size())) {
+            bytes.resize(int(std::min(pieceSize, range.size - done)));
+            source->readAt(qint64(range.offset + done), bytes.data(), bytes.size());
+            digest.addData(bytes);
+        }
+    }
+    return digest.result();
 }
 
 /// Where the copy of a file goes; null where none is asked for. Below --output-dir it has the path that it has below
@@ -193,8 +213,9 @@ RepairProof RepairCommand::prove(const RepairPlan &plan, const FileTask &task, c
     return proveRepair(plan.recipe, task.file, mended, task.parsers, m_options.limits, &InterruptWatch::flag());
 }
 
-WriteResult RepairCommand::write(const RepairPlan &plan, const QString &file) const
+WriteResult RepairCommand::write(const RepairPlan &plan, const FileTask &task) const
 {
+    const QString &file = task.file;
     struct stat facts = {};
     const bool isKnown = ::stat(pathToBytes(file).constData(), &facts) == 0;
     if (plan.isOpen && !m_choice.force && isKnown && std::time(nullptr) - facts.st_mtim.tv_sec < stillWritten)
@@ -205,6 +226,7 @@ WriteResult RepairCommand::write(const RepairPlan &plan, const QString &file) co
     WriteOptions options;
     options.isForced = m_choice.force;
     options.cancel = &InterruptWatch::flag();
+    options.progress = task.progress;
     if (m_choice.inPlace)
         return writeInPlace(plan.recipe, file, m_choice.journal, options);
     const QString copy = copyOf(file);
@@ -244,7 +266,7 @@ Outcome RepairCommand::carryOut(const RepairPlan &plan, const FileTask &task) co
     const bool isNeeded = !m_choice.copy.isNull() || (!plan.isEmpty() && (m_choice.inPlace || !copy.isNull()));
     outcome.isTried = isNeeded && outcome.proof.objection.isNull();
     if (outcome.isTried)
-        outcome.written = write(plan, task.file);
+        outcome.written = write(plan, task);
     if (m_choice.proves && outcome.isWritten() && !copy.isNull())
         outcome.proof = prove(plan, task, copy);
     return outcome;
@@ -257,10 +279,18 @@ std::optional<RepairPlan> RepairCommand::planOf(const FileTask &task, QString *e
     settings.level = m_choice.level;
     settings.only = m_choice.only;
     settings.except = m_choice.except;
+    settings.rewrites = m_choice.rewrites;
+    settings.cutsTrailing = m_choice.cutsTrailing;
+    settings.like = m_choice.like;
     const RunLimits &limits = m_options.limits;
     const std::atomic<bool> *const cancel = &InterruptWatch::flag();
-    if (m_choice.apply.isNull())
-        return planRepair(task.file, task.parsers, settings, limits, cancel, task.progress);
+    if (m_choice.apply.isNull()) {
+        RepairPlan plan = planRepair(task.file, task.parsers, settings, limits, cancel, task.progress);
+        if (plan.error.isNull())
+            return plan;
+        *error = plan.error;
+        return std::nullopt;
+    }
     constexpr quint64 mostBytes = quint64(1) << 30;
     const std::optional<QByteArray> saved = bytesOfFile(m_choice.apply, mostBytes, error);
     const std::unique_ptr<ByteSource> original = saved ? openFileSource(task.file, error) : nullptr;
@@ -273,13 +303,15 @@ std::optional<RepairPlan> RepairCommand::planOf(const FileTask &task, QString *e
 }
 
 /// Writes the plan where that is asked for; null, or why that was not possible.
-QString RepairCommand::savePlan(const RepairPlan &plan, const std::vector<PlanChange> &changes) const
+QString RepairCommand::savePlan(const RepairPlan &plan, const std::vector<PlanChange> &changes,
+                                const QByteArray &digest) const
 {
     if (m_choice.savePlan.isNull())
         return {};
     QFile file(m_choice.savePlan);
     RepairStyle style;
     style.format = Options::Format::Json;
+    style.oldDigest = digest;
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
         return QStringLiteral("%1: %2").arg(m_choice.savePlan, file.errorString());
     const QString error = printPlan(file, plan, changes, {}, style);
@@ -296,18 +328,22 @@ FileReport RepairCommand::repairOne(const FileTask &task) const
     if (!made) {
         FileReport report;
         report.exitStatus = ExitFailure;
-        report.trouble = QStringLiteral("has another plan");
+        report.trouble = QStringLiteral("has no plan");
         report.messages.append(planError);
         return report;
     }
     const RepairPlan &plan = *made;
     const std::vector<PlanChange> changes = changesOf(plan, task);
-    const QString saveError = savePlan(plan, changes);
+    const QByteArray digest = m_options.format == Options::Format::Json || !m_choice.savePlan.isNull()
+        ? oldDigest(plan.recipe, task.file)
+        : QByteArray();
+    const QString saveError = savePlan(plan, changes, digest);
     const Outcome outcome = saveError.isNull() ? carryOut(plan, task) : Outcome();
 
     RepairStyle style;
     style.format = m_options.format;
     style.pretty = m_options.pretty;
+    style.oldDigest = digest;
     style.text = textStyle(m_options.output, m_output);
     RunResult result = plan.after.result;
     result.cancelled = result.cancelled || outcome.written.isCancelled;

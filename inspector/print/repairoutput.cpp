@@ -7,8 +7,6 @@
 #include "report.h"
 #include "textoutput.h"
 
-#include <QCryptographicHash>
-
 #include <algorithm>
 
 namespace quenlofar {
@@ -31,6 +29,15 @@ QByteArray newBytes(const RepairPlan &plan, const Recipe::Piece &piece)
     return plan.recipe.newBytes().mid(int(piece.from), int(piece.size));
 }
 
+/// How many bytes there are in all ranges.
+quint64 bytesOf(const std::vector<ByteRange> &ranges)
+{
+    quint64 bytes = 0;
+    for (const ByteRange &range : ranges)
+        bytes += range.size;
+    return bytes;
+}
+
 /// A plan for people.
 class RepairText
 {
@@ -40,6 +47,7 @@ public:
     QString print(const RepairPlan &plan, const std::vector<PlanChange> &changes, const QString &done);
 
 private:
+    void printMoved(const Recipe &recipe);
     void printStep(const RepairPlan &plan, quint32 number, const std::vector<PlanChange> &changes);
     QString bold(const QString &text) const { return m_style.colour ? ecma48::styled(text, ecma48::bold) : text; }
 
@@ -73,11 +81,14 @@ QString RepairText::print(const RepairPlan &plan, const std::vector<PlanChange> 
         quint64 changed = 0;
         quint64 added = 0;
         for (const PlanChange &change : changes)
-            (change.old.isEmpty() ? added : changed) += change.piece.size;
-        m_output.line(QStringLiteral("  %1 bytes change, %2 are added, %3 are copied")
-                          .arg(changed)
-                          .arg(added)
-                          .arg(plan.recipe.originalSize() - changed));
+            (change.old.isEmpty() ? added : changed) += change.piece.isNew ? change.piece.size : 0;
+        if (plan.recipe.movesNothing())
+            m_output.line(QStringLiteral("  %1 bytes change, %2 are added, %3 are copied")
+                              .arg(changed)
+                              .arg(added)
+                              .arg(plan.recipe.originalSize() - changed));
+        else
+            printMoved(plan.recipe);
     }
     const QStringList reasons = reasonsOf(plan.after.result);
     for (const QString &reason : reasons)
@@ -86,6 +97,18 @@ QString RepairText::print(const RepairPlan &plan, const std::vector<PlanChange> 
         m_output.line(QStringLiteral("  ") + displayText(done));
     m_output.flush();
     return m_output.errorText();
+}
+
+/// What becomes of the bytes of a file that is put together anew.
+void RepairText::printMoved(const Recipe &recipe)
+{
+    const quint64 superseded = bytesOf(recipe.removed(Recipe::Removal::Superseded));
+    const quint64 dropped = bytesOf(recipe.removed(Recipe::Removal::AskedFor));
+    m_output.line(QStringLiteral("  %1 bytes are new, %2 are copied, %3 of sizes, headers and indexes are made anew%4")
+                      .arg(recipe.newBytes().size())
+                      .arg(recipe.newSize() - quint64(recipe.newBytes().size()))
+                      .arg(superseded)
+                      .arg(dropped == 0 ? QString() : QStringLiteral(", %1 are left out").arg(dropped)));
 }
 
 void RepairText::printStep(const RepairPlan &plan, quint32 number, const std::vector<PlanChange> &changes)
@@ -97,7 +120,8 @@ void RepairText::printStep(const RepairPlan &plan, quint32 number, const std::ve
                            displayText(step.reason)));
     size_t count = 0;
     for (const PlanChange &change : changes) {
-        if (change.piece.step != number || ++count > shownChanges)
+        // What is copied is told by its sum.
+        if (change.piece.step != number || !change.piece.isNew || ++count > shownChanges)
             continue;
         QString line = QStringLiteral("     at ") + offsetText(change.piece.offset, m_style.hexOffsets);
         if (!change.path.isEmpty())
@@ -112,27 +136,53 @@ void RepairText::printStep(const RepairPlan &plan, quint32 number, const std::ve
         m_output.line(QStringLiteral("     and at %1 more places").arg(count - shownChanges));
 }
 
+void printNewBytes(JsonPrinter &json, const RepairPlan &plan, const Recipe::Piece &piece)
+{
+    json.hexDigits(plan.recipe.newBytes().constData() + piece.from, qint64(piece.size));
+}
+
 void printChange(JsonPrinter &json, const RepairPlan &plan, const PlanChange &change)
 {
     json.beginObject();
+    if (!change.piece.isNew) {
+        json.key(u"copy").beginArray().number(change.piece.from).number(change.piece.size).endArray();
+        json.key(u"to").number(change.piece.offset).endObject();
+        return;
+    }
+    if (!plan.recipe.movesNothing()) {
+        json.key(u"insert");
+        printNewBytes(json, plan, change.piece);
+        json.key(u"to").number(change.piece.offset).endObject();
+        return;
+    }
     if (change.old.isEmpty()) {
         json.key(u"append").number(change.piece.size);
     } else {
         json.key(u"offset").number(change.piece.offset);
-        json.key(u"old").text(QString::fromLatin1(change.old.toHex()));
+        json.key(u"old").hexDigits(change.old.constData(), change.old.size());
     }
-    json.key(u"new").text(QString::fromLatin1(newBytes(plan, change.piece).toHex())).endObject();
+    json.key(u"new");
+    printNewBytes(json, plan, change.piece);
+    json.endObject();
+}
+
+/// Ranges of the original that are left out; nothing where there are none.
+void printRanges(JsonPrinter &json, QStringView key, const std::vector<ByteRange> &ranges)
+{
+    if (ranges.empty())
+        return;
+    json.key(key).beginArray();
+    for (const ByteRange &range : ranges)
+        json.beginArray().number(range.offset).number(range.size).endArray();
+    json.endArray();
 }
 
 QString printJson(QIODevice &output, const RepairPlan &plan, const std::vector<PlanChange> &changes,
                   const RepairStyle &style)
 {
-    QCryptographicHash digest(QCryptographicHash::Sha256);
-    for (const PlanChange &change : changes)
-        digest.addData(change.old);
     JsonPrinter json(output, style.pretty ? JsonLayout::Indented : JsonLayout::Line);
     json.beginObject().documentStart(plan.before.start);
-    json.key(u"sha256OfOldBytes").text(QString::fromLatin1(digest.result().toHex()));
+    json.key(u"sha256OfOldBytes").text(QString::fromLatin1(style.oldDigest.toHex()));
     json.key(u"newSize")
         .number(plan.isEmpty() ? quint64(std::max<qint64>(plan.before.start.fileSize, 0)) : plan.recipe.newSize());
     json.key(u"steps").beginArray();
@@ -152,7 +202,10 @@ QString printJson(QIODevice &output, const RepairPlan &plan, const std::vector<P
         }
         json.endArray().endObject();
     }
-    json.endArray().key(u"leftOut").beginArray();
+    json.endArray();
+    printRanges(json, u"superseded", plan.recipe.removed(Recipe::Removal::Superseded));
+    printRanges(json, u"dropped", plan.recipe.removed(Recipe::Removal::AskedFor));
+    json.key(u"leftOut").beginArray();
     for (const OmittedStep &omitted : plan.omitted) {
         json.beginObject().key(u"rules").beginArray();
         for (const QString &rule : omitted.step.rules)

@@ -15,8 +15,8 @@ namespace quenlofar {
 /// A change of a plan, as it is printed.
 struct PlanChange
 {
-    Recipe::Piece piece; ///< of the new file
-    QByteArray old; ///< the bytes that were there; empty for bytes that are added
+    Recipe::Piece piece; ///< of the new file; copied ones are changes where bytes move
+    QByteArray old; ///< the bytes that were there; empty for bytes that are added, and where bytes move
     QString path; ///< of the field or element in the original's tree; empty for none, and where nobody looked it up
 };
 
@@ -25,6 +25,7 @@ struct RepairStyle
 {
     Options::Format format = Options::Format::Text;
     bool pretty = false;
+    QByteArray oldDigest; ///< SHA-256 of the bytes of the original that the new file does not copy
     TextStyle text;
 };
 
