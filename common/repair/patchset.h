@@ -10,46 +10,55 @@
 namespace quenlofar {
 
 class ByteSource;
+struct FileLayout;
 
 /**
- * Changes to a file that move none of its bytes, made one after the other: a later one may change what an earlier one
- * has put there, and bytes that were appended. A field that several steps change belongs to the first of them.
+ * Changes to a file, made one after the other: a later one may change what an earlier one has put there, and bytes that
+ * were appended. Bytes stay where they are until the file is rearranged. A field that several steps change belongs to
+ * the first of them.
  */
 class PatchSet
 {
 public:
     /// No changes to a file of `originalSize` bytes.
-    explicit PatchSet(quint64 originalSize) : m_originalSize(originalSize) { }
+    explicit PatchSet(quint64 originalSize);
 
     /// Bytes with the changes.
-    quint64 size() const { return m_originalSize + quint64(m_tail.size()); }
+    quint64 size() const { return m_size; }
     /// Replaces bytes, all of which are there. What `current`, which reads the file as it is so far, has there already
     /// is no change. False where it cannot be read.
     bool replace(quint64 offset, const QByteArray &bytes, quint32 step, ByteSource &current);
     /// Adds bytes behind the last one.
     void append(const QByteArray &bytes, quint32 step);
+    /// Puts the file as it is so far together anew. False, and nothing happens, where `layout` copies what is not
+    /// there.
+    bool rearrange(const FileLayout &layout, quint32 step);
 
     /// As a recipe with these steps, which the numbers of steps are those of.
     Recipe recipe(const std::vector<RecipeStep> &steps) const;
 
 private:
-    struct Patch
+    struct Piece
     {
-        QByteArray bytes;
-        quint32 step;
+        quint64 size;
+        quint64 from; // in the original, or in m_newBytes
+        quint32 step; // Recipe::noStep for bytes of the original
+        bool isNew;
     };
-    struct Tail
-    {
-        int begin; // in m_tail
-        quint32 step;
-    };
+    using Pieces = std::map<quint64, Piece>; // by offset, side by side
 
     void put(quint64 offset, const QByteArray &bytes, quint32 step);
+    void split(quint64 offset);
+    quint64 keep(const QByteArray &bytes);
+    void addRemoved(const ByteRange &range, std::vector<ByteRange> *ranges) const;
 
     quint64 m_originalSize;
-    std::map<quint64, Patch> m_patches; // by offset, without overlaps
-    QByteArray m_tail; // what follows the original
-    std::vector<Tail> m_tails; // by place
+    quint64 m_size;
+    Pieces m_pieces;
+    QByteArray m_newBytes;
+    quint32 m_rearranging = Recipe::noStep; // the latest step that moved bytes
+    std::vector<ByteRange> m_superseded; // of the original
+    std::vector<ByteRange> m_dropped; // of the original
 };
 
 } // namespace quenlofar

@@ -4,6 +4,9 @@
 #include "filedevice.h"
 #include "findingpaths.h"
 
+#include <QCryptographicHash>
+
+#include <algorithm>
 #include <memory>
 
 namespace quenlofar {
@@ -20,11 +23,12 @@ std::vector<PlanChange> changesOf(const RepairPlan &plan, const QString &path, c
     QString error;
     const std::unique_ptr<ByteSource> source = opener ? opener(path, &error) : openFileSource(path, &error);
     std::vector<ByteRange> places;
+    const bool isMoved = !plan.recipe.movesNothing();
     for (const Recipe::Piece &piece : plan.recipe.pieces()) {
-        if (!piece.isNew)
+        if (!piece.isNew && !isMoved)
             continue;
         PlanChange change{piece, {}, {}};
-        const bool isThere = piece.offset < plan.recipe.originalSize();
+        const bool isThere = !isMoved && piece.offset < plan.recipe.originalSize();
         if (source && isThere) {
             change.old.resize(int(piece.size));
             source->readAt(qint64(piece.offset), change.old.data(), change.old.size());
@@ -34,7 +38,7 @@ std::vector<PlanChange> changesOf(const RepairPlan &plan, const QString &path, c
     }
     // A name for each of a million entries of an index helps nobody.
     constexpr size_t mostNamed = 1000;
-    if (changes.empty() || changes.size() > mostNamed)
+    if (changes.empty() || changes.size() > mostNamed || isMoved)
         return changes;
     PlacePaths paths(places);
     run.run(path, parsers, paths);
@@ -43,6 +47,22 @@ std::vector<PlanChange> changesOf(const RepairPlan &plan, const QString &path, c
             changes[number].path = paths.path(number);
     }
     return changes;
+}
+
+QByteArray digestOfOldBytes(const Recipe &recipe, ByteSource &original)
+{
+    constexpr quint64 pieceSize = quint64(1) << 16;
+    QCryptographicHash digest(QCryptographicHash::Sha256);
+    QByteArray bytes;
+    for (const ByteRange &range : recipe.bytesNotCopied()) {
+        for (quint64 done = 0; done < range.size; done += quint64(bytes.size())) {
+            bytes.resize(int(std::min(pieceSize, range.size - done)));
+            if (original.readAt(qint64(range.offset + done), bytes.data(), bytes.size()) != bytes.size())
+                return {};
+            digest.addData(bytes);
+        }
+    }
+    return digest.result();
 }
 
 } // namespace quenlofar

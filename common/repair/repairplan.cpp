@@ -108,6 +108,7 @@ private:
     std::unique_ptr<ByteSource> open(const PatchSet &patches, const std::vector<RecipeStep> &steps,
                                      QString *error) const;
     bool isAskedFor(const Finding &finding, const RepairPlanner *planner) const;
+    bool openLike(QString *error);
     std::vector<Finding> toMend(const State &state) const;
     std::vector<StepChanges> stepsFor(const State &state) const;
     std::vector<StepChanges> mendSteps(const State &state, const std::vector<Finding> &findings) const;
@@ -125,6 +126,8 @@ private:
     const std::atomic<bool> *const m_cancel;
     WalkProgress *const m_progress;
     QStringList m_hopeless; // rules whose steps were tried and did not help
+    std::unique_ptr<ByteSource> m_like;
+    RepairWishes m_wishes;
 };
 
 std::unique_ptr<ByteSource> Planning::openOriginal(QString *error) const
@@ -169,7 +172,7 @@ bool Planning::isAskedFor(const Finding &finding, const RepairPlanner *planner) 
         return false;
     if (!m_settings.only.isEmpty())
         return m_settings.only.contains(finding.rule);
-    return finding.severity != Severity::Note || (planner && planner->mendsNotesOf(finding.rule));
+    return finding.severity != Severity::Note || (planner && planner->mendsNotesOf(finding.rule, m_wishes));
 }
 
 /// Findings that are to be mended and can be. What hangs below a finding that stays is left alone: had the damage at
@@ -183,7 +186,8 @@ std::vector<Finding> Planning::toMend(const State &state) const
     std::vector<Finding> chosen;
     for (const JudgedFinding &finding : findings) {
         const bool isAsked = isAskedFor(finding, planner);
-        const bool isMendable = isAsked && (!finding.mends.empty() || (planner && planner->plansFor(finding.rule)));
+        const bool isMendable =
+            isAsked && (!finding.mends.empty() || (planner && planner->plansFor(finding, m_wishes)));
         const bool isHopefulCause = isHopeful[size_t(finding.causedBy)];
         isHopeful[size_t(finding.id)] = isHopefulCause && isMendable;
         if (isMendable && isHopefulCause)
@@ -245,7 +249,7 @@ std::vector<StepChanges> Planning::stepsFor(const State &state) const
     std::vector<StepChanges> steps = mendSteps(state, findings);
     RepairPlanner *const planner = plannerOf(state);
     if (steps.empty() && planner)
-        steps = planner->plan(findings);
+        steps = planner->plan(findings, m_wishes);
     steps.erase(std::remove_if(steps.begin(), steps.end(), [](const StepChanges &each) { return each.isEmpty(); }),
                 steps.end());
     return steps;
@@ -260,6 +264,8 @@ bool Planning::add(const StepChanges &changes, PatchSet *patches, std::vector<Re
         return false;
     const auto number = quint32(steps->size());
     steps->push_back(changes.step);
+    if (!changes.layout.isEmpty())
+        return patches->rearrange(changes.layout, number);
     for (const StepChanges::Patch &patch : changes.patches) {
         if (!patches->replace(patch.offset, patch.bytes, number, *current))
             return false;
@@ -282,6 +288,8 @@ QString Planning::objection(const State &before, const State &after, const std::
 {
     if (!after.check.result.isClean())
         return QStringLiteral("the file could not be read with it");
+    if (!after.patches.recipe(after.steps).lostBytes().empty())
+        return QStringLiteral("bytes would be lost with it");
     const RepairPlanner *const planner = plannerOf(before);
     const bool mayHide = std::any_of(changes.begin(), changes.end(), [planner](const StepChanges &each) {
         return planner && std::any_of(each.step.rules.begin(), each.step.rules.end(), [planner](const QString &rule) {
@@ -310,6 +318,11 @@ QString Planning::objection(const State &before, const State &after, const std::
     for (const auto &[key, sum] : now) {
         const auto known = old.find(key);
         const bool isNew = known == old.end() || known->second.severity < sum.severity;
+        const QString &rule = key.first;
+        if (isNew && std::any_of(changes.begin(), changes.end(), [&rule](const StepChanges &each) {
+                return each.contradictedBy.contains(rule);
+            }))
+            return QStringLiteral("the data contradicts it: %1").arg(rule);
         if (isNew && sum.severity >= least)
             return QStringLiteral("it would bring %1").arg(key.first);
     }
@@ -333,9 +346,25 @@ QString Planning::tryAll(State *state, const std::vector<StepChanges> &changes) 
     return {};
 }
 
+/// False, and why, where a file is named that cannot be read.
+bool Planning::openLike(QString *error)
+{
+    m_wishes.rewrites = m_settings.rewrites;
+    m_wishes.cutsTrailing = m_settings.cutsTrailing;
+    if (m_settings.like.isNull())
+        return true;
+    m_like = m_settings.opener ? m_settings.opener(m_settings.like, error) : openFileSource(m_settings.like, error);
+    m_wishes.like = m_like.get();
+    return m_like != nullptr;
+}
+
 RepairPlan Planning::plan()
 {
     RepairPlan plan;
+    if (!openLike(&plan.error)) {
+        plan.error = m_settings.like + QStringLiteral(": ") + plan.error;
+        return plan;
+    }
     State state = look(PatchSet(0), {});
     plan.before = state.check;
     plan.after = state.check;

@@ -18,7 +18,10 @@ struct RepairSettings
     Level level = Level::Deep; ///< how much is read to judge, before and after
     QStringList only; ///< names of rules, also of those whose findings are notes; empty: errors and warnings
     QStringList except; ///< names of rules
-    SourceOpener opener; ///< opens the file, several times; empty: from the disk
+    bool rewrites = false; ///< bytes may move for warnings and notes too, not for errors alone
+    bool cutsTrailing = false; ///< bytes behind the last element of the file are dropped
+    QString like; ///< a healthy file of the same writer, from which lost headers may come; null for none
+    SourceOpener opener; ///< opens the file, several times, and `like`; empty: from the disk
 };
 
 /// Something that was thought of and is not done.
@@ -38,6 +41,7 @@ struct RepairPlan
     std::vector<int> cleared; ///< ids of the findings of `before` that are gone
 
     bool isOpen = false; ///< by what was found, the file was never closed: something may still write to it
+    QString error; ///< why `like` could not be read; null where all is well
 
     /// Nothing is to be done.
     bool isEmpty() const { return recipe.steps().empty(); }

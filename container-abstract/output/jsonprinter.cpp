@@ -46,6 +46,12 @@ JsonPrinter &JsonPrinter::key(QStringView name)
     return *this;
 }
 
+JsonPrinter &JsonPrinter::hexDigits(const char *bytes, qint64 count)
+{
+    d->json.hexDigits({bytes, size_t(count)});
+    return *this;
+}
+
 JsonPrinter &JsonPrinter::text(QStringView value)
 {
     d->json.text(value);

@@ -33,6 +33,7 @@ public:
     JsonPrinter &endArray(); ///< ends the innermost array
     JsonPrinter &key(QStringView name); ///< the name of the member whose value comes next
     JsonPrinter &text(QStringView value); ///< a value
+    JsonPrinter &hexDigits(const char *bytes, qint64 count); ///< a value: a text of two lower-case digits a byte
     JsonPrinter &number(quint64 value); ///< a value, with all its digits
     JsonPrinter &signedNumber(qint64 value); ///< a value, with all its digits
     /// The shortest text that reads back as the same number; null when it is infinite or not a number.

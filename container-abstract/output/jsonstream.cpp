@@ -17,6 +17,25 @@ void JsonStream::text(QStringView value)
     putText(start(shortTextRoom), value);
 }
 
+void JsonStream::hexDigits(std::string_view bytes)
+{
+    constexpr size_t pieceSize = 4096;
+    constexpr std::string_view digits = "0123456789abcdef";
+    char *const quote = start(1);
+    *quote = '"';
+    m_output.commit(quote + 1);
+    for (size_t at = 0; at < bytes.size(); at += pieceSize) {
+        const std::string_view piece = bytes.substr(at, pieceSize);
+        char *out = m_output.reserve(std::ptrdiff_t(2 * piece.size()));
+        for (const char each : piece) {
+            *out++ = digits[quint8(each) >> 4];
+            *out++ = digits[quint8(each) & 0xF];
+        }
+        m_output.commit(out);
+    }
+    m_output.put('"');
+}
+
 void JsonStream::signedNumber(qint64 value)
 {
     char *out = start(1 + mostDecimalDigits);

@@ -33,6 +33,8 @@ public:
     /// A literal in ASCII, in which nothing has to be escaped.
     template <size_t Size> void key(const char (&name)[Size]) { m_output.commit(putKey(start(keyRoom(Size)), name)); }
     void text(QStringView value);
+    /// A text of two hexadecimal digits a byte, however many there are.
+    void hexDigits(std::string_view bytes);
     void number(quint64 value) { m_output.commit(writeDecimal(value, start(mostDecimalDigits))); }
     void signedNumber(qint64 value);
     /// The shortest text that reads back as the same number; null when it is infinite or not a number.

@@ -72,10 +72,10 @@ void Recipe::copy(const ByteRange &range, quint64 offset, quint32 step)
         m_edits.push_back({offset, 0, range.offset, range.size, step, false});
 }
 
-void Recipe::remove(const ByteRange &range, quint32 step)
+void Recipe::remove(const ByteRange &range, quint32 step, Removal why)
 {
     if (range.size > 0)
-        m_edits.push_back({range.offset, range.size, 0, 0, step, false});
+        m_edits.push_back({range.offset, range.size, 0, 0, step, false, why});
 }
 
 std::vector<Recipe::Edit> Recipe::ordered() const
@@ -145,21 +145,42 @@ bool Recipe::movesNothing() const
     });
 }
 
-std::vector<ByteRange> Recipe::lostBytes() const
+/// What edits copy, joined, in the order of the original.
+std::vector<ByteRange> Recipe::copies() const
 {
-    std::vector<ByteRange> removed;
     std::vector<ByteRange> copies;
-    for (const Edit &edit : ordered()) {
-        if (edit.added == 0)
-            appendRange(&removed, edit.at, edit.at + edit.removed);
-        else if (!edit.isNew)
+    for (const Edit &edit : m_edits) {
+        if (!edit.isNew && edit.added > 0)
             copies.push_back({edit.from, edit.added});
     }
     std::sort(copies.begin(), copies.end(), [](const ByteRange &a, const ByteRange &b) { return a.offset < b.offset; });
-    std::vector<ByteRange> elsewhere;
+    std::vector<ByteRange> joined;
     for (const ByteRange &range : copies)
-        appendRange(&elsewhere, range.offset, range.end());
-    return without(removed, elsewhere);
+        appendRange(&joined, range.offset, range.end());
+    return joined;
+}
+
+std::vector<ByteRange> Recipe::removed(Removal why) const
+{
+    std::vector<ByteRange> removed;
+    for (const Edit &edit : ordered()) {
+        if (edit.added == 0 && edit.why == why)
+            appendRange(&removed, edit.at, edit.at + edit.removed);
+    }
+    return removed;
+}
+
+std::vector<ByteRange> Recipe::lostBytes() const
+{
+    return without(removed(Removal::Moved), copies());
+}
+
+std::vector<ByteRange> Recipe::bytesNotCopied() const
+{
+    std::vector<ByteRange> removed;
+    for (const Edit &edit : ordered())
+        appendRange(&removed, edit.at, edit.at + edit.removed);
+    return without(removed, copies());
 }
 
 } // namespace quenlofar

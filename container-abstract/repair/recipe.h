@@ -45,6 +45,12 @@ public:
     };
     /// The step of bytes that no step put where they are.
     static constexpr quint32 noStep = 0xFFFFFFFF;
+    /// Why bytes of the original are left out at their place.
+    enum class Removal : quint8 {
+        Moved, ///< copy() has put them elsewhere
+        Superseded, ///< new bytes say what they said: sizes, headers and indexes that were made anew
+        AskedFor, ///< an option names them
+    };
 
     /// A copy of an original of `originalSize` bytes.
     explicit Recipe(quint64 originalSize = 0);
@@ -66,7 +72,7 @@ public:
     /// names them as well: both together move them.
     void copy(const ByteRange &range, quint64 offset, quint32 step);
     /// Leaves bytes of the original out at their place.
-    void remove(const ByteRange &range, quint32 step);
+    void remove(const ByteRange &range, quint32 step, Removal why = Removal::Moved);
 
     /// What the edits do to one another that they must not, in words: ranges that are replaced or removed twice, or
     /// reach out of the original. Null where all is well; pieces() and what builds on them need that.
@@ -80,10 +86,14 @@ public:
     /// True when bytes of the original keep their offsets: only bytes of equal length and bytes at the end are new.
     bool movesNothing() const;
     /**
-     * Bytes of the original that are in no piece and were not replaced, in order: what the new file would lose. Empty
-     * for every recipe but one that was asked to drop something.
+     * Bytes of the original that are in no piece and were neither replaced nor superseded, in order: what the new file
+     * would lose. Bytes that an option names are not among them. Empty for every recipe that may be carried out.
      */
     std::vector<ByteRange> lostBytes() const;
+    /// Bytes that were left out for this reason, in order.
+    std::vector<ByteRange> removed(Removal why) const;
+    /// Bytes of the original that no piece copies, in order: those that were replaced, superseded or dropped.
+    std::vector<ByteRange> bytesNotCopied() const;
 
 private:
     /// What happens in front of, or from, the byte at `at` of the original.
@@ -95,10 +105,12 @@ private:
         quint64 added; // bytes that are put there
         quint32 step;
         bool isNew;
+        Removal why = Removal::Moved; // where bytes are removed and none put there
     };
 
     quint64 keep(const QByteArray &bytes);
     std::vector<Edit> ordered() const;
+    std::vector<ByteRange> copies() const;
 
     quint64 m_originalSize;
     std::vector<RecipeStep> m_steps;

@@ -96,6 +96,8 @@ public:
             size -= count;
             if (m_options.written)
                 *m_options.written = to;
+            if (m_options.progress)
+                m_options.progress->position = qint64(to);
         }
         return true;
     }

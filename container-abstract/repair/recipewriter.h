@@ -1,6 +1,7 @@
 #pragma once
 
 #include "containerabstract_export.h"
+#include "filedevice.h"
 #include "recipe.h"
 
 #include <QString>
@@ -16,6 +17,7 @@ struct WriteOptions
     bool isForced = false;
     const std::atomic<bool> *cancel = nullptr; ///< while true, writing ends and leaves nothing; may be null
     std::atomic<quint64> *written = nullptr; ///< follows how far the new file is, in bytes; may be null
+    WalkProgress *progress = nullptr; ///< its position follows that as well; may be null
 };
 
 /// What became of it.

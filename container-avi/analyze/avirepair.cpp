@@ -1,12 +1,14 @@
 #include "avirepair.h"
 
 #include "aviids.h"
+#include "aviindexbytes.h"
+#include "avikeyflags.h"
+#include "avilike.h"
+#include "avipartindexes.h"
+#include "avirewrite.h"
 #include "avitexts.h"
 #include "containeranalyzer.h"
 #include "filedevice.h"
-#include "frametypes.h"
-
-#include <QtEndian>
 
 #include <algorithm>
 #include <array>
@@ -17,17 +19,12 @@ namespace quenlofar {
 
 namespace {
 
-// AVIOLDINDEX
-constexpr quint64 entrySize = 16;
-constexpr quint32 keyFrameFlag = 0x00000010; // AVIIF_KEYFRAME
-constexpr quint32 noTimeFlag = 0x00000100; // AVIIF_NO_TIME: a palette
-
 // AVIMAINHEADER
 constexpr quint32 flagsOffset = 12; // of dwFlags
 constexpr quint32 hasIndexFlag = 0x00000010; // AVIF_HASINDEX
 
 /// Rules whose findings go away with an idx1 that has each chunk of the first RIFF list once, in order.
-constexpr QStringView indexRules[] = {
+constexpr QStringView legacyRules[] = {
     u"index-missing",
     u"index-flag-without-index",
     u"idx1-size",
@@ -47,23 +44,49 @@ constexpr QStringView indexRules[] = {
     u"idx1-key-flag-differs",
 };
 
-bool isOfIndex(const QString &rule)
+/// Rules whose findings go away with OpenDML indexes of all parts.
+constexpr QStringView partRules[] = {
+    u"dmlh-missing",           u"index-type",
+    u"super-no-such-index",    u"std-no-such-chunk",
+    u"std-base-beyond-file",   u"index-stream-differs",
+    u"odml-chunk-not-indexed", u"avix-without-indx",
+    u"indexes-differ",         u"std-span",
+};
+
+/// Rules whose findings go away when the file is put together anew.
+constexpr QStringView rewriteRules[] = {
+    u"size-open",           u"size-wrapped",    u"foreign-bytes",  u"zero-bytes",           u"pad-missing",
+    u"list-order",          u"avih-not-first",  u"riff-over-2gib", u"first-riff-over-1gib", u"ix-outside-movi",
+    u"interleave-distance", u"mp3-format-size",
+};
+
+/// Rules about bytes behind the last RIFF list.
+constexpr QStringView trailingRules[] = {u"trailing-zeros", u"trailing-bytes"};
+
+template <size_t Count> bool isOneOf(const QStringView (&rules)[Count], const QString &rule)
 {
-    return std::find(std::begin(indexRules), std::end(indexRules), QStringView(rule)) != std::end(indexRules);
+    return std::find(std::begin(rules), std::end(rules), QStringView(rule)) != std::end(rules);
 }
 
-void appendNumber(QByteArray *bytes, quint32 number)
+/// Adds the rules of findings that are among `rules` to those of a step. False where there are none.
+template <size_t Count>
+bool takeRules(const QStringView (&rules)[Count], const std::vector<Finding> &findings, QStringList *taken)
 {
-    std::array<char, sizeof number> buffer = {};
-    qToLittleEndian(number, buffer.data());
-    bytes->append(buffer.data(), int(buffer.size()));
+    bool found = false;
+    for (const Finding &finding : findings) {
+        if (!isOneOf(rules, finding.rule))
+            continue;
+        found = true;
+        if (!taken->contains(finding.rule))
+            taken->append(finding.rule);
+    }
+    return found;
 }
 
-QByteArray numberBytes(quint32 number)
+bool hasRule(const std::vector<Finding> &findings, QStringView rule)
 {
-    QByteArray bytes;
-    appendNumber(&bytes, number);
-    return bytes;
+    return std::any_of(findings.begin(), findings.end(),
+                       [rule](const Finding &finding) { return QStringView(finding.rule) == rule; });
 }
 
 } // namespace
@@ -74,14 +97,22 @@ void AviRepairPlanner::setSource(ByteSource *source, const std::atomic<bool> *ca
     m_cancel = cancel;
 }
 
-bool AviRepairPlanner::mendsNotesOf(const QString &rule) const
+bool AviRepairPlanner::mendsNotesOf(const QString &rule, const RepairWishes &wishes) const
 {
-    return rule == QLatin1String("idx1-base");
+    return rule == QLatin1String("idx1-base") || (wishes.rewrites && isOneOf(rewriteRules, rule))
+        || (wishes.cutsTrailing && isOneOf(trailingRules, rule));
 }
 
-bool AviRepairPlanner::plansFor(const QString &rule) const
+bool AviRepairPlanner::plansFor(const Finding &finding, const RepairWishes &wishes) const
 {
-    return rule == QLatin1String("last-chunk-cut") || isOfIndex(rule);
+    const QString &rule = finding.rule;
+    if (isOneOf(rewriteRules, rule))
+        return wishes.rewrites || finding.severity == Severity::Error;
+    if (isOneOf(trailingRules, rule))
+        return wishes.cutsTrailing;
+    if (rule == QLatin1String("hdrl-missing"))
+        return wishes.like != nullptr;
+    return rule == QLatin1String("last-chunk-cut") || isOneOf(legacyRules, rule) || isOneOf(partRules, rule);
 }
 
 bool AviRepairPlanner::hidesPackets(const QString &rule) const
@@ -91,22 +122,58 @@ bool AviRepairPlanner::hidesPackets(const QString &rule) const
 
 bool AviRepairPlanner::saysOpen(const std::vector<Finding> &findings) const
 {
-    return std::any_of(findings.begin(), findings.end(),
-                       [](const Finding &finding) { return finding.rule == QLatin1String("size-open"); });
+    return hasRule(findings, u"size-open");
 }
 
-std::vector<StepChanges> AviRepairPlanner::plan(const std::vector<Finding> &findings)
+std::vector<StepChanges> AviRepairPlanner::plan(const std::vector<Finding> &findings, const RepairWishes &wishes)
 {
     std::vector<StepChanges> steps;
     if (!m_source || !m_layout.isWalked || m_layout.isCutShort)
         return steps;
-    StepChanges changes = paddingStep(findings);
-    // An index stands behind that.
+    // One after the other: each builds on those before, and an index stands behind all.
+    StepChanges changes = headersStep(findings, wishes);
+    if (changes.isEmpty())
+        changes = cutStep(findings, wishes);
+    if (changes.isEmpty())
+        changes = paddingStep(findings);
+    if (changes.isEmpty())
+        changes = partIndexesStep(findings);
+    if (changes.isEmpty())
+        changes = rewriteStep(findings, wishes);
     if (changes.isEmpty())
         changes = indexStep(findings);
     if (!changes.isEmpty())
         steps.push_back(std::move(changes));
     return steps;
+}
+
+/// The headers of a like file, where there are none.
+StepChanges AviRepairPlanner::headersStep(const std::vector<Finding> &findings, const RepairWishes &wishes) const
+{
+    StepChanges changes;
+    if (!wishes.like || !hasRule(findings, u"hdrl-missing"))
+        return changes;
+    changes.layout = withHeadersOf(*wishes.like, m_layout, m_cancel);
+    changes.step.rules = QStringList(QStringLiteral("hdrl-missing"));
+    changes.step.repair = Repair::Rewrite;
+    changes.step.reason = QStringLiteral("The headers come from the file that was named as like this one");
+    changes.contradictedBy = rulesAgainstHeaders();
+    return changes;
+}
+
+/// Bytes behind the last RIFF list are left out, where that was asked for.
+StepChanges AviRepairPlanner::cutStep(const std::vector<Finding> &findings, const RepairWishes &wishes) const
+{
+    StepChanges changes;
+    const ByteRange &trailing = m_layout.trailing;
+    if (!wishes.cutsTrailing || trailing.size == 0 || !takeRules(trailingRules, findings, &changes.step.rules))
+        return changes;
+    changes.layout.copy({0, trailing.offset});
+    changes.layout.dropped.push_back(trailing);
+    changes.step.repair = Repair::Rewrite;
+    changes.step.reason = QStringLiteral("%1 behind the last RIFF list %2 left out, as was asked for")
+                              .arg(bytesText(trailing.size), QLatin1String(trailing.size == 1 ? "is" : "are"));
+    return changes;
 }
 
 /// The size of the chunk in which the file ends, where it is odd, with the byte of padding that is due then.
@@ -136,8 +203,59 @@ StepChanges AviRepairPlanner::paddingStep(const std::vector<Finding> &findings) 
     return changes;
 }
 
+/// OpenDML indexes made anew in their room.
+StepChanges AviRepairPlanner::partIndexesStep(const std::vector<Finding> &findings) const
+{
+    QStringList rules;
+    if (!takeRules(partRules, findings, &rules))
+        return {};
+    FileDevice file;
+    openForAnalysis(file, *m_source, {Level::Deep, m_cancel, nullptr});
+    AviKeyFlags keys(m_layout, findings);
+    if (!keys.read(file, 0, m_layout.packets.size(), m_cancel))
+        return {};
+    StepChanges changes = AviPartIndexes(m_layout, file, keys).make(rules.contains(QStringLiteral("indexes-differ")));
+    changes.step.rules = rules;
+    changes.step.reason = QStringLiteral("OpenDML indexes are made anew from the %1 of %2; %3")
+                              .arg(countText(m_layout.packets.size(), "chunk"),
+                                   countText(m_layout.segments.size(), "RIFF list"), keys.sourcesText());
+    return changes;
+}
+
+/// The whole file, put together anew.
+StepChanges AviRepairPlanner::rewriteStep(const std::vector<Finding> &findings, const RepairWishes &wishes) const
+{
+    StepChanges changes;
+    const bool isForIndexes =
+        wishes.rewrites || std::any_of(findings.begin(), findings.end(), [](const Finding &finding) {
+            return isOneOf(partRules, finding.rule) && finding.severity == Severity::Error;
+        });
+    takeRules(rewriteRules, findings, &changes.step.rules);
+    if (isForIndexes)
+        takeRules(partRules, findings, &changes.step.rules);
+    if (changes.step.rules.isEmpty())
+        return changes;
+    FileDevice file;
+    openForAnalysis(file, *m_source, {Level::Deep, m_cancel, nullptr});
+    AviKeyFlags keys(m_layout, findings);
+    if (!keys.read(file, 0, m_layout.packets.size(), m_cancel))
+        return changes;
+    AviRewriteChoice choice;
+    choice.interleaves = changes.step.rules.contains(QStringLiteral("interleave-distance"));
+    choice.extendsMp3 = changes.step.rules.contains(QStringLiteral("mp3-format-size"));
+    AviRewrite rewrite(m_layout, file, keys, choice);
+    changes.layout = rewrite.make(m_cancel);
+    changes.step.repair = Repair::Rewrite;
+    changes.step.reason =
+        QStringLiteral("The file is put together anew, in %1: %2 with their padding%3, and indexes of "
+                       "all of them; %4")
+            .arg(countText(quint64(rewrite.segments()), "RIFF list"), countText(m_layout.packets.size(), "chunk"),
+                 choice.interleaves ? QStringLiteral(" in the order of their times") : QString(), keys.sourcesText());
+    return changes;
+}
+
 /// The new idx1, in the room of the old one where it is as large, otherwise behind the file's last byte.
-StepChanges AviRepairPlanner::indexStep(const std::vector<Finding> &findings)
+StepChanges AviRepairPlanner::indexStep(const std::vector<Finding> &findings) const
 {
     StepChanges changes;
     if (m_layout.segments.empty() || m_layout.packets.size() == 0)
@@ -145,23 +263,10 @@ StepChanges AviRepairPlanner::indexStep(const std::vector<Finding> &findings)
     const quint32 segment = m_layout.segments.front();
     const AviElement &riff = m_layout.elements[segment];
     const quint32 movi = m_layout.child(segment, fourCC("LIST"), fourCC("movi"));
-    if (movi == AviLayout::none)
+    if (movi == AviLayout::none || !takeRules(legacyRules, findings, &changes.step.rules))
         return changes;
-    std::vector<KeyDoubt> doubts(PacketTable::streamLimit);
-    for (const Finding &finding : findings) {
-        if (!isOfIndex(finding.rule))
-            continue;
-        if (!changes.step.rules.contains(finding.rule))
-            changes.step.rules.append(finding.rule);
-        KeyDoubt &doubt = doubts[size_t(std::max(finding.stream, 0))];
-        doubt.indexIsWrong = doubt.indexIsWrong || finding.rule == QLatin1String("idx1-key-flag-differs")
-            || finding.rule == QLatin1String("idx1-no-key-frame");
-        doubt.firstIsKey = doubt.firstIsKey || finding.rule == QLatin1String("idx1-first-not-key");
-    }
-    if (changes.step.rules.isEmpty())
-        return changes;
-    KeySources sources;
-    const QByteArray index = newIndex(m_layout.elements[movi].offset + 8, doubts, &sources);
+    AviKeyFlags keys(m_layout, findings);
+    const QByteArray index = newIndex(m_layout.elements[movi].offset + 8, &keys);
     if (index.isEmpty())
         return changes;
 
@@ -184,89 +289,38 @@ StepChanges AviRepairPlanner::indexStep(const std::vector<Finding> &findings)
         changes.step.repair = Repair::Append;
     }
     patchIndexFlag(&changes);
-    changes.step.reason =
-        QStringLiteral(
-            "idx1 is made anew from the %1 in the first RIFF list; key flags of %2 come from an index, of %3 "
-            "from the payload%4")
-            .arg(countText(quint64(index.size()) / entrySize, "chunk"))
-            .arg(sources.index)
-            .arg(sources.payload)
-            .arg(sources.guessed == 0
-                     ? QString()
-                     : QStringLiteral("; of %1 nothing says it, and the first frame alone is called one")
-                           .arg(countText(sources.guessed, "stream")));
+    changes.step.reason = QStringLiteral("idx1 is made anew from the %1 in the first RIFF list; %2")
+                              .arg(countText(quint64(index.size()) / legacyEntrySize, "chunk"), keys.sourcesText());
     return changes;
 }
 
 /// The entries for all chunks of the first RIFF list; empty where an offset does not fit into one, or reading ended.
 /// `base` is where offsets count from.
-QByteArray AviRepairPlanner::newIndex(quint64 base, const std::vector<KeyDoubt> &doubts, KeySources *sources)
+QByteArray AviRepairPlanner::newIndex(quint64 base, AviKeyFlags *keys) const
 {
     constexpr quint64 cancelInterval = 1024;
     FileDevice file;
     openForAnalysis(file, *m_source, {Level::Deep, m_cancel, nullptr});
-    FrameTypes types(m_layout, file);
     const auto [begin, end] = m_layout.packetsIn(m_layout.segments.front());
-    if (end - begin > quint64(std::numeric_limits<int>::max()) / entrySize)
+    if (end - begin > quint64(std::numeric_limits<int>::max()) / legacyEntrySize
+        || !keys->read(file, begin, end, m_cancel))
         return {};
-    m_firstFrame.assign(PacketTable::streamLimit, 0);
-    m_hasKey.assign(PacketTable::streamLimit, false);
     QByteArray index;
-    index.reserve(int((end - begin) * entrySize));
-    for (quint64 packetIndex = begin; packetIndex < end; ++packetIndex) {
-        if ((packetIndex % cancelInterval == 0 && isCancelled()) || file.hasReadError())
+    index.reserve(int((end - begin) * legacyEntrySize));
+    for (quint64 each = begin; each < end; ++each) {
+        if ((each % cancelInterval == 0 && isCancelled()) || file.hasReadError())
             return {};
-        const Packet packet = m_layout.packets.at(packetIndex);
+        const Packet packet = m_layout.packets.at(each);
         const quint64 header = packet.offset - 8;
         if (header < base || header - base > 0xFFFFFFFF)
             return {};
         std::array<char, 4> id = {};
         file.seek(qint64(header));
         file.read(id.data(), qint64(id.size()));
-        const KeyState key = packet.isPalette ? KeyState::No : keyOf(packet, types, doubts[packet.stream], sources);
-        if (!packet.isPalette && !packet.isEmpty() && m_firstFrame[packet.stream] == 0)
-            m_firstFrame[packet.stream] = quint32(index.size() / int(entrySize)) + 1;
-        m_hasKey[packet.stream] = m_hasKey[packet.stream] || key == KeyState::Yes;
-        index.append(id.data(), int(id.size()));
-        appendNumber(&index, packet.isPalette ? noTimeFlag : key == KeyState::Yes ? keyFrameFlag : 0);
-        appendNumber(&index, quint32(header - base));
-        appendNumber(&index, packet.size);
+        const quint32 flags = packet.isPalette ? legacyNoTimeFlag : keys->isKey(each) ? legacyKeyFrameFlag : 0;
+        appendLegacyEntry(&index, qFromLittleEndian<quint32>(id.data()), flags, quint32(header - base), packet.size);
     }
-    ensureKeys(&index, sources);
     return index;
-}
-
-/// Calls the first frame of each stream that has none a key frame: readers start there in any case.
-void AviRepairPlanner::ensureKeys(QByteArray *index, KeySources *sources) const
-{
-    for (size_t stream = 0; stream < m_layout.streams.size(); ++stream) {
-        if (m_firstFrame[stream] == 0 || m_hasKey[stream])
-            continue;
-        index->replace(int((m_firstFrame[stream] - 1) * entrySize + sizeof(quint32)), int(sizeof keyFrameFlag),
-                       numberBytes(keyFrameFlag));
-        ++sources->guessed;
-    }
-}
-
-/// Whether decoding can begin at the packet, by the index or the payload; no where neither says it.
-KeyState AviRepairPlanner::keyOf(const Packet &packet, FrameTypes &types, const KeyDoubt &doubt, KeySources *sources)
-{
-    const bool isFirst = !packet.isEmpty() && m_firstFrame[packet.stream] == 0;
-    const KeyState fromIndex = doubt.indexIsWrong ? KeyState::Unknown : packet.key;
-    const bool asksPayload = fromIndex == KeyState::Unknown || doubt.firstIsKey;
-    const KeyState told = asksPayload ? types.typeOf(packet) : KeyState::Unknown;
-    if (told != KeyState::Unknown) {
-        ++sources->payload;
-        return told;
-    }
-    if (isFirst && doubt.firstIsKey) {
-        ++sources->guessed;
-        return KeyState::Yes;
-    }
-    if (packet.key == KeyState::Unknown)
-        return KeyState::No;
-    ++sources->index;
-    return packet.key;
 }
 
 /// With an index the main header has to say so.

@@ -8,9 +8,9 @@
 namespace quenlofar {
 
 class ByteSource;
-class FrameTypes;
+class AviKeyFlags;
 
-/// Makes the idx1 of an AVI file anew, from the chunks that stand in it.
+/// Makes indexes anew from the chunks that stand in a file, and files whose parts have to move.
 class AviRepairPlanner final : public RepairPlanner
 {
 public:
@@ -20,46 +20,30 @@ public:
     /// What was read, and from where; `cancel` may be null. All outlive the next plan().
     void setSource(ByteSource *source, const std::atomic<bool> *cancel);
 
-    /// True for idx1-base: what many writers do, and some readers do not expect.
-    bool mendsNotesOf(const QString &rule) const override;
-    /// True for the rules of idx1, and for last-chunk-cut.
-    bool plansFor(const QString &rule) const override;
+    /// True for idx1-base: what many writers do, and some readers do not expect; and for what a wish names.
+    bool mendsNotesOf(const QString &rule, const RepairWishes &wishes) const override;
+    /// True for rules of indexes and last-chunk-cut; for what takes moving bytes where it is an error or wished for.
+    bool plansFor(const Finding &finding, const RepairWishes &wishes) const override;
     /// True for movi-stale: what is left over from an earlier try goes.
     bool hidesPackets(const QString &rule) const override;
     /// True with size-open.
     bool saysOpen(const std::vector<Finding> &findings) const override;
-    std::vector<StepChanges> plan(const std::vector<Finding> &findings) override;
+    std::vector<StepChanges> plan(const std::vector<Finding> &findings, const RepairWishes &wishes) override;
 
 private:
-    /// From where key flags came.
-    struct KeySources
-    {
-        quint64 index = 0; // frames of which an index said it
-        quint64 payload = 0;
-        quint64 guessed = 0; // first frames of streams of which nothing says it
-    };
-
-    /// What the findings say of the key flags of a stream.
-    struct KeyDoubt
-    {
-        bool indexIsWrong = false; // on all frames
-        bool firstIsKey = false; // whatever the index says
-    };
-
     bool isCancelled() const { return m_cancel && m_cancel->load(std::memory_order_relaxed); }
+    StepChanges headersStep(const std::vector<Finding> &findings, const RepairWishes &wishes) const;
     StepChanges paddingStep(const std::vector<Finding> &findings) const;
-    StepChanges indexStep(const std::vector<Finding> &findings);
-    QByteArray newIndex(quint64 base, const std::vector<KeyDoubt> &doubts, KeySources *sources);
-    void ensureKeys(QByteArray *index, KeySources *sources) const;
-    KeyState keyOf(const Packet &packet, FrameTypes &types, const KeyDoubt &doubt, KeySources *sources);
+    StepChanges partIndexesStep(const std::vector<Finding> &findings) const;
+    StepChanges rewriteStep(const std::vector<Finding> &findings, const RepairWishes &wishes) const;
+    StepChanges cutStep(const std::vector<Finding> &findings, const RepairWishes &wishes) const;
+    StepChanges indexStep(const std::vector<Finding> &findings) const;
+    QByteArray newIndex(quint64 base, AviKeyFlags *keys) const;
     void patchIndexFlag(StepChanges *changes) const;
 
     const AviLayout &m_layout;
     ByteSource *m_source = nullptr;
     const std::atomic<bool> *m_cancel = nullptr;
-    // While an index is made, by stream: the entry of the first frame, from 1, and whether there was a key frame
-    std::vector<quint32> m_firstFrame;
-    std::vector<bool> m_hasKey;
 };
 
 } // namespace quenlofar

@@ -378,6 +378,8 @@ void checkMp3FormatSize(const AviStreamContext &of, Findings &findings)
         return;
     const bool isShort = format.size < mp3FormatSize;
     findings.add(isShort ? of.file().elements[format.element].header() : format.field(extraSizeOffset, 2), of.number)
+        .repair(isShort ? Repair::Rewrite : Repair::Patch)
+        .mend(isShort ? ByteRange() : format.field(extraSizeOffset, 2), 2, mp3ExtraSize)
         .expected(isShort ? QStringLiteral("30 bytes") : QStringLiteral("12"))
         .actual(isShort ? bytesText(format.size) : QString::number(extra))
         .message(isShort ? QStringLiteral("The format of MP3 sound lacks fields of MPEGLAYER3WAVEFORMAT.")

@@ -18,6 +18,14 @@ void CommandLine::addRepair()
     addFormats(command, {"text", "json"});
     addRules(command, "--only", &repair.only, "Mend what these rules find, notes too; names, separated by commas");
     addRules(command, "--except", &repair.except, "Leave what these rules find as it is");
+    command.add_flag("--rewrite", repair.rewrites,
+                     "Put files together anew for warnings and notes too, not for errors alone");
+    command.add_flag("--cut-trailing", repair.cutsTrailing, "Leave bytes behind the last element of a file out");
+    command
+        .add_option_function<std::string>(
+            "--like", [&repair, this](const std::string &value) { repair.like = m_arguments.text(value); },
+            "Take lost headers from this healthy file of the same recorder; refused where the data contradicts them")
+        ->type_name("FILE");
     command
         .add_option_function<std::string>(
             "-o,--output",
@@ -66,7 +74,7 @@ void CommandLine::addRepair()
     addProgress(command);
     command.footer(
         "Without -o or --in-place the plan is shown and nothing is written. A step is kept when it clears a finding\n"
-        "and brings none that is as bad. No frame, chunk or trailing byte is dropped, no payload is changed.\n"
+        "and brings none that is as bad. No frame or chunk is dropped, no payload is changed.\n"
         "What --in-place changed, repair --undo JOURNAL FILE takes back.\n"
         "Exit status: 0 nothing to repair, or all of it written; 1 errors stay, or there is something to repair;\n"
         "2 a file that could not be read or written, or wrong usage.\n"

@@ -111,6 +111,9 @@ struct RepairChoice
     QString savePlan; ///< takes the plan as JSON; null for none
     QString directory; ///< takes copies of many files; null for none
     bool proves = false; ///< all data is compared
+    bool rewrites = false; ///< bytes move for warnings and notes too
+    bool cutsTrailing = false; ///< bytes behind the last element are left out
+    QString like; ///< a file from which lost headers may come; null for none
     bool force = false;
 };
 

@@ -62,10 +62,10 @@ private:
     int takeBack() const;
     FileReport repairOne(const FileTask &task) const;
     std::optional<RepairPlan> planOf(const FileTask &task, QString *error) const;
-    QString savePlan(const RepairPlan &plan, const std::vector<PlanChange> &changes) const;
+    QString savePlan(const RepairPlan &plan, const std::vector<PlanChange> &changes, const QByteArray &digest) const;
     Outcome carryOut(const RepairPlan &plan, const FileTask &task) const;
     QString copyOf(const QString &file) const;
-    WriteResult write(const RepairPlan &plan, const QString &file) const;
+    WriteResult write(const RepairPlan &plan, const FileTask &task) const;
     RepairProof prove(const RepairPlan &plan, const FileTask &task, const QString &copy) const;
     QString doneText(const Outcome &outcome, const QString &file) const;
     bool writes() const { return !m_choice.copy.isNull() || m_choice.inPlace; }
@@ -157,8 +157,9 @@ RepairProof RepairCommand::prove(const RepairPlan &plan, const FileTask &task, c
     return proveRepair(plan.recipe, task.file, mended, task.parsers, m_options.limits, &InterruptWatch::flag());
 }
 
-WriteResult RepairCommand::write(const RepairPlan &plan, const QString &file) const
+WriteResult RepairCommand::write(const RepairPlan &plan, const FileTask &task) const
 {
+    const QString &file = task.file;
     if (!m_choice.force && mayStillBeWritten(plan, file))
         return {file
                     + QStringLiteral(": it was never closed and changed within the last minute; something may still "
@@ -167,6 +168,7 @@ WriteResult RepairCommand::write(const RepairPlan &plan, const QString &file) co
     WriteOptions options;
     options.isForced = m_choice.force;
     options.cancel = &InterruptWatch::flag();
+    options.progress = task.progress;
     if (m_choice.inPlace)
         return writeInPlace(plan.recipe, file, m_choice.journal, options);
     const QString copy = copyOf(file);
@@ -206,7 +208,7 @@ Outcome RepairCommand::carryOut(const RepairPlan &plan, const FileTask &task) co
     const bool isNeeded = !m_choice.copy.isNull() || (!plan.isEmpty() && (m_choice.inPlace || !copy.isNull()));
     outcome.isTried = isNeeded && outcome.proof.objection.isNull();
     if (outcome.isTried)
-        outcome.written = write(plan, task.file);
+        outcome.written = write(plan, task);
     if (m_choice.proves && outcome.isWritten() && !copy.isNull())
         outcome.proof = prove(plan, task, copy);
     return outcome;
@@ -219,10 +221,18 @@ std::optional<RepairPlan> RepairCommand::planOf(const FileTask &task, QString *e
     settings.level = m_choice.level;
     settings.only = m_choice.only;
     settings.except = m_choice.except;
+    settings.rewrites = m_choice.rewrites;
+    settings.cutsTrailing = m_choice.cutsTrailing;
+    settings.like = m_choice.like;
     const RunLimits &limits = m_options.limits;
     const std::atomic<bool> *const cancel = &InterruptWatch::flag();
-    if (m_choice.apply.isNull())
-        return planRepair(task.file, task.parsers, settings, limits, cancel, task.progress);
+    if (m_choice.apply.isNull()) {
+        RepairPlan plan = planRepair(task.file, task.parsers, settings, limits, cancel, task.progress);
+        if (plan.error.isNull())
+            return plan;
+        *error = plan.error;
+        return std::nullopt;
+    }
     constexpr quint64 mostBytes = quint64(1) << 30;
     const std::optional<QByteArray> saved = bytesOfFile(m_choice.apply, mostBytes, error);
     const std::unique_ptr<ByteSource> original = saved ? openFileSource(task.file, error) : nullptr;
@@ -235,13 +245,15 @@ std::optional<RepairPlan> RepairCommand::planOf(const FileTask &task, QString *e
 }
 
 /// Writes the plan where that is asked for; null, or why that was not possible.
-QString RepairCommand::savePlan(const RepairPlan &plan, const std::vector<PlanChange> &changes) const
+QString RepairCommand::savePlan(const RepairPlan &plan, const std::vector<PlanChange> &changes,
+                                const QByteArray &digest) const
 {
     if (m_choice.savePlan.isNull())
         return {};
     QFile file(m_choice.savePlan);
     RepairStyle style;
     style.format = Options::Format::Json;
+    style.oldDigest = digest;
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
         return QStringLiteral("%1: %2").arg(m_choice.savePlan, file.errorString());
     const QString error = printPlan(file, plan, changes, {}, style);
@@ -258,18 +270,23 @@ FileReport RepairCommand::repairOne(const FileTask &task) const
     if (!made) {
         FileReport report;
         report.exitStatus = ExitFailure;
-        report.trouble = QStringLiteral("has another plan");
+        report.trouble = QStringLiteral("has no plan");
         report.messages.append(planError);
         return report;
     }
     const RepairPlan &plan = *made;
     const std::vector<PlanChange> changes = changesOf(plan, task.file, task.parsers, {}, task.run);
-    const QString saveError = savePlan(plan, changes);
+    const bool isPrinted = m_options.format == Options::Format::Json || !m_choice.savePlan.isNull();
+    QString openError;
+    const std::unique_ptr<ByteSource> original = isPrinted ? openFileSource(task.file, &openError) : nullptr;
+    const QByteArray digest = original ? digestOfOldBytes(plan.recipe, *original) : QByteArray();
+    const QString saveError = savePlan(plan, changes, digest);
     const Outcome outcome = saveError.isNull() ? carryOut(plan, task) : Outcome();
 
     RepairStyle style;
     style.format = m_options.format;
     style.pretty = m_options.pretty;
+    style.oldDigest = digest;
     style.text = textStyle(m_options.output, m_output);
     RunResult result = plan.after.result;
     result.cancelled = result.cancelled || outcome.written.isCancelled;

@@ -21,6 +21,15 @@ QString hexText(const QByteArray &bytes)
     return text;
 }
 
+/// How many bytes there are in all ranges.
+quint64 bytesOf(const std::vector<ByteRange> &ranges)
+{
+    quint64 bytes = 0;
+    for (const ByteRange &range : ranges)
+        bytes += range.size;
+    return bytes;
+}
+
 /// A plan for people.
 class RepairText
 {
@@ -30,6 +39,7 @@ public:
     QString print(const RepairPlan &plan, const std::vector<PlanChange> &changes, const QString &done);
 
 private:
+    void printMoved(const Recipe &recipe);
     void printStep(const RepairPlan &plan, quint32 number, const std::vector<PlanChange> &changes);
     QString bold(const QString &text) const { return m_style.colour ? ecma48::styled(text, ecma48::bold) : text; }
 
@@ -63,11 +73,14 @@ QString RepairText::print(const RepairPlan &plan, const std::vector<PlanChange> 
         quint64 changed = 0;
         quint64 added = 0;
         for (const PlanChange &change : changes)
-            (change.old.isEmpty() ? added : changed) += change.piece.size;
-        m_output.line(QStringLiteral("  %1 bytes change, %2 are added, %3 are copied")
-                          .arg(changed)
-                          .arg(added)
-                          .arg(plan.recipe.originalSize() - changed));
+            (change.old.isEmpty() ? added : changed) += change.piece.isNew ? change.piece.size : 0;
+        if (plan.recipe.movesNothing())
+            m_output.line(QStringLiteral("  %1 bytes change, %2 are added, %3 are copied")
+                              .arg(changed)
+                              .arg(added)
+                              .arg(plan.recipe.originalSize() - changed));
+        else
+            printMoved(plan.recipe);
     }
     const QStringList reasons = reasonsOf(plan.after.result);
     for (const QString &reason : reasons)
@@ -76,6 +89,18 @@ QString RepairText::print(const RepairPlan &plan, const std::vector<PlanChange> 
         m_output.line(QStringLiteral("  ") + displayText(done));
     m_output.flush();
     return m_output.errorText();
+}
+
+/// What becomes of the bytes of a file that is put together anew.
+void RepairText::printMoved(const Recipe &recipe)
+{
+    const quint64 superseded = bytesOf(recipe.removed(Recipe::Removal::Superseded));
+    const quint64 dropped = bytesOf(recipe.removed(Recipe::Removal::AskedFor));
+    m_output.line(QStringLiteral("  %1 bytes are new, %2 are copied, %3 of sizes, headers and indexes are made anew%4")
+                      .arg(recipe.newBytes().size())
+                      .arg(recipe.newSize() - quint64(recipe.newBytes().size()))
+                      .arg(superseded)
+                      .arg(dropped == 0 ? QString() : QStringLiteral(", %1 are left out").arg(dropped)));
 }
 
 void RepairText::printStep(const RepairPlan &plan, quint32 number, const std::vector<PlanChange> &changes)
@@ -87,7 +112,8 @@ void RepairText::printStep(const RepairPlan &plan, quint32 number, const std::ve
                            displayText(step.reason)));
     size_t count = 0;
     for (const PlanChange &change : changes) {
-        if (change.piece.step != number || ++count > shownChanges)
+        // What is copied is told by its sum.
+        if (change.piece.step != number || !change.piece.isNew || ++count > shownChanges)
             continue;
         QString line = QStringLiteral("     at ") + offsetText(change.piece.offset, m_style.hexOffsets);
         if (!change.path.isEmpty())
@@ -108,7 +134,8 @@ QString printPlan(QIODevice &output, const RepairPlan &plan, const std::vector<P
                   const QString &done, const RepairStyle &style)
 {
     if (style.format == Options::Format::Json)
-        return writePlan(output, plan, changes, style.pretty ? JsonLayout::Indented : JsonLayout::Line);
+        return writePlan(output, plan, changes, style.oldDigest,
+                         style.pretty ? JsonLayout::Indented : JsonLayout::Line);
     return RepairText(output, style.text).print(plan, changes, done);
 }
 

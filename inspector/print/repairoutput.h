@@ -16,6 +16,7 @@ struct RepairStyle
 {
     Options::Format format = Options::Format::Text;
     bool pretty = false;
+    QByteArray oldDigest; ///< for JSON, see digestOfOldBytes()
     TextStyle text;
 };
 

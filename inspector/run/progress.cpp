@@ -108,14 +108,20 @@ void ProgressMeter::erase()
     m_isShown = false;
 }
 
-QString ProgressMeter::line() const
+QString ProgressMeter::line()
 {
     quint64 bytes = m_doneBytes;
     for (const WalkRecord &worker : m_workers)
         bytes += quint64(std::max<qint64>(worker.place().first, 0));
     bytes = std::min(bytes, m_totalBytes);
+    // Where a file is gone over once more, read again or written, its pace is that of this pass.
+    if (bytes < m_latestBytes) {
+        m_begin = std::chrono::steady_clock::now();
+        m_beginBytes = bytes;
+    }
+    m_latestBytes = bytes;
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_begin).count();
-    const double rate = double(bytes) / seconds;
+    const double rate = seconds > 0 ? double(bytes - m_beginBytes) / seconds : 0;
     const int percent = m_totalBytes == 0 ? 0 : int(100.0 * double(bytes) / double(m_totalBytes));
 
     QString text =

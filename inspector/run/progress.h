@@ -41,13 +41,15 @@ private:
     void work();
     void show();
     void erase();
-    QString line() const;
+    QString line();
 
     const std::deque<WalkRecord> &m_workers;
     const quint64 m_totalBytes;
     const quint64 m_files;
     const SizeUnits m_units;
-    const std::chrono::steady_clock::time_point m_begin;
+    std::chrono::steady_clock::time_point m_begin; // of the latest pass over the files
+    quint64 m_beginBytes = 0; // that were done then
+    quint64 m_latestBytes = 0;
     std::atomic<quint64> m_doneBytes{0};
     std::atomic<quint64> m_doneFiles{0};
 

@@ -27,7 +27,7 @@ QString save(const PlannedRepair &planned, const QString &target)
     QFile file(QFile::decodeName(pathToBytes(target)));
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
         return file.errorString();
-    const QString error = writePlan(file, planned.plan, planned.changes, JsonLayout::Line);
+    const QString error = writePlan(file, planned.plan, planned.changes, planned.oldDigest, JsonLayout::Line);
     if (error.isNull() && file.flush())
         return {};
     const QString reason = error.isNull() ? file.errorString() : error;
@@ -63,13 +63,18 @@ void RepairJob::plan(const QStringList &except)
     settings.opener = m_options.opener;
     m_planning.start(
         [this, settings, path = m_document.path(), parsers = parsers(), plugins = m_options.plugins,
-         limits = m_options.limits](const std::atomic<bool> &isCancelled) -> Errand::Delivery {
+         limits = m_options.limits,
+         open = m_document.sourceOpener()](const std::atomic<bool> &isCancelled) -> Errand::Delivery {
             auto planned = std::make_shared<PlannedRepair>();
             planned->plan = planRepair(path, parsers, settings, limits, &isCancelled, nullptr);
             if (!isCancelled) {
                 ContainerRun run(limits);
                 run.setOpener(settings.opener);
                 planned->changes = changesOf(planned->plan, path, parsers, settings.opener, run);
+                QString error;
+                const std::unique_ptr<ByteSource> original = open(path, &error);
+                if (original)
+                    planned->oldDigest = digestOfOldBytes(planned->plan.recipe, *original);
             }
             return [this, planned] { m_planned = planned; };
         },

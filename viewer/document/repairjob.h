@@ -23,6 +23,7 @@ struct PlannedRepair
 {
     RepairPlan plan; ///< as `repair` of the program makes it
     std::vector<PlanChange> changes; ///< of the plan, in the order of the new file
+    QByteArray oldDigest; ///< see digestOfOldBytes()
 };
 
 /**
