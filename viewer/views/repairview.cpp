@@ -164,7 +164,7 @@ void RepairView::showStep(const PlannedRepair &planned, quint32 number)
     int count = 0;
     for (size_t ordinal = 0; ordinal < planned.changes.size(); ++ordinal) {
         const PlanChange &change = planned.changes[ordinal];
-        if (change.piece.step != number || ++count > mostChanges)
+        if (change.piece.step != number || !change.piece.isNew || ++count > mostChanges)
             continue;
         auto *const place = new QTreeWidgetItem(row);
         const QString what = change.old.isEmpty() ? tr("%1 bytes are added").arg(change.piece.size)
