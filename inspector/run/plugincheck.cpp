@@ -288,7 +288,7 @@ void writeAll(int descriptor, const QByteArray &bytes)
     }
 }
 
-QByteArray readAll(int descriptor)
+QByteArray bytesFrom(int descriptor)
 {
     QByteArray bytes;
     char buffer[4096];
@@ -363,7 +363,7 @@ int runCases(const QString &path, const ParserFactory &factory, const std::vecto
         ::_exit(0); // nothing of the parent's is ended twice
     }
     ::close(ends[1]);
-    findings->addLines(readAll(ends[0]));
+    findings->addLines(bytesFrom(ends[0]));
     ::close(ends[0]);
     int status = 0;
     ::waitpid(child, &status, 0);

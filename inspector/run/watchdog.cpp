@@ -15,9 +15,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto interval = 100ms;
+constexpr auto lookInterval = 100ms;
 constexpr auto patienceAfterSignal = 600ms; // with the interval less than a second
-constexpr auto patience = 10s;
+constexpr auto parserPatience = 10s;
 
 /// Keeps signals for the threads that were there before: their calls are to be interrupted by them.
 std::thread threadWithoutSignals(const std::function<void()> &work)
@@ -71,7 +71,7 @@ Watchdog::~Watchdog()
 void Watchdog::work()
 {
     std::unique_lock lock(m_mutex);
-    while (!m_wakeUp.wait_for(lock, interval, [this] { return m_isOver; })) {
+    while (!m_wakeUp.wait_for(lock, lookInterval, [this] { return m_isOver; })) {
         if (InterruptWatch::wasInterrupted() && m_interruptedAt == Clock::time_point::max())
             m_interruptedAt = Clock::now();
         try {
@@ -100,7 +100,7 @@ void Watchdog::look(const WalkRecord &record, View *view)
         giveUp(names, *view);
     if (names.walk == 0)
         return;
-    if (m_isWatched && !view->wasTold && now - view->since >= patience) {
+    if (m_isWatched && !view->wasTold && now - view->since >= parserPatience) {
         view->wasTold = true;
         tell(names, *view);
     }
@@ -112,7 +112,7 @@ void Watchdog::tell(const WalkRecord::Names &names, const View &view)
 {
     m_say(QStringLiteral("%1: no progress for %2 s: %3, at byte %4")
               .arg(names.file)
-              .arg(std::chrono::seconds(patience).count())
+              .arg(std::chrono::seconds(parserPatience).count())
               .arg(workOf(names.plugin))
               .arg(view.place.first));
 }

@@ -8,7 +8,7 @@ namespace quenlofar {
 
 namespace {
 
-constexpr quint64 betweenLooks = 0xFFFF; // at the flag: a mask
+constexpr quint64 lookMask = 0xFFFF; // at the flag: a mask
 
 } // namespace
 
@@ -45,7 +45,7 @@ std::shared_ptr<const PacketPyramid> PacketPyramid::make(const PacketTable &pack
     }
     std::vector<PacketExtent> open(pyramid->m_streams.size());
     for (PacketCursor cursor(packets); cursor.isValid(); cursor.next()) {
-        if ((cursor.index() & betweenLooks) == 0 && isCancelled)
+        if ((cursor.index() & lookMask) == 0 && isCancelled)
             return nullptr;
         const quint64 number = cursor.number();
         if (number == PacketTable::none)

@@ -30,7 +30,7 @@ QString save(const PlannedRepair &planned, const QString &target)
     const QString error = writePlan(file, planned.plan, planned.changes, planned.oldDigest, JsonLayout::Line);
     if (error.isNull() && file.flush())
         return {};
-    const QString reason = error.isNull() ? file.errorString() : error;
+    QString reason = error.isNull() ? file.errorString() : error;
     file.remove();
     return reason;
 }

@@ -25,7 +25,7 @@ bool replayRest(const GrowingTree &tree, ElementSink *sink)
 
 bool replayItem(const GrowingTree &tree, TreeItem item, ElementSink *sink)
 {
-    struct Level
+    struct OpenNode
     {
         TreeItem node;
         quint32 row;
@@ -40,7 +40,7 @@ bool replayItem(const GrowingTree &tree, TreeItem item, ElementSink *sink)
         return field;
     };
     RunResult result;
-    std::vector<Level> levels;
+    std::vector<OpenNode> levels;
     const auto enter = [&](TreeItem each) {
         ++result.items;
         const Field field = fieldOf(each);
@@ -55,7 +55,7 @@ bool replayItem(const GrowingTree &tree, TreeItem item, ElementSink *sink)
     else
         works = works && enter(item);
     while (works && !levels.empty()) {
-        Level &level = levels.back();
+        OpenNode &level = levels.back();
         if (level.row < tree.childCount(level.node)) {
             works = enter(tree.child(level.node, level.row++));
         } else {

@@ -21,7 +21,7 @@ namespace quenlofar {
 
 namespace {
 
-enum Column { WhatColumn, RulesColumn, ClassColumn, OffsetColumn, ColumnCount };
+enum RepairColumn { StepText, StepRules, StepClass, StepOffset, StepColumns };
 constexpr int rulesRole = Qt::UserRole; // of a step: the names of its rules
 constexpr int changeRole = Qt::UserRole + 1; // of a change: its number in the plan
 
@@ -57,12 +57,12 @@ RepairView::RepairView(Document &document, RepairJob &job, QWidget *parent)
     m_steps->header()->setAccessibleName(tr("Columns of steps"));
     m_steps->verticalScrollBar()->setAccessibleName(tr("Rows of steps"));
     m_steps->horizontalScrollBar()->setAccessibleName(tr("Columns of steps"));
-    m_steps->setColumnCount(ColumnCount);
+    m_steps->setColumnCount(StepColumns);
     m_steps->setHeaderLabels({tr("What is done"), tr("Rules"), tr("Class"), tr("Offset")});
     m_steps->setUniformRowHeights(true);
     m_steps->setAlternatingRowColors(true);
     constexpr int charactersOfText = 60;
-    m_steps->setColumnWidth(WhatColumn, fontMetrics().averageCharWidth() * charactersOfText);
+    m_steps->setColumnWidth(StepText, fontMetrics().averageCharWidth() * charactersOfText);
     m_bytes->setObjectName(QStringLiteral("repairBytes"));
     m_bytes->setAccessibleName(tr("Old and new bytes"));
     m_bytes->verticalScrollBar()->setAccessibleName(tr("Old and new bytes"));
@@ -148,18 +148,18 @@ void RepairView::showStep(const PlannedRepair &planned, quint32 number)
 {
     const RecipeStep &step = planned.plan.recipe.steps()[number];
     auto *const row = new QTreeWidgetItem(m_steps);
-    row->setText(WhatColumn, displayText(step.reason));
-    row->setText(RulesColumn, displayText(step.rules.join(QStringLiteral(", "))));
-    row->setText(ClassColumn, repairText(step.repair));
-    row->setData(WhatColumn, rulesRole, step.rules);
+    row->setText(StepText, displayText(step.reason));
+    row->setText(StepRules, displayText(step.rules.join(QStringLiteral(", "))));
+    row->setText(StepClass, repairText(step.repair));
+    row->setData(StepText, rulesRole, step.rules);
     row->setFlags(row->flags() | Qt::ItemIsUserCheckable);
-    row->setCheckState(WhatColumn, Qt::Checked);
+    row->setCheckState(StepText, Qt::Checked);
     for (const quint32 id : step.findings) {
         const JudgedFinding &finding = planned.plan.before.findings[id - 1];
         auto *const clears = new QTreeWidgetItem(row);
-        clears->setText(WhatColumn, tr("clears: %1").arg(displayText(finding.message)));
-        clears->setText(RulesColumn, displayText(finding.rule));
-        clears->setText(ClassColumn, severityName(finding.severity).toString());
+        clears->setText(StepText, tr("clears: %1").arg(displayText(finding.message)));
+        clears->setText(StepRules, displayText(finding.rule));
+        clears->setText(StepClass, severityName(finding.severity).toString());
     }
     int count = 0;
     for (size_t ordinal = 0; ordinal < planned.changes.size(); ++ordinal) {
@@ -170,23 +170,23 @@ void RepairView::showStep(const PlannedRepair &planned, quint32 number)
         const QString what = change.old.isEmpty() ? tr("%1 bytes are added").arg(change.piece.size)
             : change.path.isEmpty()               ? tr("%1 bytes change").arg(change.piece.size)
                                                   : displayText(change.path);
-        place->setText(WhatColumn, what);
-        place->setText(OffsetColumn, QString::number(change.piece.offset));
-        place->setData(WhatColumn, changeRole, qulonglong(ordinal));
+        place->setText(StepText, what);
+        place->setText(StepOffset, QString::number(change.piece.offset));
+        place->setData(StepText, changeRole, qulonglong(ordinal));
     }
     if (count > mostChanges)
-        (new QTreeWidgetItem(row))->setText(WhatColumn, tr("and at %1 more places").arg(count - mostChanges));
+        (new QTreeWidgetItem(row))->setText(StepText, tr("and at %1 more places").arg(count - mostChanges));
 }
 
 /// A rule that people do not want a step for.
 void RepairView::showUnwanted(const QString &rule)
 {
     auto *const row = new QTreeWidgetItem(m_steps);
-    row->setText(WhatColumn, tr("not wanted"));
-    row->setText(RulesColumn, displayText(rule));
-    row->setData(WhatColumn, rulesRole, QStringList{rule});
+    row->setText(StepText, tr("not wanted"));
+    row->setText(StepRules, displayText(rule));
+    row->setData(StepText, rulesRole, QStringList{rule});
     row->setFlags(row->flags() | Qt::ItemIsUserCheckable);
-    row->setCheckState(WhatColumn, Qt::Unchecked);
+    row->setCheckState(StepText, Qt::Unchecked);
 }
 
 void RepairView::showPlan()
@@ -204,15 +204,15 @@ void RepairView::showPlan()
             showUnwanted(rule);
         for (const OmittedStep &omitted : planned.plan.omitted) {
             auto *const row = new QTreeWidgetItem(m_steps);
-            row->setText(WhatColumn,
+            row->setText(StepText,
                          tr("left out: %1: %2").arg(displayText(omitted.step.reason), displayText(omitted.reason)));
-            row->setText(RulesColumn, displayText(omitted.step.rules.join(QStringLiteral(", "))));
+            row->setText(StepRules, displayText(omitted.step.rules.join(QStringLiteral(", "))));
         }
         for (const JudgedFinding &finding : planned.plan.after.findings) {
             auto *const row = new QTreeWidgetItem(m_steps);
-            row->setText(WhatColumn, tr("stays: %1").arg(displayText(finding.message)));
-            row->setText(RulesColumn, displayText(finding.rule));
-            row->setText(ClassColumn, severityName(finding.severity).toString());
+            row->setText(StepText, tr("stays: %1").arg(displayText(finding.message)));
+            row->setText(StepRules, displayText(finding.rule));
+            row->setText(StepClass, severityName(finding.severity).toString());
         }
     }
     constexpr int mostExpanded = 8;
@@ -225,18 +225,18 @@ void RepairView::showPlan()
 void RepairView::leaveOut(int step)
 {
     if (QTreeWidgetItem *const row = m_steps->topLevelItem(step))
-        row->setCheckState(WhatColumn, Qt::Unchecked);
+        row->setCheckState(StepText, Qt::Unchecked);
 }
 
 void RepairView::itemChanged(QTreeWidgetItem *item)
 {
-    const QStringList rules = item->data(WhatColumn, rulesRole).toStringList();
+    const QStringList rules = item->data(StepText, rulesRole).toStringList();
     if (rules.isEmpty())
         return;
     QStringList except = m_job.except();
     for (const QString &rule : rules) {
         except.removeAll(rule);
-        if (item->checkState(WhatColumn) == Qt::Unchecked)
+        if (item->checkState(StepText) == Qt::Unchecked)
             except.append(rule);
     }
     if (except == m_job.except())
@@ -248,7 +248,7 @@ void RepairView::itemChanged(QTreeWidgetItem *item)
 const PlanChange *RepairView::currentChange() const
 {
     const QTreeWidgetItem *const row = m_steps->currentItem();
-    const QVariant ordinal = row ? row->data(WhatColumn, changeRole) : QVariant();
+    const QVariant ordinal = row ? row->data(StepText, changeRole) : QVariant();
     if (!ordinal.isValid() || !m_job.planned() || ordinal.toULongLong() >= m_job.planned()->changes.size())
         return nullptr;
     return &m_job.planned()->changes[size_t(ordinal.toULongLong())];

@@ -12,7 +12,7 @@ namespace quenlofar {
 
 namespace {
 
-constexpr size_t mostPointers = 16;
+constexpr size_t mostPointersTold = 16;
 
 QJsonObject rangeObject(const ByteRange &range)
 {
@@ -117,7 +117,7 @@ QJsonObject analysisOfPlace(const Document &document)
 {
     const Place &place = document.place();
     QJsonArray pointers;
-    for (const Reference &reference : document.pointers(mostPointers))
+    for (const Reference &reference : document.pointers(mostPointersTold))
         pointers.append(rangeObject(reference.place));
     const std::optional<Reference> reference = document.reference();
     return {{QStringLiteral("packet"), place.packet == PacketTable::none ? QJsonValue() : jsonNumber(place.packet)},
