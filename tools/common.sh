@@ -12,6 +12,8 @@ packages_for_qt5=(qtbase5-dev libqt5svg5-dev)
 # own.
 packages_for_viewer=(qt6-base-dev qt6-svg-dev fonts-dejavu-core)
 
+packages_for_x_server=(xauth xvfb)
+
 # need_packages PACKAGE...: makes sure that they are installed; says what to install where that is not allowed.
 need_packages() {
     local package

@@ -448,7 +448,7 @@ void ViewerLinksTest::anythingAtAnyTime_data()
     }
 }
 
-/// A seeded user who waits for nothing.
+/// A seeded user who waits for nothing. QUENLOFAR_EVENTS says how long, in what is done.
 void ViewerLinksTest::anythingAtAnyTime()
 {
     QFETCH(QString, file);
@@ -470,10 +470,10 @@ void ViewerLinksTest::anythingAtAnyTime()
         Shown shown(options, QStringLiteral("made up.avi"));
         const QList<QAction *> actions = shown.window.findChildren<QAction *>(QString(), Qt::FindDirectChildrenOnly);
         // Those that open and close files, or ask people for one and wait.
-        const QStringList left{QStringLiteral("open"),         QStringLiteral("close"),
-                               QStringLiteral("quit"),         QStringLiteral("raise-limit"),
-                               QStringLiteral("export-bytes"), QStringLiteral("export-json"),
-                               QStringLiteral("export-plot")};
+        const QStringList left{
+            QStringLiteral("open"),        QStringLiteral("close"),        QStringLiteral("quit"),
+            QStringLiteral("raise-limit"), QStringLiteral("export-bytes"), QStringLiteral("export-json"),
+            QStringLiteral("export-plot"), QStringLiteral("write-copy"),   QStringLiteral("save-plan")};
         const std::vector<std::pair<QString, QString>> withValues = {
             {QStringLiteral("filter-packets"), QStringLiteral("size>20 && !key || empty")},
             {QStringLiteral("all-packets"), {}},
@@ -492,7 +492,10 @@ void ViewerLinksTest::anythingAtAnyTime()
         constexpr Qt::Key keys[] = {Qt::Key_Left,   Qt::Key_Right,    Qt::Key_Up,    Qt::Key_Down,
                                     Qt::Key_PageUp, Qt::Key_PageDown, Qt::Key_Home,  Qt::Key_End,
                                     Qt::Key_Return, Qt::Key_Plus,     Qt::Key_Minus, Qt::Key_0};
-        constexpr int events = 150;
+        constexpr int usualEvents = 300;
+        bool isNumber = false;
+        const int wanted = qEnvironmentVariableIntValue("QUENLOFAR_EVENTS", &isNumber);
+        const int events = isNumber ? wanted : usualEvents;
         for (int event = 0; event < events; ++event) {
             const std::vector<QWidget *> views = shown.page->views();
             QWidget *const view = views[random() % views.size()];
