@@ -11,7 +11,6 @@ packages_for_qt5=(qtbase5-dev libqt5svg5-dev)
 # qt6-base-dev and qtbase5-dev have Gui and Widgets, with a platform that needs no screen; Svg and a font come on their
 # own.
 packages_for_viewer=(qt6-base-dev qt6-svg-dev fonts-dejavu-core)
-
 packages_for_x_server=(xauth xvfb)
 
 # need_packages PACKAGE...: makes sure that they are installed; says what to install where that is not allowed.
