@@ -44,6 +44,23 @@ QByteArray header(const char *id, quint32 size, const char *form = nullptr)
     return QByteArray(id, 4) + u32(size) + (form ? QByteArray(form, 4) : QByteArray());
 }
 
+/// A file on a disk of which nothing can be read from `end` on.
+class FailingSource : public ByteSource
+{
+public:
+    FailingSource(std::unique_ptr<ByteSource> source, qint64 end) : m_source(std::move(source)), m_end(end) { }
+    qint64 size() const override { return m_source->size(); }
+    qint64 readAt(qint64 position, char *bytes, qint64 maxSize) override
+    {
+        return position >= m_end ? -1 : m_source->readAt(position, bytes, std::min(maxSize, m_end - position));
+    }
+    QString errorText() const override { return QStringLiteral("the disk fails"); }
+
+private:
+    const std::unique_ptr<ByteSource> m_source;
+    const qint64 m_end;
+};
+
 /// A file of one RIFF list whose movi has `count` frames of `frameSize` bytes, zeros that take no room.
 SparseFile largeFile(quint64 frameSize, quint64 count, const QByteArray &behind)
 {
@@ -293,6 +310,51 @@ private Q_SLOTS:
         QCOMPARE(verdict.layout().legacyIndexes.size(), size_t(1));
         QCOMPARE(verdict.layout().damages.size(), size_t(0));
         QVERIFY(verdict.causes().startsWith(QStringLiteral("size-wrapped")));
+    }
+
+    // Where the data was not read, the index says which of two lists of data is the one.
+    void listsThatIndexesKnowAtLevelQuick_data()
+    {
+        addRuleColumns();
+        const QByteArray movi = list("movi", {data()});
+        addRuleRow("no index", riff({headers(), movi, movi}), "movi-stale", "");
+        addRuleRow("the index knows the first one", riff({headers(), movi, movi, index()}), "movi-stale",
+                   "error [patch] 442+12 one LIST movi, which the index knows > another one at offset 442");
+        addRuleRow("the index knows the second one", riff({headers(), movi, movi, index(4 + 128)}), "movi-stale",
+                   "error [patch] 314+12 one LIST movi, which the index knows > another one at offset 314");
+    }
+
+    void listsThatIndexesKnowAtLevelQuick()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, rule);
+        QFETCH(QString, findings);
+        CheckOptions options;
+        options.level = Level::Quick;
+        QCOMPARE(Verdict(bytes, options).of(rule), findings);
+    }
+
+    void readingsThatEndEarlyAreSaid()
+    {
+        const auto notChecked = [](ByteSource &source, std::atomic<bool> *cancel) {
+            AviAnalyzer analyzer;
+            AnalysisOptions reading;
+            reading.cancel = cancel;
+            analyzer.read(source, reading);
+            if (cancel)
+                *cancel = false;
+            Findings findings;
+            analyzer.check({}, findings);
+            return findings.notChecked().value(0);
+        };
+        // Chunks of 8 + 1000000 bytes from 326 on: the disk fails before the header of number 10, at 10000406.
+        SparseFile bytes = largeFile(1000000, 20, index());
+        FailingSource failing(std::make_unique<SparseSource>(&bytes), qint64(dataOffset) + 10'000'000);
+        QCOMPARE(notChecked(failing, nullptr),
+                 QStringLiteral("walk cut short by an error of reading, at offset 10000406"));
+        std::atomic<bool> cancel{true};
+        SparseSource whole(&bytes);
+        QVERIFY(notChecked(whole, &cancel).startsWith(QStringLiteral("walk cut short by a cancel, at offset ")));
     }
 
     // One damage, one cause: what follows from it hangs below.
