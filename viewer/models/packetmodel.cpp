@@ -2,6 +2,8 @@
 
 #include "packetfacts.h"
 
+#include <QTimer>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -94,7 +96,9 @@ void PacketModel::setPackets(std::shared_ptr<const StrictTables> tables, std::sh
     const PacketTable *const packets = m_texts.tables ? m_texts.tables->packets : nullptr;
     m_order = packets && order ? std::move(order) : std::make_shared<const PacketOrder>(packets ? packets->size() : 0);
     m_window = 0;
+    m_rows = std::min(rowsOfCurrentWindow(), rowsOfPortion);
     endResetModel();
+    fetchLater();
 }
 
 void PacketModel::setOffsetsInHex(bool isHex)
@@ -121,7 +125,41 @@ void PacketModel::setWindow(int window)
         return;
     beginResetModel();
     m_window = window;
+    m_rows = std::min(rowsOfCurrentWindow(), rowsOfPortion);
     endResetModel();
+    fetchLater();
+}
+
+int PacketModel::rowsOfCurrentWindow() const
+{
+    return int(std::min(m_order->size() - firstRow(), rowsInWindow()));
+}
+
+void PacketModel::fetchRow(int row)
+{
+    fetchUpTo(row + 1);
+}
+
+void PacketModel::fetchUpTo(int rows)
+{
+    rows = std::min(rows, rowsOfCurrentWindow());
+    if (rows <= m_rows)
+        return;
+    beginInsertRows({}, m_rows, rows - 1);
+    m_rows = rows;
+    endInsertRows();
+}
+
+void PacketModel::fetchLater()
+{
+    if (m_isFetching || m_rows == rowsOfCurrentWindow())
+        return;
+    m_isFetching = true;
+    QTimer::singleShot(0, this, [this] {
+        m_isFetching = false;
+        fetchUpTo(m_rows + rowsOfPortion);
+        fetchLater();
+    });
 }
 
 QString PacketModel::windowText() const
@@ -129,7 +167,7 @@ QString PacketModel::windowText() const
     if (windowCount() == 1)
         return {};
     return tr("Rows %1 to %2 of %3")
-        .arg(grouped(firstRow()), grouped(firstRow() + quint64(rowCount()) - 1), grouped(m_order->size()));
+        .arg(grouped(firstRow()), grouped(firstRow() + quint64(rowsOfCurrentWindow()) - 1), grouped(m_order->size()));
 }
 
 quint64 PacketModel::packetOf(int row) const
@@ -173,7 +211,7 @@ int PacketModel::columnOf(const QString &word)
 
 int PacketModel::rowCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : int(std::min(m_order->size() - firstRow(), rowsInWindow()));
+    return parent.isValid() ? 0 : m_rows;
 }
 
 int PacketModel::columnCount(const QModelIndex &parent) const

@@ -26,7 +26,8 @@ struct PacketTexts
 
 /**
  * Packets of a file for item views, in the order of a PacketOrder. Nothing is kept for a row. Views cannot count more
- * than mostRows: beyond them the rows come in windows of rowsOfWindow, one of which is shown.
+ * than mostRows: beyond them the rows come in windows of rowsOfWindow, one of which is shown. Views keep something for
+ * each row: they get the rows of a window in portions, one with each event, so that none takes long.
  */
 class PacketModel : public QAbstractTableModel
 {
@@ -35,6 +36,7 @@ class PacketModel : public QAbstractTableModel
 public:
     static constexpr quint64 mostRows = 50'000'000; ///< without windows
     static constexpr quint64 rowsOfWindow = 10'000'000; ///< of a window
+    static constexpr int rowsOfPortion = 2'000'000; ///< that views get at once
     static constexpr int columns = int(PacketColumn::Gap) + 1; ///< in the order of PacketColumn
 
     explicit PacketModel(QObject *parent = nullptr);
@@ -49,6 +51,8 @@ public:
     int windowCount() const; ///< at least 1
     int window() const { return m_window; } ///< the one that is shown, from 0
     void setWindow(int window); ///< brought into its bounds
+    int rowsOfCurrentWindow() const; ///< rowCount(), once all portions have come
+    void fetchRow(int row); ///< Makes sure that views have this row of the window, if there is one.
     /// "Rows 10 000 000 to 19 999 999 of 128 000 000"; empty where there is one window alone.
     QString windowText() const;
 
@@ -67,11 +71,15 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
 
 private:
+    void fetchUpTo(int rows);
+    void fetchLater();
     quint64 rowsInWindow() const { return m_order->size() > mostRows ? rowsOfWindow : mostRows; }
 
     PacketTexts m_texts;
     std::shared_ptr<const PacketOrder> m_order;
     int m_window = 0;
+    int m_rows = 0; // that views have
+    bool m_isFetching = false; // the next portion comes with an event
 };
 
 /// "1:02:03.456", or a dash where `seconds` is negative.

@@ -255,6 +255,7 @@ void PacketsView::showRow(quint64 row, bool isCurrent)
 {
     const quint64 rows = m_model.windowCount() > 1 ? PacketModel::rowsOfWindow : PacketModel::mostRows;
     m_model.setWindow(int(row / rows));
+    m_model.fetchRow(int(row % rows));
     const QModelIndex index = m_model.index(int(row % rows), qMax(0, m_table->currentIndex().column()));
     if (isCurrent)
         m_table->selectionModel()->setCurrentIndex(index,
