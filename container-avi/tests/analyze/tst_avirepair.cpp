@@ -4,6 +4,7 @@
 #include "wholefiles.h"
 
 #include <QCryptographicHash>
+#include <QRandomGenerator>
 #include <QTest>
 
 #include <algorithm>
@@ -397,6 +398,45 @@ private Q_SLOTS:
         const RepairPlan plan = film::repairPlan(bytes);
         QVERIFY(rulesOf(plan.before.findings).contains(QStringLiteral("list-order")));
         QCOMPARE(film::mended(plan, bytes), film::file());
+    }
+
+    void randomDamagesGetNoWorse()
+    {
+        QRandomGenerator random(20261122);
+        const QByteArray films[] = {film::file(), film::OpenFilm().bytes(), filmWithSoundBehind()};
+        for (int round = 0; round < 900; ++round) {
+            QByteArray bytes = films[round % 3];
+            for (int count = random.bounded(1, 4); count > 0; --count) {
+                const int at = random.bounded(int(bytes.size()));
+                const int size = random.bounded(1, 9);
+                const QByteArray other(size, char(random.bounded(256)));
+                switch (random.bounded(4)) {
+                case 0:
+                    bytes.insert(at, other);
+                    break;
+                case 1:
+                    bytes.remove(at, size);
+                    break;
+                case 2:
+                    bytes.replace(at, size, other.left(std::min(size, int(bytes.size()) - at)));
+                    break;
+                default:
+                    bytes.truncate(std::max(at, 400));
+                    break;
+                }
+            }
+            RepairSettings settings = settingsFor(bytes);
+            settings.rewrites = round % 2 == 0;
+            const RepairPlan plan = film::repairPlan(settings);
+            QVERIFY(plan.recipe.conflict().isNull());
+            QVERIFY(plan.recipe.lostBytes().empty());
+            QVERIFY(plan.after.verdict <= plan.before.verdict);
+            const QByteArray after = film::mended(plan, bytes);
+            QVERIFY2(hasAll(payloadOf(bytes), payloadOf(after)), QByteArray::number(round).constData());
+            settings = settingsFor(after);
+            settings.rewrites = round % 2 == 0;
+            QVERIFY2(film::repairPlan(settings).isEmpty(), QByteArray::number(round).constData());
+        }
     }
 
     void whatIsInOrderStaysAsItIs()
