@@ -274,7 +274,7 @@ private Q_SLOTS:
         settings.opener = [&](const QString &, QString *) { return std::make_unique<SparseSource>(pieces, size); };
         const RepairPlan plan = film::repairPlan(settings);
         QVERIFY(rulesOf(plan.before.findings).contains(QStringLiteral("size-wrapped")));
-        QCOMPARE(plan.after.counts.error, quint64(0));
+        QCOMPARE(plan.after.counts.error, 0);
         QVERIFY(plan.recipe.lostBytes().empty());
         // What is copied takes no memory.
         QVERIFY(plan.recipe.newBytes().size() < 10000);
@@ -388,6 +388,51 @@ private Q_SLOTS:
             settings.cutsTrailing = true;
             QVERIFY(film::repairPlan(settings).isEmpty());
         }
+    }
+
+    void theLastPartGetsItsIndexes()
+    {
+        const QByteArray whole = film::OpenFilm().bytes();
+        QByteArray bytes = whole.left(740);
+        bytes.replace(660, 4, build::u32(740 - 656 - 8));
+        bytes.replace(672, 4, build::u32(740 - 668 - 8));
+        const RepairPlan plan = film::repairPlan(bytes);
+        QVERIFY(plan.recipe.movesNothing());
+        QByteArray expected = whole;
+        expected[779] = char(0x80); // nothing says any more that the first frame of this part is a key frame
+        QCOMPARE(film::mended(plan, bytes).toHex(), expected.toHex());
+    }
+
+    void paddingBecomesASuperIndex()
+    {
+        const QByteArray whole = film::OpenFilm().bytes();
+        QByteArray bytes = whole;
+        bytes.replace(378, 4, "JUNK");
+        bytes.replace(386, 56, QByteArray(56, '\0'));
+        const RepairPlan plan = film::repairPlan(bytes);
+        QVERIFY(plan.recipe.movesNothing());
+        QCOMPARE(film::mended(plan, bytes).toHex(), whole.toHex());
+    }
+
+    void whatHasNoRoomIsPutTogetherAnew()
+    {
+        film::OpenFilm film;
+        film.hasExtendedHeader = false;
+        film.hasAudioIndex = false;
+        const QByteArray bytes = film.bytes();
+        const RepairPlan plan = film::repairPlan(bytes);
+        QVERIFY(!plan.recipe.movesNothing());
+        QCOMPARE(plan.after.counts.error, 0);
+        const QByteArray after = film::mended(plan, bytes);
+        QVERIFY(hasAll(payloadOf(bytes), payloadOf(after)));
+        const film::Reading reading(after);
+        // Small as it is, one RIFF list holds it.
+        QCOMPARE(reading.layout().segments.size(), size_t(1));
+        QCOMPARE(reading.layout().extendedHeader.u32(0), quint32(5));
+        QCOMPARE(reading.layout().superEntries.size(), size_t(2));
+        QCOMPARE(reading.layout().superEntries[0].duration, quint32(5));
+        QCOMPARE(reading.layout().superEntries[1].duration, quint32(16));
+        QCOMPARE(reading.layout().indexes[reading.layout().legacyIndexes.front()].entryCount, quint32(9));
     }
 
     void headersComeBeforeData()
