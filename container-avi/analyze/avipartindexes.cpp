@@ -39,9 +39,8 @@ QByteArray indexId(size_t stream)
 StepChanges AviPartIndexes::make(bool all)
 {
     const size_t streams = m_layout.streams.size();
-    const StepChanges none;
     if (!m_layout.isWalked || streams == 0 || streams > mostStreams || streams != m_layout.streamListCount)
-        return none;
+        return {};
     m_writesAll = all;
     m_superEntries.resize(streams);
     m_chunkIds.resize(streams);
@@ -53,15 +52,15 @@ StepChanges AviPartIndexes::make(bool all)
         const quint64 base = movi == AviLayout::none ? 0 : m_layout.elements[movi].offset + 8;
         std::vector<Part> parts(streams);
         if (movi == AviLayout::none || !gather(segment, base, &parts))
-            return none;
+            return {};
         for (size_t stream = 0; stream < streams; ++stream) {
             if (!writePart(segment, base, stream, parts[stream]))
-                return none;
+                return {};
         }
     }
     for (size_t stream = 0; stream < streams; ++stream) {
         if (!writeSuper(stream))
-            return none;
+            return {};
     }
     if (!m_changes.appended.isEmpty()) {
         // The last RIFF list and its `movi` end behind what was added.
@@ -69,12 +68,12 @@ StepChanges AviPartIndexes::make(bool all)
             const AviElement &element = m_layout.elements[list];
             const quint64 size = element.end + quint64(m_changes.appended.size()) - element.offset - 8;
             if (size > 0xFFFFFFFF)
-                return none;
+                return {};
             patch(element.offset + 4, numberBytes(quint32(size)));
         }
     }
     if (m_layout.segments.size() > 1 && !m_layout.extendedHeader.exists() && !writeExtendedHeader())
-        return none;
+        return {};
     m_changes.step.repair = m_changes.appended.isEmpty() ? Repair::Patch : Repair::Append;
     return std::move(m_changes);
 }

@@ -217,26 +217,27 @@ bool AviRewrite::isOpenDml() const
 
 FileLayout AviRewrite::make(const std::atomic<bool> *cancel)
 {
-    const FileLayout none;
     m_streams.resize(m_layout.streams.size());
     if (!isPossible() || !collect())
-        return none;
+        return {};
     if (m_choice.interleaves)
         interleave();
     m_isOpenDml = isOpenDml();
     if (m_isOpenDml && m_layout.streams.size() > mostStreams)
-        return none;
+        return {};
     // Two RIFF lists that follow each other have more than the limit together.
     const quint64 superRoom = 2 * m_layout.fileSize / m_choice.segmentLimit + 4;
     if (superRoom * superEntrySize * std::max<size_t>(m_streams.size(), 1) > mostSuperBytes)
-        return none;
+        return {};
     m_superRoom = quint32(superRoom);
     while (m_segments == 0 || m_next < m_data.size()) {
         if (!writeSegment(m_segments == 0, cancel))
-            return none;
+            return {};
         ++m_segments;
     }
-    return finish() ? std::move(m_result) : none;
+    if (!finish())
+        return {};
+    return std::move(m_result);
 }
 
 bool AviRewrite::writeSegment(bool isFirst, const std::atomic<bool> *cancel)
