@@ -12,6 +12,7 @@ namespace quenlofar {
 namespace {
 
 constexpr quint32 largestIndexed = 0x7FFFFFFF; // sizes in standard indexes have 31 bits
+constexpr quint64 mostPackets = quint64(1) << 26; // an index of all of them is half a gibibyte
 constexpr quint32 mostStreams = 100; // two decimal digits name them
 constexpr int extendedHeaderSize = 248; // dmlh: dwTotalFrames and 61 reserved words
 
@@ -39,7 +40,8 @@ QByteArray indexId(size_t stream)
 StepChanges AviPartIndexes::make(bool all)
 {
     const size_t streams = m_layout.streams.size();
-    if (!m_layout.isWalked || streams == 0 || streams > mostStreams || streams != m_layout.streamListCount)
+    if (!m_layout.isWalked || m_layout.packets.size() > mostPackets || streams == 0 || streams > mostStreams
+        || streams != m_layout.streamListCount)
         return {};
     m_writesAll = all;
     m_superEntries.resize(streams);
@@ -142,7 +144,6 @@ bool AviPartIndexes::writePart(size_t segment, quint64 base, size_t stream, cons
         m_chunkIds[stream] = part.chunkId;
     if (!m_writesAll && isRight(part, stream)) {
         // Several indexes share the part; each has its chunks in a row.
-        Part rest = part;
         for (const quint32 ordinal : part.indexes) {
             const AviIndex &index = m_layout.indexes[ordinal];
             Part own;

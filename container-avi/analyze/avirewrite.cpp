@@ -17,6 +17,7 @@ constexpr int totalFramesOffset = 16; // dwTotalFrames
 
 constexpr quint32 largestIndexed = 0x7FFFFFFF; // sizes in standard indexes have 31 bits
 constexpr quint64 mostSuperBytes = quint64(64) << 20; // of all super indexes
+constexpr quint64 mostPackets = quint64(1) << 24; // their indexes are 384 MiB
 constexpr quint32 mostStreams = 100; // two decimal digits name them
 
 /// The id of the index chunks of a stream.
@@ -65,7 +66,8 @@ bool isIndex(const AviElement &element)
 bool AviRewrite::isPossible() const
 {
     if (!m_layout.isWalked || m_layout.isCutShort || m_layout.segments.empty() || m_layout.segments.front() != 0
-        || m_layout.leading.size > 0 || m_layout.streams.size() != m_layout.streamListCount)
+        || m_layout.leading.size > 0 || m_layout.packets.size() > mostPackets
+        || m_layout.streams.size() != m_layout.streamListCount)
         return false;
     const AviRecord &header = m_layout.mainHeader;
     if (!header.exists() || header.size < leastMainHeader || header.size > AviRecord::mostBytes

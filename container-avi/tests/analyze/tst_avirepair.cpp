@@ -256,8 +256,18 @@ private Q_SLOTS:
             QCOMPARE(countOf(plan.after, rule) > 0, stays);
     }
 
+    void moreThan4GiBInOneRiffList_data()
+    {
+        QTest::addColumn<bool>("isClosed");
+        QTest::addColumn<QString>("rule");
+        QTest::newRow("sizes that wrapped") << true << QStringLiteral("size-wrapped");
+        QTest::newRow("sizes that were never written") << false << QStringLiteral("size-open");
+    }
+
     void moreThan4GiBInOneRiffList()
     {
+        QFETCH(bool, isClosed);
+        QFETCH(QString, rule);
         // Twelve frames of 400 MB each.
         constexpr quint64 frameSize = 400000000;
         constexpr quint32 frames = 12;
@@ -267,13 +277,13 @@ private Q_SLOTS:
         for (quint32 frame = 0; frame < frames; ++frame)
             pieces[movi + 12 + frame * (frameSize + 8)] = "00dc" + build::u32(quint32(frameSize));
         const quint64 size = movi + 12 + frames * (frameSize + 8);
-        pieces[0] = "RIFF" + build::u32(quint32(size - 8)) + "AVI " + headers + "LIST"
-            + build::u32(quint32(size - movi - 8)) + "movi";
+        pieces[0] = "RIFF" + build::u32(isClosed ? quint32(size - 8) : 0) + "AVI " + headers + "LIST"
+            + build::u32(isClosed ? quint32(size - movi - 8) : 0) + "movi";
         RepairSettings settings;
         settings.level = Level::Default;
         settings.opener = [&](const QString &, QString *) { return std::make_unique<SparseSource>(pieces, size); };
         const RepairPlan plan = film::repairPlan(settings);
-        QVERIFY(rulesOf(plan.before.findings).contains(QStringLiteral("size-wrapped")));
+        QVERIFY(rulesOf(plan.before.findings).contains(rule));
         QCOMPARE(plan.after.counts.error, 0);
         QVERIFY(plan.recipe.lostBytes().empty());
         // What is copied takes no memory.
@@ -433,6 +443,29 @@ private Q_SLOTS:
         QCOMPARE(reading.layout().superEntries[0].duration, quint32(5));
         QCOMPARE(reading.layout().superEntries[1].duration, quint32(16));
         QCOMPARE(reading.layout().indexes[reading.layout().legacyIndexes.front()].entryCount, quint32(9));
+    }
+
+    void listsOfRecordsStayTogether()
+    {
+        using namespace build;
+        const QByteArray record =
+            list("rec ",
+                 {chunk("00dc", film::payload(10)), chunk("01wb", film::payload(6)), chunk("00dc", film::payload(7))});
+        QByteArray data = record + chunk("00dc", film::payload(7)).bytes();
+        data.chop(1); // its padding
+        data += record;
+        const QByteArray bytes = list("AVI ", {film::headers(), list("movi", {data})}, "RIFF");
+        const RepairPlan plan = film::repairPlan(bytes);
+        QVERIFY(!plan.recipe.movesNothing());
+        QCOMPARE(countOf(plan.after, QStringLiteral("pad-missing")), 0);
+        const QByteArray after = film::mended(plan, bytes);
+        QVERIFY(hasAll(payloadOf(bytes), payloadOf(after)));
+        QCOMPARE(after.count(record), 2);
+        const int index = int(after.indexOf("idx1"));
+        // Seven chunks, at 16, 34, 48, 64, 92, 110 and 124 from the form type of movi.
+        QCOMPARE(after.mid(index + 8, 16), indexEntry("00dc", 0x10, 16, 10));
+        QCOMPARE(after.mid(index + 8 + 3 * 16, 16), indexEntry("00dc", 0, 64, 7));
+        QCOMPARE(after.mid(index + 8 + 6 * 16, 16), indexEntry("00dc", 0, 124, 7));
     }
 
     void headersComeBeforeData()

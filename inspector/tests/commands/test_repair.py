@@ -225,7 +225,7 @@ class Moved(RepairCase):
 
     def test_not_in_place(self):
         path = self.film(without_padding())
-        self.assertRefused("bytes have to move, which takes a copy", "--in-place", "--journal",
+        self.assertRefused("bytes have to move, which takes a copy (pad-missing)", "--in-place", "--journal",
                            self.directory / "film.undo", path)
         self.assertEqual(self.read(path), without_padding())
         self.assertEqual(self.names(), ["film.avi"])
