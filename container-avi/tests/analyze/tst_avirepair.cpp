@@ -380,6 +380,27 @@ private Q_SLOTS:
         }
     }
 
+    void headersThatTheDataContradictsAreRefused()
+    {
+        const QByteArray whole = damage::bytesOf({"gstreamer-mjpeg-mp3.avi", nullptr});
+        const damage::File file(whole);
+        const damage::Piece &headers = *file.find("hdrl");
+        QByteArray bytes = whole;
+        bytes.remove(headers.offset, headers.next() - headers.offset);
+        bytes.replace(4, 4, build::u32(quint32(bytes.size() - 8)));
+        RepairSettings settings = settingsFor(bytes, whole);
+        settings.like = QStringLiteral("like.avi");
+        QVERIFY(!film::repairPlan(settings).isEmpty());
+        // The pictures have another size.
+        const int width = file.ofStream("vids", "strf")->data() + 4;
+        settings = settingsFor(bytes, file.withNumber(width, 2 * file.number(width)));
+        settings.like = QStringLiteral("like.avi");
+        const RepairPlan plan = film::repairPlan(settings);
+        QVERIFY(plan.isEmpty());
+        QCOMPARE(plan.omitted.size(), size_t(1));
+        QCOMPARE(plan.omitted[0].reason, QStringLiteral("the data contradicts it: coded-picture-size"));
+    }
+
     void trailingBytesAreCutWhenAskedFor()
     {
         const QByteArray whole = film::file();
