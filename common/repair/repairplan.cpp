@@ -335,6 +335,8 @@ QString Planning::objection(const State &before, const State &after, const std::
         if (isNew && sum.severity >= least)
             return QStringLiteral("it would bring %1").arg(key.first);
     }
+    if (after.check.counts.error > before.check.counts.error)
+        return QStringLiteral("it would bring more errors than it clears");
     return {};
 }
 
