@@ -2,9 +2,9 @@
 
 usage: repairs.py [--cuts N] [--seconds N] [--seed N] [--frames N] PROGRAM
 
-A film of so many seconds, which ffmpeg makes, is cut at random places, its index and sizes are lost: the mended copy has
-all whole chunks in its index, and ffmpeg reads each of them as it does in the film. A sparse file of so many frames of
-1 MB in one RIFF list becomes OpenDML in 1.2 times the time in which cp writes all its bytes, in 64 MiB of memory.
+A film of --seconds, which ffmpeg makes, is cut at random places, its index and sizes are lost: the mended copy has all
+whole chunks in its index, and ffmpeg reads each of them as it does in the film. A sparse file of --frames of 1 MB in one
+RIFF list becomes OpenDML in 1.2 times the time in which cp writes all its bytes, in 64 MiB of memory.
 Findings are printed; then the exit status is 1.
 """
 

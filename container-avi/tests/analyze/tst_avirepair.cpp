@@ -497,6 +497,24 @@ private Q_SLOTS:
         const RepairPlan plan = film::repairPlan(bytes);
         QVERIFY(rulesOf(plan.before.findings).contains(QStringLiteral("list-order")));
         QCOMPARE(film::mended(plan, bytes), film::file());
+        // And data before its index.
+        const QByteArray other = list("AVI ", {film::headers(), film::index(), data}, "RIFF");
+        QCOMPARE(film::mended(film::repairPlan(other), other), film::file());
+    }
+
+    void indexesComeIntoTheirLists()
+    {
+        film::OpenFilm film;
+        film.hasSecondSegment = false;
+        QByteArray bytes = film.bytes();
+        bytes.replace(438, 4, build::u32(520 - 434 - 8));
+        RepairSettings settings = settingsFor(bytes);
+        QVERIFY(film::repairPlan(settings).isEmpty());
+        settings.rewrites = true;
+        const RepairPlan plan = film::repairPlan(settings);
+        QCOMPARE(countOf(plan.before, QStringLiteral("ix-outside-movi")), 2); // one for each stream
+        QCOMPARE(countOf(plan.after, QStringLiteral("ix-outside-movi")), 0);
+        QVERIFY(hasAll(payloadOf(bytes), payloadOf(film::mended(plan, bytes))));
     }
 
     void randomDamagesGetNoWorse()
