@@ -266,6 +266,7 @@ def sample_inputs(path):
     data = path.read_bytes()
     yield "fuzz_check", path.stem, data + CHECK_PLAIN
     yield "fuzz_repair", path.stem, data + b"\0"
+    yield "fuzz_repair", path.stem + "-moved", data + b"\xe0"
     yield "fuzz_run", path.stem, data + PLAIN
     yield "fuzz_run", path.stem + "-windowed", data + mode(WINDOWED, length=100)
     handlers = {b"avih": "avih", b"dmlh": "dmlh", b"vprp": "vprp", b"strh": "strh", b"idx1": "idx1", b"indx": "indx"}

@@ -182,6 +182,7 @@ bool addStretches(const std::vector<Change> &changes, const QJsonObject &plan, R
         || !readRanges(plan[QStringLiteral("dropped")], &dropped))
         return false;
     std::vector<Removed> removed;
+    removed.reserve(superseded.size() + dropped.size());
     for (const ByteRange &range : superseded)
         removed.push_back({range, Recipe::Removal::Superseded});
     for (const ByteRange &range : dropped)

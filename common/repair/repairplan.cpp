@@ -19,7 +19,7 @@ namespace quenlofar {
 namespace {
 
 /// Each round mends what could be told only after the one before.
-constexpr int mostRounds = 12;
+constexpr int mostRounds = 20;
 
 /// A file as it would be after some steps, read and judged.
 struct State
@@ -36,14 +36,27 @@ RepairPlanner *plannerOf(const State &state)
     return static_cast<RepairPlanner *>(state.analysis->analyzer()->extension(RepairPlanner::number));
 }
 
-/// Whether a stream has fewer packets, or bytes in them, than before.
+/// Whether a stream lacks packets that it had before, by their sizes and their order: others may stand between them.
 bool hidesPackets(const State &before, const State &after)
 {
     const PacketTable &old = before.analysis->analyzer()->packets();
     const PacketTable &now = after.analysis->analyzer()->packets();
     for (int stream = 0; stream < old.streamCount(); ++stream) {
         const PacketTotals totals = stream < now.streamCount() ? now.totals(stream) : PacketTotals();
-        if (totals.count < old.totals(stream).count || totals.bytes < old.totals(stream).bytes)
+        if (totals.count < old.totals(stream).count || totals.bytes < old.totals(stream).bytes
+            || totals.palettes < old.totals(stream).palettes)
+            return true;
+    }
+    std::vector<quint64> next(PacketTable::streamLimit, 0); // numbers behind the packets that were found, by stream
+    for (quint64 index = 0; index < old.size(); ++index) {
+        const Packet packet = old.at(index);
+        if (packet.isPalette)
+            continue;
+        const quint64 count = now.totals(packet.stream).count;
+        quint64 &number = next[packet.stream];
+        while (number < count && now.at(now.indexOf(packet.stream, number)).size != packet.size)
+            ++number;
+        if (number++ >= count)
             return true;
     }
     return false;
@@ -326,6 +339,8 @@ QString Planning::objection(const State &before, const State &after, const std::
         if (isNew && sum.severity >= least)
             return QStringLiteral("it would bring %1").arg(key.first);
     }
+    if (after.check.counts.error > before.check.counts.error)
+        return QStringLiteral("it would bring more errors than it clears");
     return {};
 }
 
@@ -373,12 +388,22 @@ RepairPlan Planning::plan()
     if (const auto *const planner = plannerOf(state))
         plan.isOpen = planner->saysOpen({state.check.findings.begin(), state.check.findings.end()});
     state.patches = PatchSet(quint64(state.check.start.fileSize));
+    bool hasHelped = false; // some step, since all were thought of
     for (int round = 0; round < mostRounds && !isCancelled(); ++round) {
         const std::vector<StepChanges> changes = stepsFor(state);
+        if (changes.empty() && hasHelped && !m_hopeless.isEmpty()) {
+            // What did not help before the others may help behind them.
+            m_hopeless.clear();
+            plan.omitted.clear();
+            hasHelped = false;
+            continue;
+        }
         if (changes.empty())
             break;
-        if (tryAll(&state, changes).isNull())
+        if (tryAll(&state, changes).isNull()) {
+            hasHelped = true;
             continue;
+        }
         // One after the other; what fails beside one that helps may help with it.
         bool helped = false;
         std::vector<OmittedStep> failed;
@@ -397,6 +422,7 @@ RepairPlan Planning::plan()
             m_hopeless += each.step.rules;
             plan.omitted.push_back(each);
         }
+        hasHelped = hasHelped || helped;
     }
     if (isCancelled()) {
         plan.after.result.cancelled = true;

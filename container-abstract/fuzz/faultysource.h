@@ -24,6 +24,22 @@ struct SourceFaults
     qint64 endsAt = never; ///< the file has shrunk to this length since it was opened
 };
 
+/// A source that is read like a file, as two numbers of an input say it: `length` how many bytes come at once, both
+/// which of them are damaged, `place` where the file ends.
+inline SourceFaults faultsFrom(bool isDamaged, bool isShrunken, quint16 place, quint16 length)
+{
+    SourceFaults faults;
+    faults.isPlainMemory = false;
+    faults.mostAtOnce = (length % 8191) + 1;
+    if (isDamaged) {
+        faults.damagedFrom = place;
+        faults.damagedTo = qint64(place) + length;
+    }
+    if (isShrunken)
+        faults.endsAt = place;
+    return faults;
+}
+
 /// Bytes in memory behind a source that behaves like a file, good or bad.
 class FaultyMemory final : public ByteSource
 {

@@ -153,13 +153,24 @@ bool takeBack(const UndoJournal &journal, const PosixFile &file)
     return ::futimens(file.descriptor(), times) == 0 && file.sync();
 }
 
+/// " (pad-missing, list-order)": the rules of steps that move bytes.
+QString movingRules(const Recipe &recipe)
+{
+    QStringList rules;
+    for (const RecipeStep &step : recipe.steps()) {
+        if (step.repair == Repair::Rewrite)
+            rules += step.rules;
+    }
+    return rules.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(rules.join(QStringLiteral(", ")));
+}
+
 } // namespace
 
 WriteResult writeInPlace(const Recipe &recipe, const QString &path, const QString &journalPath,
                          const WriteOptions &options)
 {
     if (!recipe.movesNothing())
-        return failure(path + QStringLiteral(": bytes have to move, which takes a copy"));
+        return failure(path + QStringLiteral(": bytes have to move, which takes a copy") + movingRules(recipe));
     QString error;
     struct stat before = {};
     const PosixFile file = openTarget(path, &before, &error);

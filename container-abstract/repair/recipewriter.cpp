@@ -88,7 +88,7 @@ public:
             to += begin - from;
             size -= begin - from;
             from = begin;
-            const quint64 count = std::min(size, chunkBytes);
+            const quint64 count = std::min({size, chunkBytes, bytesToHole(from)});
             if (count > 0 && !copyChunk(from, to, count))
                 return false;
             from += count;
@@ -103,6 +103,12 @@ public:
     }
 
 private:
+    /// How many bytes of data follow before the next hole; 16 MiB at most are of interest.
+    quint64 bytesToHole(quint64 from) const
+    {
+        const off_t hole = ::lseek(m_from.descriptor(), off_t(from), SEEK_HOLE);
+        return hole > off_t(from) ? quint64(hole) - from : chunkBytes;
+    }
     bool copyChunk(quint64 from, quint64 to, quint64 size)
     {
         while (m_hasKernelCopy && size > 0) {

@@ -12,6 +12,7 @@ namespace quenlofar {
 namespace {
 
 constexpr quint32 largestIndexed = 0x7FFFFFFF; // sizes in standard indexes have 31 bits
+constexpr quint64 mostPackets = quint64(1) << 26; // an index of all of them is half a gibibyte
 constexpr quint32 mostStreams = 100; // two decimal digits name them
 constexpr int extendedHeaderSize = 248; // dmlh: dwTotalFrames and 61 reserved words
 
@@ -39,9 +40,9 @@ QByteArray indexId(size_t stream)
 StepChanges AviPartIndexes::make(bool all)
 {
     const size_t streams = m_layout.streams.size();
-    const StepChanges none;
-    if (!m_layout.isWalked || streams == 0 || streams > mostStreams || streams != m_layout.streamListCount)
-        return none;
+    if (!m_layout.isWalked || m_layout.packets.size() > mostPackets || streams == 0 || streams > mostStreams
+        || streams != m_layout.streamListCount)
+        return {};
     m_writesAll = all;
     m_superEntries.resize(streams);
     m_chunkIds.resize(streams);
@@ -53,15 +54,15 @@ StepChanges AviPartIndexes::make(bool all)
         const quint64 base = movi == AviLayout::none ? 0 : m_layout.elements[movi].offset + 8;
         std::vector<Part> parts(streams);
         if (movi == AviLayout::none || !gather(segment, base, &parts))
-            return none;
+            return {};
         for (size_t stream = 0; stream < streams; ++stream) {
             if (!writePart(segment, base, stream, parts[stream]))
-                return none;
+                return {};
         }
     }
     for (size_t stream = 0; stream < streams; ++stream) {
         if (!writeSuper(stream))
-            return none;
+            return {};
     }
     if (!m_changes.appended.isEmpty()) {
         // The last RIFF list and its `movi` end behind what was added.
@@ -69,12 +70,12 @@ StepChanges AviPartIndexes::make(bool all)
             const AviElement &element = m_layout.elements[list];
             const quint64 size = element.end + quint64(m_changes.appended.size()) - element.offset - 8;
             if (size > 0xFFFFFFFF)
-                return none;
+                return {};
             patch(element.offset + 4, numberBytes(quint32(size)));
         }
     }
     if (m_layout.segments.size() > 1 && !m_layout.extendedHeader.exists() && !writeExtendedHeader())
-        return none;
+        return {};
     m_changes.step.repair = m_changes.appended.isEmpty() ? Repair::Patch : Repair::Append;
     return std::move(m_changes);
 }
@@ -143,7 +144,6 @@ bool AviPartIndexes::writePart(size_t segment, quint64 base, size_t stream, cons
         m_chunkIds[stream] = part.chunkId;
     if (!m_writesAll && isRight(part, stream)) {
         // Several indexes share the part; each has its chunks in a row.
-        Part rest = part;
         for (const quint32 ordinal : part.indexes) {
             const AviIndex &index = m_layout.indexes[ordinal];
             Part own;

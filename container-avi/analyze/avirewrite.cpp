@@ -17,6 +17,7 @@ constexpr int totalFramesOffset = 16; // dwTotalFrames
 
 constexpr quint32 largestIndexed = 0x7FFFFFFF; // sizes in standard indexes have 31 bits
 constexpr quint64 mostSuperBytes = quint64(64) << 20; // of all super indexes
+constexpr quint64 mostPackets = quint64(1) << 24; // their indexes are 384 MiB
 constexpr quint32 mostStreams = 100; // two decimal digits name them
 
 /// The id of the index chunks of a stream.
@@ -65,7 +66,8 @@ bool isIndex(const AviElement &element)
 bool AviRewrite::isPossible() const
 {
     if (!m_layout.isWalked || m_layout.isCutShort || m_layout.segments.empty() || m_layout.segments.front() != 0
-        || m_layout.leading.size > 0 || m_layout.streams.size() != m_layout.streamListCount)
+        || m_layout.leading.size > 0 || m_layout.packets.size() > mostPackets
+        || m_layout.streams.size() != m_layout.streamListCount)
         return false;
     const AviRecord &header = m_layout.mainHeader;
     if (!header.exists() || header.size < leastMainHeader || header.size > AviRecord::mostBytes
@@ -217,26 +219,27 @@ bool AviRewrite::isOpenDml() const
 
 FileLayout AviRewrite::make(const std::atomic<bool> *cancel)
 {
-    const FileLayout none;
     m_streams.resize(m_layout.streams.size());
     if (!isPossible() || !collect())
-        return none;
+        return {};
     if (m_choice.interleaves)
         interleave();
     m_isOpenDml = isOpenDml();
     if (m_isOpenDml && m_layout.streams.size() > mostStreams)
-        return none;
+        return {};
     // Two RIFF lists that follow each other have more than the limit together.
     const quint64 superRoom = 2 * m_layout.fileSize / m_choice.segmentLimit + 4;
     if (superRoom * superEntrySize * std::max<size_t>(m_streams.size(), 1) > mostSuperBytes)
-        return none;
+        return {};
     m_superRoom = quint32(superRoom);
     while (m_segments == 0 || m_next < m_data.size()) {
         if (!writeSegment(m_segments == 0, cancel))
-            return none;
+            return {};
         ++m_segments;
     }
-    return finish() ? std::move(m_result) : none;
+    if (!finish())
+        return {};
+    return std::move(m_result);
 }
 
 bool AviRewrite::writeSegment(bool isFirst, const std::atomic<bool> *cancel)

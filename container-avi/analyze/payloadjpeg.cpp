@@ -1,6 +1,7 @@
 #include "payloadjpeg.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace quenlofar {
 
@@ -81,6 +82,14 @@ bool isPadding(char byte)
     return byte == '\0' || quint8(byte) == fill;
 }
 
+/// Eight bytes that are 0x00 throughout, or 0xFF.
+bool isPadding8(const char *bytes)
+{
+    quint64 word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return word == 0 || word == ~quint64(0);
+}
+
 } // namespace
 
 JpegHeaders readJpegHeaders(PayloadBytes bytes)
@@ -120,6 +129,9 @@ void JpegEnd::feed(PayloadBytes bytes)
     if (bytes.size == 0)
         return;
     size_t end = bytes.size;
+    // Frames that were never written are zeros throughout.
+    while (end >= 8 && isPadding8(bytes.data + end - 8))
+        end -= 8;
     while (end > 0 && isPadding(bytes.data[end - 1]))
         --end;
     if (end > 0) {

@@ -30,6 +30,20 @@ constexpr quint32 frameWidthOffset = 24; // dwFrameWidthInPixels
 constexpr quint32 frameHeightOffset = 28; // dwFrameHeightInLines
 constexpr quint32 fieldCountOffset = 32; // nbFieldPerFrame
 
+/// Two decimal digits name fewer streams than this.
+constexpr int streamDigits = 100;
+
+/// The two digits of a stream, in the lowest bytes of an id.
+constexpr quint32 streamDigitsOf(int stream)
+{
+    return quint32('0' + stream / 10) | quint32('0' + stream % 10) << 8;
+}
+/// ix00 for stream 0.
+constexpr quint32 indexChunkId(int stream)
+{
+    return twoLetters("ix") | streamDigitsOf(stream) << 16;
+}
+
 /// The file goes on in later RIFF lists. One with headers of its own is another film, appended to this one.
 bool hasLaterSegments(const AviContext &context)
 {
@@ -239,7 +253,10 @@ void checkIndexType(const AviContext &context, Findings &findings)
         const bool isContrary =
             index.kind == AviIndexKind::Field && index.subType == 0 && index.longsPerEntry == fieldWidth;
         if (index.subType > fieldSubType || isContrary) {
+            const bool isField = index.kind == AviIndexKind::Field;
+            const bool isKnown = isField || index.kind == AviIndexKind::Standard || index.kind == AviIndexKind::Super;
             findings.add({index.offset + subTypeOffset, 1}, index.stream)
+                .mend({index.offset + subTypeOffset, isKnown ? 1U : 0U}, 1, isField ? fieldSubType : 0)
                 .expected(isContrary ? QStringLiteral("1") : QStringLiteral("0 or 1"))
                 .actual(index.subType)
                 .message(QStringLiteral("bIndexSubType of an index does not say what its entries are."));
@@ -283,12 +300,16 @@ void checkIndexStream(const AviContext &context, Findings &findings)
             continue;
         if (index.id != fourCC("indx") && index.stream != owner) {
             findings.add({index.offset, 4}, owner)
+                .mend({index.offset, owner < streamDigits ? 4U : 0U}, 4, indexChunkId(owner))
                 .expected(QStringLiteral("an index of stream %1").arg(owner))
                 .actual(idText(index.id))
                 .message(QStringLiteral("The super index of a stream leads to an index that names another stream."));
         }
         if (dataStream(index.chunkId) != owner) {
+            // The letters are right where they are letters.
+            const bool isMendable = owner < streamDigits && dataStream(index.chunkId) >= 0;
             findings.add({index.offset + chunkIdOffset, 4}, owner)
+                .mend({index.offset + chunkIdOffset, isMendable ? 4U : 0U}, 4, streamDigitsOf(owner), 0xFFFF)
                 .expected(QStringLiteral("a chunk id of stream %1").arg(owner))
                 .actual(idText(index.chunkId))
                 .message(QStringLiteral("dwChunkId of an index does not name chunks of its stream."));
@@ -302,6 +323,8 @@ void checkIndexChunkId(const AviContext &context, Findings &findings)
         if (!isOpenDml(index) || lettersOfId(index.id) != twoLetters("ix"))
             continue;
         findings.add({index.offset, 4}, index.stream)
+            .mend({index.offset, index.stream >= 0 && index.stream < streamDigits ? 4U : 0U}, 4,
+                  indexChunkId(std::max(index.stream, 0)))
             .expected(QStringLiteral("ix%1").arg(std::max(index.stream, 0), 2, 10, QLatin1Char('0')))
             .actual(idText(index.id))
             .message(QStringLiteral("Index chunks whose ids have stream and letters the other way round: %1."));

@@ -9,17 +9,23 @@
 namespace quenlofar {
 namespace film {
 
-/// A plan for a film in memory, with the AVI analyzer alone.
-inline RepairPlan repairPlan(const QByteArray &bytes, Level level = Level::Deep)
+/// A plan for what the settings' opener opens as film.avi, with the AVI analyzer alone.
+inline RepairPlan repairPlan(const RepairSettings &settings)
 {
     ParserFactory factory;
     factory.containerName = QStringLiteral("AVI");
     factory.extensions = QStringList(QStringLiteral("avi"));
     factory.createAnalyzer = [] { return std::make_unique<AviAnalyzer>(); };
+    return planRepair(QStringLiteral("film.avi"), {factory}, settings, RunLimits(), nullptr, nullptr);
+}
+
+/// A plan for a film in memory.
+inline RepairPlan repairPlan(const QByteArray &bytes, Level level = Level::Deep)
+{
     RepairSettings settings;
     settings.level = level;
     settings.opener = [bytes](const QString &, QString *) { return memorySource(bytes); };
-    return planRepair(QStringLiteral("film.avi"), {factory}, settings, RunLimits(), nullptr, nullptr);
+    return repairPlan(settings);
 }
 
 /// The film as the plan makes it; empty where it cannot be read.

@@ -12,8 +12,32 @@ import unittest
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
 import faults  # noqa: E402
 import interrupts  # noqa: E402
+import repairs  # noqa: E402
 
 INJECTOR = os.environ["QUENLOFAR_FAULT_INJECTOR"]
+
+
+class Repairs(unittest.TestCase):
+    """A program that mends nothing, or something else, is noticed."""
+
+    def findings(self, script):
+        with tempfile.TemporaryDirectory() as name:
+            directory = pathlib.Path(name)
+            data = repairs.make_film(directory / "made.avi", 2)
+            if data is None:
+                self.skipTest("no ffmpeg")
+            program = directory / "program"
+            program.write_text(f"#!/bin/sh\n{script}\n", encoding="ascii")
+            program.chmod(0o700)
+            recording = repairs.Recording(program, directory, data)
+            return list(recording.findings((recording.movi + recording.index) // 2))
+
+    def test_findings(self):
+        self.assertEqual(self.findings("exit 1"), ["exit status 1: "])
+        self.assertEqual(self.findings('cp "$4" "$6"'), ["no index"])
+        wrong = self.findings('cp "$4" "$6"; printf "idx1\\0\\0\\0\\0" >>"$6"')
+        self.assertEqual(wrong[0].split(" ", 1)[0], "0")
+        self.assertEqual(self.findings('cp "${4%/*}/made.avi" "$6"')[0].split(" ", 2)[1], "entries")
 
 
 class Injector(unittest.TestCase):

@@ -57,6 +57,13 @@ void TestJsonPrinter::documents_data()
         },
         R"({"text":"a","number":18446744073709551615,"signed":-9223372036854775808,"real":29.97,"yes":true,"no":false,"nothing":null})");
     row(
+        "bytes as digits",
+        [](JsonPrinter &json) {
+            json.beginArray().hexDigits("\x00\xFF\x1A", 3).hexDigits("", 0);
+            json.hexDigits(QByteArray(100000, '\x7E').constData(), 100000).endArray();
+        },
+        R"(["00ff1a","",")" + QByteArray("7e").repeated(100000) + R"("])");
+    row(
         "arrays in arrays",
         [](JsonPrinter &json) { json.beginArray().beginArray().number(1).number(2).endArray().endArray(); }, "[[1,2]]");
     row(

@@ -314,6 +314,29 @@ private Q_SLOTS:
         QCOMPARE(source.readAt(10, bytes, 2), qint64(2));
     }
 
+    void bytesAreLeftOutForAReason()
+    {
+        Recipe recipe(20);
+        recipe.addStep({});
+        recipe.copy({5, 5}, 0, 0);
+        recipe.insert(0, "new", 0);
+        recipe.remove({0, 4}, 0, Recipe::Removal::Superseded);
+        recipe.remove({4, 12}, 0);
+        recipe.remove({16, 4}, 0, Recipe::Removal::AskedFor);
+        QVERIFY(recipe.conflict().isNull());
+        QCOMPARE(recipe.newSize(), quint64(8));
+        const auto text = [](const std::vector<ByteRange> &ranges) {
+            QString all;
+            for (const ByteRange &range : ranges)
+                all += QStringLiteral("%1+%2 ").arg(range.offset).arg(range.size);
+            return all;
+        };
+        QCOMPARE(text(recipe.removed(Recipe::Removal::Superseded)), QStringLiteral("0+4 "));
+        QCOMPARE(text(recipe.removed(Recipe::Removal::AskedFor)), QStringLiteral("16+4 "));
+        QCOMPARE(text(recipe.lostBytes()), QStringLiteral("4+1 10+6 "));
+        QCOMPARE(text(recipe.bytesNotCopied()), QStringLiteral("0+5 10+10 "));
+    }
+
     void holesAreThoseOfCopiedBytes()
     {
         /// Zeros that need not be read.

@@ -27,16 +27,8 @@ VerdictSettings takeSettings(InputReader &mode)
 
     VerdictSettings settings;
     settings.level = modes & QuickLevel ? Level::Quick : modes & DefaultLevel ? Level::Default : Level::Deep;
-    if (modes & (DamagedSource | ShrunkenSource)) {
-        settings.faults.isPlainMemory = false;
-        settings.faults.mostAtOnce = (length % 8191) + 1;
-    }
-    if (modes & DamagedSource) {
-        settings.faults.damagedFrom = place;
-        settings.faults.damagedTo = qint64(place) + length;
-    }
-    if (modes & ShrunkenSource)
-        settings.faults.endsAt = place;
+    if (modes & (DamagedSource | ShrunkenSource))
+        settings.faults = faultsFrom((modes & DamagedSource) != 0, (modes & ShrunkenSource) != 0, place, length);
     if (modes & Cancelled)
         settings.cancelAt = quint64(call) + 1;
     return settings;

@@ -33,16 +33,8 @@ RunSettings takeSettings(InputReader &mode)
     settings.limits.maxItems = modes & FewItems ? quint64(bound) + 1 : 20'000;
     settings.limits.maxDepth = modes & FewLevels ? quint64(bound % 32) + 1 : 200;
     settings.workLimit = modes & LittleWork ? quint64(bound) * 64 : 4'000'000;
-    if (modes & (WindowedSource | DamagedSource | ShrunkenSource)) {
-        settings.faults.isPlainMemory = false;
-        settings.faults.mostAtOnce = (length % 8191) + 1;
-    }
-    if (modes & DamagedSource) {
-        settings.faults.damagedFrom = place;
-        settings.faults.damagedTo = qint64(place) + length;
-    }
-    if (modes & ShrunkenSource)
-        settings.faults.endsAt = place;
+    if (modes & (WindowedSource | DamagedSource | ShrunkenSource))
+        settings.faults = faultsFrom((modes & DamagedSource) != 0, (modes & ShrunkenSource) != 0, place, length);
     if (modes & FailingSink)
         settings.failAt = quint64(call) + 1;
     else if (modes & CancelledRun)

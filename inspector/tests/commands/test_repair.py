@@ -180,6 +180,77 @@ class Copies(RepairCase):
         self.assertEqual(len(packets(copy)), len(whole))
 
 
+def without_padding():
+    """The sample without the byte of padding behind its first chunk of odd size."""
+    data = bytearray(WHOLE)
+    at = data.index(b"movi") + 4
+    while struct.unpack("<I", data[at + 4:at + 8])[0] % 2 == 0:
+        at += 8 + struct.unpack("<I", data[at + 4:at + 8])[0]
+    del data[at + 8 + struct.unpack("<I", data[at + 4:at + 8])[0]]
+    return bytes(data)
+
+
+class Moved(RepairCase):
+    """Files that are put together anew."""
+
+    def test_padding_is_put_in(self):
+        path, copy = self.film(without_padding()), self.directory / "new.avi"
+        result = self.assertRepairs(0, "--prove", path, "-o", copy)
+        self.assertIn(b"pad-missing (rewrite)", result.stdout)
+        self.assertIn(b"proved: all 100 packets", result.stdout)
+        new = bytearray(WHOLE)
+        new[48:52] = struct.pack("<I", 21)  # dwTotalFrames: ffmpeg leaves empty frames out of its count
+        self.assertEqual(self.read(copy), bytes(new))
+
+    def test_a_plan_of_it_is_applied_elsewhere(self):
+        path, copy, plan = self.film(without_padding()), self.directory / "new.avi", self.directory / "plan.json"
+        self.assertRepairs(1, "--save-plan", plan, path)
+        self.assertRepairs(0, "--apply", plan, path, "-o", copy)
+        document = json.loads(plan.read_text())
+        changes = sorted((change for step in document["steps"] for change in step["changes"]),
+                         key=lambda change: change["to"])
+        made = b"".join(bytes.fromhex(change["insert"]) if "insert" in change
+                        else without_padding()[change["copy"][0]:sum(change["copy"])] for change in changes)
+        self.assertEqual(made, self.read(copy))
+        self.assertEqual(document["newSize"], len(made))
+        # No byte goes without being named.
+        for changed in ({"superseded": []}, {"superseded": document["superseded"][1:]}, {"superseded": [[0]]},
+                        {"dropped": [[5, len(WHOLE)]]}):
+            other = self.path("other.json", json.dumps(dict(document, **changed)).encode())
+            self.assertRefused("its changes contradict one another", "--apply", other, path)
+        steps = json.loads(json.dumps(document["steps"]))
+        steps[-1]["changes"][1]["to"] += 1
+        other = self.path("other.json", json.dumps(dict(document, steps=steps)).encode())
+        self.assertRefused("its changes contradict one another", "--apply", other, path)
+
+    def test_not_in_place(self):
+        path = self.film(without_padding())
+        self.assertRefused("bytes have to move, which takes a copy (pad-missing)", "--in-place", "--journal",
+                           self.directory / "film.undo", path)
+        self.assertEqual(self.read(path), without_padding())
+        self.assertEqual(self.names(), ["film.avi"])
+
+    def test_trailing_bytes(self):
+        path, copy = self.film(WHOLE + b"more"), self.directory / "new.avi"
+        self.assertRepairs(0, path)
+        result = self.assertRepairs(0, "--cut-trailing", "--prove", path, "-o", copy)
+        self.assertIn(b"4 are left out", result.stdout)
+        self.assertEqual(self.read(copy), WHOLE)
+        document, = documents(self.assertRepairs(1, "--cut-trailing", "--format", "json", path).stdout)
+        self.assertEqual(document["dropped"], [[len(WHOLE), 4]])
+
+    def test_headers_of_a_like_file(self):
+        headers = WHOLE.index(b"LIST", WHOLE.index(b"hdrl") - 8)
+        size = 8 + struct.unpack("<I", WHOLE[headers + 4:headers + 8])[0]
+        data = bytearray(WHOLE[:headers] + WHOLE[headers + size:])
+        data[4:8] = struct.pack("<I", len(data) - 8)
+        path, copy = self.film(bytes(data)), self.directory / "new.avi"
+        self.assertRepairs(1, path)
+        self.assertRefused("nowhere.avi: ", "--like", self.directory / "nowhere.avi", path)
+        self.assertRepairs(0, "--like", self.film(WHOLE, "like.avi"), path, "-o", copy)
+        self.assertEqual(self.read(copy), WHOLE)
+
+
 class InPlace(RepairCase):
     def test_there_and_back(self):
         path, journal = self.film(), self.directory / "film.undo"

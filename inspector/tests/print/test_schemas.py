@@ -39,6 +39,17 @@ class Schemas(Case):
         for command in ("summary", "check", "repair", "streams", "packets", "frames", "coverage"):
             self.assertEqual(len(self.assertFollows(command, *files)), len(files))
 
+    def test_repairs(self):
+        with open(self.sample(), "rb") as file:
+            whole = file.read()
+        # A byte in front of the list of data: bytes have to move.
+        movi = whole.index(b"LIST", whole.index(b"movi") - 8)
+        data = whole[:movi] + b"?" + whole[movi:]
+        document, = self.assertFollows("repair", self.path("moved.avi", data))
+        changes = [change for step in document["steps"] for change in step["changes"]]
+        self.assertTrue(any("copy" in change for change in changes) and any("insert" in change for change in changes))
+        self.assertFollows("repair", "--cut-trailing", self.path("longer.avi", whole + b"more"))
+
     def test_limits(self):
         for command in ("summary", "streams", "frames", "coverage"):
             document, = self.assertFollows(command, "--max-items", "100", self.sample())
