@@ -16,7 +16,9 @@ QString troubleOf(const RunResult &result, const FileCheck &check)
         return QStringLiteral("a limit ended the reading");
     if (!result.sinkError.isNull())
         return result.sinkError;
-    return check.notChecked.isEmpty() ? QString() : check.notChecked.first();
+    // Of a file with a verdict that is no trouble: a deeper level would look at more.
+    const bool isJudged = check.verdict != Verdict::Unknown || check.notChecked.isEmpty();
+    return isJudged ? QString() : check.notChecked.first();
 }
 
 class FactsSink : public JudgedSummary

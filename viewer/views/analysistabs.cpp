@@ -137,8 +137,10 @@ QWidget *AnalysisTabs::focusView() const
         return m_plot;
     case FindingsTab:
         return m_findings->focusProxy();
-    default:
+    case ValuesTab:
         return m_values;
+    default: // of others
+        return currentWidget()->focusProxy() ? currentWidget()->focusProxy() : currentWidget();
     }
 }
 

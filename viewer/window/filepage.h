@@ -1,6 +1,8 @@
 #pragma once
 
 #include "analysistabs.h"
+#include "bookmarks.h"
+#include "bookmarksview.h"
 #include "copyjob.h"
 #include "document.h"
 #include "filterbar.h"
@@ -42,6 +44,8 @@ public:
     FilterBar &filterBar() { return m_filterBar; } ///< what is asked for of its elements
     CopyJob &copyJob() { return m_copyJob; } ///< what is copied from it
     SummaryJob &summaryJob() { return m_summaryJob; } ///< what is said of it in short
+    Bookmarks &bookmarks() { return m_bookmarks; } ///< places in it that people want to come back to
+    BookmarksView &bookmarksView() { return *m_bookmarksView; } ///< them in a tab beside its findings
     FindBar &findBar() { return m_findBar; } ///< what is looked for in its bytes
     bool isIdle() const; ///< nothing is being read, looked for or expanded
     QString title() const; ///< the file's name without its folders, fit to be shown
@@ -58,6 +62,7 @@ Q_SIGNALS:
 private:
     void showMessages();
     void arrangeAnalysis(QWidget *upper);
+    void arrangeBookmarks();
     QString linksText() const;
     QStringList troubles() const;
     QString limitMessage() const;
@@ -72,7 +77,9 @@ private:
     FindBar m_findBar;
     CopyJob m_copyJob;
     SummaryJob m_summaryJob;
+    Bookmarks m_bookmarks;
     AnalysisTabs m_analysis;
+    BookmarksView *m_bookmarksView = nullptr;
     OverviewBar m_overview;
     QLabel *m_bar;
 };

@@ -473,7 +473,9 @@ void ViewerLinksTest::anythingAtAnyTime()
         const QStringList left{QStringLiteral("open"),         QStringLiteral("close"),
                                QStringLiteral("quit"),         QStringLiteral("raise-limit"),
                                QStringLiteral("export-bytes"), QStringLiteral("export-json"),
-                               QStringLiteral("export-plot")};
+                               QStringLiteral("export-plot"),  QStringLiteral("export-bookmarks"),
+                               QStringLiteral("commands"),     QStringLiteral("keys"),
+                               QStringLiteral("open-folder"),  QStringLiteral("export-folder")};
         const std::vector<std::pair<QString, QString>> withValues = {
             {QStringLiteral("filter-packets"), QStringLiteral("size>20 && !key || empty")},
             {QStringLiteral("all-packets"), {}},
