@@ -211,7 +211,7 @@ std::optional<DocumentOptions> FilePage::raisedOptions() const
 
 bool FilePage::isIdle() const
 {
-    return m_document.isIdle() && m_filterBar.search().isDone() && !m_findBar.search().isRunning()
+    return m_document.isIdle() && m_filterBar.search().isDone() && !m_findBar.isRunning()
         && !m_copyJob.isRunning() && !m_summaryJob.isRunning() && !m_structureView.isExpanding();
 }
 
@@ -330,8 +330,8 @@ QJsonObject FilePage::state()
                                 {QStringLiteral("complete"), tree.isComplete()},
                                 {QStringLiteral("rows"), treeRows}};
     const QJsonObject found{{QStringLiteral("message"), m_findBar.message()},
-                            {QStringLiteral("count"), jsonNumber(m_findBar.search().count())},
-                            {QStringLiteral("complete"), m_findBar.search().isWhole()}};
+                            {QStringLiteral("count"), jsonNumber(m_findBar.count())},
+                            {QStringLiteral("complete"), m_findBar.isWhole()}};
     return {{QStringLiteral("file"), QString::fromUtf8(pathForDisplay(m_document.path()))},
             {QStringLiteral("size"), jsonNumber(m_document.size())},
             {QStringLiteral("container"), tree.hasBegun() ? tree.document().container : QString()},

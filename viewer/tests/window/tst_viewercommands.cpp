@@ -1,7 +1,8 @@
-// What people make of the window: bookmarks, keys, commands by name, the size of texts.
+// What people make of the window: bookmarks, keys, commands by name, the size of texts; and what they look for by name.
 #include "bookmarkstore.h"
 #include "commandpalette.h"
 #include "keychoice.h"
+#include "partsfile.h"
 #include "quickdigest.h"
 #include "shownwindow.h"
 #include "viewersettings.h"
@@ -16,6 +17,7 @@
 #include <QKeySequenceEdit>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListView>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QTableView>
@@ -73,6 +75,7 @@ private Q_SLOTS:
     void keysOfOtherRuns();
     void keysInTheDialog();
     void textsAreScaled();
+    void namesAndValuesAreFound();
     void nothingFocusableIsNameless();
 
 private:
@@ -508,6 +511,51 @@ void ViewerCommandsTest::textsAreScaled()
     QVERIFY(!shown.window.grab().isNull());
     QVERIFY(shown.perform(utf8("zoom-normal")));
     QCOMPARE(heights(), normal);
+}
+
+void ViewerCommandsTest::namesAndValuesAreFound()
+{
+    Shown shown(partsOptions());
+    QVERIFY(shown.waitUntilIdle());
+    const auto message = [&shown] { return shown.state(utf8("found"))[utf8("message")].toString(); };
+    const auto current = [&shown] { return shown.state(utf8("structure"))[utf8("current")].toString(); };
+    QVERIFY(shown.perform(utf8("find"), utf8("name:EA")));
+    QCOMPARE(message(), utf8("1 place found"));
+    QCOMPARE(current(), utf8("head"));
+    // The value "made up" of the head, and numbers with 25 in them.
+    QVERIFY(shown.perform(utf8("find"), utf8("value:de u")));
+    QCOMPARE(message(), utf8("1 place found"));
+    auto *const list = shown.page->findChild<QListView *>(utf8("foundPlaces"));
+    QCOMPARE(list->model()->index(0, 0).data().toString(), utf8("0x0  head = made up"));
+    QVERIFY(shown.perform(utf8("find"), utf8("value:25")));
+    const int with25 = partsWhere([](int byte) { return byte == 25 || byte == 125 || byte == 225 || byte == 250; });
+    QCOMPARE(shown.state(utf8("found"))[utf8("count")].toInt(), with25);
+    QVERIFY(shown.perform(utf8("find"), utf8("value:1?")));
+    QCOMPARE(shown.state(utf8("found"))[utf8("count")].toInt(),
+             partsWhere([](int byte) { return byte >= 10 && byte < 20; }));
+    // Part 250 has 247, part 251 has 16 again: it is the next one with such a value.
+    QVERIFY(shown.perform(utf8("goto"), utf8("part[250]")));
+    QVERIFY(shown.perform(utf8("find"), utf8("value:16")));
+    QCOMPARE(current(), utf8("part[251]/bytes"));
+    QVERIFY(shown.perform(utf8("next-place")));
+    QVERIFY(current() != utf8("part[251]/bytes"));
+    QVERIFY(shown.perform(utf8("previous-place")));
+    QCOMPARE(current(), utf8("part[251]/bytes"));
+    list->setCurrentIndex(list->model()->index(0, 0));
+    QCOMPARE(current(), utf8("part/bytes"));
+    QVERIFY(shown.perform(utf8("previous-place")));
+    QVERIFY(current() > utf8("part[2"));
+    QVERIFY(shown.perform(utf8("find"), utf8("name:nothing")));
+    QCOMPARE(message(), utf8("nothing found"));
+    QVERIFY(!shown.perform(utf8("find"), utf8("name:")));
+    QCOMPARE(shown.error, utf8("There is nothing to look for."));
+    // Bytes again: the list shows what was found last.
+    QVERIFY(shown.perform(utf8("find"), utf8("bytes:10 11 ?2")));
+    QCOMPARE(message(), utf8("240 places found"));
+    QCOMPARE(list->model()->rowCount(), 240);
+    QLineEdit &field = *shown.page->findChild<QLineEdit *>(utf8("findField"));
+    QTest::keyClick(&field, Qt::Key_Escape);
+    QCOMPARE(shown.state(utf8("found"))[utf8("count")].toInt(), 0);
 }
 
 void ViewerCommandsTest::nothingFocusableIsNameless()
