@@ -211,8 +211,8 @@ std::optional<DocumentOptions> FilePage::raisedOptions() const
 
 bool FilePage::isIdle() const
 {
-    return m_document.isIdle() && m_filterBar.search().isDone() && !m_findBar.isRunning()
-        && !m_copyJob.isRunning() && !m_summaryJob.isRunning() && !m_structureView.isExpanding();
+    return m_document.isIdle() && m_filterBar.search().isDone() && !m_findBar.isRunning() && !m_copyJob.isRunning()
+        && !m_summaryJob.isRunning() && !m_structureView.isExpanding();
 }
 
 QString FilePage::title() const

@@ -46,7 +46,8 @@ std::optional<bool> MainWindow::performFind(const QString &name, const QString &
         *error = tr("No file is open.");
     else if (colon < 0)
         *error =
-            tr("\"%1\" does not say as what the text is to be read: bytes:, text:, fourcc:, number:, name: or value:.").arg(value);
+            tr("\"%1\" does not say as what the text is to be read: bytes:, text:, fourcc:, number:, name: or value:.")
+                .arg(value);
     else
         return page->findBar().find(value.left(colon), value.mid(colon + 1), error);
     return false;

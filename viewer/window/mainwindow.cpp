@@ -277,7 +277,8 @@ void MainWindow::turnFocus(int step)
     if (!page && !folder)
         return;
     std::vector<QWidget *> views = page ? page->views() : folder->views();
-    views.push_back(m_goTo);
+    if (page)
+        views.push_back(m_goTo);
     const auto current = std::find_if(views.begin(), views.end(), [](QWidget *view) { return view->hasFocus(); });
     const int count = int(views.size());
     const int place = current == views.end() ? (step > 0 ? count - 1 : 0) : int(current - views.begin());

@@ -49,13 +49,20 @@ void MainWindow::makeZoomActions(QMenu *view)
 /// The texts of a tab in the size that was chosen.
 void MainWindow::applyZoom(QWidget *tab)
 {
-    tab->setFont(scaled(QApplication::font(), m_zoom));
+    // A font that says nothing follows that of the system.
+    const bool isNormal = m_zoom == normalZoom;
+    tab->setFont(isNormal ? QFont() : scaled(QApplication::font(), m_zoom));
     if (auto *const page = qobject_cast<FilePage *>(tab))
         page->hexView().setFont(scaled(QFontDatabase::systemFont(QFontDatabase::FixedFont), m_zoom));
     constexpr int aroundText = 4; // pixels
     const QList<QTableView *> tables = tab->findChildren<QTableView *>();
-    for (QTableView *const table : tables)
-        table->verticalHeader()->setDefaultSectionSize(table->fontMetrics().height() + aroundText);
+    for (QTableView *const table : tables) {
+        QHeaderView *const rows = table->verticalHeader();
+        if (!isNormal || rows->sectionResizeMode(0) == QHeaderView::Fixed)
+            rows->setDefaultSectionSize(table->fontMetrics().height() + aroundText);
+        else
+            rows->resetDefaultSectionSize();
+    }
 }
 
 bool MainWindow::setZoom(int percent)

@@ -238,7 +238,12 @@ void ViewerFoldersTest::openingFiles()
     QCOMPARE(tabs->count(), 4);
     QVERIFY(shown.waitUntilIdle());
     tabs->setCurrentIndex(1);
-    QVERIFY(shown.perform(utf8("next-view")));
+    const auto focus = [&shown] { return shown.window.state()[utf8("focus")].toString(); };
+    view->table().setFocus();
+    for (const char *const name : {"folderFilter", "folderVerdict", "folderTable"}) {
+        QVERIFY(shown.perform(utf8("next-view")));
+        QCOMPARE(focus(), utf8(name));
+    }
     QVERIFY(shown.perform(utf8("close")));
     QCOMPARE(tabs->count(), 3);
 }
