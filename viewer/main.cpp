@@ -116,6 +116,9 @@ struct Arguments
     const QCommandLineOption places{QStringLiteral("plugin-dir"),
                                     QCoreApplication::translate("main", "Look for parser plug-ins here first."),
                                     QStringLiteral("DIR")};
+    const QCommandLineOption noSession{
+        QStringLiteral("no-session"),
+        QCoreApplication::translate("main", "Neither open what was open last nor keep what is open at the end.")};
     const LimitOptions limits;
 
     /// Reads them; ends the program where they ask for help or make no sense.
@@ -128,10 +131,11 @@ Arguments::Arguments(const QCoreApplication &application)
         QCoreApplication::translate("main", "Shows the structure and the bytes of media files, linked."));
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addOptions({dump, shot, action, places, limits.items, limits.depth, limits.work, limits.seconds});
-    parser.addPositionalArgument(QStringLiteral("FILE[@OFFSET]"),
-                                 QCoreApplication::translate("main", "Files to open, and where to go in them."),
-                                 QStringLiteral("[FILE[@OFFSET]...]"));
+    parser.addOptions({dump, shot, action, places, noSession, limits.items, limits.depth, limits.work, limits.seconds});
+    parser.addPositionalArgument(
+        QStringLiteral("FILE[@OFFSET]"),
+        QCoreApplication::translate("main", "Files and folders to open, and where to go in them."),
+        QStringLiteral("[FILE[@OFFSET]...]"));
     parser.process(application);
 }
 
@@ -158,8 +162,13 @@ int run(QApplication &application)
     HexAccessible::install();
     PlaceAccessible::install();
     MainWindow window(optionsOf(parser.values(arguments.places), arguments.limits.limitsOf(parser)));
-    window.show();
     const QStringList files = parser.positionalArguments();
+    // What scripts do is nobody's session.
+    if (!commands.areAny())
+        window.rememberFiles();
+    if (!commands.areAny() && files.isEmpty() && !parser.isSet(arguments.noSession))
+        window.restoreSession();
+    window.show();
     for (const QString &argument : files) {
         const FileArgument file = FileArgument::parse(argument);
         window.open(file.file, file.place);

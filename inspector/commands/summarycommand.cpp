@@ -3,15 +3,14 @@
 #include "batch.h"
 #include "checkoutput.h"
 #include "exitstatus.h"
-#include "filesummary.h"
 #include "interrupt.h"
 #include "jsonprinter.h"
+#include "judgedsummary.h"
 #include "options.h"
 #include "packetoutput.h"
 #include "programoutput.h"
 #include "report.h"
 #include "streamoutput.h"
-#include "strictreading.h"
 #include "summarytext.h"
 #include "textoutput.h"
 #include "textstyle.h"
@@ -64,39 +63,16 @@ void printProblems(JsonPrinter &json, const QVector<KeptProblem> &problems)
     json.endArray();
 }
 
-/// A summary of the walk and of a strict reading behind it.
-class JudgedSummary : public SummarySink
+StrictReader readerOf(const FileTask &task, const Options &options)
 {
-public:
-    JudgedSummary(const FileTask &task, const RunLimits &limits)
-        : SummarySink(task.parsers), m_reader{task.parsers, limits, &InterruptWatch::flag(), task.progress}
-    {
-    }
-
-    /// What the file was judged to be; once it is printed.
-    const FileCheck &check() const { return m_reading.check; }
-    /// How everything went, of which `walk` was the first part; once it is printed.
-    RunResult outcome(const RunResult &walk) const { return m_reading.outcome(walk); }
-
-protected:
-    QString print(FileSummary &summary) override
-    {
-        m_reading = readStrictly(summary.start, m_reader, true);
-        summary.result = m_reading.outcome(summary.result);
-        return printJudged(summary, m_reading);
-    }
-    virtual QString printJudged(FileSummary &summary, const StrictReading &reading) = 0;
-
-private:
-    const StrictReader m_reader;
-    StrictReading m_reading;
-};
+    return {task.parsers, options.limits, &InterruptWatch::flag(), task.progress};
+}
 
 class JsonSummary : public JudgedSummary
 {
 public:
     JsonSummary(const FileTask &task, const Options &options)
-        : JudgedSummary(task, options.limits),
+        : JudgedSummary(readerOf(task, options)),
           m_json(task.output, options.pretty ? JsonLayout::Indented : JsonLayout::Line)
     {
     }
@@ -139,7 +115,7 @@ class TextSummary : public JudgedSummary
 {
 public:
     TextSummary(const FileTask &task, const Options &options, const TextStyle &style)
-        : JudgedSummary(task, options.limits), m_output(task.output), m_style(style)
+        : JudgedSummary(readerOf(task, options)), m_output(task.output), m_style(style)
     {
     }
 

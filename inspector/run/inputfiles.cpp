@@ -1,21 +1,19 @@
 #include "inputfiles.h"
 
 #include "filepath.h"
+#include "filesearch.h"
 #include "interrupt.h"
 #include "messages.h"
 #include "options.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace quenlofar {
@@ -85,92 +83,34 @@ void readList(const QString &list, InputFiles *found)
     }
 }
 
-bool hasExtension(const std::string &name, const QStringList &extensions)
+/// Keeps what a search of a directory finds.
+class FoundEntries : public FileSearchSink
 {
-    const size_t dot = name.rfind('.');
-    return dot != std::string::npos && dot > 0
-        && extensions.contains(textOf(name.substr(dot + 1)), Qt::CaseInsensitive);
-}
+public:
+    std::vector<QByteArray> files; // bytes: names are sorted as the disk has them
+    std::vector<std::pair<QByteArray, int>> lostLinks; // and the error numbers
+    QStringList problems;
 
-struct DirectoryCloser
-{
-    void operator()(DIR *directory) const { ::closedir(directory); }
-};
-
-enum class EntryKind { Directory, File, LostLink, Other };
-
-/// What a search of directories finds.
-struct FoundEntries
-{
-    std::vector<std::string> directories; // still to be searched
-    std::vector<std::string> files;
-    std::vector<std::pair<std::string, int>> lostLinks; // and the error numbers
-};
-
-/// A link counts as what it leads to, but not as a directory; errno says why one leads nowhere.
-EntryKind kindOf(const dirent &entry, const std::string &path)
-{
-    if (entry.d_type == DT_DIR)
-        return EntryKind::Directory;
-    if (entry.d_type == DT_REG)
-        return EntryKind::File;
-    struct stat found = {};
-    if (entry.d_type == DT_UNKNOWN && ::lstat(path.c_str(), &found) == 0 && S_ISDIR(found.st_mode))
-        return EntryKind::Directory;
-    if (::stat(path.c_str(), &found) == 0)
-        return S_ISREG(found.st_mode) ? EntryKind::File : EntryKind::Other;
-    return entry.d_type == DT_LNK || S_ISLNK(found.st_mode) ? EntryKind::LostLink : EntryKind::Other;
-}
-
-/// One directory's own entries. Returns an errno, or 0. Not std::filesystem's iterator: it ends the program where there
-/// is no memory.
-int readDirectory(const std::string &directory, const QStringList &extensions, FoundEntries *found)
-{
-    const std::unique_ptr<DIR, DirectoryCloser> opened(::opendir(directory.c_str()));
-    if (!opened)
-        return errno;
-    while (!InterruptWatch::wasInterrupted()) {
-        errno = 0;
-        const dirent *const entry = ::readdir(opened.get());
-        if (!entry)
-            return errno;
-        const std::string name = entry->d_name;
-        if (name == "." || name == "..")
-            continue;
-        std::string path = directory;
-        if (path.back() != '/')
-            path += '/';
-        path += name;
-        const EntryKind kind = kindOf(*entry, path);
-        const int linkError = errno;
-        if (kind == EntryKind::Directory)
-            found->directories.push_back(path);
-        else if (kind == EntryKind::File && hasExtension(name, extensions))
-            found->files.push_back(path);
-        else if (kind == EntryKind::LostLink && hasExtension(name, extensions))
-            found->lostLinks.emplace_back(path, linkError);
+    void foundFile(const QString &path) override { files.push_back(pathToBytes(path)); }
+    void foundLostLink(const QString &path, int error) override { lostLinks.emplace_back(pathToBytes(path), error); }
+    void failedDirectory(const QString &path, int error) override
+    {
+        problems.append(QStringLiteral("%1 cannot be searched: %2").arg(path, systemErrorText(error)));
     }
-    return 0;
-}
+    bool isStopped() const override { return InterruptWatch::wasInterrupted(); }
+};
 
-void searchDirectory(const std::string &top, const QStringList &extensions, InputFiles *found)
+void searchDirectory(const QString &top, const QStringList &extensions, InputFiles *found)
 {
     FoundEntries entries;
-    entries.directories = {top};
-    while (!entries.directories.empty() && !InterruptWatch::wasInterrupted()) {
-        const std::string directory = std::move(entries.directories.back());
-        entries.directories.pop_back();
-        const int error = readDirectory(directory, extensions, &entries);
-        if (error != 0)
-            found->problems.append(
-                QStringLiteral("%1 cannot be searched: %2").arg(textOf(directory), systemErrorText(error)));
-    }
+    searchFiles(top, extensions, &entries);
+    found->problems += entries.problems;
     std::sort(entries.files.begin(), entries.files.end());
-    for (const std::string &file : entries.files)
-        found->files.append(textOf(file));
+    for (const QByteArray &file : entries.files)
+        found->files.append(pathFromBytes(file));
     std::sort(entries.lostLinks.begin(), entries.lostLinks.end());
     for (const auto &[link, error] : entries.lostLinks)
-        found->problems.append(QStringLiteral("%1 leads nowhere: %2").arg(textOf(link), systemErrorText(error)));
+        found->problems.append(QStringLiteral("%1 leads nowhere: %2").arg(pathFromBytes(link), systemErrorText(error)));
 }
 
 } // namespace
@@ -182,7 +122,7 @@ InputFiles findInputFiles(const InputChoice &choice, const QStringList &extensio
     if (!choice.list.isNull())
         readList(choice.list, &found);
     for (const QString &directory : choice.directories)
-        searchDirectory(bytesOf(directory), extensions, &found);
+        searchDirectory(directory, extensions, &found);
     return found;
 }
 

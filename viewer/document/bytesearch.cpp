@@ -1,94 +1,65 @@
 #include "bytesearch.h"
 
 #include "bytesource.h"
-#include "documentwork.h"
 
 #include <QCoreApplication>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <mutex>
+#include <functional>
+#include <memory>
 #include <utility>
 
 namespace quenlofar {
 
-/// What the thread has found since it was last asked.
+/// What was found since it was last told.
 struct ByteSearch::News
 {
     std::vector<quint64> places;
     quint64 count = 0;
     quint64 done = 0;
     quint64 fileSize = 0;
-    bool isOver = false;
     bool isWhole = false;
     QString error;
 };
 
-/// Looks through the file in a thread of its own.
-class ByteSearch::Task
+/// Looks through the file, in another thread.
+class ByteSearch::Look
 {
 public:
-    Task(ByteSearch *receiver, quint64 search, ByteQuery query, QString path, SourceOpener opener)
-        : m_search(search), m_query(std::move(query)), m_path(std::move(path)), m_opener(std::move(opener)),
-          m_receiver(receiver)
+    using Tell = std::function<void(std::shared_ptr<const News>)>;
+
+    Look(ByteQuery query, const std::atomic<bool> &isCancelled, Tell tell)
+        : m_query(std::move(query)), m_isCancelled(isCancelled), m_tell(std::move(tell))
     {
     }
 
-    void abandon()
-    {
-        m_isCancelled = true;
-        const std::lock_guard lock(m_mutex);
-        m_receiver = nullptr;
-    }
-
-    void run()
-    {
-        try {
-            look();
-        } catch (const std::bad_alloc &) {
-            m_found.error = ByteSearch::tr("memory ran out");
-        }
-        m_found.isOver = true;
-        tell();
-    }
+    void look(const QString &path, const SourceOpener &opener);
+    std::shared_ptr<const News> takeNews() { return std::make_shared<News>(std::exchange(m_found, {})); }
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    void look();
     void lookAt(const uchar *bytes, size_t count, quint64 offset, size_t known);
-    void tell();
+    void tell()
+    {
+        m_tell(takeNews());
+        m_told = Clock::now();
+    }
 
-    const quint64 m_search;
     const ByteQuery m_query;
-    const QString m_path;
-    const SourceOpener m_opener;
-    std::atomic<bool> m_isCancelled{false};
+    const std::atomic<bool> &m_isCancelled;
+    const Tell m_tell;
     std::vector<size_t> m_positions; // in the bytes that are being looked at
     News m_found;
     quint64 m_kept = 0;
     int m_toldAtOnce = 0;
     Clock::time_point m_told = Clock::now();
-
-    std::mutex m_mutex; // guards what follows
-    ByteSearch *m_receiver;
 };
 
-void ByteSearch::Task::tell()
-{
-    const std::lock_guard lock(m_mutex);
-    if (!m_receiver)
-        return;
-    auto news = std::make_shared<News>(std::exchange(m_found, {}));
-    QMetaObject::invokeMethod(
-        m_receiver, [receiver = m_receiver, search = m_search, news] { receiver->take(search, *news); },
-        Qt::QueuedConnection);
-    m_told = Clock::now();
-}
-
 /// The first `known` of the bytes were looked at before: places that begin and end in them are known.
-void ByteSearch::Task::lookAt(const uchar *bytes, size_t count, quint64 offset, size_t known)
+void ByteSearch::Look::lookAt(const uchar *bytes, size_t count, quint64 offset, size_t known)
 {
     m_positions.clear();
     for (const BytePattern &pattern : m_query.patterns)
@@ -108,13 +79,13 @@ void ByteSearch::Task::lookAt(const uchar *bytes, size_t count, quint64 offset, 
     }
 }
 
-void ByteSearch::Task::look()
+void ByteSearch::Look::look(const QString &path, const SourceOpener &opener)
 {
     constexpr std::chrono::milliseconds betweenNews{50};
     constexpr int mostToldAtOnce = 8;
     constexpr size_t piece = size_t(1) << 20; // bytes: small enough to be ended soon, and to stay in the cache
     const std::unique_ptr<ByteSource> source =
-        m_opener ? m_opener(m_path, &m_found.error) : openFileSource(m_path, &m_found.error);
+        opener ? opener(path, &m_found.error) : openFileSource(path, &m_found.error);
     if (!source)
         return;
     m_found.error = QString();
@@ -165,37 +136,39 @@ ByteSearch::ByteSearch(QString path, SourceOpener opener, QObject *parent)
 {
 }
 
-ByteSearch::~ByteSearch()
-{
-    if (m_task)
-        m_task->abandon();
-}
-
 void ByteSearch::start(const ByteQuery &query)
 {
     clear();
     m_query = query;
     if (isActive()) {
-        m_task = std::make_shared<Task>(this, m_search, m_query, m_path, m_opener);
-        DocumentWork::runDetached([task = m_task] { task->run(); });
+        m_looking.startLong(
+            [this, query, path = m_path, opener = m_opener](const std::atomic<bool> &isCancelled,
+                                                            const Errand::Tell &tell) {
+                Look look(query, isCancelled, [this, &tell](const std::shared_ptr<const News> &news) {
+                    tell([this, news] { take(*news); });
+                });
+                look.look(path, opener);
+                return Errand::Delivery([this, news = look.takeNews()] { take(*news); });
+            },
+            [this] {
+                m_error = tr("memory ran out");
+                Q_EMIT changed();
+            });
     }
     Q_EMIT changed();
 }
 
 void ByteSearch::cancel()
 {
-    if (!m_task)
+    if (!isRunning())
         return;
-    m_task->abandon();
-    m_task.reset();
-    ++m_search;
+    m_looking.cancel();
     Q_EMIT changed();
 }
 
 void ByteSearch::clear()
 {
     cancel();
-    ++m_search;
     m_query = {};
     m_places.clear();
     m_count = 0;
@@ -206,19 +179,14 @@ void ByteSearch::clear()
     Q_EMIT changed();
 }
 
-void ByteSearch::take(quint64 search, const News &news)
+void ByteSearch::take(const News &news)
 {
-    if (search != m_search)
-        return;
     m_count += news.count;
     m_places.insert(m_places.end(), news.places.begin(), news.places.end());
     m_done = news.done;
     m_fileSize = news.fileSize;
-    if (news.isOver) {
-        m_isWhole = news.isWhole;
-        m_error = news.error;
-        m_task.reset();
-    }
+    m_isWhole = news.isWhole;
+    m_error = news.error;
     Q_EMIT changed();
 }
 

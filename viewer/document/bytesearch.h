@@ -2,11 +2,11 @@
 
 #include "bytepattern.h"
 #include "containerrun.h"
+#include "errand.h"
 
 #include <QObject>
 #include <QString>
 
-#include <memory>
 #include <optional>
 #include <vector>
 
@@ -26,8 +26,6 @@ public:
 
     /// In the file `path`, read through `opener`, or from the disk where there is none.
     ByteSearch(QString path, SourceOpener opener, QObject *parent = nullptr);
-    /// Does not wait for the thread.
-    ~ByteSearch() override;
 
     /// Looks for `query`; what was found before is forgotten.
     void start(const ByteQuery &query);
@@ -37,7 +35,7 @@ public:
     void clear();
 
     bool isActive() const { return !m_query.patterns.empty(); } ///< something was looked for, or is
-    bool isRunning() const { return m_task != nullptr; } ///< a thread looks
+    bool isRunning() const { return m_looking.isRunning(); } ///< a thread looks
     bool isWhole() const { return m_isWhole; } ///< the search came to the end of the file
     const QString &error() const { return m_error; } ///< why it ended early; null where it did not
     int progress() const; ///< in percent
@@ -53,16 +51,15 @@ Q_SIGNALS:
     void changed(); ///< more was found, or the search is over, or another one began
 
 private:
-    class Task;
+    class Look;
     struct News;
 
-    void take(quint64 search, const News &news);
+    void take(const News &news);
 
     const QString m_path;
     const SourceOpener m_opener;
     ByteQuery m_query;
-    std::shared_ptr<Task> m_task;
-    quint64 m_search = 0; // counts what was looked for
+    Errand m_looking;
     std::vector<quint64> m_places;
     quint64 m_count = 0;
     quint64 m_done = 0; // bytes

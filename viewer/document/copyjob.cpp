@@ -2,7 +2,6 @@
 
 #include "bytesource.h"
 #include "document.h"
-#include "documentwork.h"
 #include "filepath.h"
 #include "jsonwriter.h"
 #include "treereplay.h"
@@ -14,7 +13,6 @@
 #include <algorithm>
 #include <atomic>
 #include <limits>
-#include <mutex>
 #include <utility>
 
 namespace quenlofar {
@@ -111,38 +109,18 @@ QByteArray arrayLines(const QByteArray &bytes)
 
 } // namespace
 
-/// The work of one job, in a thread of its own.
+/// The work of one job, in another thread.
 class CopyJob::Task
 {
 public:
-    Task(CopyJob *receiver, CopyRequest request, QString path, SourceOpener opener, QString target,
-         const GrowingTree &tree)
+    Task(CopyRequest request, QString path, SourceOpener opener, QString target)
         : m_request(std::move(request)), m_path(std::move(path)), m_opener(std::move(opener)),
-          m_target(std::move(target)), m_tree(tree), m_receiver(receiver)
+          m_target(std::move(target))
     {
     }
 
-    void abandon()
-    {
-        m_isCancelled = true;
-        const std::lock_guard lock(m_mutex);
-        m_receiver = nullptr;
-    }
-
-    void run()
-    {
-        try {
-            copy();
-        } catch (const std::bad_alloc &) {
-            error = CopyJob::tr("memory ran out");
-            result = {};
-        }
-        m_tree = GrowingTree(); // what it keeps alive goes in this thread
-        const std::lock_guard lock(m_mutex);
-        if (m_receiver)
-            QMetaObject::invokeMethod(
-                m_receiver, [receiver = m_receiver, task = this] { receiver->take(task); }, Qt::QueuedConnection);
-    }
+    /// `tree` is the structure of the file, where it is asked for.
+    void copy(const GrowingTree &tree, const std::atomic<bool> &isCancelled);
 
     QByteArray result; // these are read when the thread has said that it is over
     qint64 size = 0;
@@ -152,28 +130,22 @@ public:
     quint64 wanted() const { return m_request.range.size; }
 
 private:
-    void copy();
-    bool write(QIODevice *device);
+    bool write(QIODevice *device, const GrowingTree &tree);
     bool writeBytes(QIODevice *device);
 
     const CopyRequest m_request;
     const QString m_path;
     const SourceOpener m_opener;
     const QString m_target;
-    GrowingTree m_tree; // of the same segments, which never change
-    std::atomic<bool> m_isCancelled{false};
-
-    std::mutex m_mutex; // guards what follows
-    CopyJob *m_receiver;
 };
 
-void CopyJob::Task::copy()
+void CopyJob::Task::copy(const GrowingTree &tree, const std::atomic<bool> &isCancelled)
 {
     if (m_target.isEmpty()) {
         QBuffer buffer(&result);
         buffer.open(QIODevice::WriteOnly);
-        GuardedDevice device(buffer, mostBytes, m_isCancelled);
-        const bool works = write(&device);
+        GuardedDevice device(buffer, mostBytes, isCancelled);
+        const bool works = write(&device, tree);
         size = device.written();
         if (!works)
             result = {};
@@ -184,8 +156,8 @@ void CopyJob::Task::copy()
         error = file.errorString();
         return;
     }
-    GuardedDevice device(file, std::numeric_limits<qint64>::max(), m_isCancelled);
-    const bool works = write(&device);
+    GuardedDevice device(file, std::numeric_limits<qint64>::max(), isCancelled);
+    const bool works = write(&device, tree);
     size = device.written();
     if (!works)
         file.cancelWriting();
@@ -194,16 +166,16 @@ void CopyJob::Task::copy()
 }
 
 /// False where it failed; `error` says why unless nobody wants to know.
-bool CopyJob::Task::write(QIODevice *device)
+bool CopyJob::Task::write(QIODevice *device, const GrowingTree &tree)
 {
     bool works = false;
     if (m_request.form == CopyRequest::Form::Json) {
-        if (!m_tree.hasBegun()) {
+        if (!tree.hasBegun()) {
             error = CopyJob::tr("nothing of the structure is known");
             return false;
         }
         JsonWriter writer(*device, JsonWriter::Layout::Indented, JsonWriter::Frames::LeftOut);
-        works = replayItem(m_tree, m_request.item, &writer);
+        works = replayItem(tree, m_request.item, &writer);
     } else {
         works = writeBytes(device);
     }
@@ -251,11 +223,6 @@ CopyJob::CopyJob(const Document &document, SourceOpener opener, QObject *parent)
 {
 }
 
-CopyJob::~CopyJob()
-{
-    cancel();
-}
-
 void CopyJob::start(const CopyRequest &request, const QString &target)
 {
     cancel();
@@ -263,34 +230,35 @@ void CopyJob::start(const CopyRequest &request, const QString &target)
     m_result = {};
     m_size = 0;
     m_error = QString();
+    const auto task = std::make_shared<Task>(request, m_document.path(), m_opener, target);
+    m_task = task;
+    const auto deliver = [this, task](const QString &error) {
+        m_result = std::move(task->result);
+        m_size = task->size;
+        m_error = error;
+        Q_EMIT finished();
+    };
+    // What the tree keeps alive goes in the other thread.
     const bool isOfTree = request.form == CopyRequest::Form::Json;
-    m_task = std::make_shared<Task>(this, request, m_document.path(), m_opener, target,
-                                    isOfTree ? m_document.tree() : GrowingTree());
-    DocumentWork::runDetached([task = m_task] { task->run(); });
+    m_copying.start(
+        [task, deliver, tree = isOfTree ? m_document.tree() : GrowingTree()](const std::atomic<bool> &isCancelled) {
+            task->copy(tree, isCancelled);
+            return Errand::Delivery([task, deliver] { deliver(task->error); });
+        },
+        [task, deliver] {
+            task->result = {};
+            deliver(tr("memory ran out"));
+        });
 }
 
 void CopyJob::cancel()
 {
-    if (m_task)
-        m_task->abandon();
-    m_task.reset();
-}
-
-/// What an earlier task has to say is not wanted any more; it may be gone.
-void CopyJob::take(const Task *task)
-{
-    if (m_task.get() != task)
-        return;
-    m_result = std::move(m_task->result);
-    m_size = m_task->size;
-    m_error = m_task->error;
-    m_task.reset();
-    Q_EMIT finished();
+    m_copying.cancel();
 }
 
 int CopyJob::progress() const
 {
-    if (!m_task)
+    if (!isRunning())
         return 100;
     const quint64 wanted = m_task->wanted();
     return wanted == 0 ? 0 : int(double(m_task->done) / double(wanted) * 100);

@@ -2,6 +2,7 @@
 
 #include "byterange.h"
 #include "containerrun.h"
+#include "errand.h"
 #include "growingtree.h"
 
 #include <QByteArray>
@@ -44,14 +45,12 @@ public:
 
     /// Of `document`, which outlives the object and is read through `opener`, or from the disk where there is none.
     CopyJob(const Document &document, SourceOpener opener, QObject *parent = nullptr);
-    /// Does not wait for the thread.
-    ~CopyJob() override;
 
     /// Copies to the file `target`, or to memory where it is empty; ends what is being copied.
     void start(const CopyRequest &request, const QString &target);
     void cancel(); ///< ends it; finished() does not come, and no file is left
 
-    bool isRunning() const { return m_task != nullptr; } ///< it goes on
+    bool isRunning() const { return m_copying.isRunning(); } ///< it goes on
     int progress() const; ///< of the bytes, in percent
     const QString &target() const { return m_target; } ///< of the latest; empty for memory
     const QByteArray &result() const { return m_result; } ///< what was copied to memory
@@ -64,11 +63,10 @@ Q_SIGNALS:
 private:
     class Task;
 
-    void take(const Task *task);
-
     const Document &m_document;
     const SourceOpener m_opener;
-    std::shared_ptr<Task> m_task;
+    Errand m_copying;
+    std::shared_ptr<const Task> m_task; // the latest
     QString m_target;
     QByteArray m_result;
     qint64 m_size = 0;

@@ -109,6 +109,7 @@ void Document::takeNews()
         m_isOpened = true;
         m_size = quint64(std::max<qint64>(news.size, 0));
         m_openError = news.openError;
+        m_isFolder = news.isFolder;
         Q_EMIT opened();
         const Place wanted = m_place;
         if (m_isPlaceOfBytes)

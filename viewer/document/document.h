@@ -33,6 +33,7 @@ public:
     bool isOpened() const { return m_isOpened; } ///< size() and openError() say what they will say
     quint64 size() const { return m_size; } ///< bytes when the file was opened; 0 before
     const QString &openError() const { return m_openError; } ///< why it could not be opened; null where it could
+    bool isFolder() const { return m_isFolder; } ///< it could not be opened because it is one
     const QString &change() const { return m_change; } ///< what became of the file on the disk; null: nothing
     /// Why bytes that were looked at could not be read, the latest; null where all could.
     const QString &readError() const { return m_readError; }
@@ -121,6 +122,7 @@ private:
     bool m_isOpened = false;
     quint64 m_size = 0;
     QString m_openError;
+    bool m_isFolder = false;
     QString m_change;
     QString m_readError;
     GrowingTree m_tree;

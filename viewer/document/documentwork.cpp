@@ -302,10 +302,12 @@ void DocumentWork::readPages()
 {
     QString error;
     const std::unique_ptr<ByteSource> source = open(&error);
+    const FileStamp found = source ? FileStamp() : FileStamp::of(m_path);
     tell([&](DocumentNews &news) {
         news.isOpened = true;
         news.size = source ? source->size() : -1;
         news.openError = error;
+        news.isFolder = found.exists && S_ISDIR(found.status.st_mode);
     });
     if (!source)
         return;

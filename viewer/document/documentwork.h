@@ -65,6 +65,7 @@ struct DocumentNews
     bool isOpened = false; ///< the file was opened for its bytes, or could not be: see size and openError
     qint64 size = -1; ///< bytes of the file
     QString openError; ///< why it could not be opened
+    bool isFolder = false; ///< that is why
     std::vector<std::shared_ptr<const TreeSegment>> segments; ///< in their order
     std::vector<Page> pages; ///< those that were asked for
     std::shared_ptr<const StrictTables> tables; ///< once, when the strict reading has ended

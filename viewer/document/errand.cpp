@@ -14,9 +14,20 @@ struct Errand::Run
     std::atomic<bool> isCancelled{false};
     std::mutex mutex; // guards the receiver
     Errand *receiver = nullptr;
+
+    /// Calls `what` with the receiver between two events; one that goes takes with it what was posted to it.
+    template <typename What> void post(What what)
+    {
+        const std::lock_guard lock(mutex);
+        if (receiver)
+            QMetaObject::invokeMethod(
+                receiver, [receiver = receiver, what = std::move(what)] { what(*receiver); }, Qt::QueuedConnection);
+    }
 };
 
-Errand::Errand(Document &document, QObject *parent) : QObject(parent), m_document(document) { }
+Errand::Errand(Document &document, QObject *parent) : QObject(parent), m_document(&document) { }
+
+Errand::Errand(QObject *parent) : QObject(parent), m_document(nullptr) { }
 
 Errand::~Errand()
 {
@@ -26,25 +37,32 @@ Errand::~Errand()
 
 void Errand::start(Work work, Delivery failed)
 {
+    startLong(
+        [work = std::move(work)](const std::atomic<bool> &isCancelled, const Tell &) { return work(isCancelled); },
+        std::move(failed));
+}
+
+void Errand::startLong(LongWork work, Delivery failed)
+{
     cancel();
     auto run = std::make_shared<Run>();
     run->receiver = this;
     m_current = run;
-    m_document.errandBegan();
+    if (m_document)
+        m_document->errandBegan();
     DocumentWork::runDetached([run, work = std::move(work), failed = std::move(failed)] {
         Delivery delivery;
         try {
-            delivery = work(run->isCancelled);
+            delivery = work(run->isCancelled, [&run](Delivery news) {
+                run->post([run, news = std::move(news)](Errand &errand) {
+                    if (run == errand.m_current)
+                        news();
+                });
+            });
         } catch (const std::bad_alloc &) {
             delivery = failed;
         }
-        const std::lock_guard lock(run->mutex);
-        // A receiver that goes takes with it what was posted to it.
-        if (run->receiver) {
-            QMetaObject::invokeMethod(
-                run->receiver, [receiver = run->receiver, run, delivery] { receiver->finish(run, delivery); },
-                Qt::QueuedConnection);
-        }
+        run->post([run, delivery = std::move(delivery)](Errand &errand) { errand.finish(run, delivery); });
     });
 }
 
@@ -58,7 +76,8 @@ void Errand::cancel()
         m_current->receiver = nullptr;
     }
     m_current.reset();
-    m_document.errandEnded();
+    if (m_document)
+        m_document->errandEnded();
     Q_EMIT ended();
 }
 
@@ -69,7 +88,8 @@ void Errand::finish(const std::shared_ptr<Run> &run, const Delivery &delivery)
     m_current.reset();
     if (delivery)
         delivery();
-    m_document.errandEnded();
+    if (m_document)
+        m_document->errandEnded();
     Q_EMIT ended();
 }
 

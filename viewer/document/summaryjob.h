@@ -1,12 +1,11 @@
 #pragma once
 
 #include "documentwork.h"
+#include "errand.h"
 #include "growingtree.h"
 
 #include <QObject>
 #include <QString>
-
-#include <memory>
 
 namespace quenlofar {
 
@@ -24,24 +23,18 @@ class SummaryJob : public QObject
 public:
     /// Of `document`, which outlives the object and was opened with `options`.
     SummaryJob(const Document &document, const DocumentOptions &options, QObject *parent = nullptr);
-    /// Does not wait for the thread.
-    ~SummaryJob() override;
 
     void start(); ///< begins anew; text() stays until the next one is there
-    bool isRunning() const { return m_task != nullptr; } ///< it is being made
+    bool isRunning() const { return m_making.isRunning(); } ///< it is being made
     const QString &text() const { return m_text; } ///< lines for people; null before there is one
 
 Q_SIGNALS:
     void finished(); ///< text() is another one
 
 private:
-    class Task;
-
-    void take(const Task *task, const QString &text);
-
     const Document &m_document;
     const DocumentOptions m_options;
-    std::shared_ptr<Task> m_task;
+    Errand m_making;
     QString m_text;
 };
 

@@ -6,7 +6,9 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <mutex>
+#include <functional>
+#include <memory>
+#include <utility>
 
 namespace quenlofar {
 
@@ -48,48 +50,30 @@ private:
 
 } // namespace
 
-/// What a thread has found since it was last asked.
+/// What was found since it was last told.
 struct TreeSearch::News
 {
     std::vector<TreeItem> matches;
     quint64 count = 0;
-    bool isOver = false;
 };
 
-/// Looks through some segments in a thread of its own.
-class TreeSearch::Task
+/// Looks through segments, in another thread.
+class TreeSearch::Look
 {
 public:
-    Task(TreeSearch *receiver, quint64 search, ItemConditions conditions)
-        : m_conditions(std::move(conditions)), m_search(search), m_receiver(receiver)
+    using Tell = std::function<void(std::shared_ptr<const News>)>;
+
+    Look(ItemConditions conditions, const std::atomic<bool> &isCancelled, Tell tell)
+        : m_conditions(std::move(conditions)), m_isCancelled(isCancelled), m_tell(std::move(tell))
     {
     }
 
-    void add(quint32 number, std::shared_ptr<const TreeSegment> segment)
-    {
-        m_segments.push_back({number, std::move(segment)});
-    }
-
-    void abandon()
-    {
-        m_isCancelled = true;
-        const std::lock_guard lock(m_mutex);
-        m_receiver = nullptr;
-    }
-
-    void run()
-    {
-        for (const auto &[number, segment] : m_segments)
-            look(number, *segment);
-        m_found.isOver = true;
-        tell();
-    }
+    void look(quint32 number, const TreeSegment &segment);
+    std::shared_ptr<const News> takeNews() { return std::make_shared<News>(std::exchange(m_found, {})); }
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    void look(quint32 number, const TreeSegment &segment);
-    void tell();
     void found(TreeItem item)
     {
         ++m_found.count;
@@ -98,32 +82,21 @@ private:
             ++m_kept;
         }
     }
+    void tell()
+    {
+        m_tell(takeNews());
+        m_told = Clock::now();
+    }
 
     const ItemConditions m_conditions;
-    const quint64 m_search;
-    std::vector<std::pair<quint32, std::shared_ptr<const TreeSegment>>> m_segments;
-    std::atomic<bool> m_isCancelled{false};
+    const std::atomic<bool> &m_isCancelled;
+    const Tell m_tell;
     News m_found;
     quint64 m_kept = 0;
     Clock::time_point m_told = Clock::now();
-
-    std::mutex m_mutex; // guards what follows
-    TreeSearch *m_receiver;
 };
 
-void TreeSearch::Task::tell()
-{
-    const std::lock_guard lock(m_mutex);
-    if (!m_receiver)
-        return;
-    auto news = std::make_shared<News>(std::exchange(m_found, {}));
-    QMetaObject::invokeMethod(
-        m_receiver, [receiver = m_receiver, search = m_search, news] { receiver->take(search, *news); },
-        Qt::QueuedConnection);
-    m_told = Clock::now();
-}
-
-void TreeSearch::Task::look(quint32 number, const TreeSegment &segment)
+void TreeSearch::Look::look(quint32 number, const TreeSegment &segment)
 {
     constexpr quint32 itemsBetweenLooks = 0xFFF; // at the clock, a mask
     constexpr std::chrono::milliseconds betweenNews{50};
@@ -168,7 +141,7 @@ void TreeSearch::Task::look(quint32 number, const TreeSegment &segment)
     }
 }
 
-TreeSearch::TreeSearch(Document &document, QObject *parent) : QObject(parent), m_document(document)
+TreeSearch::TreeSearch(Document &document, QObject *parent) : QObject(parent), m_document(document), m_looking(document)
 {
     connect(&document, &Document::treeGrew, this, [this] {
         if (!isActive())
@@ -178,18 +151,10 @@ TreeSearch::TreeSearch(Document &document, QObject *parent) : QObject(parent), m
     });
 }
 
-TreeSearch::~TreeSearch()
-{
-    if (m_task)
-        m_task->abandon();
-}
-
 void TreeSearch::start(const ItemConditions &conditions)
 {
-    if (m_task)
-        m_task->abandon();
-    m_task.reset();
-    ++m_search;
+    m_looking.cancel();
+    m_isStopped = false;
     m_conditions = conditions;
     m_nextSegment = 0;
     m_matches.clear();
@@ -198,36 +163,51 @@ void TreeSearch::start(const ItemConditions &conditions)
     Q_EMIT changed();
 }
 
+void TreeSearch::stop()
+{
+    if (isDone())
+        return;
+    m_isStopped = true;
+    m_looking.cancel();
+    Q_EMIT changed();
+}
+
 /// Lets a thread look into the segments that came since, unless one is at work: what it says last comes here again.
 void TreeSearch::lookOn()
 {
     const GrowingTree &tree = m_document.tree();
-    if (m_task || !isActive() || m_nextSegment == tree.segmentCount())
+    if (m_looking.isRunning() || !isActive() || m_isStopped || m_nextSegment == tree.segmentCount())
         return;
-    m_task = std::make_shared<Task>(this, m_search, m_conditions);
+    std::vector<std::pair<quint32, std::shared_ptr<const TreeSegment>>> segments;
     for (; m_nextSegment < tree.segmentCount(); ++m_nextSegment)
-        m_task->add(m_nextSegment, tree.segment(m_nextSegment));
-    DocumentWork::runDetached([task = m_task] { task->run(); });
+        segments.emplace_back(m_nextSegment, tree.segment(m_nextSegment));
+    m_looking.startLong(
+        [this, conditions = m_conditions, segments = std::move(segments)](const std::atomic<bool> &isCancelled,
+                                                                          const Errand::Tell &tell) {
+            Look look(conditions, isCancelled,
+                      [this, &tell](const std::shared_ptr<const News> &news) { tell([this, news] { take(*news); }); });
+            for (const auto &[number, segment] : segments)
+                look.look(number, *segment);
+            return Errand::Delivery([this, news = look.takeNews()] {
+                lookOn();
+                take(*news);
+            });
+        },
+        [this] { Q_EMIT changed(); });
 }
 
-void TreeSearch::take(quint64 search, const News &news)
+void TreeSearch::take(const News &news)
 {
-    if (search != m_search)
-        return;
     m_count += news.count;
     const size_t room = mostKept - m_matches.size();
     m_matches.insert(m_matches.end(), news.matches.begin(),
                      news.matches.begin() + std::ptrdiff_t(std::min(room, news.matches.size())));
-    if (news.isOver) {
-        m_task.reset();
-        lookOn();
-    }
     Q_EMIT changed();
 }
 
 bool TreeSearch::isDone() const
 {
-    return !isActive() || (!m_task && m_document.tree().isComplete());
+    return !isActive() || m_isStopped || (!m_looking.isRunning() && m_document.tree().isComplete());
 }
 
 std::optional<size_t> TreeSearch::behind(TreeItem item) const

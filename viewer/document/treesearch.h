@@ -1,11 +1,11 @@
 #pragma once
 
+#include "errand.h"
 #include "fieldcondition.h"
 #include "growingtree.h"
 
 #include <QObject>
 
-#include <memory>
 #include <optional>
 #include <vector>
 
@@ -28,16 +28,16 @@ public:
 
     /// Looks into `document`, which outlives the object.
     explicit TreeSearch(Document &document, QObject *parent = nullptr);
-    /// Does not wait for the thread.
-    ~TreeSearch() override;
 
     /// Looks for the items for which `conditions` hold; what was found before is forgotten. Without any it looks for
     /// nothing.
     void start(const ItemConditions &conditions);
+    void stop(); ///< looks no further; what was found stays
 
     bool isActive() const { return m_conditions.areAny(); } ///< conditions were given
     /// The whole tree was looked through, and it does not grow any more; true where nothing is looked for.
     bool isDone() const;
+    bool isStopped() const { return m_isStopped; } ///< by stop(): isDone() is true then
     quint64 count() const { return m_count; } ///< matches so far
     const std::vector<TreeItem> &matches() const { return m_matches; } ///< the first of them, at most mostKept
     /// The position in matches() of the first match behind `item`; nothing where there is none so far.
@@ -53,16 +53,16 @@ Q_SIGNALS:
     void changed(); ///< something else is looked for, or more was found
 
 private:
-    class Task;
+    class Look;
     struct News;
 
     void lookOn();
-    void take(quint64 search, const News &news);
+    void take(const News &news);
 
     Document &m_document;
     ItemConditions m_conditions;
-    std::shared_ptr<Task> m_task; // null where no thread looks
-    quint64 m_search = 0; // counts what was looked for
+    Errand m_looking;
+    bool m_isStopped = false;
     quint32 m_nextSegment = 0; // that no thread looks into yet
     std::vector<TreeItem> m_matches;
     quint64 m_count = 0;

@@ -6,12 +6,12 @@ namespace quenlofar {
 
 /// Parts of the made-up file; the byte at `offset` is offset % 251.
 inline constexpr int parts = 3000;
-inline constexpr quint64 step = 20;
+inline constexpr quint64 partSize = 20;
 
 /// What the leaf "bytes" of a part says.
 inline int byteOfPart(int part)
 {
-    return int((16 + step * quint64(part)) % 251);
+    return int((16 + partSize * quint64(part)) % 251);
 }
 
 /// Parts for which `holds` does, by their leaves' bytes.
@@ -25,7 +25,7 @@ template <typename Holds> int partsWhere(Holds holds)
 
 inline DocumentOptions partsOptions()
 {
-    return optionsFor(makeFile(16 + parts * qint64(step)), parts, step);
+    return optionsFor(makeFile(16 + parts * qint64(partSize)), parts, partSize);
 }
 
 } // namespace quenlofar

@@ -1,9 +1,11 @@
 """What a desktop is told of the viewer: its entry, its description, its icon and its manual page."""
+import json
 import os
 import pathlib
 import re
 import shutil
 import subprocess
+import tempfile
 import unittest
 import xml.etree.ElementTree
 
@@ -25,6 +27,21 @@ class Desktop(unittest.TestCase):
         for option in ("--help", "--version"):
             result = run(VIEWER, option)
             self.assertEqual(result.returncode, 0, result.stdout)
+
+    def test_scripts_have_no_session(self):
+        with tempfile.TemporaryDirectory() as home:
+            settings = pathlib.Path(home) / "quenlofar" / "quenlofar-viewer.ini"
+            settings.parent.mkdir()
+            kept = b"[session]\ntabs\\size=1\ntabs\\1\\path=/etc/passwd\n"
+            settings.write_bytes(kept)
+            result = subprocess.run([VIEWER, "--dump-state"], stdout=subprocess.PIPE, check=True,
+                                    env={**os.environ, "XDG_CONFIG_HOME": home, "XDG_DATA_HOME": home,
+                                         "QT_QPA_PLATFORM": "offscreen"})
+            self.assertEqual(json.loads(result.stdout)["tabs"], 0)
+            subprocess.run([VIEWER, "--do", "open=/etc/passwd", "--dump-state"], stdout=subprocess.DEVNULL, check=True,
+                           env={**os.environ, "XDG_CONFIG_HOME": home, "XDG_DATA_HOME": home,
+                                "QT_QPA_PLATFORM": "offscreen"})
+            self.assertEqual(settings.read_bytes(), kept)
 
     def test_manual_page_has_every_option(self):
         options = set(re.findall(rb"--([a-z][a-z-]+)", run(VIEWER, "--help").stdout)) - {b"help-all"}

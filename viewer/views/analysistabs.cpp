@@ -145,8 +145,10 @@ QWidget *AnalysisTabs::focusView() const
         return m_findings->focusProxy();
     case RepairTab:
         return m_repair->focusProxy();
-    default:
+    case ValuesTab:
         return m_values;
+    default: // of others
+        return currentWidget()->focusProxy() ? currentWidget()->focusProxy() : currentWidget();
     }
 }
 

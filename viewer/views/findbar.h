@@ -3,6 +3,7 @@
 #include "bytesearch.h"
 #include "document.h"
 #include "placesmodel.h"
+#include "treesearch.h"
 
 #include <QWidget>
 
@@ -14,8 +15,8 @@ class QToolButton;
 
 namespace quenlofar {
 
-/// Looks for bytes, texts and numbers in a document, lists where they are, and goes from one place to the next. Hidden
-/// until it is asked for.
+/// Looks for bytes, texts and numbers in a document, and for names and values in its structure, lists where they are,
+/// and goes from one place to the next. Hidden until it is asked for.
 class FindBar : public QWidget
 {
     Q_OBJECT
@@ -25,9 +26,11 @@ public:
     FindBar(Document &document, SourceOpener opener, QWidget *parent = nullptr);
 
     void open(); ///< shows the bar, for something to be typed
-    const ByteSearch &search() const { return m_search; } ///< what is found
-    /// Looks for `text` as one of "bytes", "text", "fourcc" or "number". False where that is no such kind, or the text
-    /// cannot be read so; `*error` then says why.
+    quint64 count() const; ///< places that were found
+    bool isRunning() const; ///< it is being looked for
+    bool isWhole() const; ///< everything was looked through
+    /// Looks for `text` as one of "bytes", "text", "fourcc", "number", "name" or "value". False where that is no such
+    /// kind, or the text cannot be read so; `*error` then says why.
     bool find(const QString &kind, const QString &text, QString *error);
     QString message() const; ///< how many places there are, or what is wrong
     void nextPlace(); ///< goes to the first place behind the current one, then to the first of all
@@ -37,7 +40,12 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
 
 private:
-    bool start(ByteQuery::Kind kind, const QString &text, QString *error);
+    bool start(int kind, const QString &text, QString *error);
+    bool startItems(int kind, const QString &text, QString *error);
+    void stop();
+    bool isActive() const;
+    size_t listed() const;
+    void goToNext(bool isForward);
     void startTyped();
     void close();
     void showFound();
@@ -45,6 +53,8 @@ private:
 
     Document &m_document;
     ByteSearch m_search;
+    TreeSearch m_items;
+    bool m_areItems = false; // what is looked for now or was last
     PlacesModel m_model;
     QComboBox *m_kind;
     QLineEdit *m_field;

@@ -60,6 +60,7 @@ FindingsView::FindingsView(Document &document, QWidget *parent)
         bar->addWidget(widget);
     bar->addWidget(m_status, 1);
     auto *const splitter = new QSplitter(Qt::Horizontal, this);
+    splitter->setObjectName(QStringLiteral("findingsAndExplanation"));
     splitter->addWidget(m_list);
     splitter->addWidget(m_explanation);
     splitter->setStretchFactor(0, 3);

@@ -463,18 +463,12 @@ void HexView::paintGround(QPainter *painter, const HexRow &row, int top, const s
         if (from >= to)
             continue;
         QBrush ground(Qt::NoBrush);
-        QColor line = palette().color(QPalette::Text);
-        line.setAlpha(70);
         QColor shade = palette().color(QPalette::Highlight);
         switch (span.kind) {
         case ElementKind::NotYet:
-            continue;
         case ElementKind::Gap:
-            ground = QBrush(line, Qt::DiagCrossPattern);
-            break;
         case ElementKind::Unparsed:
-            ground = QBrush(line, Qt::BDiagPattern);
-            break;
+            continue;
         case ElementKind::Node:
             ground = palette().brush(QPalette::AlternateBase);
             break;
@@ -490,6 +484,22 @@ void HexView::paintGround(QPainter *painter, const HexRow &row, int top, const s
     }
 }
 
+/// Over the selection: what nobody interprets is to be seen there as well.
+void HexView::paintHatching(QPainter *painter, const HexRow &row, int top, const std::vector<ByteSpan> &spans) const
+{
+    const quint64 end = row.offset + row.bytes.size();
+    QColor line = palette().color(QPalette::Text);
+    line.setAlpha(70);
+    for (const ByteSpan &span : spans) {
+        const quint64 from = std::max(span.range.offset, row.offset);
+        const quint64 to = std::min(span.range.end(), end);
+        if (from >= to || (span.kind != ElementKind::Gap && span.kind != ElementKind::Unparsed))
+            continue;
+        const QBrush hatching(line, span.kind == ElementKind::Gap ? Qt::DiagCrossPattern : Qt::BDiagPattern);
+        fillBytes(painter, top, int(from - row.offset), int(to - from), hatching);
+    }
+}
+
 void HexView::paintSelection(QPainter *painter, const HexRow &row, int top) const
 {
     const ByteRange marked = selection();
@@ -497,8 +507,7 @@ void HexView::paintSelection(QPainter *painter, const HexRow &row, int top) cons
     const quint64 to = std::min<quint64>(marked.end(), row.offset + row.bytes.size());
     if (from >= to)
         return;
-    QColor color = palette().color(hasFocus() ? QPalette::Active : QPalette::Inactive, QPalette::Highlight);
-    color.setAlpha(140);
+    const QColor color = selectionColor(palette(), hasFocus() ? QPalette::Active : QPalette::Inactive);
     const int first = int(from - row.offset);
     const int count = int(to - from);
     fillBytes(painter, top, first, count, color);
@@ -549,8 +558,13 @@ void HexView::paintEvent(QPaintEvent *)
     const TreeItem item = m_document.place().item;
     const ByteRange framed = item == GrowingTree::root() ? m_document.place().range : m_document.tree().range(item);
     const QColor color = palette().color(QPalette::Text);
-    QColor faint = color;
-    faint.setAlpha(160);
+    const QColor faint = quietTextColor(palette());
+    const ByteRange selected = selection();
+    const QColor selectedColor =
+        textColorOn(selectionColor(palette(), hasFocus() ? QPalette::Active : QPalette::Inactive), palette());
+    const auto colorOf = [&](quint64 offset) {
+        return offset >= selected.offset && offset < selected.end() ? selectedColor : color;
+    };
     const int ascent = QFontMetrics(font()).ascent();
     for (int i = 0; i < rows; ++i) {
         const HexRow each = row(m_top + quint64(i));
@@ -558,17 +572,20 @@ void HexView::paintEvent(QPaintEvent *)
         paintRegions(&painter, each, top);
         paintGround(&painter, each, top, spans);
         paintSelection(&painter, each, top);
+        paintHatching(&painter, each, top, spans);
         painter.setPen(faint);
         painter.drawText(margin, top + ascent, each.offsetText);
-        painter.setPen(color);
         // Each pair by itself: a font's advance need not be a whole number of pixels.
         for (int byte = 0; byte < int(each.bytes.size()); ++byte) {
             const int character = byte * 3;
+            painter.setPen(colorOf(each.offset + quint64(byte)));
             painter.drawText(hexLeft() + character * m_cell, top + ascent, each.hex.mid(character, 2));
         }
         for (int byte = 0; byte < int(each.text.size()); ++byte) {
-            if (each.text.at(byte) != QLatin1Char(' '))
-                painter.drawText(textLeft() + byte * m_cell, top + ascent, QString(each.text.at(byte)));
+            if (each.text.at(byte) == QLatin1Char(' '))
+                continue;
+            painter.setPen(colorOf(each.offset + quint64(byte)));
+            painter.drawText(textLeft() + byte * m_cell, top + ascent, QString(each.text.at(byte)));
         }
         paintFrame(&painter, each, top, framed);
     }

@@ -99,6 +99,7 @@ private:
     QString offsetText(quint64 offset) const;
     QString textOf(const HexRow &row) const;
     void paintGround(QPainter *painter, const HexRow &row, int top, const std::vector<ByteSpan> &spans) const;
+    void paintHatching(QPainter *painter, const HexRow &row, int top, const std::vector<ByteSpan> &spans) const;
     void paintFrame(QPainter *painter, const HexRow &row, int top, const ByteRange &range) const;
     void paintRegions(QPainter *painter, const HexRow &row, int top) const;
     void fillBytes(QPainter *painter, int top, int first, int count, const QBrush &ground) const;

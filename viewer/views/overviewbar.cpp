@@ -10,6 +10,7 @@
 #include <QToolTip>
 
 #include <algorithm>
+#include <utility>
 
 namespace quenlofar {
 
@@ -162,6 +163,12 @@ QString OverviewBar::textOf(quint64 offset) const
     return parts.join(QStringLiteral(", "));
 }
 
+void OverviewBar::setBookmarks(std::vector<quint64> places)
+{
+    m_bookmarks = std::move(places);
+    update();
+}
+
 QString OverviewBar::placeText() const
 {
     return textOf(m_document.place().range.offset);
@@ -208,12 +215,18 @@ void OverviewBar::paintEvent(QPaintEvent *)
         const int x = begin(cell);
         painter.drawPolygon(QPolygon({QPoint(x - 3, 0), QPoint(x + 3, 0), QPoint(x, tickHeight)}));
     }
+    // Flags that stand on the lower edge, where no tick of a finding is.
+    for (const quint64 place : m_bookmarks) {
+        const int x = xOf(place);
+        painter.drawLine(x, tickHeight, x, QWidget::height() - 1);
+        painter.drawRect(QRect(x, QWidget::height() - 1 - tickHeight, tickHeight, tickHeight));
+    }
     if (m_cells.fileSize > 0) {
         const ByteRange range = m_document.place().range;
         const int left = xOf(range.offset);
         const int right = std::max(left + 2, xOf(range.size > 0 ? range.end() - 1 : range.offset));
         painter.setBrush(Qt::NoBrush);
-        painter.setPen(QPen(palette().color(QPalette::Highlight), 2));
+        painter.setPen(QPen(frameColor(palette()), 2));
         painter.drawRect(QRect(QPoint(left, tickHeight), QPoint(right, QWidget::height() - 2)));
     }
     if (hasFocus()) {

@@ -8,8 +8,8 @@
 
 namespace quenlofar {
 
-/// A bar of the whole file: the kinds of its bytes, below them what the bytes look like, the findings as ticks and the
-/// current place. Click, drag and arrow keys go there.
+/// A bar of the whole file: the kinds of its bytes, below them what the bytes look like, the findings as ticks, the
+/// bookmarks and the current place. Click, drag and arrow keys go there.
 class OverviewBar : public QWidget
 {
     Q_OBJECT
@@ -23,6 +23,7 @@ public:
     const std::vector<RegionKind> &kinds() const { return m_kinds; }
     const std::vector<ByteClass> &classes() const { return m_classes; } ///< by cell; empty before they are known
     std::vector<int> ticks() const; ///< cells with findings, each once, ascending
+    void setBookmarks(std::vector<quint64> places); ///< marks these bytes
     /// "offset 1000 of 2000, video, dense" of the current place.
     QString placeText() const;
     quint64 offsetAt(int x) const; ///< the first byte at a column of pixels
@@ -49,6 +50,7 @@ private:
     OverviewCells m_cells;
     std::vector<RegionKind> m_kinds;
     std::vector<ByteClass> m_classes;
+    std::vector<quint64> m_bookmarks;
     Errand m_kindsErrand;
     Errand m_classesErrand;
     bool m_hasClasses = false; // they were asked for

@@ -160,7 +160,11 @@ void PlotView::paintCurve(QPainter *painter, PlotSettings::Curve curve, int line
         ? tr("distance of sound and pictures in the file, dashed: up to %1 bytes").arg(most, 0, 'f', 0)
         : tr("sound before pictures, dotted: %1 to %2 s").arg(least, 0, 'f', 3).arg(most, 0, 'f', 3);
     const int height = fontMetrics().height();
+    // Bars may stand behind it.
+    painter->setBackground(palette().color(QPalette::Base));
+    painter->setBackgroundMode(Qt::OpaqueMode);
     painter->drawText(QRect(plot.left(), plot.top() + line * height, plot.width(), height), Qt::AlignRight, name);
+    painter->setBackgroundMode(Qt::TransparentMode);
 }
 
 /// Findings that are about a packet, as small triangles above it.
@@ -200,7 +204,7 @@ void PlotView::paintCursor(QPainter *painter) const
     if (right < plot.left() || left > plot.right())
         return;
     painter->setBrush(Qt::NoBrush);
-    painter->setPen(QPen(palette().color(QPalette::Highlight), 2));
+    painter->setPen(QPen(frameColor(palette()), 2));
     painter->drawRect(QRect(left, plot.top(), right - left, plot.height()));
 }
 

@@ -1,10 +1,12 @@
 #include "analysisstate.h"
 
 #include "analysistabs.h"
+#include "bookmarksview.h"
 #include "kindcolors.h"
 #include "overviewbar.h"
 
 #include <QJsonArray>
+#include <QTableView>
 #include <QTreeView>
 #include <QTreeWidget>
 
@@ -134,6 +136,22 @@ QJsonObject analysisState(AnalysisTabs &tabs)
             {QStringLiteral("findings"), findingsState(tabs.findingsView())},
             {QStringLiteral("values"), valuesState(tabs.valuesView())},
             {QStringLiteral("repair"), repairState(tabs.repairView())}};
+}
+
+QJsonObject bookmarksState(BookmarksView &view)
+{
+    QJsonArray rows;
+    const BookmarksModel &model = view.model();
+    for (int row = 0; row < model.rowCount(); ++row) {
+        QJsonArray cells;
+        for (int column = 0; column < BookmarksModel::ColumnCount; ++column)
+            cells.append(model.index(row, column).data().toString());
+        rows.append(cells);
+    }
+    const QModelIndex current = view.table().currentIndex();
+    return {{QStringLiteral("status"), view.statusText()},
+            {QStringLiteral("current"), current.isValid() ? QJsonValue(current.row()) : QJsonValue()},
+            {QStringLiteral("rows"), rows}};
 }
 
 QJsonObject overviewState(const OverviewBar &overview)

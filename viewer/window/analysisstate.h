@@ -5,6 +5,7 @@
 namespace quenlofar {
 
 class AnalysisTabs;
+class BookmarksView;
 class Document;
 class OverviewBar;
 
@@ -16,6 +17,8 @@ QJsonValue jsonNumber(quint64 number);
 QJsonObject analysisOfPlace(const Document &document);
 /// What the views of `tabs` show, by the name of the view.
 QJsonObject analysisState(AnalysisTabs &tabs);
+/// The bookmarks that `view` shows.
+QJsonObject bookmarksState(BookmarksView &view);
 /// What `overview` shows.
 QJsonObject overviewState(const OverviewBar &overview);
 

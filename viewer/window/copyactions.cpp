@@ -40,7 +40,7 @@ const FormName *formNamed(const QString &name)
 void MainWindow::makeCopyActions()
 {
     const auto keys = [](const char *text) { return QKeySequence::fromString(QString::fromLatin1(text)); };
-    QMenu *const edit = menuBar()->addMenu(tr("&Edit"));
+    m_editMenu = menuBar()->addMenu(tr("&Edit"));
     struct CopyAction
     {
         const char *name; // of the action and what it copies
@@ -69,7 +69,7 @@ void MainWindow::makeCopyActions()
             if (!isDone && !error.isEmpty())
                 statusBar()->showMessage(error);
         });
-        edit->addAction(action);
+        m_editMenu->addAction(action);
         m_pageActions.push_back(action);
     }
 }

@@ -48,9 +48,11 @@ FilePage::FilePage(const QString &path, const DocumentOptions &options, QWidget 
     : QWidget(parent), m_options(options), m_document(path, options), m_structureView(m_document),
       m_filterBar(m_document), m_hexView(m_document), m_findBar(m_document, options.opener),
       m_copyJob(m_document, options.opener), m_summaryJob(m_document, options), m_repairJob(m_document, options),
-      m_analysis(m_document, m_repairJob), m_overview(m_document), m_bar(new QLabel(this))
+      m_bookmarks(m_document, options.opener), m_analysis(m_document, m_repairJob), m_overview(m_document),
+      m_bar(new QLabel(this))
 {
     auto *const splitter = new QSplitter(Qt::Horizontal, this);
+    splitter->setObjectName(QStringLiteral("structureAndBytes"));
     splitter->addWidget(makeStructurePane());
     splitter->addWidget(&m_hexView);
     splitter->setStretchFactor(0, 1);
@@ -74,13 +76,31 @@ FilePage::FilePage(const QString &path, const DocumentOptions &options, QWidget 
     connect(&m_document, &Document::placeResolved, this, &FilePage::statusChanged);
     connect(&m_hexView, &HexView::cursorMoved, this, &FilePage::statusChanged);
     setFocusProxy(&m_structureView);
+    arrangeBookmarks();
     showMessages();
+}
+
+/// A tab behind those of the analysis, and marks in the overview.
+void FilePage::arrangeBookmarks()
+{
+    m_bookmarksView = new BookmarksView(m_document, m_bookmarks);
+    m_analysis.addTab(m_bookmarksView, tr("Bookmarks"));
+    connect(&m_bookmarks, &Bookmarks::changed, this, [this] {
+        const size_t count = m_bookmarks.list().size();
+        m_analysis.setTabText(m_analysis.indexOf(m_bookmarksView),
+                              count == 0 ? tr("Bookmarks") : tr("Bookmarks: %1").arg(count));
+        std::vector<quint64> places;
+        for (const Bookmark &bookmark : m_bookmarks.list())
+            places.push_back(bookmark.range.offset);
+        m_overview.setBookmarks(std::move(places));
+    });
 }
 
 /// What the strict reading tells stands below structure and bytes; the overview of the whole file below everything.
 void FilePage::arrangeAnalysis(QWidget *upper)
 {
     auto *const splitter = new QSplitter(Qt::Vertical, this);
+    splitter->setObjectName(QStringLiteral("aboveAndBelow"));
     splitter->addWidget(upper);
     splitter->addWidget(&m_analysis);
     splitter->setStretchFactor(0, 3);
@@ -192,8 +212,8 @@ std::optional<DocumentOptions> FilePage::raisedOptions() const
 
 bool FilePage::isIdle() const
 {
-    return m_document.isIdle() && m_filterBar.search().isDone() && !m_findBar.search().isRunning()
-        && !m_copyJob.isRunning() && !m_summaryJob.isRunning() && !m_structureView.isExpanding();
+    return m_document.isIdle() && m_filterBar.search().isDone() && !m_findBar.isRunning() && !m_copyJob.isRunning()
+        && !m_summaryJob.isRunning() && !m_structureView.isExpanding();
 }
 
 QString FilePage::title() const
@@ -312,8 +332,8 @@ QJsonObject FilePage::state()
                                 {QStringLiteral("complete"), tree.isComplete()},
                                 {QStringLiteral("rows"), treeRows}};
     const QJsonObject found{{QStringLiteral("message"), m_findBar.message()},
-                            {QStringLiteral("count"), jsonNumber(m_findBar.search().count())},
-                            {QStringLiteral("complete"), m_findBar.search().isWhole()}};
+                            {QStringLiteral("count"), jsonNumber(m_findBar.count())},
+                            {QStringLiteral("complete"), m_findBar.isWhole()}};
     return {{QStringLiteral("file"), QString::fromUtf8(pathForDisplay(m_document.path()))},
             {QStringLiteral("size"), jsonNumber(m_document.size())},
             {QStringLiteral("container"), tree.hasBegun() ? tree.document().container : QString()},
@@ -322,6 +342,7 @@ QJsonObject FilePage::state()
             {QStringLiteral("structure"), structure},
             {QStringLiteral("summary"), m_summaryJob.text()},
             {QStringLiteral("found"), found},
+            {QStringLiteral("bookmarks"), bookmarksState(*m_bookmarksView)},
             {QStringLiteral("bytes"), bytes},
             {QStringLiteral("analysis"), analysisState(m_analysis)},
             {QStringLiteral("overview"), overviewState(m_overview)}};

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "analysistabs.h"
+#include "bookmarks.h"
+#include "bookmarksview.h"
 #include "copyjob.h"
 #include "document.h"
 #include "filterbar.h"
@@ -44,6 +46,8 @@ public:
     CopyJob &copyJob() { return m_copyJob; } ///< what is copied from it
     SummaryJob &summaryJob() { return m_summaryJob; } ///< what is said of it in short
     RepairJob &repairJob() { return m_repairJob; } ///< how it can be mended
+    Bookmarks &bookmarks() { return m_bookmarks; } ///< places in it that people want to come back to
+    BookmarksView &bookmarksView() { return *m_bookmarksView; } ///< them in a tab beside its findings
     FindBar &findBar() { return m_findBar; } ///< what is looked for in its bytes
     bool isIdle() const; ///< nothing is being read, looked for or expanded
     QString title() const; ///< the file's name without its folders, fit to be shown
@@ -60,6 +64,7 @@ Q_SIGNALS:
 private:
     void showMessages();
     void arrangeAnalysis(QWidget *upper);
+    void arrangeBookmarks();
     QString linksText() const;
     QStringList troubles() const;
     QString limitMessage() const;
@@ -75,7 +80,9 @@ private:
     CopyJob m_copyJob;
     SummaryJob m_summaryJob;
     RepairJob m_repairJob;
+    Bookmarks m_bookmarks;
     AnalysisTabs m_analysis;
+    BookmarksView *m_bookmarksView = nullptr;
     OverviewBar m_overview;
     QLabel *m_bar;
 };

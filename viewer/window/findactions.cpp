@@ -1,4 +1,4 @@
-// What the window does with the bytes of its files: looking for some.
+// Looking for bytes in the files of the window, and for names and values in their structure.
 #include "mainwindow.h"
 
 #include <QAction>
@@ -11,7 +11,7 @@ void MainWindow::makeFindActions(QMenu *go)
     const auto keys = [](const char *text) { return QKeySequence::fromString(QString::fromLatin1(text)); };
     go->addSeparator();
     for (QAction *const action :
-         {addAction(go, "find", tr("Find in the &bytes..."), keys("Ctrl+F"), &MainWindow::openFind),
+         {addAction(go, "find", tr("&Find..."), keys("Ctrl+F"), &MainWindow::openFind),
           addAction(go, "next-place", tr("Next &place"), QKeySequence(Qt::Key_F3), &MainWindow::nextPlace),
           addAction(go, "previous-place", tr("Previous p&lace"), keys("Shift+F3"), &MainWindow::previousPlace)})
         m_pageActions.push_back(action);
@@ -46,7 +46,8 @@ std::optional<bool> MainWindow::performFind(const QString &name, const QString &
         *error = tr("No file is open.");
     else if (colon < 0)
         *error =
-            tr("\"%1\" does not say as what the text is to be read: bytes:, text:, fourcc: or number:.").arg(value);
+            tr("\"%1\" does not say as what the text is to be read: bytes:, text:, fourcc:, number:, name: or value:.")
+                .arg(value);
     else
         return page->findBar().find(value.left(colon), value.mid(colon + 1), error);
     return false;

@@ -2,6 +2,7 @@
 
 #include "analysisactions.h"
 #include "filepath.h"
+#include "folderview.h"
 #include "gotofield.h"
 #include "offsetargument.h"
 #include "placetext.h"
@@ -10,6 +11,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QDragEnterEvent>
+#include <QFile>
 #include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
@@ -91,6 +93,8 @@ void MainWindow::makeMenus()
     menuBar()->setAccessibleName(tr("Menus"));
     QMenu *const file = menuBar()->addMenu(tr("&File"));
     addAction(file, "open", tr("&Open..."), QKeySequence::Open, &MainWindow::openByDialog);
+    makeFolderActions(file);
+    makeSessionActions(file);
     m_close = addAction(file, "close", tr("&Close"), QKeySequence::Close, &MainWindow::closeCurrent);
     m_stop = addAction(file, "stop", tr("&Stop reading"), keys("Ctrl+."), &MainWindow::stopReading);
     auto *const quit = new QAction(tr("&Quit"), this);
@@ -115,6 +119,7 @@ void MainWindow::makeMenus()
     makeFindActions(go);
     makeStructureActions(go, view);
     makeSummaryActions(view);
+    makeZoomActions(view);
 
     m_analysisActions = new AnalysisActions(*this, [this] { return currentPage(); });
     menuBar()->addMenu(m_analysisActions->menu());
@@ -122,6 +127,8 @@ void MainWindow::makeMenus()
         *this, [this] { return currentPage(); },
         [this](const QString &path, const DocumentOptions &options) { addPage(makePage(path, options)); });
     menuBar()->addMenu(m_repairActions->menu());
+    makeBookmarkActions();
+    makeCommandActions(m_editMenu);
 
     QToolBar *const bar = addToolBar(tr("Go"));
     bar->setObjectName(QStringLiteral("goBar"));
@@ -137,6 +144,7 @@ FilePage *MainWindow::makePage(const QString &path, const DocumentOptions &optio
     page->hexView().setHexStyle(m_style);
     page->structureView().elements().setOffsetsInHex(m_style.offsetsInHex);
     page->analysis().setOffsetsInHex(m_style.offsetsInHex);
+    page->bookmarksView().model().setOffsetsInHex(m_style.offsetsInHex);
     connect(&page->document(), &Document::placeChanged, this, [this, page](Move move) { placeChanged(page, move); });
     connect(page, &FilePage::statusChanged, this, &MainWindow::showStatus);
     connect(&page->document(), &Document::becameIdle, this, &MainWindow::updateActions);
@@ -146,6 +154,11 @@ FilePage *MainWindow::makePage(const QString &path, const DocumentOptions &optio
     m_repairActions->attach(*page);
     connect(&page->repairJob(), &RepairJob::planChanged, this, &MainWindow::updateActions);
     connect(&page->repairJob(), &RepairJob::messageChanged, this, &MainWindow::updateActions);
+    connect(&page->document(), &Document::opened, this, [this, page] {
+        if (page->document().isFolder())
+            showFolderInstead(page);
+    });
+    applyZoom(page);
     return page;
 }
 
@@ -161,6 +174,7 @@ void MainWindow::addPage(FilePage *page)
 FilePage *MainWindow::open(const QString &path, const QString &place)
 {
     FilePage *const page = makePage(path, m_options);
+    rememberFile(page);
     if (!place.isEmpty()) {
         connect(&page->document(), &Document::opened, this, [this, page, place] {
             QString error;
@@ -182,7 +196,8 @@ bool MainWindow::isIdle() const
 {
     for (int tab = 0; tab < m_tabs->count(); ++tab) {
         auto *const page = qobject_cast<FilePage *>(m_tabs->widget(tab));
-        if (page && !page->isIdle())
+        const auto *const folder = qobject_cast<FolderView *>(m_tabs->widget(tab));
+        if ((page && !page->isIdle()) || (folder && !folder->isIdle()))
             return false;
     }
     return true;
@@ -271,10 +286,12 @@ void MainWindow::previousView()
 void MainWindow::turnFocus(int step)
 {
     FilePage *const page = currentPage();
-    if (!page)
+    FolderView *const folder = currentFolder();
+    if (!page && !folder)
         return;
-    std::vector<QWidget *> views = page->views();
-    views.push_back(m_goTo);
+    std::vector<QWidget *> views = page ? page->views() : folder->views();
+    if (page)
+        views.push_back(m_goTo);
     const auto current = std::find_if(views.begin(), views.end(), [](QWidget *view) { return view->hasFocus(); });
     const int count = int(views.size());
     const int place = current == views.end() ? (step > 0 ? count - 1 : 0) : int(current - views.begin());
@@ -288,6 +305,8 @@ void MainWindow::stopReading()
         page->repairJob().cancel();
         page->document().stopReading();
     }
+    if (FolderView *const folder = currentFolder())
+        folder->stop();
 }
 
 void MainWindow::setStyleOfPages(const HexStyle &style)
@@ -298,6 +317,7 @@ void MainWindow::setStyleOfPages(const HexStyle &style)
             page->hexView().setHexStyle(style);
             page->structureView().elements().setOffsetsInHex(style.offsetsInHex);
             page->analysis().setOffsetsInHex(style.offsetsInHex);
+            page->bookmarksView().model().setOffsetsInHex(style.offsetsInHex);
         }
     }
     showStatus();
@@ -374,6 +394,12 @@ bool MainWindow::perform(const QString &name, const QString &value, QString *err
         return *isDone;
     if (const std::optional<bool> isDone = performCopy(name, value, error))
         return *isDone;
+    if (const std::optional<bool> isDone = performOnFolder(name, value, error))
+        return *isDone;
+    if (const std::optional<bool> isDone = performOnBookmarks(name, value, error))
+        return *isDone;
+    if (const std::optional<bool> isDone = performZoom(name, value, error))
+        return *isDone;
     if (const std::optional<bool> isDone = performFind(name, value, error))
         return *isDone;
     if (name == QLatin1String("open")) {
@@ -401,6 +427,8 @@ QJsonObject MainWindow::state() const
     QJsonObject state;
     if (FilePage *const page = currentPage())
         state = page->state();
+    if (currentFolder())
+        state[QStringLiteral("folder")] = folderState();
     const QWidget *const focus = focusWidget();
     state[QStringLiteral("tabs")] = m_tabs->count();
     state[QStringLiteral("tab")] = m_tabs->currentIndex();
@@ -422,13 +450,16 @@ void MainWindow::updateActions()
     FilePage *const page = currentPage();
     m_back->setEnabled(m_history.canGoBack());
     m_forward->setEnabled(m_history.canGoForward());
-    m_close->setEnabled(page);
+    m_close->setEnabled(m_tabs->count() > 0);
+    FolderView *const folder = currentFolder();
+    m_exportFolder->setEnabled(folder);
     m_goTo->setEnabled(page);
     m_analysisActions->updateActions();
     m_repairActions->updateActions();
     for (QAction *const action : m_pageActions)
         action->setEnabled(page);
-    m_stop->setEnabled(page && (!page->document().isIdle() || page->copyJob().isRunning()));
+    m_stop->setEnabled((page && (!page->document().isIdle() || page->copyJob().isRunning()))
+                       || (folder && !folder->scan().isDone()));
     showStatus();
 }
 
@@ -456,7 +487,7 @@ void MainWindow::dropEvent(QDropEvent *event)
     const QList<QUrl> urls = event->mimeData()->urls();
     for (const QUrl &url : urls) {
         if (url.isLocalFile())
-            open(url.toLocalFile());
+            open(pathFromBytes(QFile::encodeName(url.toLocalFile())));
     }
 }
 

@@ -18,7 +18,7 @@ RepairActions::RepairActions(QMainWindow &window, std::function<FilePage *()> pa
     : QObject(&window), m_window(window), m_page(std::move(page)), m_open(std::move(open)),
       m_menu(new QMenu(tr("&Repair"), &window))
 {
-    add("show-repair", tr("&Show the plan"), "Alt+6", &RepairActions::showPlan);
+    add("show-repair", tr("&Show the plan"), "Alt+7", &RepairActions::showPlan);
     add("plan-repair", tr("&Make a plan"), "Ctrl+R", &RepairActions::makePlan);
     add("open-mended", tr("&Look at the mended file"), "Ctrl+Alt+R", &RepairActions::openMended);
     add("write-copy", tr("&Write a copy..."), "Ctrl+Alt+W", &RepairActions::writeCopy);

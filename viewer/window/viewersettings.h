@@ -1,5 +1,7 @@
 #pragma once
 
+#include "filepath.h"
+
 #include <QSettings>
 
 #include <memory>
@@ -11,6 +13,18 @@ inline std::unique_ptr<QSettings> viewerSettings()
 {
     return std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("quenlofar"),
                                        QStringLiteral("quenlofar-viewer"));
+}
+
+/// A path (see pathFromBytes) as settings keep it: names of files need not be texts, and settings hold texts alone.
+inline QString settingOfPath(const QString &path)
+{
+    return QString::fromLatin1(pathToBytes(path).toPercentEncoding("/"));
+}
+
+/// The path that settingOfPath made this of.
+inline QString pathOfSetting(const QString &setting)
+{
+    return pathFromBytes(QByteArray::fromPercentEncoding(setting.toLatin1()));
 }
 
 } // namespace quenlofar

@@ -515,7 +515,7 @@ void ViewerModelsTest::placesAcrossPiecesAndHoles()
     file.close();
     ByteSearch search(path, {});
     const GrowingTree tree;
-    PlacesModel model(search, tree);
+    PlacesModel model(search, nullptr, tree);
     const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
     QString error;
     search.start(*ByteQuery::parse(ByteQuery::Kind::Bytes, QStringLiteral("00 78 79 00"), &error));

@@ -470,10 +470,13 @@ void ViewerLinksTest::anythingAtAnyTime()
         Shown shown(options, QStringLiteral("made up.avi"));
         const QList<QAction *> actions = shown.window.findChildren<QAction *>(QString(), Qt::FindDirectChildrenOnly);
         // Those that open and close files, or ask people for one and wait.
-        const QStringList left{
-            QStringLiteral("open"),        QStringLiteral("close"),        QStringLiteral("quit"),
-            QStringLiteral("raise-limit"), QStringLiteral("export-bytes"), QStringLiteral("export-json"),
-            QStringLiteral("export-plot"), QStringLiteral("write-copy"),   QStringLiteral("save-plan")};
+        const QStringList left{QStringLiteral("open"),         QStringLiteral("close"),
+                               QStringLiteral("quit"),         QStringLiteral("raise-limit"),
+                               QStringLiteral("export-bytes"), QStringLiteral("export-json"),
+                               QStringLiteral("export-plot"),  QStringLiteral("export-bookmarks"),
+                               QStringLiteral("commands"),     QStringLiteral("keys"),
+                               QStringLiteral("open-folder"),  QStringLiteral("export-folder"),
+                               QStringLiteral("write-copy"),   QStringLiteral("save-plan")};
         const std::vector<std::pair<QString, QString>> withValues = {
             {QStringLiteral("filter-packets"), QStringLiteral("size>20 && !key || empty")},
             {QStringLiteral("all-packets"), {}},

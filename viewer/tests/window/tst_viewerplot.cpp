@@ -1,6 +1,7 @@
 // The plot and the overview: what they show, how they are moved in, what is written of them, and what a screen reader
 // says of them.
 #include "hexaccessible.h"
+#include "kindcolors.h"
 #include "placeaccessible.h"
 #include "scriptedanalyzer.h"
 #include "shownwindow.h"
@@ -16,7 +17,45 @@
 #include <QTest>
 #include <QWheelEvent>
 
+#include <cmath>
+
 using namespace quenlofar;
+
+namespace {
+
+/// The contrast of two colours as WCAG 2.1 counts it, from their components from 0 to 255.
+double wcagContrast(const QColor &one, const QColor &other)
+{
+    const auto luminance = [](const QColor &color) {
+        const auto linear = [](int component) {
+            const double part = component / 255.0;
+            return part <= 0.03928 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * linear(color.red()) + 0.7152 * linear(color.green()) + 0.0722 * linear(color.blue());
+    };
+    const double a = luminance(one) + 0.05;
+    const double b = luminance(other) + 0.05;
+    return a > b ? a / b : b / a;
+}
+
+QColor over(const QColor &color, int alpha, const QColor &ground)
+{
+    const auto mix = [alpha](int a, int b) { return (a * alpha + b * (255 - alpha)) / 255; };
+    return {mix(color.red(), ground.red()), mix(color.green(), ground.green()), mix(color.blue(), ground.blue())};
+}
+
+QPalette paletteOf(const char *base, const char *text, const char *highlight, const char *highlighted)
+{
+    QPalette palette;
+    palette.setColor(QPalette::Base, QColor(QString::fromLatin1(base)));
+    palette.setColor(QPalette::AlternateBase, QColor(QString::fromLatin1(base)));
+    palette.setColor(QPalette::Text, QColor(QString::fromLatin1(text)));
+    palette.setColor(QPalette::Highlight, QColor(QString::fromLatin1(highlight)));
+    palette.setColor(QPalette::HighlightedText, QColor(QString::fromLatin1(highlighted)));
+    return palette;
+}
+
+} // namespace
 
 class ViewerPlotTest : public QObject
 {
@@ -31,6 +70,8 @@ private Q_SLOTS:
     void plotIsExported();
     void whatIsReadAloud();
     void nothingIsNameless();
+    void coloursCanBeSeen_data();
+    void coloursCanBeSeen();
 };
 
 void ViewerPlotTest::initTestCase()
@@ -242,6 +283,48 @@ void ViewerPlotTest::nothingIsNameless()
         }
         QVERIFY(focusable >= 2);
     }
+}
+
+void ViewerPlotTest::coloursCanBeSeen_data()
+{
+    QTest::addColumn<QPalette>("palette");
+    QTest::newRow("light") << paletteOf("#ffffff", "#000000", "#308cc6", "#ffffff");
+    QTest::newRow("soft light") << paletteOf("#fcfcfc", "#232629", "#3daee9", "#ffffff");
+    QTest::newRow("dark") << paletteOf("#232323", "#ffffff", "#2a82da", "#000000");
+    QTest::newRow("soft dark") << paletteOf("#1b1e20", "#fcfcfc", "#3daee9", "#fcfcfc");
+    QTest::newRow("high contrast, black") << paletteOf("#000000", "#ffffff", "#1aebff", "#000000");
+    QTest::newRow("high contrast, yellow") << paletteOf("#000000", "#ffff00", "#ffff00", "#000000");
+    QTest::newRow("high contrast, white") << paletteOf("#ffffff", "#000000", "#37006e", "#ffffff");
+}
+
+void ViewerPlotTest::coloursCanBeSeen()
+{
+    QFETCH(QPalette, palette);
+    constexpr double ofTexts = 4.5;
+    constexpr double ofShapes = 3;
+    const QColor base = palette.color(QPalette::Base);
+    const QColor text = palette.color(QPalette::Text);
+    const QColor highlight = palette.color(QPalette::Highlight);
+    for (const RegionKind kind : {RegionKind::Header, RegionKind::Video, RegionKind::Audio, RegionKind::OtherData,
+                                  RegionKind::Index, RegionKind::Padding, RegionKind::Text}) {
+        const QColor color = kindColor(kind, palette);
+        QVERIFY2(wcagContrast(color, base) >= ofShapes, qPrintable(color.name()));
+        // Bytes stand on a faint colour, below one of two shades of fields.
+        const QColor ground = faintColor(color, palette);
+        for (const int alpha : {0, 28, 56}) {
+            const QColor shaded = over(highlight, alpha, ground);
+            QVERIFY2(wcagContrast(text, shaded) >= ofTexts, qPrintable(shaded.name()));
+        }
+        // Patterns tell kinds apart where colours do not.
+        QVERIFY(kind == RegionKind::Video || kindBrush(kind, palette).style() != Qt::SolidPattern);
+    }
+    QVERIFY(wcagContrast(frameColor(palette), base) >= ofShapes);
+    QVERIFY(wcagContrast(quietTextColor(palette), base) >= ofTexts);
+    for (const QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive}) {
+        const QColor selected = selectionColor(palette, group);
+        QVERIFY2(wcagContrast(textColorOn(selected, palette), selected) >= ofTexts, qPrintable(selected.name()));
+    }
+    QVERIFY(std::abs(contrastRatio(Qt::black, Qt::white) - 21) < 0.01);
 }
 
 QTEST_MAIN(ViewerPlotTest)

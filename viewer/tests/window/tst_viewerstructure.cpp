@@ -206,7 +206,7 @@ void ViewerStructureTest::lookingWhileTheFileIsRead()
     const auto file = makeFile(10'000'000);
     file->blocksFrom = 100'000;
     {
-        Shown shown(optionsFor(file, 400'000, step));
+        Shown shown(optionsFor(file, 400'000, partSize));
         QTRY_VERIFY(file->waiting > 0);
         QTRY_VERIFY(shown.page->document().tree().itemCount() > 100);
         QVERIFY(shown.window.perform(QStringLiteral("filter"), QStringLiteral("part"), &shown.error));
@@ -231,10 +231,10 @@ void ViewerStructureTest::lookingWhileTheFileIsRead()
 
 void ViewerStructureTest::placeStaysWhileGroupsAreMade()
 {
-    const auto file = makeFile(16 + parts * qint64(step));
+    const auto file = makeFile(16 + parts * qint64(partSize));
     file->blocksFrom = 2000;
     {
-        Shown shown(optionsFor(file, parts, step));
+        Shown shown(optionsFor(file, parts, partSize));
         QTRY_VERIFY(file->waiting > 0);
         QTRY_VERIFY(shown.page->document().tree().itemCount() > 20);
         QVERIFY(shown.window.perform(QStringLiteral("goto"), QStringLiteral("part[5]/bytes"), &shown.error));
@@ -253,7 +253,7 @@ void ViewerStructureTest::manyMatches()
 {
     // More than are kept, and closed while they are looked for.
     constexpr int many = 600'000;
-    Shown shown(optionsFor(makeFile(16 + many * qint64(step)), many, step));
+    Shown shown(optionsFor(makeFile(16 + many * qint64(partSize)), many, partSize));
     QVERIFY(shown.waitUntilIdle());
     QVERIFY(shown.window.perform(QStringLiteral("filter"), QStringLiteral("*"), &shown.error));
     QTRY_VERIFY(shown.page->filterBar().search().count() > 0);
@@ -451,7 +451,7 @@ void ViewerStructureTest::exports()
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("nothing");
     };
     const auto file = makeFile(qint64(100) << 20);
-    Shown shown(optionsFor(file, parts, step));
+    Shown shown(optionsFor(file, parts, partSize));
     QVERIFY(shown.waitUntilIdle());
     QVERIFY(shown.perform("select", QStringLiteral("65+4")));
     QVERIFY(shown.perform("export", QStringLiteral("bytes:") + target));

@@ -99,7 +99,6 @@ private Q_SLOTS:
     void historyAcrossFiles();
     void picturesAndTimes();
     void blockedSourceLeavesTheWindowUsable();
-    void actionsHaveKeys();
     void focusGoesRound();
     void actionsThatCannotBeDone();
     void nothingFocusableIsNameless();
@@ -437,21 +436,6 @@ void ViewerWindowTest::blockedSourceLeavesTheWindowUsable()
     file->release();
     QVERIFY(haveThreadsEnded());
     QVERIFY(!file->usedInWindow);
-}
-
-void ViewerWindowTest::actionsHaveKeys()
-{
-    const MainWindow window({});
-    QStringList keys;
-    const QList<QAction *> actions = window.findChildren<QAction *>(QString(), Qt::FindDirectChildrenOnly);
-    QVERIFY(actions.size() > 10);
-    for (const QAction *action : actions) {
-        if (action->objectName().isEmpty())
-            continue;
-        QVERIFY2(!action->shortcut().isEmpty(), qPrintable(action->objectName()));
-        QVERIFY2(!keys.contains(action->shortcut().toString()), qPrintable(action->objectName()));
-        keys.append(action->shortcut().toString());
-    }
 }
 
 void ViewerWindowTest::focusGoesRound()
