@@ -14,7 +14,7 @@ namespace {
 
 constexpr int betweenOrders = 200; // milliseconds
 
-constexpr std::array<const char *, size_t(FolderModel::columns)> columnWords{
+constexpr std::array<const char *, size_t(FolderModel::columns)> folderColumnWords{
     "name", "container", "size", "streams", "verdict", "errors", "warnings", "notes", "trouble"};
 
 /// From bad to good; what nobody has looked at stands last.
@@ -224,9 +224,9 @@ QString FolderModel::columnName(FolderColumn column)
 
 int FolderModel::columnOf(const QString &word)
 {
-    const auto found = std::find_if(columnWords.begin(), columnWords.end(),
+    const auto found = std::find_if(folderColumnWords.begin(), folderColumnWords.end(),
                                     [&word](const char *each) { return word == QLatin1String(each); });
-    return found == columnWords.end() ? -1 : int(found - columnWords.begin());
+    return found == folderColumnWords.end() ? -1 : int(found - folderColumnWords.begin());
 }
 
 int FolderModel::rowCount(const QModelIndex &parent) const

@@ -25,6 +25,8 @@ public:
     }
     bool addField(const Field &field) override { return m_seen.addField(field); }
     bool endElement() override { return m_seen.endElement(); }
+    bool setElementSize(quint64 size) override { return m_seen.setElementSize(size); }
+    bool reportProblem(const ReportedProblem &problem) override { return m_seen.reportProblem(problem); }
     bool reportFrame(const Frame &frame) override { return m_seen.reportFrame(frame); }
     bool endDocument(const RunResult &result) override { return m_seen.endDocument(result); }
     QString errorText() const override { return m_seen.errorText(); }
@@ -178,6 +180,27 @@ private Q_SLOTS:
         QCOMPARE(m_seen.documentsEnded, 1);
         QCOMPARE(m_seen.document.fileSize, qint64(4));
         QCOMPARE(m_seen.result.items, quint64(2));
+    }
+
+    void aDescriberSeesProblemsAndSizesThatComeLast()
+    {
+        QVector<ParserFactory> one{scriptedFactory(QStringLiteral("A"), [](ScriptedParser &parser) {
+            parser.parse = [](ScriptedParser &self, quint64 *size) {
+                self.beginElement(0, sizeFromEnd, u"outer");
+                self.reportProblem(0, 1, Severity::Note, u"odd");
+                self.endElement(4);
+                *size = 4;
+                return 0;
+            };
+        })};
+        one[0].createDescriber = [this] { return std::make_unique<NamedDescriber>(QStringLiteral("A"), m_seen); };
+        RecordingSink direct;
+        walk("Axyz", one, direct);
+        m_seen.lines.clear();
+        DescribingSink sink(one);
+        walk("Axyz", one, sink);
+        QCOMPARE(m_seen.lines, direct.lines);
+        QVERIFY(direct.lines.contains(QStringLiteral("  size 4")));
     }
 
     void theNextDocumentHasADescriberOfItsOwn()
