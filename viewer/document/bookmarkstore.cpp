@@ -129,7 +129,7 @@ std::optional<BookmarkRecord> BookmarkRecord::fromJson(const QByteArray &json, Q
     record.path = pathFromBytes(QByteArray::fromPercentEncoding(object[members.path].toString().toUtf8()));
     record.fileSize = *size;
     record.digest = object[members.digest].toString().toLatin1();
-    for (const QJsonValue &each : bookmarks) {
+    for (const QJsonValue each : bookmarks) {
         const std::optional<Bookmark> bookmark = bookmarkOf(each, members);
         if (!bookmark)
             return fail(StoreTexts::tr("one of its bookmarks has no place or no name"));

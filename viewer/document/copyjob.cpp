@@ -113,9 +113,8 @@ QByteArray arrayLines(const QByteArray &bytes)
 class CopyJob::Task
 {
 public:
-    Task(CopyRequest request, QString path, SourceOpener opener, QString target)
-        : m_request(std::move(request)), m_path(std::move(path)), m_opener(std::move(opener)),
-          m_target(std::move(target))
+    Task(const CopyRequest &request, QString path, SourceOpener opener, QString target)
+        : m_request(request), m_path(std::move(path)), m_opener(std::move(opener)), m_target(std::move(target))
     {
     }
 
