@@ -101,13 +101,33 @@ QByteArray bytesOf(quint64 number, int width)
     return bytes;
 }
 
+/// Whether a check found something that none of the others has, or that is less severe there.
+bool hasAnythingElse(const FileCheck &check, std::initializer_list<const FileCheck *> others)
+{
+    std::map<FindingKey, FindingSum> known;
+    for (const FileCheck *const other : others) {
+        for (const auto &[key, sum] : sums(*other)) {
+            FindingSum &worst = known[key];
+            worst.severity = std::max(worst.severity, sum.severity);
+            worst.count += sum.count;
+        }
+    }
+    if (!check.result.isClean())
+        return true;
+    const std::map<FindingKey, FindingSum> now = sums(check);
+    return std::any_of(now.begin(), now.end(), [&known](const auto &each) {
+        const auto found = known.find(each.first);
+        return found == known.end() || found->second.severity < each.second.severity;
+    });
+}
+
 class Planning
 {
 public:
     Planning(const QString &path, const QVector<ParserFactory> &parsers, const RepairSettings &settings,
              const RunLimits &limits, const std::atomic<bool> *cancel, WalkProgress *progress)
         : m_path(path), m_parsers(parsers), m_settings(settings), m_limits(limits), m_cancel(cancel),
-          m_progress(progress)
+          m_progress(progress), m_level(settings.level)
     {
     }
 
@@ -130,6 +150,8 @@ private:
     State with(const State &state, const std::vector<StepChanges> &changes) const;
     QString objection(const State &before, const State &after, const std::vector<StepChanges> &changes) const;
     QString tryAll(State *state, const std::vector<StepChanges> &changes) const;
+    bool needsData(const State &state) const;
+    void mend(State *state, RepairPlan *plan);
     bool isCancelled() const { return m_cancel && m_cancel->load(std::memory_order_relaxed); }
 
     const QString m_path;
@@ -138,6 +160,7 @@ private:
     const RunLimits m_limits;
     const std::atomic<bool> *const m_cancel;
     WalkProgress *const m_progress;
+    Level m_level; // at which files are judged now
     QStringList m_hopeless; // rules whose steps were tried and did not help
     std::unique_ptr<ByteSource> m_like;
     RepairWishes m_wishes;
@@ -162,10 +185,10 @@ std::unique_ptr<ByteSource> Planning::open(const PatchSet &patches, const std::v
 FileCheck Planning::checkOf(FileAnalysis *analysis, const SourceOpener &opener) const
 {
     analysis->setOpener(opener);
-    analysis->read(m_path, m_parsers, m_settings.level);
+    analysis->read(m_path, m_parsers, m_level);
     analysis->setOpener({}); // what it refers to may be about to move
     CheckSettings settings;
-    settings.level = m_settings.level;
+    settings.level = m_level;
     return judge(*analysis, settings);
 }
 
@@ -387,20 +410,73 @@ RepairPlan Planning::plan()
         return plan;
     if (const auto *const planner = plannerOf(state))
         plan.isOpen = planner->saysOpen({state.check.findings.begin(), state.check.findings.end()});
+    // Steps leave data as they are: where none comes from the data they are tried without reading all of it.
+    if (!needsData(state)) {
+        m_level = std::min(m_level, Level::Default);
+        state = look(PatchSet(0), {});
+    }
     state.patches = PatchSet(quint64(state.check.start.fileSize));
+    mend(&state, &plan);
+    if (m_level != m_settings.level && !state.steps.empty() && !isCancelled()) {
+        m_level = m_settings.level;
+        State whole = look(std::move(state.patches), std::move(state.steps));
+        if (hasAnythingElse(whole.check, {&plan.before, &state.check})) {
+            plan.omitted.clear();
+            m_hopeless.clear();
+            whole = look(PatchSet(0), {});
+            whole.patches = PatchSet(quint64(whole.check.start.fileSize));
+        }
+        mend(&whole, &plan); // what the data says only now
+        state = std::move(whole);
+    }
+    if (isCancelled()) {
+        plan.after.result.cancelled = true;
+        return plan;
+    }
+    for (RecipeStep &step : state.steps) {
+        for (const JudgedFinding &finding : plan.before.findings) {
+            if (step.rules.contains(finding.rule))
+                step.findings.push_back(quint32(finding.id));
+        }
+    }
+    plan.recipe = state.patches.recipe(state.steps);
+    if (!plan.isEmpty()) {
+        plan.cleared = clearedBy(plan.before, state.check);
+        plan.after = std::move(state.check);
+    }
+    return plan;
+}
+
+/// Whether steps have to be tried at the level that was asked for: one may be made for what the data says, or the data
+/// may contradict it.
+bool Planning::needsData(const State &state) const
+{
+    if (m_settings.level != Level::Deep || m_like)
+        return true;
+    const std::vector<Finding> findings = toMend(state);
+    const RuleList rules = state.analysis->analyzer()->rules();
+    return std::any_of(findings.begin(), findings.end(), [&rules](const Finding &finding) {
+        const int ordinal = rules.find(finding.rule);
+        return ordinal < 0 || rules[ordinal].level == Level::Deep;
+    });
+}
+
+/// Makes steps until nothing more can be done.
+void Planning::mend(State *state, RepairPlan *plan)
+{
     bool hasHelped = false; // some step, since all were thought of
     for (int round = 0; round < mostRounds && !isCancelled(); ++round) {
-        const std::vector<StepChanges> changes = stepsFor(state);
+        const std::vector<StepChanges> changes = stepsFor(*state);
         if (changes.empty() && hasHelped && !m_hopeless.isEmpty()) {
             // What did not help before the others may help behind them.
             m_hopeless.clear();
-            plan.omitted.clear();
+            plan->omitted.clear();
             hasHelped = false;
             continue;
         }
         if (changes.empty())
             break;
-        if (tryAll(&state, changes).isNull()) {
+        if (tryAll(state, changes).isNull()) {
             hasHelped = true;
             continue;
         }
@@ -410,7 +486,7 @@ RepairPlan Planning::plan()
         for (const StepChanges &each : changes) {
             if (isCancelled())
                 break;
-            const QString reason = tryAll(&state, {each});
+            const QString reason = tryAll(state, {each});
             if (reason.isNull())
                 helped = true;
             else
@@ -420,24 +496,10 @@ RepairPlan Planning::plan()
             if (helped)
                 break;
             m_hopeless += each.step.rules;
-            plan.omitted.push_back(each);
+            plan->omitted.push_back(each);
         }
         hasHelped = hasHelped || helped;
     }
-    if (isCancelled()) {
-        plan.after.result.cancelled = true;
-        return plan;
-    }
-    plan.cleared = clearedBy(plan.before, state.check);
-    for (RecipeStep &step : state.steps) {
-        for (const JudgedFinding &finding : plan.before.findings) {
-            if (step.rules.contains(finding.rule))
-                step.findings.push_back(quint32(finding.id));
-        }
-    }
-    plan.recipe = state.patches.recipe(state.steps);
-    plan.after = std::move(state.check);
-    return plan;
 }
 
 RepairPlan Planning::judged(const Recipe &recipe) const

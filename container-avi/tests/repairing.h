@@ -9,6 +9,25 @@
 namespace quenlofar {
 namespace film {
 
+/// Counts what is read.
+class CountingSource : public ByteSource
+{
+public:
+    CountingSource(const QByteArray &bytes, quint64 *count) : m_source(memorySource(bytes)), m_count(count) { }
+    qint64 size() const override { return m_source->size(); }
+    qint64 readAt(qint64 position, char *bytes, qint64 maxSize) override
+    {
+        const qint64 came = m_source->readAt(position, bytes, maxSize);
+        *m_count += quint64(std::max<qint64>(came, 0));
+        return came;
+    }
+    QString errorText() const override { return m_source->errorText(); }
+
+private:
+    const std::unique_ptr<ByteSource> m_source;
+    quint64 *const m_count;
+};
+
 /// A plan for what the settings' opener opens as film.avi, with the AVI analyzer alone.
 inline RepairPlan repairPlan(const RepairSettings &settings)
 {

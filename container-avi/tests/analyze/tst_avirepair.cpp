@@ -1,4 +1,6 @@
+#include "bitstring.h"
 #include "damagemakers.h"
+#include "onestream.h"
 #include "repairing.h"
 #include "smallfilm.h"
 #include "wholefiles.h"
@@ -554,6 +556,26 @@ private Q_SLOTS:
             settings.rewrites = round % 2 == 0;
             QVERIFY2(film::repairPlan(settings).isEmpty(), QByteArray::number(round).constData());
         }
+    }
+
+    // Before and after; each step is tried without.
+    void dataIsReadTwice()
+    {
+        QByteArray data;
+        for (int frame = 0; frame < 20; ++frame)
+            data += build::chunk("00dc", quenlofar::payload::layer(64, 48) + quenlofar::payload::plane(0, 200'000));
+        const QByteArray bytes = one::file(one::streamList(build::StreamHeader("vids").scale(1).rate(25).length(3),
+                                                           build::VideoFormat().picture(64, 48).compression("XVID")),
+                                           {data});
+        quint64 read = 0;
+        RepairSettings settings;
+        settings.opener = [&](const QString &, QString *) {
+            return std::make_unique<film::CountingSource>(bytes, &read);
+        };
+        const RepairPlan plan = film::repairPlan(settings);
+        QVERIFY(plan.recipe.steps().size() >= 2); // an index, and the length
+        QCOMPARE(int(plan.after.verdict), int(Verdict::Conforms));
+        QVERIFY2(read < quint64(bytes.size()) * 5 / 2, QByteArray::number(read).constData());
     }
 
     void whatIsInOrderStaysAsItIs()
