@@ -24,8 +24,8 @@ struct AviRewriteChoice
 
 /**
  * Puts an AVI file together anew: headers first, data chunks with their padding, in RIFF lists of at most 1 GiB, and
- * indexes of all of them. Data and all chunks that are no headers of lists and no indexes are copied; what is no chunk
- * becomes the data of a JUNK chunk.
+ * indexes of all of them. Data and all chunks that are no headers of lists and no indexes are copied; bytes between
+ * chunks become the data of a JUNK chunk.
  */
 class AviRewrite
 {

@@ -1,6 +1,7 @@
 #include "bookmarksview.h"
 
 #include "document.h"
+#include "tablesetup.h"
 
 #include <QHeaderView>
 #include <QKeyEvent>
@@ -18,24 +19,11 @@ BookmarksView::BookmarksView(Document &document, Bookmarks &bookmarks, QWidget *
       m_status(new QLabel(this))
 {
     m_table->setObjectName(QStringLiteral("bookmarks"));
-    m_table->setAccessibleName(tr("Bookmarks"));
-    m_table->verticalScrollBar()->setAccessibleName(tr("Rows of bookmarks"));
-    m_table->horizontalScrollBar()->setAccessibleName(tr("Columns of bookmarks"));
+    setUpTable(*m_table, tr("Bookmarks"), tr("Rows of bookmarks"), tr("Columns of bookmarks"));
     m_table->setModel(&m_model);
-    m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_table->setSelectionMode(QAbstractItemView::SingleSelection);
     m_table->setEditTriggers(QAbstractItemView::EditKeyPressed);
-    m_table->setAlternatingRowColors(true);
-    m_table->setWordWrap(false);
-    m_table->setTabKeyNavigation(false);
-    m_table->setCornerButtonEnabled(false);
-    m_table->verticalHeader()->hide();
-    m_table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-    m_table->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 4);
     QHeaderView *const header = m_table->horizontalHeader();
-    header->setAccessibleName(tr("Columns of bookmarks"));
-    header->setHighlightSections(false);
-    header->setStretchLastSection(true);
     constexpr int charactersOfName = 40;
     header->resizeSection(BookmarksModel::NameColumn, fontMetrics().averageCharWidth() * charactersOfName);
     m_status->setObjectName(QStringLiteral("bookmarksStatus"));

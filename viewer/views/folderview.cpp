@@ -2,6 +2,7 @@
 
 #include "displaytext.h"
 #include "filepath.h"
+#include "tablesetup.h"
 
 #include <QComboBox>
 #include <QFile>
@@ -122,26 +123,13 @@ void FolderView::arrange()
     m_status->setTextFormat(Qt::PlainText);
     m_status->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // a long text makes no window wider
     m_table->setObjectName(QStringLiteral("folderTable"));
-    m_table->setAccessibleName(tr("Files of the folder"));
-    m_table->verticalScrollBar()->setAccessibleName(tr("Rows of files"));
-    m_table->horizontalScrollBar()->setAccessibleName(tr("Columns of files"));
+    setUpTable(*m_table, tr("Files of the folder"), tr("Rows of files"), tr("Columns of files"));
     m_table->setModel(&m_model);
-    m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_table->setSelectionMode(QAbstractItemView::SingleSelection);
-    m_table->setAlternatingRowColors(true);
-    m_table->setWordWrap(false);
-    m_table->setTabKeyNavigation(false);
-    m_table->setCornerButtonEnabled(false);
-    m_table->verticalHeader()->hide();
-    m_table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-    m_table->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 4);
     QHeaderView *const header = m_table->horizontalHeader();
-    header->setAccessibleName(tr("Columns of files"));
     header->setSectionsClickable(true);
     header->setSortIndicatorShown(true);
     header->setSortIndicator(int(FolderColumn::Name), Qt::AscendingOrder);
-    header->setHighlightSections(false);
-    header->setStretchLastSection(true);
     constexpr int charactersOfName = 50;
     header->resizeSection(int(FolderColumn::Name), fontMetrics().averageCharWidth() * charactersOfName);
     auto *const bar = new QHBoxLayout;

@@ -1,5 +1,7 @@
 #include "packetsview.h"
 
+#include "tablesetup.h"
+
 #include <QAction>
 #include <QApplication>
 #include <QClipboard>
@@ -96,26 +98,13 @@ PacketsView::PacketsView(Document &document, QWidget *parent)
     m_behind->setToolTip(m_behind->accessibleName());
     m_behind->setArrowType(Qt::RightArrow);
     m_table->setObjectName(QStringLiteral("packetTable"));
-    m_table->setAccessibleName(tr("Packets"));
-    m_table->verticalScrollBar()->setAccessibleName(tr("Rows of packets"));
-    m_table->horizontalScrollBar()->setAccessibleName(tr("Columns of packets"));
+    setUpTable(*m_table, tr("Packets"), tr("Rows of packets"), tr("Columns of packets"));
     m_table->setModel(&m_model);
-    m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
-    m_table->setAlternatingRowColors(true);
-    m_table->setWordWrap(false);
-    m_table->setTabKeyNavigation(false);
-    m_table->setCornerButtonEnabled(false);
-    m_table->verticalHeader()->hide();
-    m_table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-    m_table->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 4);
     QHeaderView *const header = m_table->horizontalHeader();
-    header->setAccessibleName(tr("Columns of packets"));
     header->setSectionsClickable(true);
     header->setSortIndicatorShown(true);
     header->setSortIndicator(int(PacketColumn::Offset), Qt::AscendingOrder);
-    header->setHighlightSections(false);
     header->setContextMenuPolicy(Qt::CustomContextMenu);
-    header->setStretchLastSection(true);
 
     auto *const bar = new QHBoxLayout;
     bar->addWidget(m_field, 1);
