@@ -203,8 +203,8 @@ public:
         QString error;
         if (!m_page->findBar().find(QStringLiteral("bytes"), QStringLiteral("93 4D ?? 71 0F"), &error))
             fail("the bytes are not looked for");
-        waitFor([&] { return !m_page->findBar().search().isRunning(); });
-        if (!m_page->findBar().search().isWhole())
+        waitFor([&] { return !m_page->findBar().isRunning(); });
+        if (!m_page->findBar().isWhole())
             fail("the search ended early");
         m_seconds = secondsSince(begin);
     }
