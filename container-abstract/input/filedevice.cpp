@@ -18,6 +18,8 @@ constexpr quint64 sequentialSkip = quint64(smallestFill);
 constexpr quint64 keptBehind = 64;
 /// How much is read past the window in one go; in between it is looked whether the read has to stop.
 constexpr qint64 largestDirectRead = 4 * kib * kib;
+/// How much of a hole is looked at to believe it.
+constexpr qint64 holeSample = 16;
 /// First step of a read into a growing array.
 constexpr qint64 firstArrayStep = kib * kib;
 /// Qt 5 counts the bytes of an array in an int.
@@ -108,6 +110,29 @@ qint64 FileDevice::passHole(qint64 step, qint64 most, quint64 readsPerByte)
     if (m_progress)
         m_progress->position.store(m_position, std::memory_order_relaxed);
     return distance;
+}
+
+qint64 FileDevice::readHole(char *data, qint64 maxSize)
+{
+    if (!m_source || maxSize <= 0 || !m_trustsHoles || isStopped())
+        return 0;
+    const qint64 end = std::min(m_source->holeEnd(m_position), m_size);
+    const qint64 count = std::min(end - m_position, maxSize);
+    if (count <= 0)
+        return 0;
+    // A source may be wrong, and a file may have shrunk: the last bytes are looked at.
+    const qint64 sample = std::min(count, holeSample);
+    m_trustsHoles =
+        m_source->readAt(m_position + count - sample, data, sample) == sample && isZero(data, quint64(sample));
+    if (!m_trustsHoles)
+        return 0;
+    std::memset(data, 0, size_t(count));
+    m_position += count;
+    m_bytesFetched += quint64(sample);
+    m_bytesRead += quint64(count);
+    if (m_progress)
+        m_progress->position.store(m_position, std::memory_order_relaxed);
+    return count;
 }
 
 /// How many bytes of a hole follow the window, where the window lies in the hole and the position in the window.

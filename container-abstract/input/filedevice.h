@@ -84,6 +84,13 @@ public:
      *         asked once for each window, so this may be called after every read.
      */
     qint64 passHole(qint64 step, qint64 most, quint64 readsPerByte);
+    /**
+     * Reads zeros out of a hole of a sparse file without asking the source for them: as read(), but only up to where
+     * the hole around the position ends. The source is asked for that each time, so call it where zeros are likely.
+     *
+     * @return how many bytes came; 0 where there is no hole. Never negative.
+     */
+    qint64 readHole(char *data, qint64 maxSize);
 
     /// Bytes that read() has handed out since the device was made.
     quint64 bytesRead() const { return m_bytesRead; }

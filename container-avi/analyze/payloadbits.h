@@ -3,6 +3,7 @@
 #include <QtGlobal>
 
 #include <cstddef>
+#include <cstring>
 
 namespace quenlofar {
 
@@ -24,6 +25,17 @@ struct PayloadBytes
     /// The big-endian number of two bytes, which have to be there.
     quint16 word(size_t at) const { return quint16((*this)[at] << 8 | (*this)[at + 1]); }
 };
+
+/// Whether the 64 bytes at `bytes` are zero: for loops over long runs of them.
+inline bool isZero64(const char *bytes)
+{
+    quint64 numbers[8] = {};
+    std::memcpy(numbers, bytes, sizeof numbers);
+    quint64 ones = 0;
+    for (const quint64 number : numbers)
+        ones |= number;
+    return ones == 0;
+}
 
 /// Reads numbers of any count of bits, the highest bit first. Past the end it reads zeros and says so.
 class BitReader

@@ -141,7 +141,9 @@ private:
             fed = at;
             return mayBeZero(run);
         });
-        m_end.feed(bytes.from(fed));
+        const size_t zeros = zerosAtEnd(bytes);
+        m_end.feed(bytes.from(fed).first(bytes.size - zeros - fed));
+        m_end.feedZeros(zeros);
     }
     void readEnd() override
     {

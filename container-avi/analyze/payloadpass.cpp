@@ -9,6 +9,8 @@ namespace {
 
 /// Packets from one look at the cancel flag to the next.
 constexpr quint64 cancelInterval = 1024;
+/// How far the next packet of a stream is looked for.
+constexpr quint64 nearPackets = 16;
 /// After a jump this much is read; more while reading goes on forwards.
 constexpr size_t smallestFill = 65536;
 /// What is passed over counts as reading on: it costs less than to begin small again.
@@ -59,15 +61,29 @@ bool PayloadPass::readPackets()
             stream->changePalette();
         if (!stream || packet.isEmpty() || packet.isPalette)
             continue;
-        if (!readPacket(*stream, packet))
+        if (!readPacket(*stream, packet, sizeOfNext(index)))
             return false;
     }
     return true;
 }
 
-bool PayloadPass::readPacket(PayloadStream &stream, const Packet &packet)
+/// Bytes of the next packet of the same stream that is not empty and no palette; 0 where it is not near.
+quint32 PayloadPass::sizeOfNext(quint64 index) const
 {
-    stream.begin(packet);
+    const PacketTable &packets = m_layout.packets;
+    const quint64 end = std::min(index + nearPackets, packets.size());
+    const quint8 stream = packets.at(index).stream;
+    for (quint64 next = index + 1; next < end; ++next) {
+        const Packet packet = packets.at(next);
+        if (packet.stream == stream && !packet.isEmpty() && !packet.isPalette)
+            return packet.size;
+    }
+    return 0;
+}
+
+bool PayloadPass::readPacket(PayloadStream &stream, const Packet &packet, quint32 sizeOfNext)
+{
+    stream.begin(packet, sizeOfNext);
     for (quint64 at = 0; at < packet.size;) {
         const size_t wanted = size_t(std::min<quint64>(packet.size - at, pieceSize));
         const PayloadBytes bytes = bytesAt(packet.offset + at, wanted);
@@ -89,6 +105,7 @@ PayloadBytes PayloadPass::bytesAt(quint64 offset, size_t wanted)
     if (offset >= m_begin && offset + wanted <= end)
         return {m_buffer.get() + (offset - m_begin), wanted};
 
+    const bool followsZero = m_held > 0 && offset >= m_begin && offset <= end && m_buffer[m_held - 1] == 0;
     size_t kept = 0;
     if (offset >= m_begin && offset < end) {
         kept = size_t(end - offset);
@@ -96,13 +113,33 @@ PayloadBytes PayloadPass::bytesAt(quint64 offset, size_t wanted)
     } else if (offset < m_begin || offset - end > sequentialSkip) {
         m_fill = 0;
     }
-    m_fill = std::clamp(2 * m_fill, smallestFill, pieceSize);
     m_begin = offset;
     m_held = kept;
-    const size_t count = std::max(wanted - kept, std::min(m_fill, pieceSize - kept));
-    m_file.seek(qint64(offset + kept));
-    m_held += size_t(m_file.read(m_buffer.get() + kept, qint64(count)));
+    fill(wanted, followsZero);
     return {m_buffer.get(), std::min(wanted, m_held)};
+}
+
+/// Appends bytes of the file until `wanted` are held, and some more; fewer where they cannot be read. Zeros are often
+/// followed by more of them, which a sparse file has not to be asked for.
+void PayloadPass::fill(size_t wanted, bool followsZero)
+{
+    m_file.seek(qint64(m_begin + m_held));
+    do {
+        char *const next = m_buffer.get() + m_held;
+        const qint64 zeros = followsZero ? m_file.readHole(next, qint64(wanted - m_held)) : 0;
+        if (zeros > 0) {
+            m_held += size_t(zeros);
+            m_fill = 0;
+            continue;
+        }
+        m_fill = std::clamp(2 * m_fill, smallestFill, pieceSize);
+        const size_t count = std::min(m_fill, pieceSize - m_held);
+        const auto came = size_t(m_file.read(next, qint64(count)));
+        m_held += came;
+        followsZero = came > 0 && next[came - 1] == 0;
+        if (came < count)
+            break;
+    } while (m_held < wanted);
 }
 
 const PayloadHits &PayloadPass::hits(PayloadCheck check, int stream) const

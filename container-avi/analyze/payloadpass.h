@@ -43,8 +43,10 @@ private:
     static constexpr size_t pieceSize = size_t(1) << 19;
 
     bool readPackets();
-    bool readPacket(PayloadStream &stream, const Packet &packet);
+    quint32 sizeOfNext(quint64 index) const;
+    bool readPacket(PayloadStream &stream, const Packet &packet, quint32 sizeOfNext);
     PayloadBytes bytesAt(quint64 offset, size_t wanted);
+    void fill(size_t wanted, bool followsZero);
 
     const AviLayout &m_layout;
     FileDevice &m_file;

@@ -8,9 +8,12 @@ namespace quenlofar {
 
 namespace {
 
-// Odd, with about as many ones as zeros, and far from one another.
+// Odd, with about as many ones as zeros.
 constexpr quint64 factor = 0x9E3779B97F4A7C15;
-constexpr quint64 seeds[4] = {0x243F6A8885A308D3, 0x13198A2E03707344, 0xA4093822299F31D0, 0x082EFA98EC4E6C89};
+// Far from one another.
+constexpr quint64 seeds[PayloadHash::block / 8] = {0x243F6A8885A308D3, 0x13198A2E03707344, 0xA4093822299F31D0,
+                                                   0x082EFA98EC4E6C89, 0x452821E638D01377, 0xBE5466CF34E90C6C,
+                                                   0xC0AC29B7C97C50DD, 0x3F84D5B5B5470917};
 
 quint64 word(const char *bytes)
 {
@@ -41,6 +44,8 @@ size_t ZeroRuns::zeroBegin(PayloadBytes bytes, size_t at)
 
 size_t ZeroRuns::zeroEnd(PayloadBytes bytes, size_t at)
 {
+    while (bytes.size - at >= 64 && isZero64(bytes.data + at))
+        at += 64;
     while (bytes.size - at >= 8 && isZero8(bytes.data + at))
         at += 8;
     while (at < bytes.size && bytes.data[at] == 0)
@@ -57,7 +62,7 @@ void PayloadHash::begin()
 
 void PayloadHash::feed(PayloadBytes bytes)
 {
-    std::array<quint64, 4> lanes = m_lanes;
+    std::array<quint64, block / 8> lanes = m_lanes;
     size_t at = 0;
     for (; bytes.size - at >= block; at += block) {
         for (size_t lane = 0; lane < lanes.size(); ++lane)

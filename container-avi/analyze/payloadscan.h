@@ -48,6 +48,9 @@ public:
     /// The chunk ends at `offset`: calls `report` for a long run up to there.
     template <typename Report> void end(quint64 offset, const Report &report) { endRun(offset, 0, report); }
 
+    /// Zero bytes up to the end of what was fed, in this chunk.
+    quint64 open() const { return m_run; }
+
 private:
     static constexpr size_t stride = least / 2;
 
@@ -70,7 +73,7 @@ class PayloadHash
 {
 public:
     /// Pieces but the last one are multiples of this many bytes.
-    static constexpr size_t block = 32;
+    static constexpr size_t block = 64;
 
     void begin();
     void feed(PayloadBytes bytes);
@@ -78,7 +81,7 @@ public:
     quint64 value() const;
 
 private:
-    std::array<quint64, 4> m_lanes = {}; // independent, so that a processor works on all of them at a time
+    std::array<quint64, block / 8> m_lanes = {}; // independent, so that a processor works on all of them at a time
     quint64 m_size = 0;
 };
 

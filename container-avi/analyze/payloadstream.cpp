@@ -63,13 +63,15 @@ PayloadStream::PayloadStream(const AviLayout &layout, int number)
 
 PayloadStream::~PayloadStream() = default;
 
-void PayloadStream::begin(const Packet &packet)
+void PayloadStream::begin(const Packet &packet, quint32 sizeOfNext)
 {
     m_packet = packet;
     m_isFirstPiece = true;
     m_start = isIntraOnly(m_codec) ? FrameStart::Key : FrameStart::Unknown;
     m_isStartCertain = true;
     m_zeros.begin();
+    m_isHashed = checks(PayloadCheck::Duplicates)
+        && (packet.size == m_previousSize || packet.size == sizeOfNext || sizeOfNext == 0);
     m_hash.begin();
 }
 
@@ -79,7 +81,7 @@ void PayloadStream::feed(PayloadBytes bytes, quint64 offset)
         readFirst(bytes);
     m_isFirstPiece = false;
     readPiece(bytes, offset);
-    if (checks(PayloadCheck::Duplicates))
+    if (m_isHashed)
         m_hash.feed(bytes);
 }
 

@@ -6,6 +6,7 @@
 
 #include <QString>
 
+#include <algorithm>
 #include <array>
 #include <memory>
 
@@ -52,8 +53,9 @@ public:
     PayloadStream &operator=(const PayloadStream &) = delete;
     virtual ~PayloadStream();
 
-    /// The next packet that is not empty and no palette.
-    void begin(const Packet &packet);
+    /// The next packet that is not empty and no palette; the one after it has `sizeOfNext` bytes, 0 where that is not
+    /// known. Only packets of one size can be the same, so that others need not be summed up.
+    void begin(const Packet &packet, quint32 sizeOfNext);
     /// Its next piece, at `offset` in the file. The first one has all of a packet or many KiB; pieces but the last one
     /// are multiples of PayloadHash::block bytes.
     void feed(PayloadBytes bytes, quint64 offset);
@@ -106,6 +108,8 @@ protected:
                 addZeroHole(run);
         });
     }
+    /// Zero bytes at the end of the piece that findZeros() took last.
+    size_t zerosAtEnd(PayloadBytes bytes) const { return size_t(std::min<quint64>(m_zeros.open(), bytes.size)); }
     void addZeroHole(const ByteRange &run);
     /// The payload states a size of pictures.
     void addCodedSize(const CodedSize &size, bool mayBeField);
@@ -134,6 +138,7 @@ private:
     quint64 m_sized = 0; // frames that state a size
 
     PayloadHash m_hash;
+    bool m_isHashed = false; // the packet that is being read
     quint32 m_previousSize = 0; // of the frame before; 0 without one
     quint64 m_previousHash = 0;
     quint64 m_run = 0; // like frames up to the latest

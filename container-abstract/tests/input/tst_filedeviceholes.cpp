@@ -220,6 +220,58 @@ private Q_SLOTS:
         QVERIFY(device.passHole(1000, file.size - device.pos(), 1) > 0);
     }
 
+    void zerosOfAHoleAreRead()
+    {
+        SparseFile file;
+        file.size = 3 * kib * kib;
+        file.islands[0] = QByteArray(100, 'x');
+        file.islands[2 * kib * kib] = QByteArray(1, 'y');
+        FileDevice device;
+        device.open(std::make_unique<SparseSource>(&file));
+        QByteArray bytes(int(file.size), '?');
+        QCOMPARE(device.readHole(bytes.data(), file.size), qint64(0)); // data
+        QCOMPARE(device.pos(), qint64(0));
+        device.seek(1000);
+        QCOMPARE(device.readHole(bytes.data(), 0), qint64(0));
+        QCOMPARE(device.readHole(bytes.data(), 500), qint64(500));
+        QCOMPARE(bytes.left(501), QByteArray(500, '\0') + '?');
+        QCOMPARE(device.readHole(bytes.data(), file.size), 2 * kib * kib - 1500); // up to the island
+        QCOMPARE(device.pos(), 2 * kib * kib);
+        QCOMPARE(device.bytesRead(), quint64(2 * kib * kib - 1000));
+        QCOMPARE(device.read(bytes.data(), 2), qint64(2)); // and reading goes on behind it
+        QCOMPARE(bytes.left(2), QByteArray("y\0", 2));
+        QCOMPARE(device.readHole(bytes.data(), file.size), kib * kib - 2); // up to the end
+        QCOMPARE(device.readHole(bytes.data(), file.size), qint64(0));
+    }
+
+    void limitsStrikeInHoles()
+    {
+        SparseFile file;
+        file.size = tebibyte;
+        FileDevice device;
+        device.open(std::make_unique<SparseSource>(&file));
+        device.setReadLimit(1000);
+        QByteArray bytes(2000, '?');
+        QCOMPARE(device.readHole(bytes.data(), 2000), qint64(2000));
+        QVERIFY(!device.wasInterrupted());
+        QCOMPARE(device.readHole(bytes.data(), 2000), qint64(0));
+        QVERIFY(device.wasInterrupted());
+    }
+
+    void holesThatAreNoneAreNotBelieved()
+    {
+        SparseFile file;
+        file.size = 5000;
+        file.islands[0] = QByteArray(5000, 'x');
+        file.lies = true;
+        FileDevice device;
+        device.open(std::make_unique<SparseSource>(&file));
+        QByteArray bytes(5000, '?');
+        QCOMPARE(device.readHole(bytes.data(), 5000), qint64(0));
+        QCOMPARE(device.read(bytes.data(), 5000), qint64(5000));
+        QCOMPARE(bytes, QByteArray(5000, 'x'));
+    }
+
     void memoryHasNoHoles()
     {
         FileDevice device;

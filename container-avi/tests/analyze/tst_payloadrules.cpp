@@ -1,5 +1,6 @@
 // Rules about payload, each with a file that breaks it and one that keeps it.
 #include "bitstring.h"
+#include "judging.h"
 #include "onestream.h"
 
 #include <QTest>
@@ -63,6 +64,33 @@ QByteArray withZeros(QByteArray bytes, int at, int count)
 {
     return bytes.replace(at, count, zeros(count));
 }
+
+/// Bytes in memory whose long runs of zeros are holes, and whose reads are counted.
+class HoledSource final : public ByteSource
+{
+public:
+    HoledSource(const QByteArray &bytes, qint64 *bytesRead) : m_bytes(bytes), m_bytesRead(bytesRead) { }
+
+    qint64 size() const override { return m_bytes.size(); }
+    qint64 readAt(qint64 position, char *data, qint64 maxSize) override
+    {
+        const QByteArray part = m_bytes.mid(int(position), int(std::min<qint64>(maxSize, m_bytes.size())));
+        std::copy(part.begin(), part.end(), data);
+        *m_bytesRead += part.size();
+        return part.size();
+    }
+    qint64 holeEnd(qint64 position) override
+    {
+        qint64 end = position;
+        while (end < m_bytes.size() && m_bytes.at(int(end)) == 0)
+            ++end;
+        return end - position >= 4096 ? end : position;
+    }
+
+private:
+    const QByteArray m_bytes;
+    qint64 *const m_bytesRead;
+};
 
 QStringList notChecked(const QByteArray &bytes, Level level)
 {
@@ -286,6 +314,50 @@ private Q_SLOTS:
                                           many);
         const QString size = QStringLiteral("coded-picture-size");
         QCOMPARE(one::found(film, size), QStringLiteral("warning 176+8: 64 by 48 -> 320 by 240"));
+    }
+
+    // Zeros of a hole are seen as if they had been read.
+    void holesAreNotRead()
+    {
+        constexpr int holeSize = 2000000;
+        const QByteArray hole = withZeros(layer(64, 48) + plane(0, 3000000), 500000, holeSize);
+        const QByteArray film = xvid({hole, hole, layer(64, 48) + plane(0, 3000000)});
+        qint64 bytesRead = 0;
+        CheckOptions options;
+        options.level = Level::Deep;
+        const film::Verdict verdict(std::make_unique<HoledSource>(film, &bytesRead), options);
+        const quint64 second = firstData + quint64(hole.size()) + 8;
+        QCOMPARE(
+            verdict.of(QStringLiteral("zero-hole")),
+            QStringLiteral("warning [none] %1+2000000 x2 #0 fewer than 512 zero bytes in a row > 2000000 zero bytes")
+                .arg(firstData + 500000));
+        QCOMPARE(verdict.of(QStringLiteral("duplicate-frames")),
+                 QStringLiteral("note [none] %1+%2 #0 each frame another > up to 2 like frames in a row")
+                     .arg(second)
+                     .arg(hole.size()));
+        // What is read ahead of a hole is small against it.
+        QVERIFY2(bytesRead < film.size() - 2 * holeSize + holeSize / 2, qPrintable(QString::number(bytesRead)));
+    }
+
+    // Only frames of one size are compared, wherever the next frame stands.
+    void framesOfManySizesAreCompared()
+    {
+        const QString rule = QStringLiteral("duplicate-frames");
+        const QByteArray small = layer(64, 48) + plane(0, 45);
+        const QByteArray other = layer(64, 48) + plane(0, 46);
+        QCOMPARE(one::found(xvid({small, other, small, other}), rule), QString());
+        QCOMPARE(one::found(xvid({small, other, other, small, small, other}), rule),
+                 QStringLiteral("note %1+%2 x2: each frame another -> up to 2 like frames in a row")
+                     .arg(firstData + small.size() + 1 + 8 + other.size() + 8)
+                     .arg(other.size()));
+        std::vector<QByteArray> farApart = chunksOf("00dc", {small});
+        for (int number = 0; number < 40; ++number)
+            farApart.push_back(chunk("01wb", filling(4)));
+        farApart.push_back(chunk("00dc", small));
+        const QByteArray streams = one::streamList(StreamHeader("vids").handler("XVID").scale(1).rate(25),
+                                                   VideoFormat().picture(64, 48).bitCount(24).compression("XVID"))
+            + one::streamList(StreamHeader("auds").scale(1).rate(8000).sampleSize(2), WaveFormat(1));
+        QVERIFY(one::found(one::file(streams, farApart), rule).contains(QStringLiteral("up to 2")));
     }
 
     void whatIsNotCheckedIsSaid()
