@@ -10,11 +10,15 @@
 //   QUENLOFAR_FAIL_READ_AT=N      from this byte on files fail to be read with EIO, as a damaged disk does
 //   QUENLOFAR_SLOW_READ=N         each read takes N milliseconds, as over a network
 //                                 (both spare files named *.so)
+//   QUENLOFAR_FILE_SYSTEM=clones  a file can be made that shares all extents with another (FICLONE): here all is copied
+//   QUENLOFAR_FILE_SYSTEM=foreign bytes cannot be copied from file to file by the kernel, as between file systems
 //
 // Calls count from main() on, in all threads. What the program starts in its turn is left alone.
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <pthread.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,6 +27,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -55,6 +60,8 @@ How how = How::Error;
 int error = 0;
 off_t failReadAt = -1;
 long slowRead = 0; // milliseconds
+enum class FileSystem { Present, Clones, Foreign };
+FileSystem fileSystem = FileSystem::Present;
 char report[4096];
 char onlyPath[4096]; // empty: any, and calls that name none
 
@@ -181,6 +188,8 @@ void readEnvironment()
         failReadAt = std::atoll(limit);
     if (const char *const milliseconds = std::getenv("QUENLOFAR_SLOW_READ"))
         slowRead = std::atol(milliseconds);
+    if (const char *const name = std::getenv("QUENLOFAR_FILE_SYSTEM"))
+        fileSystem = std::strcmp(name, "clones") == 0 ? FileSystem::Clones : FileSystem::Foreign;
     if (const char *const path = std::getenv("QUENLOFAR_FAULT_PATH"))
         std::snprintf(onlyPath, sizeof onlyPath, "%s", path);
     if (const char *const file = std::getenv("QUENLOFAR_FAULT_REPORT"))
@@ -258,7 +267,30 @@ EXPORTED ssize_t pwrite64(int descriptor, const void *data, size_t size, off64_t
 EXPORTED ssize_t copy_file_range(int from, off64_t *fromOffset, int to, off64_t *toOffset, size_t size, unsigned flags)
 {
     static const auto next = real<decltype(&copy_file_range)>("copy_file_range");
+    if (fileSystem == FileSystem::Foreign) {
+        errno = EXDEV;
+        return -1;
+    }
     return orLess(Write, size, [&](size_t part) { return next(from, fromOffset, to, toOffset, part, flags); });
+}
+
+EXPORTED int ioctl(int descriptor, unsigned long request, ...) noexcept
+{
+    static const auto next = real<int (*)(int, unsigned long, ...)>("ioctl");
+    va_list rest;
+    va_start(rest, request);
+    void *const argument = va_arg(rest, void *);
+    va_end(rest);
+    if (request != FICLONE || fileSystem != FileSystem::Clones)
+        return next(descriptor, request, argument);
+    static const auto readPart = real<ssize_t (*)(int, void *, size_t, off_t)>("pread");
+    static const auto writePart = real<ssize_t (*)(int, const void *, size_t, off_t)>("pwrite");
+    char part[65536];
+    const int from = int(reinterpret_cast<std::intptr_t>(argument)); // the kernel takes it as a number
+    off_t at = 0;
+    for (ssize_t count = 0; (count = readPart(from, part, sizeof part, at)) > 0; at += count)
+        writePart(descriptor, part, size_t(count), at);
+    return 0;
 }
 
 EXPORTED int ftruncate(int descriptor, off_t size) noexcept

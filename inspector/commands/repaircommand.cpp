@@ -185,7 +185,7 @@ QString RepairCommand::doneText(const Outcome &outcome, const QString &file) con
             QStringLiteral("changed in place; quenlofar repair --undo %1 takes it back").arg(m_choice.journal));
     else if (outcome.isWritten())
         texts.append(QStringLiteral("written: ") + copyOf(file)
-                     + (outcome.written.sharesExtents ? QStringLiteral(" (what is like shares its place on the disk)")
+                     + (outcome.written.sharesExtents ? QStringLiteral(" (it shares unchanged data with the original)")
                                                       : QString()));
     if (outcome.proof.packets > 0 && outcome.proof.objection.isNull())
         texts.append(QStringLiteral("proved: all %1 packets with %2 bytes are in the mended file")

@@ -3,7 +3,9 @@
 import hashlib
 import json
 import os
+import resource
 import shutil
+import signal
 import struct
 import subprocess
 import time
@@ -346,6 +348,53 @@ class SavedPlans(RepairCase):
 
     def test_a_plan_never_replaces_a_file(self):
         self.assertRefused("plan.json", "--save-plan", self.plan, self.film())
+
+
+class FileSystems(RepairCase):
+    """What file systems can and cannot do."""
+
+    def copied(self, path, file_system):
+        copy = self.directory / "new.avi"
+        result = run("repair", path, "-o", copy, env={"LD_PRELOAD": os.environ["QUENLOFAR_FAULT_INJECTOR"],
+                                                      "QUENLOFAR_FILE_SYSTEM": file_system})
+        self.assertEqual(result.returncode, 0, result.stderr)
+        return result, self.read(copy)
+
+    @unittest.skipIf(SANITIZED, "sanitizers make calls of their own")
+    def test_extents_are_shared(self):
+        path = self.film()
+        result, copy = self.copied(path, "clones")
+        self.assertEqual(copy, mended())
+        self.assertIn(b"new.avi (it shares unchanged data with the original)", result.stdout)
+        self.assertEqual(self.read(path), OPEN)
+        # Bytes that move cannot be shared.
+        (self.directory / "new.avi").unlink()
+        result, copy = self.copied(self.film(without_padding()), "clones")
+        self.assertEqual(copy, WHOLE)
+        self.assertNotIn(b"shares", result.stdout)
+
+    @unittest.skipIf(SANITIZED, "sanitizers make calls of their own")
+    def test_between_file_systems(self):
+        _, copy = self.copied(self.film(), "foreign")
+        self.assertEqual(copy, mended())
+
+    def test_directories_that_cannot_be_written(self):
+        path = self.film()
+        self.assertRefused("none/new.avi", path, "-o", self.directory / "none" / "new.avi")
+        self.assertRefused("/proc/new.avi", path, "-o", "/proc/new.avi")
+        self.assertEqual(self.names(), ["film.avi"])
+
+    def test_a_file_system_that_is_full(self):
+        path, copy = self.film(), self.directory / "new.avi"
+
+        def limited():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (len(OPEN) - 1000, len(OPEN) - 1000))
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+        result = run("repair", path, "-o", copy, preexec_fn=limited)
+        self.assertEqual(result.returncode, 2)
+        self.assertIn(b"File too large", result.stderr)
+        self.assertEqual(self.names(), ["film.avi"])
+        self.assertEqual(self.read(path), OPEN)
 
 
 class Faults(RepairCase):
