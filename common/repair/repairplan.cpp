@@ -36,14 +36,22 @@ RepairPlanner *plannerOf(const State &state)
     return static_cast<RepairPlanner *>(state.analysis->analyzer()->extension(RepairPlanner::number));
 }
 
-/// Whether a stream lacks packets that it had before, by their sizes and their order: others may stand between them.
+/// The bytes of a packet with its padding, which may have been taken for data.
+quint64 padded(quint32 size)
+{
+    return quint64(size) + size % 2;
+}
+
+/// Whether a stream lacks packets that it had before, by their sizes and their order: others may stand between them,
+/// and where a size was wrong a packet may have become longer.
 bool hidesPackets(const State &before, const State &after)
 {
     const PacketTable &old = before.analysis->analyzer()->packets();
     const PacketTable &now = after.analysis->analyzer()->packets();
     for (int stream = 0; stream < old.streamCount(); ++stream) {
         const PacketTotals totals = stream < now.streamCount() ? now.totals(stream) : PacketTotals();
-        if (totals.count < old.totals(stream).count || totals.bytes < old.totals(stream).bytes
+        if (totals.count < old.totals(stream).count
+            || totals.bytes + totals.count < old.totals(stream).bytes // a byte of padding each
             || totals.palettes < old.totals(stream).palettes)
             return true;
     }
@@ -54,7 +62,7 @@ bool hidesPackets(const State &before, const State &after)
             continue;
         const quint64 count = now.totals(packet.stream).count;
         quint64 &number = next[packet.stream];
-        while (number < count && now.at(now.indexOf(packet.stream, number)).size != packet.size)
+        while (number < count && padded(now.at(now.indexOf(packet.stream, number)).size) < packet.size)
             ++number;
         if (number++ >= count)
             return true;

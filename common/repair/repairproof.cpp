@@ -56,6 +56,13 @@ quint64 nextOf(const PacketTable &table, int stream, quint64 index)
     return index;
 }
 
+/// Whether a packet may be the one of the original: its size may have been mended. Then it is longer, or shorter by a
+/// byte of padding.
+bool mayBe(const Packet &old, const Packet &now)
+{
+    return now.size >= old.size || (now.size % 2 != 0 && now.size + 1 == old.size);
+}
+
 } // namespace
 
 RepairProof proveRepair(const Recipe &recipe, const QString &original, const SourceOpener &mended,
@@ -91,7 +98,8 @@ RepairProof proveRepair(const Recipe &recipe, const QString &original, const Sou
         for (place = nextOf(now, packet.stream, place); place < now.size();
              place = nextOf(now, packet.stream, place + 1)) {
             const Packet other = now.at(place);
-            if (other.size == packet.size && comparison.areSame(packet.offset, other.offset, packet.size))
+            if (mayBe(packet, other)
+                && comparison.areSame(packet.offset, other.offset, std::min(packet.size, other.size)))
                 break;
         }
         if (comparison.hasFailed())

@@ -271,6 +271,15 @@ StepChanges AviRepairPlanner::indexStep(const std::vector<Finding> &findings) co
         return changes;
 
     const quint32 old = m_layout.child(segment, fourCC("idx1"));
+    const quint32 renamed = old == AviLayout::none ? renamedIndex(movi, index) : AviLayout::none;
+    if (renamed != AviLayout::none) {
+        changes.patches.push_back({m_layout.elements[renamed].offset, QByteArrayLiteral("idx1")});
+        changes.step.repair = Repair::Patch;
+        patchIndexFlag(&changes);
+        changes.step.reason = QStringLiteral("The chunk \"%1\" behind movi has the entries of idx1, and gets its name")
+                                  .arg(idText(m_layout.elements[renamed].id));
+        return changes;
+    }
     if (old != AviLayout::none && m_layout.elements[old].content().size == quint64(index.size())) {
         changes.patches.push_back({m_layout.elements[old].content().offset, index});
         changes.step.repair = Repair::Patch;
@@ -292,6 +301,32 @@ StepChanges AviRepairPlanner::indexStep(const std::vector<Finding> &findings) co
     changes.step.reason = QStringLiteral("idx1 is made anew from the %1 in the first RIFF list; %2")
                               .arg(countText(quint64(index.size()) / legacyEntrySize, "chunk"), keys.sourcesText());
     return changes;
+}
+
+/// The chunk behind `movi` that has the entries of `index`, whatever it says of key frames and wherever its offsets
+/// count from: its name was changed. AviLayout::none without one.
+quint32 AviRepairPlanner::renamedIndex(quint32 movi, const QByteArray &index) const
+{
+    constexpr int idSize = 4;
+    constexpr int sizeOffset = 12; // of dwSize
+    FileDevice file;
+    openForAnalysis(file, *m_source, {Level::Deep, m_cancel, nullptr});
+    for (quint32 each = m_layout.nextSibling(movi); each != AviLayout::none; each = m_layout.nextSibling(each)) {
+        const AviElement &element = m_layout.elements[each];
+        if (element.isList() || element.content().size != quint64(index.size()))
+            continue;
+        file.seek(qint64(element.content().offset));
+        const QByteArray entries = file.read(index.size());
+        bool isLike = entries.size() == index.size();
+        for (int at = 0; isLike && at < index.size(); at += int(legacyEntrySize)) {
+            const char *const entry = entries.constData() + at;
+            isLike = std::equal(entry, entry + idSize, index.constData() + at)
+                && std::equal(entry + sizeOffset, entry + legacyEntrySize, index.constData() + at + sizeOffset);
+        }
+        if (isLike)
+            return each;
+    }
+    return AviLayout::none;
 }
 
 /// The entries for all chunks of the first RIFF list; empty where an offset does not fit into one, or reading ended.

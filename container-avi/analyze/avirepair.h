@@ -38,6 +38,7 @@ private:
     StepChanges rewriteStep(const std::vector<Finding> &findings, const RepairWishes &wishes) const;
     StepChanges cutStep(const std::vector<Finding> &findings, const RepairWishes &wishes) const;
     StepChanges indexStep(const std::vector<Finding> &findings) const;
+    quint32 renamedIndex(quint32 movi, const QByteArray &index) const;
     QByteArray newIndex(quint64 base, AviKeyFlags *keys) const;
     void patchIndexFlag(StepChanges *changes) const;
 

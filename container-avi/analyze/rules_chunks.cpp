@@ -1,9 +1,11 @@
 #include "avichain.h"
 #include "avirules.h"
 #include "avitexts.h"
+#include "indexedsizes.h"
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -139,17 +141,21 @@ void checkChunkKind(const AviContext &context, Findings &findings)
 void checkChunkSwallowsOthers(const AviContext &context, Findings &findings)
 {
     const AviLayout &file = context.file;
+    const IndexedSizes indexed(file);
     for (const AviDamage &damage : file.damages) {
         if (damage.kind != AviDamageKind::ChunkSwallowsOthers)
             continue;
+        // Whether the last byte is padding nobody knows but an index.
+        const quint64 found = damage.size - 8;
+        const std::optional<quint32> known = indexed.sizeOf(damage.offset, damage.offset + damage.size);
+        const quint64 size = known ? *known : found;
         const int stream = damage.packet == AviLayout::none ? -1 : damage.stream;
         FindingDraft draft = findings.add(ByteRange{damage.offset + 4, 4}, stream);
         draft.confidence(damage.isCertain ? Confidence::Certain : Confidence::Likely).explainsAllStreams();
-        if (damage.size >= 8 && damage.size - 8 <= 0xFFFFFFFF)
-            draft.mend({damage.offset + 4, 4}, 4, damage.size - 8);
+        if (damage.size >= 8 && found <= 0xFFFFFFFF)
+            draft.mend({damage.offset + 4, 4}, 4, size);
         if (!draft.isNew())
             continue;
-        const quint64 size = damage.size - 8;
         AviHeader header; // of a packet the true size alone is kept
         readHeader(context.bytes, damage.offset, &header);
         draft.expected(size)

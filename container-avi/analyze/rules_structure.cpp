@@ -1,8 +1,10 @@
 #include "avirules.h"
 #include "avitexts.h"
+#include "indexedsizes.h"
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -404,11 +406,27 @@ bool canBeWrapped(const AviDamage &damage)
     return damage.size >= leastWrapped && damage.size % 2 == 0;
 }
 
+/// What makes chunks of foreign bytes without moving any. They belong to the chunk before them where an index says that
+/// it is longer than its own size does, and leads to their end; otherwise they become a JUNK chunk. Of no width where
+/// neither is possible.
+Mend mendOfForeign(const AviLayout &file, const IndexedSizes &indexed, const AviDamage &damage)
+{
+    const quint64 end = damage.offset + damage.size;
+    const quint64 header = damage.packet == AviLayout::none ? 0 : file.packets.at(damage.packet).offset - 8;
+    if (const auto size = header == 0 ? std::nullopt : indexed.sizeOf(header, end))
+        return {header + 4, *size, ~quint64(0), 4};
+    const quint8 width = canBeWrapped(damage) ? 8 : 0;
+    return {damage.offset, fourCC("JUNK") | (damage.size - leastWrapped) << 32, ~quint64(0), width};
+}
+
 void addForeign(const AviContext &context, AviDamageKind kind, Findings &findings)
 {
     const AviLayout &file = context.file;
-    const bool isPatch = std::all_of(file.damages.begin(), file.damages.end(),
-                                     [kind](const AviDamage &each) { return each.kind != kind || canBeWrapped(each); });
+    const IndexedSizes indexed(file);
+    const bool isPatch =
+        std::all_of(file.damages.begin(), file.damages.end(), [kind, &file, &indexed](const AviDamage &each) {
+            return each.kind != kind || mendOfForeign(file, indexed, each).width > 0;
+        });
     quint64 bytes = 0;
     quint64 places = 0;
     for (const AviDamage &damage : file.damages) {
@@ -424,8 +442,9 @@ void addForeign(const AviContext &context, AviDamageKind kind, Findings &finding
             draft.severity(Severity::Warning);
         if (!damage.isCertain)
             draft.confidence(Confidence::Likely);
-        if (canBeWrapped(damage))
-            draft.mend({damage.offset, 8}, 8, fourCC("JUNK") | (damage.size - leastWrapped) << 32);
+        const Mend mend = mendOfForeign(file, indexed, damage);
+        if (mend.width > 0)
+            draft.mend({mend.offset, mend.width}, mend.width, mend.bytes);
         if (!draft.isNew())
             continue;
         draft.repair(isPatch ? Repair::Patch : Repair::Rewrite)
@@ -513,7 +532,9 @@ constexpr AviRule rules[] = {
       u"Readers go from chunk to chunk by their sizes. Bytes that are no chunk make them stop there, or search for the "
       u"next one.",
       u"readers without a search for the next chunk; those that count from such bytes on",
-      u"Wrap the bytes up as a JUNK chunk, or write the file again without them.", u"AVI RIFF File Reference"},
+      u"Give the bytes to the chunk before them where an index says that they are its own. Otherwise wrap them up as a "
+      u"JUNK chunk, or write the file again without them.",
+      u"AVI RIFF File Reference"},
      AviStage::Structure,
      nullptr,
      checkForeignBytes},

@@ -114,7 +114,7 @@ private Q_SLOTS:
 
         row("kept", whole, "chunk-swallows-others", "");
         row("a chunk's size is too large", changed(36, u32(40)), "chunk-swallows-others",
-            "error [patch] 362+4 #0 8 > 40");
+            "error [patch] 362+4 #0 7 > 40");
         row("bytes are lost", removed(dataOffset + 72, 4), "chunk-swallows-others", "error [patch] 392+4 #0 8 > 12");
         row("a header's size is too large", replaced(28, u32(90)), "chunk-swallows-others",
             "error [patch] 28+4 56 > 90");
