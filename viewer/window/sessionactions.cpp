@@ -12,6 +12,7 @@
 #include <QSplitter>
 #include <QStatusBar>
 #include <QTabWidget>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -48,6 +49,16 @@ void MainWindow::rememberFile(FilePage *page)
 void MainWindow::restoreSession()
 {
     m_isKeepingSession = true;
+    // A program that is ended from outside has its tabs the next time, too.
+    constexpr int quiet = 1000; // milliseconds, so that files opened together are written down once
+    auto *const later = new QTimer(this);
+    later->setSingleShot(true);
+    later->setInterval(quiet);
+    connect(m_tabs, &QTabWidget::currentChanged, later, [later] { later->start(); });
+    connect(later, &QTimer::timeout, this, [this] {
+        if (Session::isKept())
+            saveSession();
+    });
     if (!Session::isKept())
         return;
     const Session session = Session::load();

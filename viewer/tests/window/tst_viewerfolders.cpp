@@ -98,6 +98,7 @@ private Q_SLOTS:
     void stops();
     void recentFiles();
     void sessionIsRestored();
+    void sessionOfAProgramThatIsKilled();
     void sessionThatMakesNoSense();
     void sessionsAreSwitchedOff();
     void pathsInSettings();
@@ -444,6 +445,26 @@ void ViewerFoldersTest::sessionIsRestored()
     QCOMPARE(later.state()[utf8("tabs")].toInt(), 3);
     later.findChild<QTabWidget *>(utf8("files"))->setCurrentIndex(2);
     QCOMPARE(later.currentPage()->document().place().range, (ByteRange{100, 10}));
+}
+
+void ViewerFoldersTest::sessionOfAProgramThatIsKilled()
+{
+    const Folder folder;
+    Session().save();
+    MainWindow window(pluginOptions());
+    window.restoreSession();
+    window.open(folder.path("whole.avi"));
+    window.open(folder.path("inner/open.avi"));
+    QString error;
+    QTRY_COMPARE(Session::load().tabs.size(), size_t(2)); // which is not closed here
+    QVERIFY(window.perform(utf8("close"), {}, &error));
+    QTRY_COMPARE(Session::load().tabs.size(), size_t(1));
+    Session::setKept(false);
+    QVERIFY(window.perform(utf8("close"), {}, &error));
+    QTest::qWait(1500);
+    QCOMPARE(Session::load().tabs.size(), size_t(1));
+    Session::setKept(true);
+    QVERIFY(window.close());
 }
 
 void ViewerFoldersTest::sessionThatMakesNoSense()
