@@ -54,6 +54,13 @@ class Desktop(unittest.TestCase):
     def test_mandoc_has_no_complaint(self):
         self.assertEqual(run("mandoc", "-Tlint", "-W", "warning", str(DESKTOP / "quenlofar-viewer.1")).stdout, b"")
 
+    def test_screenshots_are_there(self):
+        page = xml.etree.ElementTree.parse(DESKTOP / "quenlofar-viewer.metainfo.xml")
+        images = [pathlib.PurePosixPath(image.text) for image in page.iterfind("screenshots/screenshot/image")]
+        self.assertGreater(len(images), 0)
+        pictures = DESKTOP.parents[1] / "docs" / "images"
+        self.assertEqual([image.name for image in images if not (pictures / image.name).is_file()], [])
+
     @needs("desktop-file-validate")
     def test_entry_is_valid(self):
         result = run("desktop-file-validate", str(DESKTOP / "quenlofar-viewer.desktop"))
