@@ -112,27 +112,31 @@ qint64 FileDevice::passHole(qint64 step, qint64 most, quint64 readsPerByte)
     return distance;
 }
 
-qint64 FileDevice::readHole(char *data, qint64 maxSize)
+qint64 FileDevice::holeSize()
 {
-    if (!m_source || maxSize <= 0 || !m_trustsHoles || isStopped())
+    if (!m_source || !m_trustsHoles)
         return 0;
-    const qint64 end = std::min(m_source->holeEnd(m_position), m_size);
-    const qint64 count = std::min(end - m_position, maxSize);
-    if (count <= 0)
+    const qint64 size = std::min(m_source->holeEnd(m_position), m_size) - m_position;
+    if (size <= 0)
         return 0;
     // A source may be wrong, and a file may have shrunk: the last bytes are looked at.
-    const qint64 sample = std::min(count, holeSample);
-    m_trustsHoles =
-        m_source->readAt(m_position + count - sample, data, sample) == sample && isZero(data, quint64(sample));
-    if (!m_trustsHoles)
-        return 0;
-    std::memset(data, 0, size_t(count));
+    char sample[holeSample] = {};
+    const qint64 count = std::min(size, holeSample);
+    const qint64 came = m_source->readAt(m_position + size - count, sample, count);
+    m_trustsHoles = came == count && isZero(sample, quint64(count));
+    m_bytesFetched += quint64(std::max<qint64>(came, 0));
+    return m_trustsHoles ? size : 0;
+}
+
+bool FileDevice::passZeros(qint64 count)
+{
+    if (!m_source || isStopped())
+        return false;
     m_position += count;
-    m_bytesFetched += quint64(sample);
     m_bytesRead += quint64(count);
     if (m_progress)
         m_progress->position.store(m_position, std::memory_order_relaxed);
-    return count;
+    return true;
 }
 
 /// How many bytes of a hole follow the window, where the window lies in the hole and the position in the window.

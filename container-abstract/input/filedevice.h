@@ -84,13 +84,12 @@ public:
      *         asked once for each window, so this may be called after every read.
      */
     qint64 passHole(qint64 step, qint64 most, quint64 readsPerByte);
-    /**
-     * Reads zeros out of a hole of a sparse file without asking the source for them: as read(), but only up to where
-     * the hole around the position ends. The source is asked for that each time, so call it where zeros are likely.
-     *
-     * @return how many bytes came; 0 where there is no hole. Never negative.
-     */
-    qint64 readHole(char *data, qint64 maxSize);
+    /// How many bytes from the position on are zero for certain, because they are a hole of a sparse file; 0 where
+    /// there is none. The source is asked each time, so call it where zeros are likely.
+    qint64 holeSize();
+    /// Moves on by `count` bytes of a hole as if they had been read. False, and the position stays, where a read would
+    /// come back empty.
+    bool passZeros(qint64 count);
 
     /// Bytes that read() has handed out since the device was made.
     quint64 bytesRead() const { return m_bytesRead; }

@@ -25,6 +25,9 @@ class PlainStream final : public PayloadStream
 {
 public:
     PlainStream(const AviLayout &layout, int number) : PayloadStream(layout, number) { }
+
+private:
+    void readZeros(quint64, quint64) override { }
 };
 
 /// MPEG-4 Visual and H.264: a codec that needs a header before the first frame, here or in the format.
@@ -40,6 +43,7 @@ protected:
     {
         findZeros(bytes, offset, [](const ByteRange &, size_t) { return false; });
     }
+    void readZeros(quint64 count, quint64) override { countZeros(count); }
     void readEnd() override
     {
         endZeros([](const ByteRange &, size_t) { return false; });
@@ -144,6 +148,11 @@ private:
         const size_t zeros = zerosAtEnd(bytes);
         m_end.feed(bytes.from(fed).first(bytes.size - zeros - fed));
         m_end.feedZeros(zeros);
+    }
+    void readZeros(quint64 count, quint64) override
+    {
+        countZeros(count);
+        m_end.feedZeros(count);
     }
     void readEnd() override
     {

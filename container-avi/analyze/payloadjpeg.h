@@ -26,7 +26,7 @@ public:
     /// These bytes come next.
     void feed(PayloadBytes bytes);
     /// `count` bytes of 0x00 come next.
-    void feedZeros(size_t count) { m_isAfterFill = m_isAfterFill && count == 0; }
+    void feedZeros(quint64 count) { m_isAfterFill = m_isAfterFill && count == 0; }
     /// What was fed ends with EOI and padding.
     bool isComplete() const { return m_isEnd; }
 

@@ -13,6 +13,8 @@ constexpr quint64 cancelInterval = 1024;
 constexpr quint64 nearPackets = 16;
 /// After a jump this much is read; more while reading goes on forwards.
 constexpr size_t smallestFill = 65536;
+/// Shorter holes are read.
+constexpr quint64 leastHole = 65536;
 /// What is passed over counts as reading on: it costs less than to begin small again.
 constexpr quint64 sequentialSkip = 65536;
 
@@ -85,27 +87,54 @@ bool PayloadPass::readPacket(PayloadStream &stream, const Packet &packet, quint3
 {
     stream.begin(packet, sizeOfNext);
     for (quint64 at = 0; at < packet.size;) {
+        const quint64 offset = packet.offset + at;
+        const quint64 zeros = at > 0 ? zerosAt(offset, packet.size - at) : 0;
+        if (zeros > 0) {
+            if (!passZeros(offset, zeros))
+                return false;
+            stream.feedZeros(zeros, offset);
+            at += zeros;
+            continue;
+        }
         const size_t wanted = size_t(std::min<quint64>(packet.size - at, pieceSize));
-        const PayloadBytes bytes = bytesAt(packet.offset + at, wanted);
-        if (bytes.size < wanted) {
-            m_readUpTo = packet.offset + at;
+        const PayloadBytes bytes = bytesAt(offset, wanted);
+        if (bytes.size < wanted && zerosAt(offset + bytes.size, packet.size) == 0) {
+            m_readUpTo = offset;
             return false;
         }
-        stream.feed(bytes, packet.offset + at);
-        at += wanted;
+        stream.feed(bytes, offset);
+        at += bytes.size;
     }
     stream.end();
     return true;
 }
 
-/// `wanted` bytes from `offset` on, at most pieceSize; fewer where they cannot be read. Valid until the next call.
+/// How many of the `most` bytes from `offset` on are known to be zero; all, or a multiple of PayloadHash::block.
+quint64 PayloadPass::zerosAt(quint64 offset, quint64 most) const
+{
+    if (offset < m_hole.offset || offset >= m_hole.end())
+        return 0;
+    const quint64 count = std::min(most, m_hole.end() - offset);
+    return count == most ? count : count - count % PayloadHash::block;
+}
+
+bool PayloadPass::passZeros(quint64 offset, quint64 count)
+{
+    m_file.seek(qint64(offset));
+    if (m_file.passZeros(qint64(count)))
+        return true;
+    m_readUpTo = offset;
+    return false;
+}
+
+/// `wanted` bytes from `offset` on, at most pieceSize; fewer where zerosAt() knows those that follow, or where they
+/// cannot be read. Valid until the next call.
 PayloadBytes PayloadPass::bytesAt(quint64 offset, size_t wanted)
 {
     const quint64 end = m_begin + m_held;
     if (offset >= m_begin && offset + wanted <= end)
         return {m_buffer.get() + (offset - m_begin), wanted};
 
-    const bool followsZero = m_held > 0 && offset >= m_begin && offset <= end && m_buffer[m_held - 1] == 0;
     size_t kept = 0;
     if (offset >= m_begin && offset < end) {
         kept = size_t(end - offset);
@@ -115,31 +144,37 @@ PayloadBytes PayloadPass::bytesAt(quint64 offset, size_t wanted)
     }
     m_begin = offset;
     m_held = kept;
-    fill(wanted, followsZero);
+    fill(wanted);
     return {m_buffer.get(), std::min(wanted, m_held)};
 }
 
-/// Appends bytes of the file until `wanted` are held, and some more; fewer where they cannot be read. Zeros are often
-/// followed by more of them, which a sparse file has not to be asked for.
-void PayloadPass::fill(size_t wanted, bool followsZero)
+/// Appends bytes of the file until `wanted` are held, and some more. Fewer where a hole follows, which zerosAt() knows
+/// then, and where they cannot be read.
+void PayloadPass::fill(size_t wanted)
 {
     m_file.seek(qint64(m_begin + m_held));
-    do {
-        char *const next = m_buffer.get() + m_held;
-        const qint64 zeros = followsZero ? m_file.readHole(next, qint64(wanted - m_held)) : 0;
-        if (zeros > 0) {
-            m_held += size_t(zeros);
-            m_fill = 0;
-            continue;
-        }
+    bool isShort = false;
+    while (m_held < wanted && !isShort) {
         m_fill = std::clamp(2 * m_fill, smallestFill, pieceSize);
         const size_t count = std::min(m_fill, pieceSize - m_held);
-        const auto came = size_t(m_file.read(next, qint64(count)));
+        const auto came = size_t(m_file.read(m_buffer.get() + m_held, qint64(count)));
         m_held += came;
-        followsZero = came > 0 && next[came - 1] == 0;
-        if (came < count)
-            break;
-    } while (m_held < wanted);
+        // Zeros are often followed by more of them, which a sparse file has not to be asked for.
+        isShort = came < count || (m_buffer[m_held - 1] == 0 && findHole());
+    }
+}
+
+/// Whether a hole follows what is held, long enough to be of use: up to there pieces are filled up with its zeros.
+bool PayloadPass::findHole()
+{
+    const quint64 size = quint64(m_file.holeSize());
+    if (size < leastHole)
+        return false;
+    const size_t missing = (PayloadHash::block - m_held % PayloadHash::block) % PayloadHash::block;
+    std::memset(m_buffer.get() + m_held, 0, missing);
+    m_held += missing;
+    m_hole = {m_begin + m_held, size - missing};
+    return true;
 }
 
 const PayloadHits &PayloadPass::hits(PayloadCheck check, int stream) const

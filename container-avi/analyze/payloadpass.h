@@ -46,7 +46,10 @@ private:
     quint32 sizeOfNext(quint64 index) const;
     bool readPacket(PayloadStream &stream, const Packet &packet, quint32 sizeOfNext);
     PayloadBytes bytesAt(quint64 offset, size_t wanted);
-    void fill(size_t wanted, bool followsZero);
+    quint64 zerosAt(quint64 offset, quint64 most) const;
+    bool passZeros(quint64 offset, quint64 count);
+    void fill(size_t wanted);
+    bool findHole();
 
     const AviLayout &m_layout;
     FileDevice &m_file;
@@ -60,6 +63,7 @@ private:
     quint64 m_begin = 0;
     size_t m_held = 0; // bytes in it
     size_t m_fill = 0; // bytes that the latest fill asked for
+    ByteRange m_hole; // that was found last
 };
 
 /// The name of the codec of each stream of which `level` reads no payload, or nobody does: as Findings::notChecked

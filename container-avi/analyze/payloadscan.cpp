@@ -78,6 +78,17 @@ void PayloadHash::feed(PayloadBytes bytes)
     m_size += bytes.size;
 }
 
+void PayloadHash::feedZeros(quint64 count)
+{
+    std::array<quint64, block / 8> lanes = m_lanes;
+    for (quint64 at = 0; at < count; at += block) {
+        for (quint64 &lane : lanes)
+            lane = mixed(lane, 0);
+    }
+    m_lanes = lanes;
+    m_size += count;
+}
+
 quint64 PayloadHash::value() const
 {
     quint64 value = m_size;

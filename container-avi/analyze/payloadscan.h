@@ -45,6 +45,8 @@ public:
         }
         m_run = bytes.size - zeroBegin(bytes, bytes.size);
     }
+    /// `count` zero bytes come next.
+    void feedZeros(quint64 count) { m_run += count; }
     /// The chunk ends at `offset`: calls `report` for a long run up to there.
     template <typename Report> void end(quint64 offset, const Report &report) { endRun(offset, 0, report); }
 
@@ -77,6 +79,7 @@ public:
 
     void begin();
     void feed(PayloadBytes bytes);
+    void feedZeros(quint64 count); ///< as feed() of so many zero bytes
     /// Of all that was fed since begin().
     quint64 value() const;
 

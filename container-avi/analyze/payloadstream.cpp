@@ -85,6 +85,20 @@ void PayloadStream::feed(PayloadBytes bytes, quint64 offset)
         m_hash.feed(bytes);
 }
 
+void PayloadStream::feedZeros(quint64 count, quint64 offset)
+{
+    readZeros(count, offset);
+    if (m_isHashed)
+        m_hash.feedZeros(count);
+}
+
+void PayloadStream::readZeros(quint64 count, quint64 offset)
+{
+    static const std::array<char, 16384> zeros = {};
+    for (quint64 at = 0; at < count; at += zeros.size())
+        readPiece({zeros.data(), size_t(std::min<quint64>(count - at, zeros.size()))}, offset + at);
+}
+
 void PayloadStream::end()
 {
     readEnd();

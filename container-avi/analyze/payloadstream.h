@@ -59,6 +59,8 @@ public:
     /// Its next piece, at `offset` in the file. The first one has all of a packet or many KiB; pieces but the last one
     /// are multiples of PayloadHash::block bytes.
     void feed(PayloadBytes bytes, quint64 offset);
+    /// As feed() of a piece of `count` zero bytes, which is not the first one of its packet.
+    void feedZeros(quint64 count, quint64 offset);
     /// The packet is complete.
     void end();
     /// The palette changes: the next frame is another one, even where its bytes are the same.
@@ -79,6 +81,8 @@ protected:
         Q_UNUSED(bytes)
         Q_UNUSED(offset)
     }
+    /// A piece of zero bytes, which is not the first one; as readPiece() by default.
+    virtual void readZeros(quint64 count, quint64 offset);
     virtual void readEnd() { }
     virtual void readFinish() { }
 
@@ -101,6 +105,8 @@ protected:
                 addZeroHole(run);
         });
     }
+    /// These zeros come next.
+    void countZeros(quint64 count) { m_zeros.feedZeros(count); }
     template <typename MayBeZero> void endZeros(const MayBeZero &mayBeZero)
     {
         m_zeros.end(m_packet.range().end(), [this, &mayBeZero](const ByteRange &run, size_t at) {

@@ -498,6 +498,32 @@ private Q_SLOTS:
         QCOMPARE(runsInPieces(several, piece), QStringLiteral("0+600 1113+512 "));
     }
 
+    void zerosAreCountedAsIfTheyWereRead()
+    {
+        const QByteArray head = payload::filling(128);
+        for (const int count : {1, 63, 64, 65, 1000, 4096}) {
+            PayloadHash hash;
+            hash.begin();
+            hash.feed(view(head));
+            hash.feedZeros(quint64(count));
+            QCOMPARE(hash.value(), hashOf(head + QByteArray(count, '\0'), 128 + count));
+
+            QString text;
+            const auto report = [&text](const ByteRange &run, size_t) {
+                text += QStringLiteral("%1+%2 ").arg(run.offset).arg(run.size);
+            };
+            ZeroRuns runs;
+            runs.begin();
+            const QByteArray beginning = head + QByteArray(3, '\0');
+            runs.feed(view(beginning), 0, report);
+            runs.feedZeros(quint64(count));
+            const QByteArray end = QByteArray(2, '\0') + 'x';
+            runs.feed(view(end), quint64(131 + count), report);
+            runs.end(quint64(134 + count), report);
+            QCOMPARE(text, plainRuns(beginning + QByteArray(count, '\0') + end));
+        }
+    }
+
     void hashes()
     {
         const QByteArray bytes = payload::filling(1000);
