@@ -23,6 +23,7 @@ constexpr CauseRow causes[] = {
     {holes, counts, CauseScope::Concerned},
     {clocks, lengths, CauseScope::Stream},
 };
+constexpr CauseRow wholeFileCauses[] = {{clocks, counts, CauseScope::File}};
 
 const RuleList rules(ruleRows, 4);
 
@@ -164,6 +165,58 @@ private Q_SLOTS:
         findings.beginRule(Length);
         findings.add(ByteRange{50, 4}, 2);
         QCOMPARE(shortList(findings), QStringLiteral("1 hole; 2 length < 1"));
+    }
+
+    void aCauseMayExplainTheWholeFile()
+    {
+        Findings findings;
+        findings.begin(rules, wholeFileCauses, 1000);
+        findings.beginRule(Clock);
+        findings.add(ByteRange{20, 4}, 0);
+        findings.beginRule(Length);
+        findings.add(ByteRange{30, 4}, 1);
+        findings.add(Occurrence{{40, 4}, 2, {500, 10}});
+        QCOMPARE(shortList(findings), QStringLiteral("1 clock; 2 length < 1; 3 length < 1"));
+    }
+
+    void mendsAreInsideTheFileAndAsWideAsTheirPlace()
+    {
+        Findings findings;
+        findings.begin(rules, causes, 100);
+        findings.beginRule(Hole);
+        FindingDraft draft = findings.add(ByteRange{90, 4});
+        draft.mend({96, 4}, 4, 7).mend({97, 4}, 4, 8).mend({10, 4}, 2, 9).mend({12, 2}, 2, 0x8000, 0x8000);
+        const std::vector<Mend> &mends = findings.list().front().mends;
+        QCOMPARE(mends.size(), size_t(2));
+        QCOMPARE(mends[0].offset, quint64(96));
+        QCOMPARE(mends[0].bytes, quint64(7));
+        QCOMPARE(int(mends[0].width), 4);
+        QCOMPARE(mends[1].offset, quint64(12));
+        QCOMPARE(mends[1].mask, quint64(0x8000));
+        for (int more = 0; more < 70000; ++more)
+            draft.mend({20, 4}, 4, 1);
+        QCOMPARE(findings.list().front().mends.size(), Finding::mostMends);
+    }
+
+    void whatIsCountedWithTheFirstKeepsItsWords()
+    {
+        Findings findings;
+        findings.begin(rules, causes, 100);
+        findings.beginRule(Miss);
+        findings.add(ByteRange{1, 1}).expected(quint64(1)).actual(qint64(-2)).repair(Repair::Patch);
+        findings.add(ByteRange{2, 1})
+            .expected(quint64(3))
+            .expected(qint64(3))
+            .expected(QStringLiteral("3"))
+            .actual(quint64(4))
+            .actual(qint64(4))
+            .actual(QStringLiteral("4"))
+            .repair(Repair::Rewrite);
+        const Finding &finding = findings.list().front();
+        QCOMPARE(finding.count, quint64(2));
+        QCOMPARE(finding.expected, QStringLiteral("1"));
+        QCOMPARE(finding.actual, QStringLiteral("-2"));
+        QCOMPARE(finding.repair, Repair::Patch);
     }
 
     void theFirstCauseCounts()

@@ -266,6 +266,9 @@ void TestJsonWriter::outcome_data()
     row("the limit on items", R"("status":0,"limit":"items")", [](RunResult &r) { r.limit = RunLimit::Items; });
     row("the limit on depth", R"("status":0,"limit":"depth")", [](RunResult &r) { r.limit = RunLimit::Depth; });
     row("the limit on work", R"("status":0,"limit":"work")", [](RunResult &r) { r.limit = RunLimit::Work; });
+    row("the limit on time", R"("status":0,"limit":"time")", [](RunResult &r) { r.limit = RunLimit::Time; });
+    row("the limit on structure", R"("status":0,"limit":"structure")",
+        [](RunResult &r) { r.limit = RunLimit::Structure; });
     row("cancelled", R"("status":0,"cancelled":true)", [](RunResult &result) { result.cancelled = true; });
     row("a read error has a place",
         R"("status":2,"error":{"kind":"read","offset":4096,"message":"Input/output error"})", [](RunResult &result) {
@@ -344,6 +347,8 @@ void TestJsonWriter::nothingIsPrintedOutsideADocument()
         QVERIFY(!sink.beginElement(1, 2, u"n", -1));
         QVERIFY(!sink.endElement());
         QVERIFY(!sink.reportFrame({}));
+        QVERIFY(!sink.setElementSize(2));
+        QVERIFY(!sink.reportProblem({1, 2, Severity::Error, u"p"}));
         QVERIFY(!sink.endDocument({}));
         QVERIFY(sink.beginDocument(someFile));
         QVERIFY(sink.endDocument({}));

@@ -239,6 +239,14 @@ void TestTextWriter::outcome_data()
         result.limit = RunLimit::Work;
         result.limitValue = 9;
     });
+    row("the limit on time", "stopped at byte 77 by the limit of 30 seconds\n", [](RunResult &result) {
+        result.limit = RunLimit::Time;
+        result.limitValue = 30;
+    });
+    row("the limit on structure", "stopped at byte 77 by the limit of 1 structure entry\n", [](RunResult &result) {
+        result.limit = RunLimit::Structure;
+        result.limitValue = 1;
+    });
     row("cancelled", "cancelled at byte 77\n", [](RunResult &result) { result.cancelled = true; });
     row("a read error", "status 2: reading the file failed\nreading failed at byte 0: Input/output error\n",
         [](RunResult &result) {
@@ -404,6 +412,8 @@ void TestTextWriter::nothingIsPrintedOutsideADocument()
         QVERIFY(!sink.beginElement(1, 2, u"n", -1));
         QVERIFY(!sink.endElement());
         QVERIFY(!sink.reportFrame({}));
+        QVERIFY(!sink.setElementSize(2));
+        QVERIFY(!sink.reportProblem({1, 2, Severity::Error, u"p"}));
         QVERIFY(!sink.endDocument({}));
         QVERIFY(sink.beginDocument(someFile));
         QVERIFY(sink.endDocument({}));

@@ -188,6 +188,54 @@ private Q_SLOTS:
         QCOMPARE(table.totals(0).keyUnknown, quint64(2));
     }
 
+    void streamsThatAreNotThereHaveNoSums()
+    {
+        PacketTable table;
+        fill(table);
+        for (const int stream : {-1, 2}) {
+            QCOMPARE(table.countBefore(stream, 6), quint64(0));
+            QCOMPARE(table.bytesBefore(stream, 6), quint64(0));
+            QCOMPARE(table.duration(stream), -1.0);
+        }
+    }
+
+    void aTableThatIsMovedTakesItsPackets()
+    {
+        PacketTable table;
+        fill(table);
+        const PacketTable moved(std::move(table));
+        QCOMPARE(moved.size(), quint64(6));
+        QCOMPARE(moved.numberOf(4), quint64(1));
+        QCOMPARE(moved.totals(1).bytes, quint64(160));
+    }
+
+    void streamsAreDeclaredInAnyOrder()
+    {
+        PacketTable table;
+        table.setStream(1, declared(1, 50));
+        table.setStream(0, declared(1, 25));
+        QVERIFY(table.append(packet(10, 1)));
+        QVERIFY(table.append(packet(20, 1, 1)));
+        table.finish();
+        QCOMPARE(table.streamCount(), 2);
+        QCOMPARE(table.duration(0), 1.0 / 25);
+        QCOMPARE(table.duration(1), 1.0 / 50);
+    }
+
+    void aStreamThatBeginsInALaterBlock()
+    {
+        PacketTable table;
+        // A block holds 65536 packets.
+        for (quint64 index = 0; index < 70000; ++index)
+            QVERIFY(table.append(packet(8 + 16 * index, 3, index < 69990 ? 0 : 1)));
+        table.finish();
+        QCOMPARE(table.countBefore(1, 100), quint64(0));
+        QCOMPARE(table.bytesBefore(1, 100), quint64(0));
+        QCOMPARE(table.countBefore(1, 69995), quint64(5));
+        QCOMPARE(table.bytesBefore(1, 69995), quint64(15));
+        QCOMPARE(table.countBefore(0, 69995), quint64(69990));
+    }
+
     void onlyAscendingOffsetsAreTaken()
     {
         PacketTable table;

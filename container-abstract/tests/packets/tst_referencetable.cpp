@@ -85,6 +85,22 @@ private Q_SLOTS:
         QCOMPARE(table.ordinalsTo({0, 1000}), std::vector<quint64>());
     }
 
+    void fillersPointAtNothing()
+    {
+        const PacketTable packets = threePackets();
+        ReferenceTable table(packets);
+        table.beginRun(500, 16);
+        table.addFiller();
+        table.addRange({7, 0}, false);
+        table.finish();
+        const Reference filler = table.at(0);
+        QCOMPARE(filler.place, (ByteRange{500, 16}));
+        QCOMPARE(filler.target, (ByteRange{0, 0}));
+        QVERIFY(!filler.isHit);
+        QCOMPARE(table.at(1).target, (ByteRange{7, 0}));
+        QVERIFY(!table.at(1).isHit);
+    }
+
     void ascendingTargetsNeedNoOrderOfTheirOwn()
     {
         const PacketTable packets = threePackets();

@@ -56,6 +56,14 @@ void TestFieldLayout::widths()
     QCOMPARE(widthOf(FieldKind::Words3), 12);
     QCOMPARE(widthOf(FieldKind::Words4), 16);
     QCOMPARE(widthOf(FieldKind::Guid), 16);
+    QCOMPARE(widthOf(FieldKind::I8), 1);
+    QCOMPARE(widthOf(FieldKind::U24), 3);
+    QCOMPARE(widthOf(FieldKind::F32), 4);
+    QCOMPARE(widthOf(FieldKind::I64), 8);
+    QCOMPARE(widthOf(FieldKind::F64), 8);
+    QCOMPARE(widthOf(FieldKind::F80), 10);
+    QCOMPARE(widthOf(FieldKind::Text), 0);
+    QCOMPARE(widthOf(FieldKind::Hex), 0);
     QCOMPARE(wide[0].width(), 10);
     QCOMPARE(wide[2].width(), 16);
 }

@@ -93,6 +93,8 @@ private Q_SLOTS:
         row("beyond 2038", 4294967295, unixEpoch, "2106-02-07T06:28:15Z");
         row("the last date of four digits", 253402300799, unixEpoch, "9999-12-31T23:59:59Z");
         row("and no later one", 253402300800, unixEpoch, "");
+        row("the first second of the year 1", -62135596800, unixEpoch, "0001-01-01T00:00:00Z");
+        row("and none before it", -62135596801, unixEpoch, "");
         row("no number is too large", std::numeric_limits<qint64>::max(), unixEpoch, "");
         row("nor too small", std::numeric_limits<qint64>::min(), macEpoch, "");
         // The first second of the year 2000 in each count, as their documents give it.

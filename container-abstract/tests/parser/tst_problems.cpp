@@ -311,6 +311,23 @@ private Q_SLOTS:
         QCOMPARE(result.problems.warnings, quint64(10'005));
     }
 
+    void placesThatNoFileHasAreTheParsersFault()
+    {
+        RunResult result;
+        const QStringList lines = linesOf(
+            [](ScriptedParser &self) {
+                self.reportProblem(~quint64(0), 4, Severity::Error, u"behind all");
+                self.reportProblem(10, ~quint64(0), Severity::Note, u"too long");
+            },
+            &result);
+        // No file has a byte at 2^63 or behind.
+        QCOMPARE(lines,
+                 (QStringList{QStringLiteral("problem error 9223372036854775808+0 behind all"),
+                              QStringLiteral("problem note 10+9223372036854775798 too long")}));
+        QVERIFY(result.error.kind == FileError::Parser);
+        QCOMPARE(result.error.message, QStringLiteral("an item or frame ends where no file can"));
+    }
+
     void longTextsAreCutOff()
     {
         const QStringList lines =
