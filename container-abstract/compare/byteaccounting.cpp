@@ -45,9 +45,9 @@ bool isOfKind(Cover cover, ByteAccounting::Kind kind)
     case ByteAccounting::Kind::Gap:
         return cover == notCovered;
     case ByteAccounting::Kind::Overlap:
-        return (cover & severalLeaves) != 0;
+        break;
     }
-    return false;
+    return (cover & severalLeaves) != 0;
 }
 
 /// How a file is covered: the places where the cover changes. From the last one on nothing is covered.

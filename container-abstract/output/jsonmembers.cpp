@@ -14,6 +14,7 @@ template <size_t Size> void memberOrNull(JsonStream &json, const char (&name)[Si
     }
 }
 
+/// Empty where no limit was reached.
 QStringView limitName(RunLimit limit)
 {
     switch (limit) {
@@ -33,6 +34,7 @@ QStringView limitName(RunLimit limit)
     return {};
 }
 
+/// Empty where there was no error.
 QStringView errorName(FileError::Kind kind)
 {
     switch (kind) {
@@ -91,17 +93,18 @@ void printOutcome(JsonStream &json, const RunResult &result)
         json.member("notes", result.problems.notes);
         json.endObject();
     }
-    if (result.limit != RunLimit::None)
-        json.member("limit", limitName(result.limit));
+    if (const QStringView limit = limitName(result.limit); !limit.isEmpty())
+        json.member("limit", limit);
     if (result.cancelled) {
         json.key("cancelled");
         json.boolean(true);
     }
-    if (result.error.kind == FileError::None)
+    const QStringView error = errorName(result.error.kind);
+    if (error.isEmpty())
         return;
     json.key("error");
     json.beginObject();
-    json.member("kind", errorName(result.error.kind));
+    json.member("kind", error);
     memberOrNull(json, "offset", result.error.offset);
     json.member("message", result.error.message);
     json.endObject();

@@ -131,14 +131,4 @@ ByteRange AviLayout::chunkRange(quint64 packet) const
     return {chunk.offset - 8, end - (chunk.offset - 8)};
 }
 
-size_t AviLayout::memory() const
-{
-    return elements.memory() + packets.memory() + packetKinds.memory() + references.memory()
-        + (segments.capacity() + moviLists.capacity() + legacyIndexes.capacity()) * sizeof(quint32)
-        + damages.capacity() * sizeof(AviDamage) + streams.capacity() * sizeof(AviStream)
-        + chunkKinds.capacity() * sizeof(AviChunkKind) + indexes.capacity() * sizeof(AviIndex)
-        + superEntries.capacity() * sizeof(AviSuperEntry) + irregularEntries.capacity() * sizeof(AviIrregularEntry)
-        + irregularRest.capacity() * sizeof(AviIrregularRest);
-}
-
 } // namespace quenlofar

@@ -164,8 +164,6 @@ public:
     {
         return {index.firstEntry + entry * index.entrySize, index.entrySize};
     }
-    /// Bytes of memory that all this takes.
-    size_t memory() const;
 };
 
 } // namespace quenlofar

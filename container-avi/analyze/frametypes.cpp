@@ -38,14 +38,6 @@ FrameTypes::FrameTypes(const AviLayout &layout, FileDevice &file)
     }
 }
 
-bool FrameTypes::isKnown(int stream) const
-{
-    if (stream < 0 || size_t(stream) >= m_streams.size())
-        return false;
-    const Stream &facts = m_streams[size_t(stream)];
-    return facts.standsAlone || facts.codec == AviCodec::Mpeg4 || facts.codec == AviCodec::H264;
-}
-
 KeyState FrameTypes::typeOf(const Packet &packet)
 {
     if (packet.stream >= m_streams.size())

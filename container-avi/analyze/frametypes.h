@@ -22,8 +22,6 @@ public:
     /// Yes or No for audio, for codecs of which every frame stands alone, for MPEG-4 Visual and H.264; Unknown for
     /// others, and where the bytes say nothing. An empty frame of video is No.
     KeyState typeOf(const Packet &packet);
-    /// Whether typeOf can say anything of the stream but for empty frames.
-    bool isKnown(int stream) const;
 
 private:
     struct Stream

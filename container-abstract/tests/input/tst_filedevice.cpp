@@ -2,6 +2,7 @@
 #include "filedevice.h"
 #include "filepath.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -105,6 +106,16 @@ void TestFileDevice::refusedFiles_data()
     QTest::newRow("a socket") << socketPath << QStringLiteral("is not a regular file (a socket)");
     QTest::newRow("a device") << QStringLiteral("/dev/zero")
                               << QStringLiteral("is not a regular file (a character device)");
+    const QStringList devices = QDir(QStringLiteral("/dev")).entryList(QDir::System, QDir::Name);
+    for (const QString &name : devices) {
+        const QByteArray path = "/dev/" + name.toLocal8Bit();
+        struct stat facts = {};
+        if (::stat(path.constData(), &facts) == 0 && S_ISBLK(facts.st_mode) && ::access(path.constData(), R_OK) == 0) {
+            QTest::newRow("a disk") << QString::fromLocal8Bit(path)
+                                    << QStringLiteral("is not a regular file (a block device)");
+            break;
+        }
+    }
     QTest::newRow("a file used as a directory")
         << QString(file + QStringLiteral("/x")) << QStringLiteral("Not a directory");
     QTest::newRow("links in a circle") << loop << QStringLiteral("Too many levels of symbolic links");

@@ -108,6 +108,7 @@ private Q_SLOTS:
     void texts();
     void theColumnsGrowWithTheFile();
     void deepNodesAreIndentedLikeTheSixtieth();
+    void whatIsPrintedWhereTheBufferEnds();
     void nothingIsPrintedOutsideADocument();
     void outputThatFailsAtAnyByte();
 };
@@ -403,6 +404,21 @@ void TestTextWriter::deepNodesAreIndentedLikeTheSixtieth()
     QCOMPARE(lines.at(999), "     1       2  " + QByteArray(120, ' ') + "n");
     QCOMPARE(lines.at(1000), "     3       4  " + QByteArray(120, ' ') + "at the sixtieth = v");
     QCOMPARE(lines.at(1001), "     3       4  " + QByteArray(118, ' ') + "before it = v");
+}
+
+void TestTextWriter::whatIsPrintedWhereTheBufferEnds()
+{
+    // The buffer has 65536 bytes. Five times 4096 characters of three bytes fill it but for what the letters leave.
+    const QString wide(5 * 4096, QChar(0x20AC));
+    const QByteArray wideBytes = QByteArray("\xE2\x82\xAC").repeated(5 * 4096);
+    for (int letters = 3990; letters < 4096; ++letters) {
+        const QString name = QString(letters, QLatin1Char('x')) + wide;
+        const QByteArray lines = printedLines(
+            [&name](ElementSink &sink) { sink.addField(leaf(1, 2, name, u"value", u"meaning", u"description")); });
+        // Not QCOMPARE: it would print tens of kilobytes.
+        QVERIFY(lines
+                == "     1       2  " + QByteArray(letters, 'x') + wideBytes + " = value  (meaning)  description\n");
+    }
 }
 
 void TestTextWriter::nothingIsPrintedOutsideADocument()

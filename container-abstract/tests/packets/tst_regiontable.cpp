@@ -72,6 +72,23 @@ private Q_SLOTS:
         table.reset(0, 8);
         QCOMPARE(allOf(table), QString());
     }
+
+    void packetsNeedNoRoom()
+    {
+        PacketTable packets;
+        Packet packet;
+        packet.size = 8;
+        for (packet.offset = 8; packet.offset < 1600; packet.offset += 16)
+            packets.append(packet);
+        packets.finish();
+        RegionTable table(packets);
+        table.reset(1600, 8);
+        QCOMPARE(table.memory(), size_t(0));
+        QCOMPARE(allOf(table).count(QLatin1Char(',')), 99); // one region for each packet
+        // What is appended takes an offset and a size of eight bytes each, and a kind.
+        table.append({0, 4}, RegionKind::Header);
+        QVERIFY(table.memory() >= 17);
+    }
 };
 
 QTEST_APPLESS_MAIN(TestRegionTable)

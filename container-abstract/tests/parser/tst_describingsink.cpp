@@ -6,6 +6,7 @@
 #include <QTest>
 
 #include <limits>
+#include <new>
 #include <stdexcept>
 
 using namespace quenlofar;
@@ -85,6 +86,80 @@ public:
 private:
     Place m_place;
 };
+
+enum class Call {
+    BeginDocument,
+    BeginElement,
+    AddField,
+    EndElement,
+    SetElementSize,
+    ReportProblem,
+    ReportFrame,
+    EndDocument
+};
+constexpr Call allCalls[] = {Call::BeginDocument,  Call::BeginElement,  Call::AddField,    Call::EndElement,
+                             Call::SetElementSize, Call::ReportProblem, Call::ReportFrame, Call::EndDocument};
+enum class Failure { Refuses, Throws, ThrowsNumber, NoMemory };
+
+/// A describer that fails in one of its calls.
+class FailingDescriber : public ContainerDescriber
+{
+public:
+    FailingDescriber(Call call, Failure failure) : m_call(call), m_failure(failure) { }
+
+    bool beginDocument(const DocumentStart &) override { return called(Call::BeginDocument); }
+    bool beginElement(quint64, quint64, QStringView, qint64) override { return called(Call::BeginElement); }
+    bool addField(const Field &) override { return called(Call::AddField); }
+    bool endElement() override { return called(Call::EndElement); }
+    bool setElementSize(quint64) override { return called(Call::SetElementSize); }
+    bool reportProblem(const ReportedProblem &) override { return called(Call::ReportProblem); }
+    bool reportFrame(const Frame &) override { return called(Call::ReportFrame); }
+    bool endDocument(const RunResult &) override { return called(Call::EndDocument); }
+
+private:
+    bool called(Call call) const
+    {
+        if (call != m_call)
+            return true;
+        switch (m_failure) {
+        case Failure::Throws:
+            throw std::runtime_error("boom");
+        case Failure::ThrowsNumber:
+            throw 42;
+        case Failure::NoMemory:
+            throw std::bad_alloc();
+        case Failure::Refuses:
+            break;
+        }
+        return false;
+    }
+
+    const Call m_call;
+    const Failure m_failure;
+};
+
+bool make(Call call, ElementSink &sink)
+{
+    switch (call) {
+    case Call::BeginDocument:
+        return sink.beginDocument({QStringLiteral("clip"), QStringLiteral("A"), 4, 0});
+    case Call::BeginElement:
+        return sink.beginElement(0, 4, u"node", -1);
+    case Call::AddField:
+        return sink.addField({false, 0, 0, 4, -1, u"name", u"value", {}, {}});
+    case Call::EndElement:
+        return sink.endElement();
+    case Call::SetElementSize:
+        return sink.setElementSize(4);
+    case Call::ReportProblem:
+        return sink.reportProblem({0, 1, Severity::Note, u"odd"});
+    case Call::ReportFrame:
+        return sink.reportFrame({});
+    case Call::EndDocument:
+        break;
+    }
+    return sink.endDocument({});
+}
 
 /// A parser that accepts files that begin with its name; one node, one leaf, one frame.
 ParserFactory parserOf(char letter)
@@ -267,6 +342,84 @@ private Q_SLOTS:
         all[0].createDescriber = nullptr;
         DescribingSink next(all);
         QVERIFY(walk("Axyz", all, next).sinkError.isNull());
+    }
+
+    void everyCallMayFail_data()
+    {
+        QTest::addColumn<int>("failure");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("false") << int(Failure::Refuses) << QStringLiteral("the describer failed");
+        QTest::newRow("an exception") << int(Failure::Throws) << QStringLiteral("the describer failed: boom");
+        QTest::newRow("a number") << int(Failure::ThrowsNumber)
+                                  << QStringLiteral(
+                                         "the describer failed: it threw something other than std::exception");
+    }
+    void everyCallMayFail()
+    {
+        QFETCH(int, failure);
+        QFETCH(QString, reason);
+        for (const Call failing : allCalls) {
+            QVector<ParserFactory> all{parserOf('A')};
+            all[0].createDescriber = [failing, failure] {
+                return std::make_unique<FailingDescriber>(failing, Failure(failure));
+            };
+            DescribingSink sink(all);
+            for (const Call call : allCalls) {
+                const bool isTaken = make(call, sink);
+                if (call == failing) {
+                    QVERIFY(!isTaken);
+                    QCOMPARE(sink.errorText(), reason);
+                    break;
+                }
+                QVERIFY(isTaken);
+                QVERIFY(sink.errorText().isNull());
+            }
+            // One that has thrown is asked no more; the first reason stays.
+            if (Failure(failure) != Failure::Refuses && failing != Call::EndDocument) {
+                for (const Call call : allCalls) {
+                    if (call != Call::BeginDocument)
+                        QVERIFY(!make(call, sink));
+                }
+                QCOMPARE(sink.errorText(), reason);
+            }
+            QVERIFY(sink.rows().isEmpty());
+        }
+    }
+
+    void memoryThatRunsOutIsNotItsFault()
+    {
+        for (const Call failing : allCalls) {
+            QVector<ParserFactory> all{parserOf('A')};
+            all[0].createDescriber = [failing] {
+                return std::make_unique<FailingDescriber>(failing, Failure::NoMemory);
+            };
+            DescribingSink sink(all);
+            bool isThrown = false;
+            for (const Call call : allCalls) {
+                try {
+                    QVERIFY(make(call, sink));
+                } catch (const std::bad_alloc &) {
+                    QCOMPARE(int(call), int(failing));
+                    isThrown = true;
+                    break;
+                }
+            }
+            QVERIFY(isThrown);
+            QVERIFY(sink.errorText().isNull());
+            // Of such a walk the describer has nothing to say, and is not asked.
+            RunResult result;
+            result.error.kind = FileError::Memory;
+            QVERIFY(sink.endDocument(result));
+            QVERIFY(sink.rows().isEmpty());
+        }
+    }
+
+    void aWalkWithoutADescriberTakesEverything()
+    {
+        DescribingSink sink({parserOf('A')});
+        for (const Call call : allCalls)
+            QVERIFY(make(call, sink));
+        QVERIFY(sink.errorText().isNull());
     }
 
     void ordinalsOfADescriberMakeSense()

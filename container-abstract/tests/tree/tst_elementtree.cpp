@@ -14,6 +14,7 @@ class TestElementTree : public QObject
 
 private Q_SLOTS:
     void aNewTreeIsEmpty();
+    void aFinishedTreeTakesNothingMore();
     void aSmallTreeItemByItem();
     void theRootStandsForTheDocument();
     void values_data();
@@ -47,6 +48,23 @@ void TestElementTree::aNewTreeIsEmpty()
     tree.endElement();
     QCOMPARE(tree.itemCount(), quint64(0));
     QCOMPARE(tree.childCount(tree.root()), 0U);
+}
+
+void TestElementTree::aFinishedTreeTakesNothingMore()
+{
+    ElementTree tree;
+    QVERIFY(tree.setElementSize(5)); // of no node
+    fill(tree, [](ElementSink &sink) { sink.addField(leaf(0, 4, u"id", u"RIFF")); });
+    QVERIFY(!tree.reportFrame({}));
+    QVERIFY(!tree.reportProblem({0, 1, Severity::Error, u"wrong"}));
+    QCOMPARE(tree.itemCount(), quint64(1));
+    QVERIFY(tree.frames().isEmpty());
+    // The next document begins anew, also where the one before had frames alone.
+    fill(tree, [](ElementSink &sink) { sink.reportFrame({}); });
+    QCOMPARE(tree.itemCount(), quint64(0));
+    QCOMPARE(tree.frames().size(), quint64(1));
+    fill(tree, [](ElementSink &) {});
+    QVERIFY(tree.frames().isEmpty());
 }
 
 void TestElementTree::aSmallTreeItemByItem()
