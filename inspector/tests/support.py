@@ -19,6 +19,7 @@ SAMPLES = pathlib.Path(os.environ["QUENLOFAR_SAMPLES"])
 DOCS = pathlib.Path(os.environ["QUENLOFAR_DOCS"])
 # Sanitizers are slow and take memory: bounds in time and space are looser there.
 SANITIZED = bool(os.environ.get("QUENLOFAR_SANITIZED"))
+UNOPTIMIZED = bool(os.environ.get("QUENLOFAR_UNOPTIMIZED"))  # and perhaps with counters: several times slower
 
 # What documents say of the parser of AVI files.
 PARSER = {"name": "quenlofar-container-avi", "version": os.environ["QUENLOFAR_VERSION"]}
