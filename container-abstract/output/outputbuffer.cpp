@@ -60,7 +60,7 @@ void OutputBuffer::drain()
 void OutputBuffer::fail(const QString &reason)
 {
     m_failed = true;
-    m_errorText = reason.isEmpty() ? QStringLiteral("the output takes no more data") : reason;
+    m_errorText = reason; // a device that has none says "Unknown error"
 }
 
 } // namespace quenlofar

@@ -57,11 +57,11 @@ quint32 readWord(ByteSource &file, quint64 offset)
     return words.empty() ? 0 : words.front();
 }
 
-/// `count` numbers of 32 bits behind `offset`; nowhere stays nowhere.
+/// `count` numbers of 32 bits behind `offset`, which is in the file; the sum does not wrap, because counts have 34
+/// bits.
 quint64 behind(quint64 offset, quint64 count)
 {
-    constexpr quint64 width = sizeof(quint32);
-    return offset > nowhere - count * width ? nowhere : offset + count * width;
+    return offset + count * sizeof(quint32);
 }
 
 /// How the table of DT_GNU_HASH spreads names.

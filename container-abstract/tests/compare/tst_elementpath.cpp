@@ -152,6 +152,7 @@ private Q_SLOTS:
     void whatCannotBeFound();
     void theSearchIsDecidedEarly();
     void aFinderStartsAnewWithEachDocument();
+    void sizesThatComeLast();
     void randomDocuments_data();
     void randomDocuments();
     void manySiblings_data();
@@ -430,6 +431,39 @@ void TestElementPath::aFinderStartsAnewWithEachDocument()
     QVERIFY(!finder.found());
     finder.addField(leaf(5, 6, u"a", {}));
     QVERIFY(finder.found() && !finder.isNode() && finder.offset() == 5 && finder.size() == 6);
+}
+
+void TestElementPath::sizesThatComeLast()
+{
+    const auto walk = [](ElementPathFinder &finder) {
+        finder.beginDocument({});
+        finder.beginElement(0, sizeFromEnd, u"before", -1);
+        finder.setElementSize(1);
+        finder.endElement();
+        finder.beginElement(1, sizeFromEnd, u"late", -1);
+        finder.beginElement(2, sizeFromEnd, u"inner", -1);
+        finder.setElementSize(3);
+        finder.endElement();
+        finder.addField(leaf(5, 2, u"leaf", u"v"));
+        finder.setElementSize(8);
+        finder.endElement();
+        finder.beginElement(9, 4, u"early", -1);
+        finder.setElementSize(77); // of a node that has one already
+        finder.endElement();
+        finder.endDocument({});
+    };
+    const auto sizeOf = [&walk](const Components &path) {
+        ElementPathFinder finder(pathOf(path));
+        walk(finder);
+        return finder.found() ? qint64(finder.size()) : qint64(-1);
+    };
+    const auto name = [](const char *text) { return QString::fromLatin1(text); };
+    QCOMPARE(sizeOf({{name("before"), 0}}), qint64(1));
+    QCOMPARE(sizeOf({{name("late"), 0}}), qint64(8));
+    QCOMPARE(sizeOf({{name("late"), 0}, {name("inner"), 0}}), qint64(3));
+    QCOMPARE(sizeOf({{name("late"), 0}, {name("leaf"), 0}}), qint64(2));
+    QCOMPARE(sizeOf({{name("early"), 0}}), qint64(4));
+    QCOMPARE(sizeOf({{name("none"), 0}}), qint64(-1));
 }
 
 void TestElementPath::randomDocuments_data()

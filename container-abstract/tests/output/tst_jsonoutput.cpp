@@ -28,6 +28,7 @@ private Q_SLOTS:
     void outputThatFailsAtAnyByte_data();
     void outputThatFailsAtAnyByte();
     void outputThatFailsAfterTheFirstBuffer();
+    void outputThatFailsAmongTheFrames();
     void waysInWhichADeviceFails_data();
     void waysInWhichADeviceFails();
     void aFullDiskIsNoticedAtTheEndOfTheDocument();
@@ -214,7 +215,23 @@ void TestJsonOutput::outputThatFailsAfterTheFirstBuffer()
     QVERIFY(taken > 1000);
     QVERIFY(!writer.addField(leaf(0, 0, u"name", u"some value")));
     QVERIFY(!writer.reportFrame({}));
+    QVERIFY(!writer.beginElement(0, sizeFromEnd, u"n", -1));
+    QVERIFY(!writer.setElementSize(1));
+    QVERIFY(!writer.reportProblem({0, 1, Severity::Error, u"p"}));
     QVERIFY(!writer.endElement());
+    QVERIFY(!writer.endElement());
+    QVERIFY(!writer.endDocument({}));
+    QCOMPARE(device.failures, 1);
+    QCOMPARE(int(device.taken.size()), 100000);
+}
+
+void TestJsonOutput::outputThatFailsAmongTheFrames()
+{
+    LimitedDevice device(100000);
+    JsonWriter writer(device);
+    QVERIFY(writer.beginDocument(someFile));
+    for (quint64 number = 0; number < 20000; ++number)
+        QVERIFY(writer.reportFrame({0, number, number, 1, true}));
     QVERIFY(!writer.endDocument({}));
     QCOMPARE(device.failures, 1);
     QCOMPARE(int(device.taken.size()), 100000);

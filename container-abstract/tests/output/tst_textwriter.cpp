@@ -408,16 +408,18 @@ void TestTextWriter::deepNodesAreIndentedLikeTheSixtieth()
 
 void TestTextWriter::whatIsPrintedWhereTheBufferEnds()
 {
-    // The buffer has 65536 bytes. Five times 4096 characters of three bytes fill it but for what the letters leave.
-    const QString wide(5 * 4096, QChar(0x20AC));
-    const QByteArray wideBytes = QByteArray("\xE2\x82\xAC").repeated(5 * 4096);
-    for (int letters = 3990; letters < 4096; ++letters) {
-        const QString name = QString(letters, QLatin1Char('x')) + wide;
+    // The buffer has 65536 bytes, and texts are put into it in pieces of 4096 characters where there is room for as
+    // many of three bytes. With 54 bytes before the name, six pieces with 4124 letters of one byte leave two bytes of
+    // it.
+    for (int letters = 4120; letters < 4150; ++letters) {
+        const int wide = 6 * 4096 - letters;
+        const QString name = QString(letters, QLatin1Char('x')) + QString(wide, QChar(0x20AC));
         const QByteArray lines = printedLines(
             [&name](ElementSink &sink) { sink.addField(leaf(1, 2, name, u"value", u"meaning", u"description")); });
+        const QByteArray expected = "     1       2  " + QByteArray(letters, 'x')
+            + QByteArray("\xE2\x82\xAC").repeated(wide) + " = value  (meaning)  description\n";
         // Not QCOMPARE: it would print tens of kilobytes.
-        QVERIFY(lines
-                == "     1       2  " + QByteArray(letters, 'x') + wideBytes + " = value  (meaning)  description\n");
+        QVERIFY(lines == expected);
     }
 }
 

@@ -515,6 +515,24 @@ private Q_SLOTS:
         QCOMPARE(sink.nodesEnded, 1);
         verifyBalanced(sink);
     }
+
+    void withoutMemoryForAParserNoOtherIsTried()
+    {
+        ParserFactory poor;
+        poor.containerName = QStringLiteral("POOR");
+        poor.create = []() -> std::unique_ptr<ContainerAbstract> { throw std::bad_alloc(); };
+        int isTried = 0;
+        const ParserFactory other =
+            scriptedFactory(QStringLiteral("OTHER"), [&isTried](ScriptedParser &) { ++isTried; });
+        RecordingSink sink;
+        ContainerRun run;
+        run.setOpener(memoryOpener("01"));
+        const RunResult result = run.run(QStringLiteral("clip"), {poor, other}, sink);
+        QCOMPARE(result.error.kind, FileError::Memory);
+        QCOMPARE(isTried, 0);
+        QCOMPARE(sink.documentsBegun, 1);
+        QCOMPARE(sink.documentsEnded, 1);
+    }
 };
 
 QTEST_APPLESS_MAIN(TestContainerRun)

@@ -202,6 +202,14 @@ private Q_SLOTS:
         walked.lines.replaceInStrings(QStringLiteral("outer 0+?"), QStringLiteral("outer 0+9"));
         walked.lines.removeAll(QStringLiteral("  size 9"));
         QCOMPARE(replayed.lines, walked.lines);
+        // A sink that fails at any call is told the end of what it has begun, and no more.
+        for (int call = 1; call <= replayed.calls; ++call) {
+            RecordingSink full;
+            full.failAt = call;
+            QVERIFY(!tree.replay(full));
+            QCOMPARE(full.depth(), 0);
+            QCOMPARE(full.documentsEnded, 1);
+        }
     }
 
     void aTreeKeepsProblemsOfManyNodes()
@@ -337,8 +345,8 @@ private Q_SLOTS:
 
     void aSinkThatFailsEndsTheRun()
     {
-        for (int call = 2; call <= 11;
-             ++call) { // a problem is the sixth, the size the ninth, a problem of the file last
+        for (int call = 1; call <= 11; ++call) {
+            // The node is the first, its size the ninth, a problem of the file the last.
             RecordingSink sink;
             sink.failAt = call;
             const RunResult result = runOver(sample, parseSample, sink);

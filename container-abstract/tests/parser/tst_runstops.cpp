@@ -557,6 +557,23 @@ private Q_SLOTS:
         QCOMPARE(result.error.kind, FileError::Memory);
     }
 
+    void aSinkThatThrowsAtTheBeginningOfAnUnknownFileIsTold()
+    {
+        class Thrower : public RecordingSink
+        {
+        public:
+            bool beginDocument(const DocumentStart &) override { throw std::runtime_error("boom"); }
+        } sink;
+        const RunResult result = runOver(
+            "01",
+            [](ScriptedParser &parser) {
+                parser.verify = [](ScriptedParser &, const QString &) { return int(StatusNotRecognised); };
+            },
+            sink);
+        QCOMPARE(result.sinkError, QStringLiteral("boom"));
+        QCOMPARE(sink.documentsEnded, 1);
+    }
+
     void aSinkThatFailsAtAFrameEndsTheRun()
     {
         RecordingSink sink;

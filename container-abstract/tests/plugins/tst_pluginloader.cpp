@@ -203,6 +203,8 @@ void TestPluginLoader::takesOnlyFilesNamedLikePlugins_data()
     QTest::newRow("a version without a dot before it") << "libquenlofar-container-x.so1" << 0;
     QTest::newRow("a dot without a version") << "libquenlofar-container-x.so." << 0;
     QTest::newRow("no .so, no plug-in") << "libquenlofar-container-x.txt" << 0;
+    QTest::newRow("digits and no ending") << "libquenlofar-container-12345" << 0;
+    QTest::newRow("no name") << "libquenlofar-container-.so" << 0;
     QTest::newRow("case counts") << "libQuenlofar-container-x.so" << 0;
     QTest::newRow("a copy that was put aside") << "libquenlofar-container-x.so.bak" << 0;
     QTest::newRow("an editor's copy") << "libquenlofar-container-x.so~" << 0;

@@ -1,4 +1,5 @@
 #include "decodetext.h"
+#include "utf8_p.h"
 
 #include <QTest>
 
@@ -15,6 +16,7 @@ private Q_SLOTS:
     void bytesAsText();
     void everySingleByte();
     void borrowedBytesAreNotAltered();
+    void noBytesAreNoCharacter();
 };
 
 namespace {
@@ -152,6 +154,14 @@ void TestDecodeText::borrowedBytesAreNotAltered()
     QCOMPARE(bytesToText(QByteArray::fromRawData(accents.constData() + 1, 1)), utf16(u"\u00A9"));
     const QByteArray accentAndMore("\xC3\xA9\xA9");
     QCOMPARE(bytesToText(QByteArray::fromRawData(accentAndMore.constData(), 2)), utf16(u"\u00E9"));
+}
+
+void TestDecodeText::noBytesAreNoCharacter()
+{
+    QCOMPARE(decodeUtf8("a", 0).length, 0);
+    QCOMPARE(decodeUtf8("a", 1).length, 1);
+    QCOMPARE(decodeUtf8("\xC3\xA9", 1).length, 0);
+    QCOMPARE(decodeUtf8("\xC3\xA9", 2).length, 2);
 }
 
 QTEST_APPLESS_MAIN(TestDecodeText)

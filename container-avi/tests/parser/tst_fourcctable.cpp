@@ -33,6 +33,10 @@ void TestFourCCTable::tagIsLittleEndian()
 {
     QCOMPARE(fourCC("H264"), 0x34363248u);
     QCOMPARE(fourCC("\xFF\x80\0\x01"), 0x010080FFu);
+    // One that the compiler does not know.
+    char text[] = "DIVX";
+    text[3] = '3';
+    QCOMPARE(fourCC(text), 0x33564944u);
 }
 
 void TestFourCCTable::countsRowsAndTerminator()
