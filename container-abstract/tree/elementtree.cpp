@@ -356,7 +356,11 @@ QStringView ElementTree::Private::valueOf(const ItemRecord &record, TextBuffer *
     case ItemKind::Node:
     case ItemKind::WideNode:
     case ItemKind::EmptyValue:
-        return {};
+    case ItemKind::ShortEmptyValue: // record() made these long
+    case ItemKind::ShortDecimalValue:
+    case ItemKind::ShortLatin1Value:
+    case ItemKind::ShortTextValue:
+        break;
     case ItemKind::WideLeaf:
         return textAt(wideWord(record, WideNameAndValue) >> 32, buffer);
     case ItemKind::TextValue:
@@ -376,11 +380,6 @@ QStringView ElementTree::Private::valueOf(const ItemRecord &record, TextBuffer *
             *at++ = char16_t(rest & 0xFF);
         return {begin, at - begin};
     }
-    case ItemKind::ShortEmptyValue:
-    case ItemKind::ShortDecimalValue:
-    case ItemKind::ShortLatin1Value:
-    case ItemKind::ShortTextValue:
-        break; // record() made them long
     }
     return {};
 }
