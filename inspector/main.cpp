@@ -77,6 +77,8 @@ int runCommand(const Options &options)
         return quenlofar::checkFiles(options, plugins, output);
     case Options::Command::Repair:
         return repairFiles(options, plugins, output);
+    case Options::Command::Catalogue:
+        return catalogueFiles(options, plugins, output);
     case Options::Command::Packets:
         return quenlofar::listPackets(options, plugins, output);
     case Options::Command::Frames:

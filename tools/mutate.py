@@ -57,7 +57,7 @@ def content_for_copy(path):
     content = (ROOT / path).read_bytes()
     if path.as_posix() == "CMakeLists.txt":
         text = replace_once(content.decode(), "CMAKE_CXX_VISIBILITY_PRESET hidden", "CMAKE_CXX_VISIBILITY_PRESET default")
-        text = replace_once(text, "add_subdirectory(common)\nadd_subdirectory(inspector)\n", "")
+        text = replace_once(text, "add_subdirectory(common)\nadd_subdirectory(catalogue)\nadd_subdirectory(inspector)\n", "")
         text = replace_once(text, "    add_subdirectory(examples)\n    add_subdirectory(tools/tests)\n", "")
         content = text.encode()
     elif path.as_posix() == f"{AVI}/CMakeLists.txt":

@@ -61,6 +61,7 @@ CommandLine::CommandLine(const Arguments &arguments, Options &options)
     addSummary();
     addCheck();
     addRepair();
+    addCatalogue();
     addTree();
     addStreams();
     addPackets();

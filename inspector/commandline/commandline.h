@@ -30,6 +30,7 @@ private:
     void addTree();
     void addCheck();
     void addRepair();
+    void addCatalogue();
     void addStreams();
     void addPackets();
     void addFrames();

@@ -117,6 +117,19 @@ struct RepairChoice
     bool force = false;
 };
 
+/// What `catalogue` keeps, and what it says of it.
+struct CatalogueChoice
+{
+    enum class Digest { None, Fast, Sha256 };
+    enum class Report { None, Text, Html, Csv, Json };
+
+    QString database; ///< a file
+    Level level = Level::Default;
+    Digest digest = Digest::None;
+    qint64 recheckSeconds = -1; ///< the age at which what seems unchanged is read again; -1: never
+    Report report = Report::None; ///< None: only what is new and wrong
+};
+
 /// What the command line asks for.
 struct Options
 {
@@ -125,6 +138,7 @@ struct Options
         Summary,
         Check,
         Repair,
+        Catalogue,
         Tree,
         Streams,
         Packets,
@@ -159,6 +173,7 @@ struct Options
     PacketChoice packets;
     CheckChoice check;
     RepairChoice repair;
+    CatalogueChoice catalogue;
     QStringList places; ///< of `at` and `bytes`: offsets, ranges, element paths, as they were typed
     bool compareOffsets = false; ///< of `diff`
 

@@ -19,6 +19,7 @@ int compareFiles(const Options &options, const PluginLoader &plugins, ProgramOut
 int listPackets(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int checkFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int repairFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
+int catalogueFiles(const Options &options, const PluginLoader &plugins, ProgramOutput &output);
 int checkPlugin(const Options &options, ProgramOutput &output);
 int listPlugins(const PluginLoader &plugins, ProgramOutput &output);
 

@@ -25,6 +25,7 @@ constexpr ValueKind valueKinds[] = {
     {"EXT", Completion::Nothing},     {"PATTERN", Completion::Nothing}, {"CONDITION", Completion::Nothing},
     {"A..B", Completion::Nothing},    {"OFFSET", Completion::Nothing},  {"PLACE", Completion::Nothing},
     {"RULE", Completion::Nothing},    {"RULES", Completion::Nothing},   {"PLUGIN", Completion::Files},
+    {"AGE", Completion::Nothing},
 };
 
 std::vector<std::string> split(const std::string &text, char separator)

@@ -129,6 +129,8 @@ int Batch::run()
     findFiles();
     if (!m_output.spares(m_files))
         return ExitFailure;
+    if (m_frame.choose && !InterruptWatch::wasInterrupted())
+        m_frame.choose(&m_files);
     const quint64 jobs = std::clamp<quint64>(quint64(m_files.size()), 1, m_options.jobs);
     for (quint64 worker = 0; worker < jobs; ++worker)
         m_records.emplace_back();
@@ -141,6 +143,8 @@ int Batch::run()
     workSideBySide(jobs);
     m_watchdog.reset();
     printTail();
+    if (m_frame.exitStatus)
+        m_exitStatus = std::max(m_exitStatus, m_frame.exitStatus());
     m_output.setGuard({});
     m_meter.reset();
     const bool sawAll = !InterruptWatch::flag();
@@ -183,9 +187,10 @@ void Batch::findFiles()
     m_files = found.files;
     for (const QString &problem : found.problems)
         printMessage(problem);
-    if (m_files.isEmpty() && found.problems.isEmpty())
+    const bool isEmpty = m_files.isEmpty() && !m_frame.choose; // whoever chooses files makes something of none as well
+    if (isEmpty && found.problems.isEmpty())
         printMessage(QStringLiteral("no file was found"));
-    if (m_files.isEmpty() || !found.problems.isEmpty())
+    if (isEmpty || !found.problems.isEmpty())
         m_exitStatus = ExitFailure;
 }
 

@@ -50,10 +50,13 @@ using FileWork = std::function<FileReport(const FileTask &task)>;
 /// What stands around the output of all files.
 struct BatchFrame
 {
+    /// Takes those out of the files that were found that need not be looked at, or gives them other names.
+    std::function<void(QVector<QString> *files)> choose = {};
     QByteArray head; ///< printed before the first file
     bool dropsFirstComma = false; ///< each file prints its values with a comma in front: the first one goes
     /// What is printed behind the last file; gets the reports of all files that were looked at, in their order.
     std::function<QByteArray(const QVector<FileReport> &reports)> tail = {};
+    std::function<int()> exitStatus = {}; ///< that all files together call for; asked for behind the tail
 };
 
 /**

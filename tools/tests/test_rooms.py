@@ -38,7 +38,8 @@ ARROWS = {
     PROCESS: [COMMANDLINE, *HOST],
     PRINT: [PROCESS, COMMANDLINE, *COMMON, *HOST],
     RUN: [PRINT, PROCESS, COMMANDLINE, *COMMON, *HOST],
-    COMMANDS: [RUN, PRINT, PROCESS, COMMANDLINE, *COMMON, *HOST],
+    "catalogue": [FACTS, JUDGING, *HOST],
+    COMMANDS: ["catalogue", RUN, PRINT, PROCESS, COMMANDLINE, *COMMON, *HOST],
     "inspector/documentation": [COMMANDLINE, *HOST],
     "inspector": [*INSPECTOR, *COMMON, *HOST],
     DOCUMENT: [*COMMON, *HOST],
@@ -56,7 +57,7 @@ def sources(room):
 class Rooms(unittest.TestCase):
     def test_every_folder_with_sources_is_a_room(self):
         folders = {path.parent.relative_to(ROOT).as_posix()
-                   for top in ("container-abstract", "container-avi", "common", "inspector", "viewer")
+                   for top in ("container-abstract", "container-avi", "common", "catalogue", "inspector", "viewer")
                    for path in (ROOT / top).rglob("*.cpp")}
         self.assertEqual({folder for folder in folders if not re.search("/(tests|fuzz|benchmarks)", folder)},
                          {room for room in ARROWS if room != TESTING})

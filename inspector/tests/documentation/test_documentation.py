@@ -16,7 +16,7 @@ PAGES = SHARE / "man" / "man1"
 BASH = SHARE / "bash-completion" / "completions" / "quenlofar"
 ZSH = SHARE / "zsh" / "site-functions" / "_quenlofar"
 FISH = SHARE / "fish" / "vendor_completions.d" / "quenlofar.fish"
-COMMANDS = ["summary", "check", "repair", "tree", "streams", "packets", "frames", "at", "bytes", "coverage",
+COMMANDS = ["summary", "check", "repair", "catalogue", "tree", "streams", "packets", "frames", "at", "bytes", "coverage",
             "diff", "plugins", "check-plugin"]
 
 

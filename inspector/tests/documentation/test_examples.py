@@ -7,7 +7,7 @@ import unittest
 
 from support import PLUGIN, PROGRAM, Case, environment, run
 
-COMMANDS = ["summary", "check", "repair", "tree", "streams", "packets", "frames", "at", "bytes", "coverage",
+COMMANDS = ["summary", "check", "repair", "catalogue", "tree", "streams", "packets", "frames", "at", "bytes", "coverage",
             "diff", "plugins", "check-plugin"]
 
 

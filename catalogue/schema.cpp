@@ -1,0 +1,221 @@
+#include "schema.h"
+
+#include "filepath.h"
+#include "filestamp.h"
+
+#include <cerrno>
+#include <iterator>
+#include <string_view>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace quenlofar {
+
+namespace {
+
+// Each step leads from the schema of its place to the next one; a step that was ever in use never changes.
+constexpr const char *steps[] = {
+    R"(
+CREATE TABLE run (
+    id INTEGER PRIMARY KEY,
+    since INTEGER NOT NULL,
+    started INTEGER NOT NULL,
+    finished INTEGER,
+    program TEXT NOT NULL,
+    rules TEXT NOT NULL,
+    level TEXT NOT NULL,
+    digest TEXT NOT NULL,
+    found INTEGER,
+    checked INTEGER
+);
+CREATE TABLE file (
+    id INTEGER PRIMARY KEY,
+    path BLOB NOT NULL UNIQUE,
+    size INTEGER,
+    mtime INTEGER,
+    device INTEGER,
+    inode INTEGER,
+    digest_kind TEXT,
+    digest TEXT,
+    first_seen INTEGER NOT NULL,
+    last_seen INTEGER NOT NULL,
+    last_checked INTEGER,
+    seen_run INTEGER NOT NULL,
+    checked_run INTEGER,
+    program TEXT,
+    rules TEXT,
+    level TEXT,
+    status TEXT,
+    trouble TEXT,
+    verdict TEXT,
+    container TEXT,
+    writer TEXT,
+    errors INTEGER,
+    warnings INTEGER,
+    notes INTEGER,
+    change TEXT,
+    changed_run INTEGER,
+    moved_from BLOB,
+    moved_run INTEGER,
+    missing_run INTEGER
+);
+CREATE INDEX file_inode ON file (inode, device);
+CREATE INDEX file_digest ON file (digest) WHERE digest IS NOT NULL;
+CREATE TABLE stream (
+    file INTEGER NOT NULL REFERENCES file (id) ON DELETE CASCADE,
+    number INTEGER NOT NULL,
+    kind TEXT NOT NULL,
+    name TEXT,
+    codec TEXT,
+    codec_name TEXT,
+    width INTEGER,
+    height INTEGER,
+    frame_rate REAL,
+    sample_rate INTEGER,
+    channels INTEGER,
+    seconds REAL,
+    PRIMARY KEY (file, number)
+) WITHOUT ROWID;
+CREATE TABLE finding (
+    id INTEGER PRIMARY KEY,
+    file INTEGER NOT NULL REFERENCES file (id) ON DELETE CASCADE,
+    number INTEGER NOT NULL,
+    caused_by INTEGER,
+    rule TEXT NOT NULL,
+    severity TEXT NOT NULL,
+    confidence TEXT NOT NULL,
+    repair TEXT NOT NULL,
+    stream INTEGER,
+    count INTEGER NOT NULL,
+    offset INTEGER,
+    message TEXT NOT NULL,
+    first_run INTEGER NOT NULL
+);
+CREATE INDEX finding_file ON finding (file);
+CREATE INDEX finding_first_run ON finding (first_run);
+CREATE VIEW damaged AS
+    SELECT CAST(file.path AS TEXT) AS path, file.errors, file.warnings,
+        (SELECT message FROM finding WHERE finding.file = file.id AND severity = 'error' ORDER BY number LIMIT 1)
+            AS message,
+        datetime(file.last_checked / 1000000000, 'unixepoch') AS last_checked
+    FROM file WHERE verdict = 'damaged' AND missing_run IS NULL ORDER BY file.path;
+CREATE VIEW new_findings AS
+    SELECT CAST(file.path AS TEXT) AS path, finding.severity, finding.rule, finding.stream, finding.count,
+        finding.offset, finding.message
+    FROM finding JOIN file ON file.id = finding.file
+    WHERE finding.first_run > (SELECT since FROM run ORDER BY id DESC LIMIT 1) AND file.missing_run IS NULL
+    ORDER BY file.path, finding.number;
+CREATE VIEW changed AS
+    SELECT CAST(path AS TEXT) AS path, change, changed_run,
+        changed_run > (SELECT since FROM run ORDER BY id DESC LIMIT 1) AS is_new
+    FROM file WHERE changed_run IS NOT NULL ORDER BY file.path;
+CREATE VIEW missing AS
+    SELECT CAST(path AS TEXT) AS path, datetime(last_seen / 1000000000, 'unixepoch') AS last_seen,
+        missing_run > (SELECT since FROM run ORDER BY id DESC LIMIT 1) AS is_new
+    FROM file WHERE missing_run IS NOT NULL ORDER BY file.path;
+CREATE VIEW moved AS
+    SELECT CAST(moved_from AS TEXT) AS moved_from, CAST(path AS TEXT) AS path, moved_run,
+        moved_run > (SELECT since FROM run ORDER BY id DESC LIMIT 1) AS is_new
+    FROM file WHERE moved_run IS NOT NULL ORDER BY file.path;
+CREATE VIEW not_checked AS
+    SELECT CAST(path AS TEXT) AS path, status, trouble
+    FROM file WHERE (checked_run IS NULL OR status = 'unreadable') AND missing_run IS NULL ORDER BY file.path;
+)",
+};
+static_assert(std::size(steps) == catalogueSchemaVersion, "the last step leads to the current schema");
+
+[[noreturn]] void fail(const QString &path, const QString &why)
+{
+    throw CatalogueError(QStringLiteral("%1: %2").arg(path, why));
+}
+
+/// Whether a file is there that is not empty; it then begins as databases of SQLite do.
+bool isDatabaseFile(const QString &path)
+{
+    const QByteArray name = pathToBytes(path);
+    struct stat found = {};
+    if (::stat(name.constData(), &found) != 0) {
+        if (errno == ENOENT)
+            return false;
+        fail(path, errnoText(errno));
+    }
+    if (!S_ISREG(found.st_mode))
+        fail(path, QStringLiteral("not a regular file"));
+    if (found.st_size == 0)
+        return false;
+    // Closed before SQLite opens the file: closing it later would give up SQLite's locks.
+    const int descriptor = ::open(name.constData(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        fail(path, errnoText(errno));
+    constexpr std::string_view head("SQLite format 3", 16); // the zero byte behind it counts
+    char begin[head.size()] = {};
+    const ssize_t count = ::read(descriptor, begin, sizeof begin);
+    const int error = errno;
+    ::close(descriptor);
+    if (count < 0)
+        fail(path, errnoText(error));
+    if (size_t(count) != head.size() || std::string_view(begin, sizeof begin) != head)
+        fail(path, QStringLiteral("not a database; nothing in it was changed"));
+    return true;
+}
+
+CatalogueState stateOf(Database &database, const QString &path)
+{
+    const qint64 application = database.number("PRAGMA application_id");
+    const qint64 version = database.number("PRAGMA user_version");
+    if (application == 0 && version == 0 && database.number("SELECT count(*) FROM sqlite_schema") == 0)
+        return CatalogueState::None; // made, and not come further
+    if (application != catalogueApplicationId)
+        fail(path, QStringLiteral("a database of another program; nothing in it was changed"));
+    if (version < 1 || version > catalogueSchemaVersion) {
+        fail(path,
+             QStringLiteral("a catalogue of schema %1, made by a newer version of this program, which knows schemas up "
+                            "to %2; nothing in it was changed")
+                 .arg(version)
+                 .arg(catalogueSchemaVersion));
+    }
+    return CatalogueState::Ours;
+}
+
+} // namespace
+
+CatalogueState catalogueState(const QString &path)
+{
+    if (!isDatabaseFile(path))
+        return CatalogueState::None;
+    Database database(path, Database::Access::Read);
+    return stateOf(database, path);
+}
+
+std::unique_ptr<Database> openCatalogueToRead(const QString &path)
+{
+    if (catalogueState(path) == CatalogueState::None)
+        fail(path, QStringLiteral("there is no catalogue"));
+    return std::make_unique<Database>(path, Database::Access::Read);
+}
+
+std::unique_ptr<Database> openCatalogueToWrite(const QString &path)
+{
+    catalogueState(path);
+    auto database = std::make_unique<Database>(path, Database::Access::Create);
+    if (database->isReadOnly())
+        fail(path, QStringLiteral("cannot be written"));
+    // Readers do not wait for the writer, and a commit costs no wait for the disk; what is killed leaves a whole
+    // database.
+    database->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON");
+    Transaction transaction(*database);
+    const qint64 version =
+        stateOf(*database, path) == CatalogueState::None ? 0 : database->number("PRAGMA user_version");
+    for (qint64 step = version; step < catalogueSchemaVersion; ++step)
+        database->execute(steps[step]);
+    if (version < catalogueSchemaVersion) {
+        database->execute(QByteArray("PRAGMA application_id = ") + QByteArray::number(catalogueApplicationId));
+        database->execute(QByteArray("PRAGMA user_version = ") + QByteArray::number(catalogueSchemaVersion));
+    }
+    transaction.commit();
+    return database;
+}
+
+} // namespace quenlofar
