@@ -1,6 +1,6 @@
 #pragma once
 
-#include "report.h"
+#include "cataloguereport.h"
 
 #include <iterator>
 

@@ -2,6 +2,7 @@
 
 #include "batch.h"
 #include "catalogue.h"
+#include "cataloguereport.h"
 #include "describingsink.h"
 #include "exitstatus.h"
 #include "fileanalysis.h"
@@ -12,7 +13,6 @@
 #include "pluginloader.h"
 #include "programoutput.h"
 #include "recordwriter.h"
-#include "report.h"
 #include "rulecatalogue.h"
 #include "runlock.h"
 #include "schema.h"

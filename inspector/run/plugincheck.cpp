@@ -298,10 +298,10 @@ QByteArray bytesFrom(int descriptor)
 }
 
 /// Collects what was found, one of a kind.
-class Findings
+class PluginFindings
 {
 public:
-    explicit Findings(const std::vector<FileDamage> &damages) : m_damages(damages) { }
+    explicit PluginFindings(const std::vector<FileDamage> &damages) : m_damages(damages) { }
 
     void add(size_t number, Severity severity, const QByteArray &kind, const QString &text)
     {
@@ -336,7 +336,7 @@ private:
 
 /// Runs the cases from `first` on in a process of its own; how it ended.
 int runCases(const QString &path, const ParserFactory &factory, const std::vector<FileDamage> &damages, size_t first,
-             const SharedMemory &shared, Findings *findings)
+             const SharedMemory &shared, PluginFindings *findings)
 {
     int ends[2];
     if (::pipe(ends) != 0)
@@ -414,7 +414,7 @@ PluginReport checkPluginWith(const QString &path, const ParserFactory &factory)
     PluginReport report;
     const SharedMemory shared;
     std::vector<FileDamage> damages{{}};
-    Findings findings(damages);
+    PluginFindings findings(damages);
 
     const auto tryFrom = [&](size_t first) {
         while (first < damages.size()) {

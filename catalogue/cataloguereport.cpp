@@ -1,4 +1,4 @@
-#include "report.h"
+#include "cataloguereport.h"
 
 #include "displaytext.h"
 #include "filepath.h"
