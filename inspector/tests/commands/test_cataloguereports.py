@@ -53,7 +53,7 @@ class Reports(test_catalogue.Catalogue):
         self.catalogue()
         (self.archive / "a.avi").rename(self.archive / "moved.avi")
         (self.archive / "b.avi").unlink()
-        self.film("new\x1b.avi", film(3))
+        self.film("new\x1b<i>&amp;.avi", film(3))
 
     def report(self, form, *options, archive=True, status=1):
         result = self.catalogue("--report", form, *options, archive=archive)
@@ -77,7 +77,7 @@ class Reports(test_catalogue.Catalogue):
         for row in errors: # both damaged files are alike
             self.assertEqual((row["files"], row["damaged"]), (2, 2))
             self.assertEqual(row["findings"] % 2, 0)
-        self.assertEqual({os.path.basename(row["file"]) for row in document["newFindings"]}, {"new\x1b.avi"})
+        self.assertEqual({os.path.basename(row["file"]) for row in document["newFindings"]}, {"new\x1b<i>&amp;.avi"})
         self.assertEqual(document["missing"], [{"file": str(self.archive / "b.avi"), "what": "new"}])
         self.assertEqual(document["moved"], [{"file": str(self.archive / "moved.avi"),
                                               "before": str(self.archive / "a.avi")}])
@@ -119,7 +119,7 @@ class Reports(test_catalogue.Catalogue):
         self.assertNotIn("script", page.tags)
         self.assertEqual({name for name, _ in page.attributes} & {"src", "href", "onload", "onclick", "style"}, set())
         self.assertNotRegex(text, "url\\(|@import")
-        self.assertIn("<i>&bad.avi", page.text)
+        self.assertIn("new\\x1B<i>&amp;.avi", page.text)
         self.assertIn(f"before {self.archive}/a.avi", page.text)
         self.assertIn("Missing: 1", page.text)
         self.assertNotIn("\x1b", text)
