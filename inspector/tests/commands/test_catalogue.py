@@ -507,5 +507,39 @@ class Interruptions(Catalogue):
         self.assertRegex(result.stderr, b"full|disk I/O")
 
 
+class Timer(Catalogue):
+    UNITS = DOCS.parent / "packaging" / "systemd"
+
+    @unittest.skipUnless(shutil.which("systemd-analyze"), "systemd-analyze is not installed")
+    def test_units(self):
+        for name in ("quenlofar-catalogue.service", "quenlofar-catalogue.timer"):
+            text = (self.UNITS / name).read_text().replace("/usr/bin/quenlofar ", f"{PROGRAM} ")
+            (self.directory / name).write_text(text)
+        (self.directory / "quenlofar-catalogue.service").chmod(0o644)
+        result = subprocess.run(["systemd-analyze", "verify", "--man=no", "--recursive-errors=no",
+                                 self.directory / "quenlofar-catalogue.service",
+                                 self.directory / "quenlofar-catalogue.timer"], capture_output=True, timeout=120)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, b"", b""))
+
+    def test_the_command_of_the_unit(self):
+        self.film("a.avi")
+        text = (self.UNITS / "quenlofar-catalogue.service").read_text().replace("\\\n", " ")
+        words = re.search("^ExecStart=/usr/bin/quenlofar (.*)$", text, re.MULTILINE).group(1).split()
+        names = {"/srv/archive": self.archive, "/var/lib/quenlofar/archive.sqlite": self.database}
+        words = [names.get(word, word) for word in words]
+        self.assertEqual(sum(isinstance(word, pathlib.Path) for word in words), 2)
+        result = run(*words)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, b"", b"")) # nothing new, nothing said
+        self.film("b.avi", film(3))
+        result = run(*words)
+        self.assertEqual((result.returncode, result.stderr), (1, b""))
+        self.assertIn(b"damaged: ", result.stdout)
+        (self.archive / "b.avi").unlink()
+        self.assertEqual(run(*words).returncode, 1)
+        self.assertEqual(run(*words).returncode, 0)
+        self.database.write_bytes(b"something else")
+        self.assertEqual(run(*words).returncode, 2)
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -16,8 +16,8 @@ PAGES = SHARE / "man" / "man1"
 BASH = SHARE / "bash-completion" / "completions" / "quenlofar"
 ZSH = SHARE / "zsh" / "site-functions" / "_quenlofar"
 FISH = SHARE / "fish" / "vendor_completions.d" / "quenlofar.fish"
-COMMANDS = ["summary", "check", "repair", "catalogue", "tree", "streams", "packets", "frames", "at", "bytes", "coverage",
-            "diff", "plugins", "check-plugin"]
+COMMANDS = ["summary", "check", "repair", "catalogue", "tree", "streams", "packets", "frames", "at", "bytes",
+            "coverage", "diff", "plugins", "check-plugin"]
 
 
 def needs(program):

@@ -7,8 +7,8 @@ import unittest
 
 from support import PLUGIN, PROGRAM, Case, environment, run
 
-COMMANDS = ["summary", "check", "repair", "catalogue", "tree", "streams", "packets", "frames", "at", "bytes", "coverage",
-            "diff", "plugins", "check-plugin"]
+COMMANDS = ["summary", "check", "repair", "catalogue", "tree", "streams", "packets", "frames", "at", "bytes",
+            "coverage", "diff", "plugins", "check-plugin"]
 
 
 def examples(command):
