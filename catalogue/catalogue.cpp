@@ -263,6 +263,31 @@ bool CatalogueRun::noteFound(const QByteArray &path)
     return !file || isToBeChecked(*file, *stamp);
 }
 
+bool CatalogueRun::isKnown(Database &database, const FileRecord &record)
+{
+    Statement statement = database.prepare("SELECT last_checked, status FROM file WHERE path = ?");
+    statement.query(record.path);
+    if (!statement.next())
+        return false;
+    if (record.isUnreadable())
+        return statement.text(1) == record.status;
+    return !statement.isNull(0) && statement.number(0) >= record.checked;
+}
+
+void CatalogueRun::import(const FileRecord &record)
+{
+    const std::optional<KnownFile> file = known(record.path);
+    const std::optional<qint64> size = record.stamp.size >= 0 ? std::optional<qint64>(record.stamp.size) : std::nullopt;
+    begin();
+    if (file)
+        m_statements->setSeen.run(m_now, m_run, file->id);
+    else
+        m_statements->insertFile.run(record.path, size, record.stamp.mtime, record.stamp.device, record.stamp.inode,
+                                     m_now, m_now, m_run);
+    ++m_found;
+    store(record);
+}
+
 /// How a file that was checked before has changed; null where it has not, as far as anybody can say.
 QString CatalogueRun::changeOf(const KnownFile &file, const FileRecord &record) const
 {
@@ -300,10 +325,10 @@ void CatalogueRun::store(const FileRecord &record)
     if (!change.isNull())
         m_statements->setChange.run(change, m_run, file->id);
     m_statements->setChecked.run(record.stamp.size, record.stamp.mtime, record.stamp.device, record.stamp.inode,
-                                 record.digestKind, record.digest, currentTime(), m_run, m_settings.program,
-                                 m_settings.rules, levelText(record.level), record.status, record.trouble,
-                                 verdictText(record.verdict), record.container, textOrNull(record.writer),
-                                 record.counts.error, record.counts.warning, record.counts.note, file->id);
+                                 record.digestKind, record.digest, record.checked, m_run, record.program, record.rules,
+                                 levelText(record.level), record.status, record.trouble, verdictText(record.verdict),
+                                 record.container, textOrNull(record.writer), record.counts.error,
+                                 record.counts.warning, record.counts.note, file->id);
     storeStreams(file->id, record);
     storeFindings(file->id, record);
     ++m_checked;

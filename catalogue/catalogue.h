@@ -58,6 +58,10 @@ public:
     /// changed, was checked by other rules, less deeply or without the digest, its check is too old, or it could not be
     /// read. One that is gone is noted as missing. Answers true once for each file.
     bool noteFound(const QByteArray &path);
+    /// Whether `database` has this check of the file already, or a later one.
+    static bool isKnown(Database &database, const FileRecord &record);
+    /// Notes a file that another machine has found, and what its check has found there.
+    void import(const FileRecord &record);
     /// Notes what a check has found.
     void store(const FileRecord &record);
     /// What was noted is kept now; otherwise with every five hundredth file.

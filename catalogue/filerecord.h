@@ -23,6 +23,9 @@ struct FileRecord
     QString trouble; ///< what kept the file from being read or judged to its end; null where nothing did
     QString container; ///< null where nothing has accepted the file
     QString writer; ///< the software that wrote the file, as the file says; null where it does not
+    qint64 checked = 0; ///< when the check ended: nanoseconds since 1970, UTC
+    QString program; ///< that checked it, with its version
+    QString rules; ///< by which it was checked, see rulesVersion
     Level level = Level::Default; ///< of the check
     Verdict verdict = Verdict::Unknown;
     FindingCounts counts;

@@ -8,7 +8,7 @@ namespace quenlofar {
 
 namespace {
 
-constexpr char head[] = R"(<!DOCTYPE html>
+constexpr char pageHead[] = R"(<!DOCTYPE html>
 <html lang="en">
 <head>
 <meta charset="utf-8">
@@ -90,7 +90,7 @@ void addHtmlList(QByteArray *out, const QString &title, const ReportList &list)
 
 QByteArray htmlReport(const Report &report)
 {
-    QByteArray out = head;
+    QByteArray out = pageHead;
     out += "<p>" + QByteArray::number(report.files) + " files, " + QByteArray::number(report.bytes) + " bytes</p>\n";
     if (report.run > 0) {
         out += "<p>Run " + QByteArray::number(report.run) + ", begun " + html(report.started) + ", level "

@@ -149,14 +149,14 @@ bool isDatabaseFile(const QString &path)
     const int descriptor = ::open(name.constData(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0)
         fail(path, errnoText(errno));
-    constexpr std::string_view head("SQLite format 3", 16); // the zero byte behind it counts
-    char begin[head.size()] = {};
+    constexpr std::string_view mark("SQLite format 3", 16); // the zero byte behind it counts
+    char begin[mark.size()] = {};
     const ssize_t count = ::read(descriptor, begin, sizeof begin);
     const int error = errno;
     ::close(descriptor);
     if (count < 0)
         fail(path, errnoText(error));
-    if (size_t(count) != head.size() || std::string_view(begin, sizeof begin) != head)
+    if (size_t(count) != mark.size() || std::string_view(begin, sizeof begin) != mark)
         fail(path, QStringLiteral("not a database; nothing in it was changed"));
     return true;
 }

@@ -49,6 +49,7 @@ private:
     void addOutput(CLI::App &command);
     void addStyle(CLI::App &command);
     void addRules(CLI::App &command, const std::string &name, QStringList *rules, const std::string &description);
+    void addDigest(CLI::App &command, DigestChoice *digest, const std::string &description);
     void addNumbers(CLI::App &command);
     void addProgress(CLI::App &command);
 

@@ -25,6 +25,18 @@ qint64 parseAge(const std::string &option, const std::string &text)
 
 } // namespace
 
+void CommandLine::addDigest(CLI::App &command, DigestChoice *digest, const std::string &description)
+{
+    addChoice(
+        command, "--digest", {"none", "fast", "sha256"},
+        [digest](const std::string &word) {
+            *digest = word == "fast" ? DigestChoice::Fast
+                : word == "sha256"   ? DigestChoice::Sha256
+                                     : DigestChoice::None;
+        },
+        description);
+}
+
 void CommandLine::addCatalogue()
 {
     CLI::App &command = addCommand("catalogue", Options::Command::Catalogue,
@@ -41,13 +53,8 @@ void CommandLine::addCatalogue()
         command, "--level", {"quick", "default", "deep"},
         [&choice](const std::string &word) { levelFromText(QString::fromStdString(word), &choice.level); },
         "How much is read: headers and a sample of the index; every chunk and index entry; payload too [default]");
-    addChoice(
-        command, "--digest", {"none", "fast", "sha256"},
-        [&choice](const std::string &word) {
-            choice.digest = word == "fast" ? CatalogueChoice::Digest::Fast
-                : word == "sha256"         ? CatalogueChoice::Digest::Sha256
-                                           : CatalogueChoice::Digest::None;
-        },
+    addDigest(
+        command, &choice.digest,
         "Keep a digest of each file's bytes: XXH3, which finds accidents but proves nothing against intent; or SHA-256 "
         "[none]");
     command
@@ -64,13 +71,16 @@ void CommandLine::addCatalogue()
                                            : CatalogueChoice::Report::Text;
         },
         "Report on the whole archive [only what is new and wrong]");
+    addTexts(
+        command, m_arguments, "--import", &choice.imports, "FILE",
+        "Take what check --format json --file-facts printed into this file, also on another machine; several times");
     addLimits(command);
     addOutput(command);
     addProgress(command);
     command.final_callback([&command, &choice, this] {
         if (choice.database.isEmpty())
             throw CLI::ValidationError("--database", "has to name a file");
-        if (choice.report == CatalogueChoice::Report::None)
+        if (choice.report == CatalogueChoice::Report::None && choice.imports.isEmpty())
             requireFiles(command);
     });
     command.footer("Files that a run before has checked are passed over while size, time, inode and rules stay.\n"

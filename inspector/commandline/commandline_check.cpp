@@ -88,6 +88,9 @@ void CommandLine::addCheck()
             "--baseline", [&check, this](const std::string &value) { check.baseline = m_arguments.text(value); },
             "An earlier output of --format json: what it has already does not count")
         ->type_name("FILE");
+    command.add_flag("--file-facts", check.fileFacts,
+                     "With --format json: add what catalogue --import takes: path, size, time, inode, streams, writer");
+    addDigest(command, &check.digest, "With --file-facts: a digest of each file's bytes, as catalogue keeps it [none]");
     command.add_flag("--list-rules", check.listsRules, "List the rules of all containers; needs no file");
     command
         .add_option_function<std::string>(
@@ -98,6 +101,15 @@ void CommandLine::addCheck()
     addLimits(command);
     addOutput(command);
     addProgress(command);
+    command.final_callback([&command, &check, this] {
+        const bool isWhole = check.only.isEmpty() && check.except.isEmpty() && check.policy.isNull()
+            && check.baseline.isNull() && m_options.format == Options::Format::Json;
+        if (check.fileFacts && !isWhole)
+            throw CLI::ValidationError("--file-facts", "goes with --format json, and with all rules as they are");
+        if (check.digest != DigestChoice::None && !check.fileFacts)
+            throw CLI::ValidationError("--digest", "goes with --file-facts");
+        requireFiles(command);
+    });
     command.footer(
         "For programs there are also csv, with a row for each finding; sarif and junit, one document for all files;\n"
         "lines, one line for each file.\n"

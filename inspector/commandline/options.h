@@ -78,6 +78,9 @@ struct PacketChoice
     double lastSecond = std::numeric_limits<double>::infinity();
 };
 
+/// What is kept of a file's bytes.
+enum class DigestChoice { None, Fast, Sha256 };
+
 /// What `check` looks for.
 struct CheckChoice
 {
@@ -90,6 +93,8 @@ struct CheckChoice
     QStringList except; ///< names of rules
     QString policy; ///< a file; null for none
     QString baseline; ///< a file; null for none
+    bool fileFacts = false; ///< JSON has what a catalogue keeps of the file
+    DigestChoice digest = DigestChoice::None; ///< among these facts
     bool listsRules = false; ///< instead of looking at files
     QString explained; ///< a rule that is to be explained, instead of looking at files; null for none
 
@@ -120,12 +125,12 @@ struct RepairChoice
 /// What `catalogue` keeps, and what it says of it.
 struct CatalogueChoice
 {
-    enum class Digest { None, Fast, Sha256 };
     enum class Report { None, Text, Html, Csv, Json };
 
     QString database; ///< a file
     Level level = Level::Default;
-    Digest digest = Digest::None;
+    DigestChoice digest = DigestChoice::None;
+    QStringList imports; ///< files with documents of `check`
     qint64 recheckSeconds = -1; ///< the age at which what seems unchanged is read again; -1: never
     Report report = Report::None; ///< None: only what is new and wrong
 };

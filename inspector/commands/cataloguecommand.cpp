@@ -3,22 +3,26 @@
 #include "batch.h"
 #include "catalogue.h"
 #include "cataloguereport.h"
-#include "describingsink.h"
 #include "exitstatus.h"
 #include "fileanalysis.h"
+#include "filefactsjson.h"
 #include "filepath.h"
 #include "interrupt.h"
 #include "messages.h"
 #include "options.h"
 #include "pluginloader.h"
 #include "programoutput.h"
+#include "recordings.h"
 #include "recordwriter.h"
-#include "rulecatalogue.h"
 #include "runlock.h"
 #include "schema.h"
-#include "streamfacts.h"
+
+#include <QFile>
+
+#include <fcntl.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <optional>
 #include <thread>
@@ -29,28 +33,6 @@ namespace quenlofar {
 namespace {
 
 constexpr qint64 nanosecondsInSecond = 1000000000;
-
-/// Describes a file, and knows what it is.
-class KeptDescription : public DescribingSink
-{
-public:
-    using DescribingSink::DescribingSink;
-
-    DocumentStart start;
-
-    bool beginDocument(const DocumentStart &begun) override
-    {
-        start = begun;
-        return DescribingSink::beginDocument(begun);
-    }
-};
-
-DigestKind digestKind(CatalogueChoice::Digest digest)
-{
-    return digest == CatalogueChoice::Digest::Fast ? DigestKind::Fast
-        : digest == CatalogueChoice::Digest::None  ? DigestKind::None
-                                                   : DigestKind::Sha256;
-}
 
 ReportFormat reportFormat(CatalogueChoice::Report report)
 {
@@ -79,6 +61,7 @@ public:
 private:
     RunSettings settings() const;
     bool waitForTurn();
+    bool importAll();
     void choose(QVector<QString> *files);
     FileReport checkOne(const FileTask &task);
     void conclude();
@@ -89,6 +72,7 @@ private:
     const CatalogueChoice &m_choice;
     const PluginLoader &m_plugins;
     ProgramOutput &m_output;
+    RunSettings m_settings;
     std::unique_ptr<Database> m_database;
     std::optional<CatalogueRun> m_run;
     std::optional<RecordWriter> m_writer;
@@ -103,7 +87,8 @@ int CatalogueCommand::run()
     if (!m_output.spares({m_choice.database}))
         return ExitFailure;
     const InputChoice &input = m_options.input;
-    if (input.files.isEmpty() && input.directories.isEmpty() && input.list.isNull()) {
+    const bool hasFiles = !input.files.isEmpty() || !input.directories.isEmpty() || !input.list.isNull();
+    if (!hasFiles && m_choice.imports.isEmpty()) {
         m_database = openCatalogueToRead(m_choice.database);
         m_output.write(said());
         return m_output.finish();
@@ -115,7 +100,25 @@ int CatalogueCommand::run()
             return InterruptWatch::exitStatus();
     }
     m_database = openCatalogueToWrite(m_choice.database);
-    m_run.emplace(*m_database, settings());
+    m_settings = settings();
+    if (!m_choice.imports.isEmpty()) {
+        const bool isWhole = importAll();
+        if (m_run)
+            m_run->commit();
+        if (!isWhole)
+            return InterruptWatch::wasInterrupted() ? InterruptWatch::exitStatus() : int(ExitFailure);
+        if (!hasFiles) {
+            if (m_run)
+                m_run->finish();
+            if (m_run && m_run->news().isBad())
+                m_exitStatus = ExitFileProblem;
+            if (m_run || m_choice.report != CatalogueChoice::Report::None)
+                m_output.write(said());
+            return std::max(m_exitStatus, m_output.finish());
+        }
+    }
+    if (!m_run)
+        m_run.emplace(*m_database, m_settings);
     BatchFrame frame;
     frame.choose = [this](QVector<QString> *files) { choose(files); };
     frame.tail = [this](const QVector<FileReport> &) { return tail(); };
@@ -128,15 +131,11 @@ RunSettings CatalogueCommand::settings() const
 {
     RunSettings settings;
     settings.level = m_choice.level;
-    settings.digest = digestKind(m_choice.digest);
+    settings.digest = digestKindOf(m_choice.digest);
     if (m_choice.recheckSeconds >= 0)
         settings.recheckAge = m_choice.recheckSeconds * nanosecondsInSecond;
-    settings.program = QStringLiteral("quenlofar " QUENLOFAR_VERSION);
-    QStringList names;
-    const QVector<PluginInfo> plugins = m_plugins.plugins();
-    for (const PluginInfo &plugin : plugins)
-        names.append(plugin.name + QLatin1Char(' ') + plugin.version);
-    settings.rules = rulesVersion(RuleCatalogue(m_plugins.parsersFor({})), names);
+    settings.program = programVersion();
+    settings.rules = loadedRules(m_plugins);
     return settings;
 }
 
@@ -151,14 +150,48 @@ bool CatalogueCommand::waitForTurn()
     return !InterruptWatch::wasInterrupted();
 }
 
+/// Takes what other machines have found. False where a part cannot be read; what came before is kept.
+bool CatalogueCommand::importAll()
+{
+    for (const QString &part : m_choice.imports) {
+        QFile file;
+        const int descriptor = ::open(pathToBytes(part).constData(), O_RDONLY | O_CLOEXEC);
+        if (descriptor < 0 || !file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+            printMessage(QStringLiteral("--import %1: %2").arg(part, errnoText(errno)));
+            return false;
+        }
+        for (quint64 number = 1; !file.atEnd(); ++number) {
+            if (InterruptWatch::wasInterrupted())
+                return false;
+            const QByteArray line = file.readLine();
+            QString error;
+            const std::optional<FileRecord> record = parseFileFacts(line, &error);
+            if (!record) {
+                printMessage(QStringLiteral("--import %1: line %2: %3").arg(part).arg(number).arg(error));
+                return false;
+            }
+            // Of a file that was not even there nothing is to be kept; the check itself has said so.
+            const bool isNowhere = record->isUnreadable() && record->stamp.size < 0;
+            if (isNowhere || CatalogueRun::isKnown(*m_database, *record))
+                continue;
+            if (!m_run)
+                m_run.emplace(*m_database, m_settings);
+            m_run->import(*record);
+        }
+    }
+    return true;
+}
+
 /// Leaves those files that have to be looked at, by names that do not depend on where the program was started.
 void CatalogueCommand::choose(QVector<QString> *files)
 {
     AbsolutePaths paths;
     QVector<QString> chosen;
+    const QByteArray catalogue = paths.of(pathToBytes(m_choice.database));
     for (const QString &file : std::as_const(*files)) {
         const QByteArray path = paths.of(pathToBytes(file));
-        if (m_run->noteFound(path))
+        // Whoever closes the database gives up SQLite's locks of it.
+        if (path != catalogue && m_run->noteFound(path))
             chosen.append(pathFromBytes(path));
         if (InterruptWatch::wasInterrupted())
             break;
@@ -172,45 +205,21 @@ void CatalogueCommand::choose(QVector<QString> *files)
 FileReport CatalogueCommand::checkOne(const FileTask &task)
 {
     FileReport report;
-    FileRecord record;
-    record.path = pathToBytes(task.file);
     int error = 0;
-    const std::optional<FileStamp> stamp = stampOf(record.path, &error);
-    if (stamp)
-        record.stamp = *stamp;
+    const std::optional<FileStamp> stamp = stampOf(pathToBytes(task.file), &error);
+    FileCheck check;
     {
-        FileCheck check;
         FileAnalysis analysis(m_options.limits, &InterruptWatch::flag(), task.progress);
         analysis.read(task.file, task.parsers, m_choice.level);
         CheckSettings settings;
         settings.level = m_choice.level;
         check = judge(analysis, settings);
-        if (check.result.error.kind == FileError::None) {
-            // The tables of the reading are not needed any more, but go with it: a walk takes little memory.
-            KeptDescription description(task.parsers);
-            const RunResult walk = task.run.run(task.file, task.parsers, description);
-            takeDescription(description.rows(), streamsOf(description, walk), &record);
-            if (check.start.container.isNull()) {
-                check.start = description.start;
-                check.result = walk;
-                if (!check.start.container.isNull())
-                    check.notChecked.append(QStringLiteral("no rules for this container"));
-            }
-        }
-        takeCheck(std::move(check), &record);
     }
-    if (!record.isUnreadable() && m_choice.digest != CatalogueChoice::Digest::None) {
-        QString trouble;
-        record.digestKind = digestKindText(digestKind(m_choice.digest));
-        record.digest =
-            fileDigest(task.file, digestKind(m_choice.digest), InterruptWatch::flag(), task.progress, &trouble);
-        if (!trouble.isNull()) {
-            record.status = QStringLiteral("unreadable");
-            record.trouble = trouble;
-        }
-    }
+    FileRecord record = recordMaker(task, m_choice.digest).make(task.file, stamp, std::move(check));
     if (InterruptWatch::flag())
         return report; // what was found of it is not all
+    record.program = m_settings.program;
+    record.rules = m_settings.rules;
     if (record.isUnreadable()) {
         report.exitStatus = ExitFailure;
         report.trouble = record.trouble;

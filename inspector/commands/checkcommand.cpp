@@ -6,6 +6,7 @@
 #include "fileanalysis.h"
 #include "filebytes.h"
 #include "filecheck.h"
+#include "filefactsjson.h"
 #include "filepath.h"
 #include "findingpaths.h"
 #include "interrupt.h"
@@ -13,6 +14,7 @@
 #include "options.h"
 #include "pluginloader.h"
 #include "programoutput.h"
+#include "recordings.h"
 #include "ruleoutput.h"
 #include "textstyle.h"
 
@@ -55,6 +57,7 @@ private:
     ProgramOutput &m_output;
     const RuleCatalogue m_catalogue;
     CheckSettings m_settings;
+    QString m_rulesVersion; // where records are asked for
 };
 
 int CheckCommand::run()
@@ -71,6 +74,8 @@ int CheckCommand::run()
     }
     if (!readSettings())
         return ExitFailure;
+    if (choice.fileFacts)
+        m_rulesVersion = loadedRules(m_plugins);
     return lookAtFiles(
         m_options, m_plugins, m_output, [this](const FileTask &task) { return checkOne(task); }, frame());
 }
@@ -147,6 +152,9 @@ BatchFrame CheckCommand::frame() const
 FileReport CheckCommand::checkOne(const FileTask &task) const
 {
     FileCheck check;
+    int error = 0;
+    const std::optional<FileStamp> stamp =
+        m_options.check.fileFacts ? stampOf(pathToBytes(task.file), &error) : std::nullopt;
     {
         FileAnalysis analysis(m_options.limits, &InterruptWatch::flag(), task.progress);
         analysis.read(task.file, task.parsers, m_settings.level);
@@ -159,6 +167,13 @@ FileReport CheckCommand::checkOne(const FileTask &task) const
         lookUpPaths(&check, task.parsers, task.run);
 
     CheckStyle style;
+    if (m_options.check.fileFacts) {
+        const QString path = pathFromBytes(AbsolutePaths().of(pathToBytes(task.file)));
+        FileRecord record = recordMaker(task, m_options.check.digest).make(path, stamp, check);
+        record.program = programVersion();
+        record.rules = m_rulesVersion;
+        style.facts = [record](JsonPrinter &json) { printFileFacts(json, record); };
+    }
     style.format = m_options.format;
     style.pretty = m_options.pretty;
     style.csvTexts = m_options.csvTexts;

@@ -194,7 +194,12 @@ QString printJson(QIODevice &output, const FileCheck &check, const CheckStyle &s
     json.endArray().key(u"notChecked").beginArray();
     for (const QString &what : check.notChecked)
         json.text(what);
-    json.endArray().outcome(check.result).endObject();
+    json.endArray();
+    if (style.facts) {
+        json.key(u"fileFacts");
+        style.facts(json);
+    }
+    json.outcome(check.result).endObject();
     json.finish();
     return json.errorText();
 }

@@ -13,6 +13,8 @@
 
 #include <memory>
 
+#include <functional>
+
 namespace quenlofar {
 
 class JsonPrinter;
@@ -27,6 +29,7 @@ struct CheckStyle
     CheckChoice::FailOn failOn = CheckChoice::FailOn::Error;
     bool isFirst = true; ///< of the files that were asked for
     bool isOneOfMany = false;
+    std::function<void(JsonPrinter &json)> facts = {}; ///< prints the member "fileFacts"; empty where there is none
 };
 
 /// Prints the judgement on one file; null, or why that was not possible. What stands around the files of formats that

@@ -7,8 +7,9 @@ import json
 import os
 import unittest
 
+import jsonschema
 import test_catalogue
-from support import film, run
+from support import DOCS, film, run
 
 WRITER = "Lavf59.27.100"
 
@@ -61,7 +62,10 @@ class Reports(test_catalogue.Catalogue):
         return result.stdout.decode()
 
     def test_json(self):
+        schema = json.loads((DOCS / "catalogue-report.schema.json").read_text())
         document = json.loads(self.report("json"))
+        errors = jsonschema.Draft202012Validator(schema).iter_errors(document)
+        self.assertIsNone(jsonschema.exceptions.best_match(errors))
         self.assertEqual((document["schemaVersion"], document["files"]), (1, 5))
         self.assertEqual(document["bytes"], sum(path.stat().st_size for path in self.archive.iterdir()))
         self.assertEqual((document["run"]["number"], document["run"]["isFinished"], document["run"]["level"]),
@@ -114,8 +118,8 @@ class Reports(test_catalogue.Catalogue):
         page = Page(text)
         self.assertEqual(page.open, [])
         self.assertEqual(page.tags.count("html"), 1)
-        self.assertLess(set(page.tags), {"html", "head", "meta", "title", "style", "body", "h1", "h2", "p", "br", "table",
-                                         "tr", "th", "td", "svg", "rect", "script"})
+        self.assertLess(set(page.tags), {"html", "head", "meta", "title", "style", "body", "h1", "h2", "p", "br",
+                                         "table", "tr", "th", "td", "svg", "rect", "script"})
         self.assertNotIn("script", page.tags)
         self.assertEqual({name for name, _ in page.attributes} & {"src", "href", "onload", "onclick", "style"}, set())
         self.assertNotRegex(text, "url\\(|@import")
