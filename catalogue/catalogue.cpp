@@ -217,6 +217,12 @@ std::optional<CatalogueRun::KnownFile> CatalogueRun::movedByDigest(const FileRec
     return std::nullopt;
 }
 
+CheckDepth CatalogueRun::depthOf(const KnownFile &file) const
+{
+    return {std::max(m_settings.level, levelOf(file.level)),
+            m_settings.digest != DigestKind::None ? m_settings.digest : digestKindFromText(file.digestKind)};
+}
+
 bool CatalogueRun::isToBeChecked(const KnownFile &file, const FileStamp &stamp) const
 {
     if (!file.isChecked || file.status == QLatin1String("unreadable") || !file.stamp.isLike(stamp)
@@ -228,20 +234,21 @@ bool CatalogueRun::isToBeChecked(const KnownFile &file, const FileStamp &stamp) 
     return m_settings.recheckAge && (m_now - file.lastChecked >= *m_settings.recheckAge || file.lastChecked > m_now);
 }
 
-bool CatalogueRun::noteFound(const QByteArray &path)
+std::optional<CheckDepth> CatalogueRun::noteFound(const QByteArray &path)
 {
+    const CheckDepth ofNew = {m_settings.level, m_settings.digest};
     int error = 0;
     const std::optional<FileStamp> stamp = stampOf(path, &error);
     std::optional<KnownFile> file = known(path);
     if (file && file->seenRun == m_run)
-        return false; // named twice
+        return std::nullopt; // named twice
     begin();
     if (!stamp && (error == ENOENT || error == ENOTDIR)) {
         if (!file)
-            return true; // whoever opens it says that nothing is there
+            return ofNew; // whoever opens it says that nothing is there
         m_statements->setMissing.run(m_run, file->id);
         countNote();
-        return false;
+        return std::nullopt;
     }
     ++m_found;
     if (!stamp) {
@@ -250,7 +257,7 @@ bool CatalogueRun::noteFound(const QByteArray &path)
         else
             m_statements->insertFile.run(path, nothing, nothing, nothing, nothing, m_now, m_now, m_run);
         countNote();
-        return true;
+        return file ? depthOf(*file) : ofNew;
     }
     if (file) {
         m_statements->setSeen.run(m_now, m_run, file->id);
@@ -260,7 +267,9 @@ bool CatalogueRun::noteFound(const QByteArray &path)
         m_statements->insertFile.run(path, stamp->size, stamp->mtime, stamp->device, stamp->inode, m_now, m_now, m_run);
     }
     countNote();
-    return !file || isToBeChecked(*file, *stamp);
+    if (!file)
+        return ofNew;
+    return isToBeChecked(*file, *stamp) ? std::optional<CheckDepth>(depthOf(*file)) : std::nullopt;
 }
 
 bool CatalogueRun::isKnown(Database &database, const FileRecord &record)
@@ -321,14 +330,17 @@ void CatalogueRun::store(const FileRecord &record)
             file = moved;
         }
     }
+    // The digest of a file that seems unchanged stays to compare with where a check on another machine made none.
+    const bool keepsDigest = record.digest.isNull() && file->isChecked && file->stamp.isLike(record.stamp);
     const QString change = changeOf(*file, record);
     if (!change.isNull())
         m_statements->setChange.run(change, m_run, file->id);
     m_statements->setChecked.run(record.stamp.size, record.stamp.mtime, record.stamp.device, record.stamp.inode,
-                                 record.digestKind, record.digest, record.checked, m_run, record.program, record.rules,
-                                 levelText(record.level), record.status, record.trouble, verdictText(record.verdict),
-                                 record.container, textOrNull(record.writer), record.counts.error,
-                                 record.counts.warning, record.counts.note, file->id);
+                                 keepsDigest ? file->digestKind : record.digestKind,
+                                 keepsDigest ? file->digest : record.digest, record.checked, m_run, record.program,
+                                 record.rules, levelText(record.level), record.status, record.trouble,
+                                 verdictText(record.verdict), record.container, textOrNull(record.writer),
+                                 record.counts.error, record.counts.warning, record.counts.note, file->id);
     storeStreams(file->id, record);
     storeFindings(file->id, record);
     ++m_checked;

@@ -15,6 +15,8 @@
 
 namespace quenlofar {
 
+class RuleCatalogue;
+
 /// How a run checks files.
 struct RunSettings
 {
@@ -26,8 +28,14 @@ struct RunSettings
 };
 
 /// A name for the rules of all plug-ins: it changes with the version of a plug-in that has rules, and with a rule.
-class RuleCatalogue;
 QString rulesVersion(const RuleCatalogue &rules, const QStringList &plugins);
+
+/// How a file has to be checked.
+struct CheckDepth
+{
+    Level level = Level::Default;
+    DigestKind digest = DigestKind::None;
+};
 
 /// What is new since the last run that was finished.
 struct CatalogueNews
@@ -54,10 +62,12 @@ public:
     CatalogueRun &operator=(const CatalogueRun &) = delete;
     ~CatalogueRun();
 
-    /// Notes that the file `path` (see AbsolutePaths) was found; true where it has to be looked at: it is new, was
-    /// changed, was checked by other rules, less deeply or without the digest, its check is too old, or it could not be
-    /// read. One that is gone is noted as missing. Answers true once for each file.
-    bool noteFound(const QByteArray &path);
+    /// Notes that the file `path` (see AbsolutePaths) was found; the answer is not empty where it has to be looked at:
+    /// it is new, was changed, was checked by other rules, less deeply or without the digest, its check is too old, or
+    /// it could not be read. What was checked deeply, or has a digest, is to be checked so again, whatever the settings
+    /// are: otherwise what is known of it would be lost. A file that is gone is noted as missing. Each file is answered
+    /// once.
+    std::optional<CheckDepth> noteFound(const QByteArray &path);
     /// Whether `database` has this check of the file already, or a later one.
     static bool isKnown(Database &database, const FileRecord &record);
     /// Notes a file that another machine has found, and what its check has found there.
@@ -82,6 +92,7 @@ private:
     std::optional<KnownFile> known(const QByteArray &path);
     std::optional<KnownFile> movedByInode(const FileStamp &stamp);
     std::optional<KnownFile> movedByDigest(const FileRecord &record, qint64 newId);
+    CheckDepth depthOf(const KnownFile &file) const;
     bool isToBeChecked(const KnownFile &file, const FileStamp &stamp) const;
     QString changeOf(const KnownFile &file, const FileRecord &record) const;
     void storeStreams(qint64 file, const FileRecord &record);

@@ -133,11 +133,14 @@ void Database::Closer::operator()(sqlite3 *database) const
 
 Database::Database(const QString &path, Access access) : m_path(path)
 {
-    const int flags = access == Access::Read ? SQLITE_OPEN_READONLY
-        : access == Access::Write            ? SQLITE_OPEN_READWRITE
-                                             : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+    QByteArray name = nameOf(path);
+    int flags = access == Access::Create ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE : SQLITE_OPEN_READONLY;
+    if (access == Access::ReadAlone) {
+        name = "file:" + name.toPercentEncoding("/") + "?immutable=1";
+        flags |= SQLITE_OPEN_URI;
+    }
     sqlite3 *opened = nullptr;
-    const int result = sqlite3_open_v2(nameOf(path).constData(), &opened, flags, nullptr);
+    const int result = sqlite3_open_v2(name.constData(), &opened, flags, nullptr);
     m_database.reset(opened);
     if (result != SQLITE_OK)
         fail(opened, path);

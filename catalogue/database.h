@@ -73,7 +73,11 @@ private:
 class Database
 {
 public:
-    enum class Access { Read, Write, Create };
+    enum class Access {
+        Read,
+        ReadAlone, ///< nobody writes meanwhile; no file beside the database is read or made
+        Create, ///< reads and writes, makes a database where there is none
+    };
 
     /// Opens the file `path` (see pathFromBytes). Another program that writes is waited for, half a minute.
     Database(const QString &path, Access access);

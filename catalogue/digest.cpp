@@ -119,6 +119,15 @@ QString digestKindText(DigestKind kind)
                                     : QStringLiteral("sha256");
 }
 
+DigestKind digestKindFromText(const QString &text)
+{
+    for (const DigestKind kind : {DigestKind::Fast, DigestKind::Sha256}) {
+        if (text == digestKindText(kind))
+            return kind;
+    }
+    return DigestKind::None;
+}
+
 QString fileDigest(const QString &path, DigestKind kind, const std::atomic<bool> &cancel, WalkProgress *progress,
                    QString *error)
 {

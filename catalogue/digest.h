@@ -17,6 +17,8 @@ enum class DigestKind {
 
 /// "none", "fast" or "sha256".
 QString digestKindText(DigestKind kind);
+/// The kind whose text is `text`; None where there is none.
+DigestKind digestKindFromText(const QString &text);
 
 /**
  * The digest of all bytes of the file `path` (see pathFromBytes), in lower-case hexadecimal. Null, and `*error` says

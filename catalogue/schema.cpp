@@ -161,6 +161,30 @@ bool isDatabaseFile(const QString &path)
     return true;
 }
 
+bool exists(const QByteArray &name)
+{
+    return ::access(name.constData(), F_OK) == 0;
+}
+
+/// SQLite makes files beside a database, also to read it. Where it cannot, all that is known stands in the database
+/// itself, unless the log of a run is left beside it.
+std::unique_ptr<Database> openToRead(const QString &path)
+{
+    const QByteArray name = pathToBytes(path);
+    const QByteArray directory = name.left(name.lastIndexOf('/') + 1) + '.';
+    if (::faccessat(AT_FDCWD, directory.constData(), W_OK, AT_EACCESS) == 0)
+        return std::make_unique<Database>(path, Database::Access::Read);
+    if (!exists(name + "-wal"))
+        return std::make_unique<Database>(path, Database::Access::ReadAlone);
+    if (!exists(name + "-shm")) {
+        fail(
+            path,
+            QStringLiteral("a run on it was killed, and its log cannot be read where nothing can be written; copy both "
+                           "files, or let a run come to its end"));
+    }
+    return std::make_unique<Database>(path, Database::Access::Read); // a run is at work, or was killed just now
+}
+
 CatalogueState stateOf(Database &database, const QString &path)
 {
     const qint64 application = database.number("PRAGMA application_id");
@@ -169,7 +193,11 @@ CatalogueState stateOf(Database &database, const QString &path)
         return CatalogueState::None; // made, and not come further
     if (application != catalogueApplicationId)
         fail(path, QStringLiteral("a database of another program; nothing in it was changed"));
-    if (version < 1 || version > catalogueSchemaVersion) {
+    if (version < 1) {
+        fail(path,
+             QStringLiteral("a catalogue of schema %1, which there never was; nothing in it was changed").arg(version));
+    }
+    if (version > catalogueSchemaVersion) {
         fail(path,
              QStringLiteral("a catalogue of schema %1, made by a newer version of this program, which knows schemas up "
                             "to %2; nothing in it was changed")
@@ -185,15 +213,14 @@ CatalogueState catalogueState(const QString &path)
 {
     if (!isDatabaseFile(path))
         return CatalogueState::None;
-    Database database(path, Database::Access::Read);
-    return stateOf(database, path);
+    return stateOf(*openToRead(path), path);
 }
 
 std::unique_ptr<Database> openCatalogueToRead(const QString &path)
 {
     if (catalogueState(path) == CatalogueState::None)
         fail(path, QStringLiteral("there is no catalogue"));
-    return std::make_unique<Database>(path, Database::Access::Read);
+    return openToRead(path);
 }
 
 std::unique_ptr<Database> openCatalogueToWrite(const QString &path)
@@ -205,17 +232,23 @@ std::unique_ptr<Database> openCatalogueToWrite(const QString &path)
     // Readers do not wait for the writer, and a commit costs no wait for the disk; what is killed leaves a whole
     // database.
     database->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON");
-    Transaction transaction(*database);
-    const qint64 version =
-        stateOf(*database, path) == CatalogueState::None ? 0 : database->number("PRAGMA user_version");
-    for (qint64 step = version; step < catalogueSchemaVersion; ++step)
-        database->execute(steps[step]);
-    if (version < catalogueSchemaVersion) {
-        database->execute(QByteArray("PRAGMA application_id = ") + QByteArray::number(catalogueApplicationId));
-        database->execute(QByteArray("PRAGMA user_version = ") + QByteArray::number(catalogueSchemaVersion));
+    stateOf(*database, path);
+    migrate(*database, std::vector<QByteArray>(std::begin(steps), std::end(steps)));
+    return database;
+}
+
+void migrate(Database &database, const std::vector<QByteArray> &steps)
+{
+    Transaction transaction(database);
+    const qint64 present = database.number("PRAGMA user_version");
+    const auto last = qint64(steps.size());
+    for (qint64 step = present; step < last; ++step)
+        database.execute(steps[size_t(step)]);
+    if (present < last) {
+        database.execute(QByteArray("PRAGMA application_id = ") + QByteArray::number(catalogueApplicationId));
+        database.execute(QByteArray("PRAGMA user_version = ") + QByteArray::number(last));
     }
     transaction.commit();
-    return database;
 }
 
 } // namespace quenlofar

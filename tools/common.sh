@@ -4,7 +4,8 @@
 
 packages_to_build=(build-essential cmake ninja-build qt6-base-dev libcli11-dev libsqlite3-dev libssl-dev
     libxxhash-dev)
-packages_to_test=(python3 python3-jsonschema sqlite3 pkg-config man-db mandoc appstream desktop-file-utils zsh fish jq rapidjson-dev)
+packages_to_test=(python3 python3-jsonschema sqlite3 pkg-config man-db mandoc appstream desktop-file-utils zsh fish jq
+    parallel rapidjson-dev systemd)
 packages_to_lint=(clang clang-tidy clang-format libclang-rt-dev)
 packages_for_docs=(doxygen)
 packages_to_package=(chrpath debhelper doxygen dpkg-dev qt6-svg-dev lintian python3)

@@ -18,6 +18,7 @@
 #include "schema.h"
 
 #include <QFile>
+#include <QHash>
 
 #include <fcntl.h>
 
@@ -33,6 +34,7 @@ namespace quenlofar {
 namespace {
 
 constexpr qint64 nanosecondsInSecond = 1000000000;
+constexpr qint64 mostBytesOfLine = qint64(1) << 28; // of a part that is imported
 
 ReportFormat reportFormat(CatalogueChoice::Report report)
 {
@@ -76,6 +78,7 @@ private:
     std::unique_ptr<Database> m_database;
     std::optional<CatalogueRun> m_run;
     std::optional<RecordWriter> m_writer;
+    QHash<QString, CheckDepth> m_otherDepths; // of files that are not checked as the options say
     bool m_hasWaited = false;
     bool m_hasChosen = false; // all files that were found are known
     int m_exitStatus = ExitClean;
@@ -160,11 +163,17 @@ bool CatalogueCommand::importAll()
             printMessage(QStringLiteral("--import %1: %2").arg(part, errnoText(errno)));
             return false;
         }
-        for (quint64 number = 1; !file.atEnd(); ++number) {
+        for (quint64 number = 1;; ++number) {
             if (InterruptWatch::wasInterrupted())
                 return false;
-            const QByteArray line = file.readLine();
+            const QByteArray line = file.readLine(mostBytesOfLine);
+            if (line.isEmpty() && file.error() == QFileDevice::NoError)
+                break; // a pipe is at its end only then
             QString error;
+            if (line.isEmpty()) {
+                printMessage(QStringLiteral("--import %1: %2").arg(part, file.errorString()));
+                return false;
+            }
             const std::optional<FileRecord> record = parseFileFacts(line, &error);
             if (!record) {
                 printMessage(QStringLiteral("--import %1: line %2: %3").arg(part).arg(number).arg(error));
@@ -191,8 +200,13 @@ void CatalogueCommand::choose(QVector<QString> *files)
     for (const QString &file : std::as_const(*files)) {
         const QByteArray path = paths.of(pathToBytes(file));
         // Whoever closes the database gives up SQLite's locks of it.
-        if (path != catalogue && m_run->noteFound(path))
+        if (path == catalogue)
+            continue;
+        if (const std::optional<CheckDepth> depth = m_run->noteFound(path)) {
             chosen.append(pathFromBytes(path));
+            if (depth->level != m_settings.level || depth->digest != m_settings.digest)
+                m_otherDepths.insert(chosen.last(), *depth);
+        }
         if (InterruptWatch::wasInterrupted())
             break;
     }
@@ -207,15 +221,16 @@ FileReport CatalogueCommand::checkOne(const FileTask &task)
     FileReport report;
     int error = 0;
     const std::optional<FileStamp> stamp = stampOf(pathToBytes(task.file), &error);
+    const CheckDepth depth = m_otherDepths.value(task.file, {m_settings.level, m_settings.digest});
     FileCheck check;
     {
         FileAnalysis analysis(m_options.limits, &InterruptWatch::flag(), task.progress);
-        analysis.read(task.file, task.parsers, m_choice.level);
+        analysis.read(task.file, task.parsers, depth.level);
         CheckSettings settings;
-        settings.level = m_choice.level;
+        settings.level = depth.level;
         check = judge(analysis, settings);
     }
-    FileRecord record = recordMaker(task, m_choice.digest).make(task.file, stamp, std::move(check));
+    FileRecord record = recordMaker(task, depth.digest).make(task.file, stamp, std::move(check));
     if (InterruptWatch::flag())
         return report; // what was found of it is not all
     record.program = m_settings.program;

@@ -169,7 +169,7 @@ FileReport CheckCommand::checkOne(const FileTask &task) const
     CheckStyle style;
     if (m_options.check.fileFacts) {
         const QString path = pathFromBytes(AbsolutePaths().of(pathToBytes(task.file)));
-        FileRecord record = recordMaker(task, m_options.check.digest).make(path, stamp, check);
+        FileRecord record = recordMaker(task, digestKindOf(m_options.check.digest)).make(path, stamp, check);
         record.program = programVersion();
         record.rules = m_rulesVersion;
         style.facts = [record](JsonPrinter &json) { printFileFacts(json, record); };

@@ -27,9 +27,9 @@ QString loadedRules(const PluginLoader &plugins)
     return rulesVersion(RuleCatalogue(plugins.parsersFor({})), names);
 }
 
-RecordMaker recordMaker(const FileTask &task, DigestChoice digest)
+RecordMaker recordMaker(const FileTask &task, DigestKind digest)
 {
-    return {task.parsers, task.run, digestKindOf(digest), InterruptWatch::flag(), task.progress};
+    return {task.parsers, task.run, digest, InterruptWatch::flag(), task.progress};
 }
 
 } // namespace quenlofar

@@ -20,6 +20,6 @@ QString programVersion();
 /// The rules of the plug-ins that are loaded, see rulesVersion.
 QString loadedRules(const PluginLoader &plugins);
 /// Makes the record of the file of `task`, which outlives it; a signal ends that.
-RecordMaker recordMaker(const FileTask &task, DigestChoice digest);
+RecordMaker recordMaker(const FileTask &task, DigestKind digest);
 
 } // namespace quenlofar

@@ -2,16 +2,14 @@
 
 import hashlib
 import os
-import pathlib
 import re
 import shutil
-import signal
 import sqlite3
 import subprocess
 import time
 import unittest
 
-from support import DOCS, PROGRAM, SANITIZED, Case, default_interrupt, environment, film, run
+from support import DOCS, Case, film, run
 
 NOBODY = 65534
 
@@ -189,7 +187,10 @@ class Schema(Catalogue):
                 ("foreign", "another program", lambda: self.make("CREATE TABLE file (path)")),
                 ("foreign mark", "another program", lambda: self.make("PRAGMA application_id = 7")),
                 ("newer", "newer version", lambda: self.make("PRAGMA application_id = 1366058610; "
-                                                             "PRAGMA user_version = 2; CREATE TABLE run (id)"))]
+                                                             "PRAGMA user_version = 2; CREATE TABLE run (id)")),
+                *((f"version {version}", "there never was",
+                   lambda version=version: self.make("PRAGMA application_id = 1366058610; CREATE TABLE run (id); "
+                                                     f"PRAGMA user_version = {version}")) for version in (0, -1))]
         for name, message, make in rows:
             with self.subTest(name):
                 if self.database.exists():
@@ -231,6 +232,39 @@ class Schema(Catalogue):
         self.assertEnds(self.catalogue(**drop), 2, "cannot be written")
         self.assertEqual(self.shell("SELECT * FROM run"), before)
 
+    @unittest.skipUnless(os.geteuid() == 0, "files that root made and others may not write")
+    def test_reports_where_nothing_can_be_written(self):
+        path = self.film("a.avi", film(3))
+        self.directory.chmod(0o755)
+        self.archive.chmod(0o755)
+        drop = {"user": NOBODY, "group": NOBODY, "extra_groups": []}
+        self.database = self.directory / "50% of #1?.sqlite"
+        self.catalogue()
+        expected = self.catalogue("--report", "text", archive=False).stdout
+        self.assertIn(os.fsencode(path), expected)
+        names = {entry.name for entry in self.directory.iterdir()}
+        result = self.catalogue("--report", "text", archive=False, **drop)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, expected, b""))
+        self.assertEqual({entry.name for entry in self.directory.iterdir()}, names)
+        # As it is while another program has it open: what was written last is in the log.
+        connection = sqlite3.connect(self.database)
+        connection.execute("UPDATE finding SET message = 'in the log'")
+        connection.commit()
+        for end in "-wal", "-shm":
+            (self.directory / (self.database.name + end)).chmod(0o644)
+        try:
+            result = self.catalogue("--report", "text", archive=False, **drop)
+            self.assertEqual((result.returncode, result.stderr), (0, b""))
+            self.assertIn(b"in the log", result.stdout)
+            copy = self.directory / "copy.sqlite"
+            for end in "", "-wal":
+                shutil.copy(f"{self.database}{end}", f"{copy}{end}")
+        finally:
+            connection.close()
+        self.database = copy
+        self.assertEnds(self.catalogue("--report", "text", archive=False, **drop), 2, "a run on it was killed")
+        self.assertIn(b"in the log", self.catalogue("--report", "text", archive=False).stdout)
+
     def test_the_report_does_not_replace_the_catalogue(self):
         self.film("a.avi")
         self.catalogue()
@@ -266,6 +300,49 @@ class SecondRun(Catalogue):
             with self.subTest(options=options):
                 self.assertEnds(self.catalogue(*options), 0)
                 self.assertEqual(self.checked(), count)
+
+    def test_what_is_known_is_not_lost(self):
+        path = self.film("a.avi")
+        self.catalogue("--level", "deep", "--digest", "sha256")
+        known = self.rows("SELECT level, digest_kind, digest FROM file")
+        self.assertEqual(known, [("deep", "sha256", hashlib.sha256(path.read_bytes()).hexdigest())])
+        self.film("b.avi")
+        self.assertEnds(self.catalogue("--level", "quick", "--recheck", "0d"), 0)
+        self.assertEqual(self.rows("SELECT level, digest_kind, digest FROM file ORDER BY path"),
+                         [*known, ("quick", None, None)])
+        path.write_bytes(film(2)) # other bytes are looked at as deeply
+        self.assertEqual(self.catalogue("--level", "quick").returncode, 1)
+        self.assertEqual(self.rows("SELECT level, digest FROM file ORDER BY path LIMIT 1"),
+                         [("deep", hashlib.sha256(path.read_bytes()).hexdigest())])
+
+    def test_the_clock_is_set_back(self):
+        kept, damaged = self.film("kept.avi"), self.film("damaged.avi")
+        gone, moved = self.film("gone.avi"), self.film("moved.avi", film(0))
+        self.catalogue("--digest", "sha256")
+        year = 365 * 86400 * 10**9
+        connection = sqlite3.connect(self.database) # as if the first run had been next year
+        connection.execute(f"UPDATE run SET started = started + {year}, finished = finished + {year}")
+        connection.execute(f"UPDATE file SET first_seen = first_seen + {year}, last_seen = last_seen + {year}, "
+                           f"last_checked = last_checked + {year}")
+        connection.commit()
+        connection.close()
+        damaged.write_bytes(film(3))
+        gone.unlink()
+        moved.rename(self.archive / "there.avi")
+        before = time.time_ns()
+        result = self.catalogue("--digest", "sha256")
+        self.assertEqual((result.returncode, result.stderr), (1, b""))
+        lines = result.stdout.decode().splitlines()
+        self.assertEqual({line for line in lines if str(damaged) not in line}, {f"missing: {gone}"})
+        self.assertEqual((self.checked(), self.names("new_findings")[:1], self.names("missing"), self.names("moved"),
+                          self.names("changed")),
+                         (1, ["damaged.avi"], ["gone.avi"], ["there.avi"], ["damaged.avi"]))
+        (started, finished, since), = self.rows("SELECT started, finished, since FROM run WHERE id = 2")
+        self.assertTrue(before <= started <= finished <= time.time_ns())
+        self.assertEqual(since, 1)
+        self.assertEnds(self.catalogue("--digest", "sha256"), 0)
+        self.assertEqual(self.checked(), 0)
+        self.assertTrue(kept.exists())
 
     def test_recheck_by_age(self):
         self.film("old.avi")
@@ -390,155 +467,6 @@ class SecondRun(Catalogue):
         shutil.copy2(path, self.archive / "copy.avi")
         self.assertEnds(self.catalogue("--digest", "sha256"), 0)
         self.assertEqual((self.names("moved"), self.names("file")), ([], ["a.avi", "copy.avi"]))
-
-
-class Interruptions(Catalogue):
-    FILES = 60 if SANITIZED else 300
-
-    def contents(self):
-        """What the database says of files, without numbers of runs and times of looking."""
-        return (self.rows("SELECT path, size, mtime, inode, digest, status, verdict, container, writer, errors, "
-                          "warnings, notes, change, missing_run FROM file ORDER BY path"),
-                self.rows("SELECT path, stream.* FROM stream JOIN file ON file.id = file ORDER BY path, number"),
-                self.rows("SELECT path, number, rule, severity, stream, count, offset, message FROM finding "
-                          "JOIN file ON file.id = file ORDER BY path, number"),
-                self.rows("SELECT path, rule FROM new_findings"))
-
-    def without_ids(self):
-        files, streams, findings, new = self.contents()
-        return files, [(row[0], *row[2:]) for row in streams], findings, new
-
-    def make_films(self):
-        for number in range(self.FILES):
-            self.film(f"{number % 7}/{number}.avi", film(number % 5) if number % 3 else None)
-
-    def start(self, *options):
-        return subprocess.Popen([PROGRAM, "catalogue", "--database", self.database, "-r", self.archive, *options],
-                                env=environment(), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                stderr=subprocess.PIPE, preexec_fn=default_interrupt)
-
-    def test_killed_again_and_again(self):
-        self.make_films()
-        options = ["--digest", "sha256", "-j", "2"]
-        expected_run = self.catalogue(*options)
-        expected = self.without_ids()
-        for file in self.directory.glob("archive.sqlite*"):
-            file.unlink()
-        for milliseconds in range(2, 80, 6):
-            child = self.start(*options)
-            time.sleep(milliseconds / 1000)
-            child.kill()
-            child.communicate()
-            if self.database.exists() and self.database.stat().st_size > 0:
-                self.assertWhole()
-        result = self.catalogue(*options)
-        self.assertEqual((result.returncode, result.stdout), (expected_run.returncode, expected_run.stdout))
-        self.assertEqual(self.without_ids(), expected)
-        self.assertWhole()
-
-    def test_a_signal_keeps_what_was_found(self):
-        self.film("a.avi")
-        path = self.endless("archive/z.avi")
-        child = self.start()
-        deadline = time.monotonic() + 60
-        while time.monotonic() < deadline:
-            time.sleep(0.2)
-            if self.database.exists() and self.database.stat().st_size > 0:
-                try:
-                    if self.rows("SELECT count(*) FROM file WHERE checked_run IS NOT NULL") == [(1,)]:
-                        break
-                except sqlite3.OperationalError:
-                    pass # the tables are not there yet
-        child.send_signal(signal.SIGTERM)
-        child.communicate(timeout=60)
-        self.assertEqual(child.returncode, 143)
-        self.assertEqual(self.rows("SELECT finished FROM run"), [(None,)])
-        self.assertEqual(self.names("not_checked"), ["z.avi"])
-        os.unlink(path)
-        self.assertEqual(self.catalogue().returncode, 1)
-        self.assertEqual(self.rows("SELECT since, found, checked FROM run WHERE id = 2"), [(0, 1, 0)])
-
-    def test_what_a_killed_run_found_is_new_for_the_next(self):
-        self.film("damaged.avi", film(3))
-        self.catalogue()
-        connection = sqlite3.connect(self.database)
-        connection.execute("UPDATE run SET finished = NULL")
-        connection.commit()
-        connection.close()
-        self.assertEqual(self.catalogue().returncode, 1)
-        self.assertEqual(self.catalogue().returncode, 0)
-
-    def test_two_at_once(self):
-        self.make_films()
-        first, second = self.start("-j", "2"), self.start("-j", "2")
-        outputs = [child.communicate(timeout=120) for child in (first, second)]
-        messages = b"".join(errors for _, errors in outputs)
-        self.assertIn(messages.count(b"another run is at work"), (0, 1)) # 0: one was ready before the other began
-        self.assertEqual(sorted(child.returncode for child in (first, second)), [0, 1])
-        self.assertEqual(self.rows("SELECT found, checked FROM run ORDER BY checked"),
-                         [(self.FILES, 0), (self.FILES, self.FILES)])
-        self.assertWhole()
-
-    def test_waiting_ends_with_a_signal(self):
-        import fcntl
-        self.film("a.avi")
-        self.catalogue()
-        with open(self.directory / "archive.sqlite.lock", "rb") as lock:
-            fcntl.flock(lock, fcntl.LOCK_EX)
-            child = self.start()
-            self.assertIn(b"another run is at work", child.stderr.readline())
-            child.send_signal(signal.SIGTERM)
-            child.communicate(timeout=60)
-            self.assertEqual(child.returncode, 143)
-        self.assertEqual(self.rows("SELECT count(*) FROM run"), [(1,)])
-
-    @unittest.skipUnless(os.geteuid() == 0 and shutil.which("unshare"), "a small file system needs rights")
-    def test_full_disk(self):
-        self.make_films()
-        small = self.directory / "small"
-        small.mkdir()
-        script = ('mount -t tmpfs -o size=128k tmpfs "$1" && "$2" catalogue --database "$1/db" -r "$3"; '
-                  'status=$?; sqlite3 "$1/db" "PRAGMA integrity_check" && exit $status')
-        result = subprocess.run(["unshare", "-m", "sh", "-c", script, "sh", small, PROGRAM, self.archive],
-                                env=environment(), capture_output=True, timeout=120)
-        if b"mount:" in result.stderr or b"unshare:" in result.stderr:
-            self.skipTest("no small file system can be made here")
-        self.assertEqual((result.returncode, result.stdout), (2, b"ok\n"), result.stderr)
-        self.assertRegex(result.stderr, b"full|disk I/O")
-
-
-class Timer(Catalogue):
-    UNITS = DOCS.parent / "packaging" / "systemd"
-
-    @unittest.skipUnless(shutil.which("systemd-analyze"), "systemd-analyze is not installed")
-    def test_units(self):
-        for name in ("quenlofar-catalogue.service", "quenlofar-catalogue.timer"):
-            text = (self.UNITS / name).read_text().replace("/usr/bin/quenlofar ", f"{PROGRAM} ")
-            (self.directory / name).write_text(text)
-        (self.directory / "quenlofar-catalogue.service").chmod(0o644)
-        result = subprocess.run(["systemd-analyze", "verify", "--man=no", "--recursive-errors=no",
-                                 self.directory / "quenlofar-catalogue.service",
-                                 self.directory / "quenlofar-catalogue.timer"], capture_output=True, timeout=120)
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, b"", b""))
-
-    def test_the_command_of_the_unit(self):
-        self.film("a.avi")
-        text = (self.UNITS / "quenlofar-catalogue.service").read_text().replace("\\\n", " ")
-        words = re.search("^ExecStart=/usr/bin/quenlofar (.*)$", text, re.MULTILINE).group(1).split()
-        names = {"/srv/archive": self.archive, "/var/lib/quenlofar/archive.sqlite": self.database}
-        words = [names.get(word, word) for word in words]
-        self.assertEqual(sum(isinstance(word, pathlib.Path) for word in words), 2)
-        result = run(*words)
-        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, b"", b"")) # nothing new, nothing said
-        self.film("b.avi", film(3))
-        result = run(*words)
-        self.assertEqual((result.returncode, result.stderr), (1, b""))
-        self.assertIn(b"damaged: ", result.stdout)
-        (self.archive / "b.avi").unlink()
-        self.assertEqual(run(*words).returncode, 1)
-        self.assertEqual(run(*words).returncode, 0)
-        self.database.write_bytes(b"something else")
-        self.assertEqual(run(*words).returncode, 2)
 
 
 if __name__ == "__main__":

@@ -3,11 +3,12 @@
 import json
 import os
 import sqlite3
+import subprocess
 import unittest
 
 import jsonschema
 import test_catalogue
-from support import DOCS, film, run
+from support import DOCS, PROGRAM, environment, film, run
 
 
 class Import(test_catalogue.Catalogue):
@@ -112,6 +113,32 @@ class Import(test_catalogue.Catalogue):
         self.assertLess(self.catalogue("--import", part, archive=False).returncode, 2)
         self.assertWhole()
         self.assertEqual(self.catalogue("--import", self.directory / "none", archive=False).returncode, 2)
+
+    def test_from_a_pipe(self):
+        part = self.part("part.jsonl", self.paths)
+        self.take(part, status=1)
+        expected = self.contents()
+        self.database.unlink()
+        script = 'cat "$1" | { sleep 0.2; cat; sleep 0.2; } | "$2" catalogue --database "$3" --import /dev/stdin'
+        result = subprocess.run(["sh", "-c", script, "sh", part, PROGRAM, self.database], env=environment(),
+                                capture_output=True, timeout=120)
+        self.assertEqual((result.returncode, result.stderr), (1, b""))
+        self.assertEqual(self.contents(), expected)
+
+    def test_parts_that_cannot_be_read(self):
+        self.assertEnds(self.catalogue("--import", self.archive, archive=False), 2, "Is a directory")
+        self.assertEnds(self.catalogue("--import", self.directory / "none", archive=False), 2, "No such file")
+
+    def test_a_digest_stays_where_a_part_has_none(self):
+        self.take(self.part("part.jsonl", self.paths), status=1)
+        before = self.rows("SELECT path, digest_kind, digest FROM file ORDER BY path")
+        self.film("0/0.avi", film(5))
+        part = self.directory / "without.jsonl"
+        run("check", "--format", "json", "--file-facts", "-o", part, *(os.fsdecode(path) for path in self.paths))
+        self.assertEqual(self.catalogue("--import", part, archive=False).returncode, 1)
+        after = self.rows("SELECT path, digest_kind, digest FROM file ORDER BY path")
+        changed = os.fsencode(self.archive / "0" / "0.avi")
+        self.assertEqual(after, [(changed, None, None) if row[0] == changed else row for row in before])
 
     def test_facts_are_of_whole_judgements(self):
         path = self.paths[0]

@@ -1,0 +1,167 @@
+"""Runs of `catalogue` that are interrupted, meet one another or a full disk, or are started by a timer."""
+
+import os
+import pathlib
+import re
+import shutil
+import signal
+import sqlite3
+import subprocess
+import time
+import unittest
+
+import test_catalogue
+from support import DOCS, PROGRAM, SANITIZED, default_interrupt, environment, film, run
+
+
+class Interruptions(test_catalogue.Catalogue):
+    FILES = 60 if SANITIZED else 300
+
+    def contents(self):
+        """What the database says of files, without numbers of runs and times of looking."""
+        return (self.rows("SELECT path, size, mtime, inode, digest, status, verdict, container, writer, errors, "
+                          "warnings, notes, change, missing_run FROM file ORDER BY path"),
+                self.rows("SELECT path, stream.* FROM stream JOIN file ON file.id = file ORDER BY path, number"),
+                self.rows("SELECT path, number, rule, severity, stream, count, offset, message FROM finding "
+                          "JOIN file ON file.id = file ORDER BY path, number"),
+                self.rows("SELECT path, rule FROM new_findings"))
+
+    def without_ids(self):
+        files, streams, findings, new = self.contents()
+        return files, [(row[0], *row[2:]) for row in streams], findings, new
+
+    def make_films(self):
+        for number in range(self.FILES):
+            self.film(f"{number % 7}/{number}.avi", film(number % 5) if number % 3 else None)
+
+    def start(self, *options):
+        return subprocess.Popen([PROGRAM, "catalogue", "--database", self.database, "-r", self.archive, *options],
+                                env=environment(), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, preexec_fn=default_interrupt)
+
+    def test_killed_again_and_again(self):
+        self.make_films()
+        options = ["--digest", "sha256", "-j", "2"]
+        expected_run = self.catalogue(*options)
+        expected = self.without_ids()
+        for file in self.directory.glob("archive.sqlite*"):
+            file.unlink()
+        for milliseconds in range(2, 80, 6):
+            child = self.start(*options)
+            time.sleep(milliseconds / 1000)
+            child.kill()
+            child.communicate()
+            if self.database.exists() and self.database.stat().st_size > 0:
+                self.assertWhole()
+        result = self.catalogue(*options)
+        self.assertEqual((result.returncode, result.stdout), (expected_run.returncode, expected_run.stdout))
+        self.assertEqual(self.without_ids(), expected)
+        self.assertWhole()
+
+    def test_a_signal_keeps_what_was_found(self):
+        self.film("a.avi")
+        path = self.endless("archive/z.avi")
+        child = self.start()
+        deadline = time.monotonic() + 60
+        while time.monotonic() < deadline:
+            time.sleep(0.2)
+            if self.database.exists() and self.database.stat().st_size > 0:
+                try:
+                    if self.rows("SELECT count(*) FROM file WHERE checked_run IS NOT NULL") == [(1,)]:
+                        break
+                except sqlite3.OperationalError:
+                    pass # the tables are not there yet
+        child.send_signal(signal.SIGTERM)
+        child.communicate(timeout=60)
+        self.assertEqual(child.returncode, 143)
+        self.assertEqual(self.rows("SELECT finished FROM run"), [(None,)])
+        self.assertEqual(self.names("not_checked"), ["z.avi"])
+        os.unlink(path)
+        self.assertEqual(self.catalogue().returncode, 1)
+        self.assertEqual(self.rows("SELECT since, found, checked FROM run WHERE id = 2"), [(0, 1, 0)])
+
+    def test_what_a_killed_run_found_is_new_for_the_next(self):
+        self.film("damaged.avi", film(3))
+        self.catalogue()
+        connection = sqlite3.connect(self.database)
+        connection.execute("UPDATE run SET finished = NULL")
+        connection.commit()
+        connection.close()
+        self.assertEqual(self.catalogue().returncode, 1)
+        self.assertEqual(self.catalogue().returncode, 0)
+
+    def test_two_at_once(self):
+        self.make_films()
+        first, second = self.start("-j", "2"), self.start("-j", "2")
+        outputs = [child.communicate(timeout=120) for child in (first, second)]
+        messages = b"".join(errors for _, errors in outputs)
+        self.assertIn(messages.count(b"another run is at work"), (0, 1)) # 0: one was ready before the other began
+        self.assertEqual(sorted(child.returncode for child in (first, second)), [0, 1])
+        self.assertEqual(self.rows("SELECT found, checked FROM run ORDER BY checked"),
+                         [(self.FILES, 0), (self.FILES, self.FILES)])
+        self.assertWhole()
+
+    def test_waiting_ends_with_a_signal(self):
+        import fcntl
+        self.film("a.avi")
+        self.catalogue()
+        with open(self.directory / "archive.sqlite.lock", "rb") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            child = self.start()
+            self.assertIn(b"another run is at work", child.stderr.readline())
+            child.send_signal(signal.SIGTERM)
+            child.communicate(timeout=60)
+            self.assertEqual(child.returncode, 143)
+        self.assertEqual(self.rows("SELECT count(*) FROM run"), [(1,)])
+
+    @unittest.skipUnless(os.geteuid() == 0 and shutil.which("unshare"), "a small file system needs rights")
+    def test_full_disk(self):
+        self.make_films()
+        small = self.directory / "small"
+        small.mkdir()
+        script = ('mount -t tmpfs -o size=128k tmpfs "$1" && "$2" catalogue --database "$1/db" -r "$3"; '
+                  'status=$?; sqlite3 "$1/db" "PRAGMA integrity_check" && exit $status')
+        result = subprocess.run(["unshare", "-m", "sh", "-c", script, "sh", small, PROGRAM, self.archive],
+                                env=environment(), capture_output=True, timeout=120)
+        if b"mount:" in result.stderr or b"unshare:" in result.stderr:
+            self.skipTest("no small file system can be made here")
+        self.assertEqual((result.returncode, result.stdout), (2, b"ok\n"), result.stderr)
+        self.assertRegex(result.stderr, b"full|disk I/O")
+
+
+class Timer(test_catalogue.Catalogue):
+    UNITS = DOCS.parent / "packaging" / "systemd"
+
+    @unittest.skipUnless(shutil.which("systemd-analyze"), "systemd-analyze is not installed")
+    def test_units(self):
+        for name in ("quenlofar-catalogue.service", "quenlofar-catalogue.timer"):
+            text = (self.UNITS / name).read_text().replace("/usr/bin/quenlofar ", f"{PROGRAM} ")
+            (self.directory / name).write_text(text)
+        (self.directory / "quenlofar-catalogue.service").chmod(0o644)
+        result = subprocess.run(["systemd-analyze", "verify", "--man=no", "--recursive-errors=no",
+                                 self.directory / "quenlofar-catalogue.service",
+                                 self.directory / "quenlofar-catalogue.timer"], capture_output=True, timeout=120)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, b"", b""))
+
+    def test_the_command_of_the_unit(self):
+        self.film("a.avi")
+        text = (self.UNITS / "quenlofar-catalogue.service").read_text().replace("\\\n", " ")
+        words = re.search("^ExecStart=/usr/bin/quenlofar (.*)$", text, re.MULTILINE).group(1).split()
+        names = {"/srv/archive": self.archive, "/var/lib/quenlofar/archive.sqlite": self.database}
+        words = [names.get(word, word) for word in words]
+        self.assertEqual(sum(isinstance(word, pathlib.Path) for word in words), 2)
+        result = run(*words)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (0, b"", b"")) # nothing new, nothing said
+        self.film("b.avi", film(3))
+        result = run(*words)
+        self.assertEqual((result.returncode, result.stderr), (1, b""))
+        self.assertIn(b"damaged: ", result.stdout)
+        (self.archive / "b.avi").unlink()
+        self.assertEqual(run(*words).returncode, 1)
+        self.assertEqual(run(*words).returncode, 0)
+        self.database.write_bytes(b"something else")
+        self.assertEqual(run(*words).returncode, 2)
+
+
+if __name__ == "__main__":
+    unittest.main()
