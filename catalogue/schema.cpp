@@ -171,6 +171,9 @@ bool exists(const QByteArray &name)
 std::unique_ptr<Database> openToRead(const QString &path)
 {
     const QByteArray name = pathToBytes(path);
+    // A run was killed as it made the database: nothing is in it yet, and who only reads cannot tidy up.
+    if (exists(name + "-journal"))
+        return std::make_unique<Database>(path, Database::Access::ReadAlone);
     const QByteArray directory = name.left(name.lastIndexOf('/') + 1) + '.';
     if (::faccessat(AT_FDCWD, directory.constData(), W_OK, AT_EACCESS) == 0)
         return std::make_unique<Database>(path, Database::Access::Read);
