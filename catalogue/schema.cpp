@@ -16,7 +16,7 @@ namespace quenlofar {
 namespace {
 
 // Each step leads from the schema of its place to the next one; a step that was ever in use never changes.
-constexpr const char *steps[] = {
+constexpr const char *schemaSteps[] = {
     R"(
 CREATE TABLE run (
     id INTEGER PRIMARY KEY,
@@ -124,7 +124,7 @@ CREATE VIEW not_checked AS
     FROM file WHERE (checked_run IS NULL OR status = 'unreadable') AND missing_run IS NULL ORDER BY file.path;
 )",
 };
-static_assert(std::size(steps) == catalogueSchemaVersion, "the last step leads to the current schema");
+static_assert(std::size(schemaSteps) == catalogueSchemaVersion, "the last step leads to the current schema");
 
 [[noreturn]] void fail(const QString &path, const QString &why)
 {
@@ -236,7 +236,7 @@ std::unique_ptr<Database> openCatalogueToWrite(const QString &path)
     // database.
     database->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON");
     stateOf(*database, path);
-    migrate(*database, std::vector<QByteArray>(std::begin(steps), std::end(steps)));
+    migrate(*database, std::vector<QByteArray>(std::begin(schemaSteps), std::end(schemaSteps)));
     return database;
 }
 

@@ -8,6 +8,7 @@ packages_to_test=(python3 python3-jsonschema sqlite3 pkg-config man-db mandoc ap
     parallel rapidjson-dev systemd)
 packages_to_lint=(clang clang-tidy clang-format libclang-rt-dev)
 packages_for_docs=(doxygen)
+packages_for_clusters=(munge parallel slurm-client slurmctld slurmd)
 packages_to_package=(chrpath debhelper doxygen dpkg-dev qt6-svg-dev lintian python3)
 packages_for_qt5=(qtbase5-dev libqt5svg5-dev)
 # qt6-base-dev and qtbase5-dev have Gui and Widgets, with a platform that needs no screen; Svg and a font come on their

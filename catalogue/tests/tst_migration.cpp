@@ -78,10 +78,15 @@ void MigrationTest::stepsThatAreDoneAreNotRepeated()
 void MigrationTest::aStepThatFailsTakesAllBack()
 {
     const std::unique_ptr<Database> database = catalogue();
-    QVERIFY_EXCEPTION_THROWN(migrate(*database,
-                                     {"this is no SQL", "ALTER TABLE file ADD COLUMN colour TEXT; DELETE FROM file",
-                                      "UPDATE nowhere SET size = 1"}),
-                             CatalogueError);
+    bool hasFailed = false;
+    try {
+        migrate(*database,
+                {"this is no SQL", "ALTER TABLE file ADD COLUMN colour TEXT; DELETE FROM file",
+                 "UPDATE nowhere SET size = 1"});
+    } catch (const CatalogueError &) {
+        hasFailed = true;
+    }
+    QVERIFY(hasFailed);
     QCOMPARE(database->number("PRAGMA user_version"), qint64(1));
     QCOMPARE(columns(*database, "colour"), qint64(0));
     QCOMPARE(database->number("SELECT size FROM file"), qint64(4711));
