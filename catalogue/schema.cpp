@@ -161,9 +161,11 @@ bool isDatabaseFile(const QString &path)
     return true;
 }
 
-bool exists(const QByteArray &name)
+/// Bytes of the file `name`; -1 where there is none.
+qint64 sizeOf(const QByteArray &name)
 {
-    return ::access(name.constData(), F_OK) == 0;
+    struct stat found = {};
+    return ::stat(name.constData(), &found) == 0 ? qint64(found.st_size) : -1;
 }
 
 /// SQLite makes files beside a database, also to read it. Where it cannot, all that is known stands in the database
@@ -172,20 +174,19 @@ std::unique_ptr<Database> openToRead(const QString &path)
 {
     const QByteArray name = pathToBytes(path);
     // A run was killed as it made the database: nothing is in it yet, and who only reads cannot tidy up.
-    if (exists(name + "-journal"))
+    if (sizeOf(name + "-journal") >= 0)
         return std::make_unique<Database>(path, Database::Access::ReadAlone);
     const QByteArray directory = name.left(name.lastIndexOf('/') + 1) + '.';
-    if (::faccessat(AT_FDCWD, directory.constData(), W_OK, AT_EACCESS) == 0)
+    const bool hasIndex = sizeOf(name + "-shm") >= 0; // of the log: a run is at work, or was killed just now
+    if (hasIndex || ::faccessat(AT_FDCWD, directory.constData(), W_OK, AT_EACCESS) == 0)
         return std::make_unique<Database>(path, Database::Access::Read);
-    if (!exists(name + "-wal"))
-        return std::make_unique<Database>(path, Database::Access::ReadAlone);
-    if (!exists(name + "-shm")) {
+    if (sizeOf(name + "-wal") > 0) {
         fail(
             path,
             QStringLiteral("a run on it was killed, and its log cannot be read where nothing can be written; copy both "
                            "files, or let a run come to its end"));
     }
-    return std::make_unique<Database>(path, Database::Access::Read); // a run is at work, or was killed just now
+    return std::make_unique<Database>(path, Database::Access::ReadAlone);
 }
 
 CatalogueState stateOf(Database &database, const QString &path)

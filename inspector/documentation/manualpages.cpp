@@ -128,13 +128,18 @@ std::string takeSection(std::string *prose, const std::string &title)
     return section;
 }
 
-/// What the help says behind the options; exit statuses have a section of their own.
+/// What the help says behind the options; exit statuses, up to the full stop at the end of a line, have a section of
+/// their own.
 std::string notes(const std::vector<std::string> &lines)
 {
     std::string paragraph;
+    bool isStatus = false;
     for (const std::string &line : lines) {
-        if (line.rfind("Exit status:", 0) != 0)
+        isStatus = isStatus || line.rfind("Exit status:", 0) == 0;
+        if (!isStatus)
             paragraph += sentences(line);
+        else if (!line.empty() && line.back() == '.')
+            isStatus = false;
     }
     return paragraph.empty() ? paragraph : ".Pp\n" + paragraph;
 }

@@ -70,6 +70,8 @@ class Pages(unittest.TestCase):
             text = page.read_text()
             for section in "NAME", "SYNOPSIS", "DESCRIPTION", "EXIT STATUS", "EXAMPLES", "SEE ALSO":
                 self.assertEqual(text.count(f".Sh {section}\n"), 1, page)
+            description = text.split(".Sh DESCRIPTION\n")[1].split("\n.Sh ")[0]
+            self.assertNotIn("wrong usage", description, page) # the end of what the help says of exit statuses
 
 
 class Completion(support.Case):
