@@ -37,6 +37,9 @@ FileRecord RecordMaker::make(const QString &file, const std::optional<FileStamp>
         KeptDescription description(parsers);
         const RunResult walk = run.run(file, parsers, description);
         takeDescription(description.rows(), streamsOf(description, walk), &record);
+        // Read twice, it may fail the second time. What a parser throws it would throw again.
+        if (walk.error.kind != FileError::None && walk.error.kind != FileError::Parser)
+            check.result.error = walk.error;
         if (check.start.container.isNull() && !description.start.container.isNull()) {
             check.start = description.start;
             check.notChecked.append(QStringLiteral("no rules for this container"));

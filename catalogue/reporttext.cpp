@@ -27,7 +27,8 @@ void addCounts(QByteArray *out, const QString &title, const std::vector<ReportCo
         if (!count.detail.isEmpty())
             line += QStringLiteral(" (%1)").arg(count.detail);
         if (count.findings > 0)
-            line += QStringLiteral(", found %1 times").arg(count.findings);
+            line += count.findings == 1 ? QStringLiteral(", found once")
+                                        : QStringLiteral(", found %1 times").arg(count.findings);
         if (count.damaged > 0 && count.damaged < count.files)
             line += QStringLiteral(", %1 of them damaged").arg(count.damaged);
         addLine(out, line);
@@ -74,7 +75,11 @@ QByteArray cell(const QString &text)
 QByteArray textReport(const Report &report)
 {
     QByteArray out;
-    addLine(&out, QStringLiteral("%1 files, %2 bytes").arg(report.files).arg(report.bytes));
+    addLine(&out,
+            QStringLiteral("%1 %2, %3 bytes")
+                .arg(report.files)
+                .arg(report.files == 1 ? QStringLiteral("file") : QStringLiteral("files"))
+                .arg(report.bytes));
     if (report.run > 0) {
         addLine(
             &out,

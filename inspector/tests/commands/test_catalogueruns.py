@@ -1,5 +1,6 @@
 """Runs of `catalogue` that are interrupted, meet one another or a full disk, or are started by a timer."""
 
+import errno
 import os
 import pathlib
 import re
@@ -13,6 +14,8 @@ import unittest
 
 import test_catalogue
 from support import DOCS, PROGRAM, SANITIZED, default_interrupt, environment, film, run
+
+INJECTED = {"LD_PRELOAD": os.environ.get("QUENLOFAR_FAULT_INJECTOR", "")}
 
 
 class Interruptions(test_catalogue.Catalogue):
@@ -76,8 +79,7 @@ class Interruptions(test_catalogue.Catalogue):
         options = ["--digest", "sha256", "-j", "2"]
         expected_run = self.catalogue(*options)
         expected = self.without_ids()
-        for file in self.directory.glob("archive.sqlite*"):
-            file.unlink()
+        self.start_anew()
         for milliseconds in range(2, 80, 6):
             child = self.start(*options)
             time.sleep(milliseconds / 1000)
@@ -88,6 +90,63 @@ class Interruptions(test_catalogue.Catalogue):
         self.assertEqual((result.returncode, result.stdout), (expected_run.returncode, expected_run.stdout))
         self.assertEqual(self.without_ids(), expected)
         self.assertWhole()
+
+    def counts_of_calls(self):
+        """How often a run makes calls of the system, by their kinds."""
+        report = self.directory / "report"
+        self.catalogue("--digest", "sha256", env={**INJECTED, "QUENLOFAR_FAULT": "open:1000000000:1",
+                                                  "QUENLOFAR_FAULT_REPORT": str(report)})
+        return {call: int(count) for call, count in (line.split() for line in report.read_text().splitlines())}
+
+    def start_anew(self):
+        for file in self.directory.glob("archive.sqlite*"):
+            file.unlink()
+
+    @unittest.skipIf(SANITIZED, "the runtime of sanitizers does not go with a library in front of it")
+    def test_killed_at_each_call(self):
+        self.film("a.avi", film(3))
+        self.assertEqual(self.catalogue("--digest", "sha256").returncode, 1)
+        expected = self.without_ids()[:3]
+        self.start_anew()
+        counts = self.counts_of_calls()
+        for call in "open", "write", "unlink", "fsync":
+            self.assertGreater(counts[call], 0)
+            for place in range(1, counts[call] + 1, 2 if call == "write" else 1):
+                with self.subTest(call=call, place=place):
+                    self.start_anew()
+                    result = self.catalogue("--digest", "sha256",
+                                            env={**INJECTED, "QUENLOFAR_FAULT": f"{call}:{place}:killed"})
+                    self.assertEqual(result.returncode, -signal.SIGKILL)
+                    self.assertCopyIsWhole()
+                    # Whether its findings were told already depends on whether the run was at its end.
+                    self.assertIn(self.catalogue("--digest", "sha256").returncode, (0, 1))
+                    self.assertEqual(self.without_ids()[:3], expected)
+
+    @unittest.skipIf(SANITIZED, "the runtime of sanitizers does not go with a library in front of it")
+    def test_a_file_that_cannot_be_read_at_some_moment(self):
+        path = self.film("a.avi")
+        self.assertEnds(self.catalogue("--digest", "sha256"), 0)
+        expected = self.without_ids()[:3]
+        self.start_anew()
+        counts = self.counts_of_calls()
+        for call, error in ("open", errno.EACCES), ("read", errno.EIO):
+            troubled = 0
+            for place in range(1, counts[call] + 1, 1 if call == "open" else 3): # SQLite's own are among the reads
+                with self.subTest(call=call, place=place):
+                    self.start_anew()
+                    fault = {"QUENLOFAR_FAULT": f"{call}:{place}:{error}"}
+                    if call == "open":
+                        fault["QUENLOFAR_FAULT_PATH"] = str(path)
+                    result = self.catalogue("--digest", "sha256", env={**INJECTED, **fault})
+                    if result.returncode == 0:
+                        self.assertEqual(self.without_ids()[:3], expected)
+                    else:
+                        self.assertEqual(result.returncode, 2)
+                        self.assertTrue(result.stderr)
+                        troubled += 1
+                    self.assertEnds(self.catalogue("--digest", "sha256"), 0)
+                    self.assertEqual(self.without_ids()[:3], expected)
+            self.assertGreaterEqual(troubled, 3) # judged, described, added up
 
     def test_a_signal_keeps_what_was_found(self):
         self.film("a.avi")
