@@ -87,7 +87,9 @@ private:
 int CatalogueCommand::run()
 {
     // What was named as the report's place may be the catalogue only by mistake.
-    if (!m_output.spares({m_choice.database}))
+    QVector<QString> kept;
+    kept.append(m_choice.database); // Qt makes a vector of a list in braces without asking whether there is memory
+    if (!m_output.spares(kept))
         return ExitFailure;
     const InputChoice &input = m_options.input;
     const bool hasFiles = !input.files.isEmpty() || !input.directories.isEmpty() || !input.list.isNull();
