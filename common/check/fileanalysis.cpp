@@ -51,7 +51,7 @@ void FileAnalysis::read(const QString &path, const QVector<ParserFactory> &parse
     m_source = std::make_unique<BoundedSource>(std::move(source), m_limits);
     m_analyzer = analyzerFor(path, parsers);
     if (!m_analyzer)
-        return;
+        return keepTrouble({}); // it may not have been recognised because it cannot be read
     AnalysisOptions options;
     options.level = level;
     options.cancel = m_cancel;

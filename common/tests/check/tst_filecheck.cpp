@@ -38,7 +38,11 @@ public:
     explicit ScriptedAnalyzer(const Script &script)
         : m_script(script), m_references(m_packets), m_regions(m_packets) { }
 
-    Recognition recognises(ByteSource &) override { return m_script.recognition; }
+    Recognition recognises(ByteSource &source) override
+    {
+        char byte = 0;
+        return source.readAt(0, &byte, 1) == 1 ? m_script.recognition : Recognition::No;
+    }
     AnalysisResult read(ByteSource &source, const AnalysisOptions &) override
     {
         char byte = 0;
@@ -204,6 +208,23 @@ private Q_SLOTS:
         QCOMPARE(causes.size(), size_t(2));
         QCOMPARE(causes[0]->rule, QStringLiteral("middle"));
         QCOMPARE(causes[1]->rule, QStringLiteral("top"));
+    }
+
+    void aFileThatCannotBeReadIsNotJustUnknown()
+    {
+        class FailingSource final : public ByteSource
+        {
+        public:
+            qint64 size() const override { return 100; }
+            qint64 readAt(qint64, char *, qint64) override { return -1; }
+            QString errorText() const override { return QStringLiteral("the disk is old"); }
+        };
+        FileAnalysis analysis({}, nullptr, nullptr);
+        analysis.setOpener([](const QString &, QString *) { return std::make_unique<FailingSource>(); });
+        analysis.read(m_file.fileName(), parsersOf({}), Level::Default);
+        QVERIFY(!analysis.analyzer());
+        QCOMPARE(analysis.result().status, int(StatusReadError));
+        QCOMPARE(analysis.result().error.message, QStringLiteral("the disk is old"));
     }
 
     void partsCountWhereTheExtensionIsClaimed()

@@ -86,6 +86,8 @@ class Interruptions(test_catalogue.Catalogue):
             child.kill()
             child.communicate()
             self.assertCopyIsWhole()
+            if self.has_finished():
+                self.start_anew()
         result = self.catalogue(*options)
         self.assertEqual((result.returncode, result.stdout), (expected_run.returncode, expected_run.stdout))
         self.assertEqual(self.without_ids(), expected)
@@ -97,6 +99,18 @@ class Interruptions(test_catalogue.Catalogue):
         self.catalogue("--digest", "sha256", env={**INJECTED, "QUENLOFAR_FAULT": "open:1000000000:1",
                                                   "QUENLOFAR_FAULT_REPORT": str(report)})
         return {call: int(count) for call, count in (line.split() for line in report.read_text().splitlines())}
+
+    def has_finished(self):
+        """A run came to its end before it was killed."""
+        if not self.database.exists():
+            return False
+        connection = sqlite3.connect(self.database)
+        try:
+            return connection.execute("SELECT count(finished) FROM run").fetchone()[0] > 0
+        except sqlite3.OperationalError:
+            return False  # it was killed before there were tables
+        finally:
+            connection.close()
 
     def start_anew(self):
         for file in self.directory.glob("archive.sqlite*"):
