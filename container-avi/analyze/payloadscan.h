@@ -79,7 +79,7 @@ public:
 
     void begin();
     void feed(PayloadBytes bytes);
-    void feedZeros(quint64 count); ///< as feed() of so many zero bytes
+    void feedZeros(quint64 count); ///< as feed() of `count` zero bytes
     /// Of all that was fed since begin().
     quint64 value() const;
 

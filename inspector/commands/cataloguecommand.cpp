@@ -98,7 +98,7 @@ int CatalogueCommand::run()
         m_output.write(said());
         return m_output.finish();
     }
-    catalogueState(m_choice.database); // what is no catalogue gets no lock beside it
+    catalogueState(m_choice.database); // a file that is not a catalogue gets no lock file beside it
     RunLock lock(m_choice.database);
     while (!lock.take()) {
         if (!waitForTurn())

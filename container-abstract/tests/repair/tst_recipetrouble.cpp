@@ -1,4 +1,5 @@
 #include "recipewriter.h"
+#include "repairfiles.h"
 #include "undojournal.h"
 
 #include <QDir>
@@ -61,19 +62,6 @@ Recipe changes()
 
 constexpr int markSize = 32; // of a journal
 
-void put(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(bytes), qint64(bytes.size()));
-}
-
-QByteArray bytesOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("cannot be read");
-}
-
 quint64 deviceOf(const QString &path)
 {
     struct stat facts = {};
@@ -83,20 +71,12 @@ quint64 deviceOf(const QString &path)
 } // namespace
 
 /// What becomes of files where the system does not do what it is asked to.
-class TestRecipeTrouble : public QObject
+class TestRecipeTrouble : public QObject, private RepairFiles
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init()
-    {
-        m_directory = std::make_unique<QTemporaryDir>();
-        QVERIFY(m_directory->isValid());
-        m_file = m_directory->filePath(QStringLiteral("film.avi"));
-        m_copy = m_directory->filePath(QStringLiteral("mended.avi"));
-        m_journal = m_directory->filePath(QStringLiteral("film.undo"));
-        put(m_file, original);
-    }
+    void init() { make(original); }
 
     void aCopyOnAnotherFileSystem()
     {
@@ -396,14 +376,6 @@ private Q_SLOTS:
         QVERIFY(!read.fromBytes(large.toBytes(), &error));
         QCOMPARE(error, QStringLiteral("the journal contradicts itself"));
     }
-
-private:
-    QStringList names() const { return QDir(m_directory->path()).entryList(QDir::Files | QDir::Hidden, QDir::Name); }
-
-    std::unique_ptr<QTemporaryDir> m_directory;
-    QString m_file;
-    QString m_copy;
-    QString m_journal;
 };
 
 QTEST_APPLESS_MAIN(TestRecipeTrouble)

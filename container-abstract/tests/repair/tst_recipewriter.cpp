@@ -1,4 +1,5 @@
 #include "recipewriter.h"
+#include "repairfiles.h"
 #include "undojournal.h"
 
 #include <QDateTime>
@@ -31,35 +32,14 @@ Recipe changes()
 }
 const QByteArray changed = QByteArray("RIFF\1\2\3\4") + "AVI LIST and a Film in itidx1";
 
-void put(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(bytes), qint64(bytes.size()));
-}
-
-QByteArray bytesOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("cannot be read");
-}
-
 } // namespace
 
-class TestRecipeWriter : public QObject
+class TestRecipeWriter : public QObject, private RepairFiles
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init()
-    {
-        m_directory = std::make_unique<QTemporaryDir>();
-        QVERIFY(m_directory->isValid());
-        m_file = m_directory->filePath(QStringLiteral("film.avi"));
-        m_copy = m_directory->filePath(QStringLiteral("mended.avi"));
-        m_journal = m_directory->filePath(QStringLiteral("film.undo"));
-        put(m_file, original);
-    }
+    void init() { make(original); }
 
     void aCopyHasTheNewBytes()
     {
@@ -295,14 +275,6 @@ private Q_SLOTS:
         QVERIFY(isRefused({}, 9)); // shorter than before
         QVERIFY(isRefused({{~quint64(0), "ab", "cd"}}));
     }
-
-private:
-    QStringList names() const { return QDir(m_directory->path()).entryList(QDir::Files | QDir::Hidden, QDir::Name); }
-
-    std::unique_ptr<QTemporaryDir> m_directory;
-    QString m_file;
-    QString m_copy;
-    QString m_journal;
 };
 
 QTEST_APPLESS_MAIN(TestRecipeWriter)

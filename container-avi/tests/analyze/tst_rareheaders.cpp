@@ -4,28 +4,14 @@
 #include "payloadh264.h"
 #include "payloadjpeg.h"
 #include "payloadmpeg4.h"
+#include "payloadtext.h"
 
 #include <QTest>
 
 using namespace quenlofar;
+using namespace payload;
 
 namespace {
-
-PayloadBytes view(const QByteArray &bytes)
-{
-    return {bytes.constData(), size_t(bytes.size())};
-}
-
-QString sizeText(const CodedSize &size)
-{
-    return QStringLiteral("%1x%2").arg(size.width).arg(size.height);
-}
-
-QString startText(FrameStart start)
-{
-    static const char *const names[] = {"unknown", "dependent", "intra", "key"};
-    return QLatin1String(names[size_t(start)]);
-}
 
 /// A video object layer of 25 ticks and this shape; version 2 where `extension` has any bits.
 QByteArray shapedLayer(const char *shape, const char *extension)
