@@ -4,7 +4,7 @@
 #include "filepath.h"
 #include "filestamp.h"
 
-#include <openssl/evp.h>
+#include <nettle/sha2.h>
 #include <xxhash.h>
 
 #include <QByteArray>
@@ -39,30 +39,20 @@ public:
 class Sha256Digest : public Digest
 {
 public:
-    Sha256Digest() : m_context(EVP_MD_CTX_new())
-    {
-        if (!m_context || EVP_DigestInit_ex(m_context.get(), EVP_sha256(), nullptr) != 1)
-            throw std::bad_alloc();
-    }
+    Sha256Digest() { sha256_init(&m_state); }
     void add(const char *bytes, size_t count) override
     {
-        EVP_DigestUpdate(m_context.get(), bytes, count); // of a context that was begun it cannot fail
+        sha256_update(&m_state, count, reinterpret_cast<const quint8 *>(bytes));
     }
     QByteArray result() override
     {
-        QByteArray bytes(EVP_MAX_MD_SIZE, '\0');
-        unsigned int size = 0;
-        EVP_DigestFinal_ex(m_context.get(), reinterpret_cast<unsigned char *>(bytes.data()), &size);
-        bytes.truncate(int(size));
+        QByteArray bytes(SHA256_DIGEST_SIZE, '\0');
+        sha256_digest(&m_state, SHA256_DIGEST_SIZE, reinterpret_cast<quint8 *>(bytes.data()));
         return bytes;
     }
 
 private:
-    struct Freer
-    {
-        void operator()(EVP_MD_CTX *context) const { EVP_MD_CTX_free(context); }
-    };
-    std::unique_ptr<EVP_MD_CTX, Freer> m_context;
+    sha256_ctx m_state = {};
 };
 
 class FastDigest : public Digest

@@ -2,8 +2,8 @@
 # What ./dev, .ci/run and the tools share: which Debian packages are needed for what and how they get onto the machine,
 # and how a preset is built. The caller has set source_dir.
 
-packages_to_build=(build-essential cmake ninja-build qt6-base-dev libcli11-dev libsqlite3-dev libssl-dev
-    libxxhash-dev)
+packages_to_build=(build-essential cmake ninja-build qt6-base-dev libcli11-dev libsqlite3-dev
+    libxxhash-dev nettle-dev)
 packages_to_test=(python3 python3-jsonschema sqlite3 pkg-config man-db mandoc appstream desktop-file-utils zsh fish jq
     parallel rapidjson-dev systemd)
 packages_to_lint=(clang clang-tidy clang-format libclang-rt-dev)
