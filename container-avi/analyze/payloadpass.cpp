@@ -98,7 +98,7 @@ bool PayloadPass::readPacket(PayloadStream &stream, const Packet &packet, quint3
         }
         const size_t wanted = size_t(std::min<quint64>(packet.size - at, pieceSize));
         const PayloadBytes bytes = bytesAt(offset, wanted);
-        if (bytes.size < wanted && zerosAt(offset + bytes.size, packet.size) == 0) {
+        if (bytes.size == 0 || (bytes.size < wanted && zerosAt(offset + bytes.size, packet.size) == 0)) {
             m_readUpTo = offset;
             return false;
         }
