@@ -1,4 +1,5 @@
-// A plug-in that does what a plug-in must not do. Its files begin with "BAD" and a letter that says what.
+// A plug-in that does what a plug-in must not do. Its files begin with "BAD" and a letter that says what. Once it does
+// it, there is a file of the name that the environment has as QUENLOFAR_BEGUN.
 #include "pluginexports.h"
 
 #include "containerabstract.h"
@@ -7,6 +8,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <thread>
 
 using namespace quenlofar;
@@ -16,6 +18,12 @@ namespace {
 constexpr int signatureSize = 4;
 
 std::atomic<int> spinning{0}; // keeps loops that do nothing in the program
+
+void sayThatItBegins()
+{
+    if (const char *const name = std::getenv("QUENLOFAR_BEGUN"))
+        const std::ofstream begun(name);
+}
 
 [[noreturn]] void loopForever()
 {
@@ -42,8 +50,10 @@ protected:
             return status;
         const QByteArray signature = m_file.read(signatureSize);
         closeFile();
-        if (signature == "BADv")
+        if (signature == "BADv") {
+            sayThatItBegins();
             loopForever();
+        }
         return signature.startsWith("BAD") ? StatusOk : StatusNotRecognised;
     }
     int findBeginOfContainer(qint64 *offset) override
@@ -56,6 +66,7 @@ protected:
         *size = quint64(m_file.size());
         const QByteArray signature = m_file.read(signatureSize);
         addField(false, 0, 0, signatureSize, QStringLiteral("signature"), QString::fromLatin1(signature), {}, {}, -1);
+        sayThatItBegins();
         misbehave(signature.at(signatureSize - 1));
         return StatusOk;
     }

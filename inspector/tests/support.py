@@ -8,6 +8,7 @@ import signal
 import struct
 import subprocess
 import tempfile
+import time
 import unittest
 from collections import Counter
 
@@ -20,6 +21,7 @@ DOCS = pathlib.Path(os.environ["QUENLOFAR_DOCS"])
 # Sanitizers are slow and take memory: bounds in time and space are looser there.
 SANITIZED = bool(os.environ.get("QUENLOFAR_SANITIZED"))
 UNOPTIMIZED = bool(os.environ.get("QUENLOFAR_UNOPTIMIZED"))  # and perhaps with counters: several times slower
+PATIENCE = 60  # seconds within which everything comes, however busy the machine is
 
 # What documents say of the parser of AVI files.
 PARSER = {"name": "quenlofar-container-avi", "version": os.environ["QUENLOFAR_VERSION"]}
@@ -40,6 +42,26 @@ def run(*arguments, program=PROGRAM, env=None, timeout=120, **more):
     more.setdefault("stdout", subprocess.PIPE)
     more.setdefault("stderr", subprocess.PIPE)
     return subprocess.run([program, *arguments], env=environment(**(env or {})), timeout=timeout, **more)
+
+
+def wait_until(holds, process=None):
+    """Waits until `holds()` is true, or `process` has ended, or PATIENCE is over."""
+    deadline = time.monotonic() + PATIENCE
+    while not holds() and (process is None or process.poll() is None) and time.monotonic() < deadline:
+        time.sleep(0.01)
+
+
+def catches(process, number=signal.SIGINT):
+    """Whether the program has begun to catch the signal."""
+    with open(f"/proc/{process.pid}/status", encoding="ascii") as file:
+        caught = next(int(line.split()[1], 16) for line in file if line.startswith("SigCgt"))
+    return bool(caught >> (number - 1) & 1)
+
+
+def has_opened(process, path):
+    """Whether the program has the file open."""
+    places = pathlib.Path(f"/proc/{process.pid}/fd")
+    return any(os.path.realpath(place) == os.path.realpath(os.fsdecode(path)) for place in places.iterdir())
 
 
 def peak_memory(*arguments):

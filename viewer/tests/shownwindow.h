@@ -36,13 +36,7 @@ struct Shown
         window.show();
         page = window.open(path);
     }
-    bool waitUntilIdle()
-    {
-        return QTest::qWaitFor([this] {
-            window.state(); // asks for the bytes that are in sight
-            return window.isIdle();
-        });
-    }
+    bool waitUntilIdle() { return quenlofar::waitUntilIdle(window); }
     bool perform(const QString &name, const QString &value = {})
     {
         return window.perform(name, value, &error) && waitUntilIdle();

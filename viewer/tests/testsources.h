@@ -3,14 +3,14 @@
 #include "bytesource.h"
 #include "document.h"
 #include "scriptedrun.h"
+#include "waiting.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QTest>
 #include <QThread>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstring>
 #include <memory>
@@ -119,10 +119,20 @@ inline std::shared_ptr<MadeUpFile> makeFile(qint64 size)
     return file;
 }
 
+/// Segments end where they have so many items, however long that takes: the first one, and each at most.
+inline SegmentPace paceOf(quint64 first, quint64 most)
+{
+    SegmentPace pace;
+    pace.firstItems = first;
+    pace.mostItems = most;
+    pace.first = pace.longest = std::chrono::hours(1);
+    return pace;
+}
+
 /// Every thread that a test started has ended.
 inline bool haveThreadsEnded()
 {
-    return QTest::qWaitFor([] { return DocumentWork::runningThreads() == 0; }, 10'000);
+    return waitUntil([] { return DocumentWork::runningThreads() == 0; });
 }
 
 } // namespace quenlofar

@@ -3,6 +3,7 @@
 #include "mainwindow.h"
 #include "offsetargument.h"
 
+#include <QAbstractAnimation>
 #include <QCoreApplication>
 #include <QJsonDocument>
 #include <QPixmap>
@@ -21,6 +22,16 @@ constexpr int idleStepsBefore = 2; // what an action asks for is only asked for 
 void complain(const QString &text)
 {
     std::fprintf(stderr, "quenlofar-viewer: %s\n", text.toUtf8().constData());
+}
+
+/// Brings what is fading in or out to its end; a picture would show how far it happened to be.
+void endAnimations(const QObject &window)
+{
+    const auto animations = window.findChildren<QAbstractAnimation *>();
+    for (QAbstractAnimation *const animation : animations) {
+        if (animation->totalDuration() > 0) // others never end
+            animation->setCurrentTime(animation->totalDuration());
+    }
 }
 
 } // namespace
@@ -78,9 +89,12 @@ void CommandRunner::step()
 
 bool CommandRunner::finish()
 {
-    if (!m_commands.screenshot.isEmpty() && !m_window.grab().save(m_commands.screenshot, "PNG")) {
-        complain(tr("%1 cannot be written").arg(m_commands.screenshot));
-        return false;
+    if (!m_commands.screenshot.isEmpty()) {
+        endAnimations(m_window);
+        if (!m_window.grab().save(m_commands.screenshot, "PNG")) {
+            complain(tr("%1 cannot be written").arg(m_commands.screenshot));
+            return false;
+        }
     }
     if (m_commands.dumpsState) {
         const QByteArray text = QJsonDocument(m_window.state()).toJson();

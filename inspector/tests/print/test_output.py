@@ -11,7 +11,7 @@ import threading
 import time
 import unittest
 
-from support import PROGRAM, Case, default_interrupt, documents, environment, film, run
+from support import PROGRAM, Case, default_interrupt, documents, environment, film, has_opened, run, wait_until
 
 # Far more output than a pipe and the program's buffers hold.
 MANY = 20000
@@ -139,7 +139,9 @@ class Interrupt(Case):
 
     def test_while_nothing_is_printed(self):
         # Nothing is printed for hours: the signal is noticed all the same.
-        process = self.start("tree", "--format", "json", "--only", "none", self.endless())
+        path = self.endless()
+        process = self.start("tree", "--format", "json", "--only", "none", path)
+        wait_until(lambda: has_opened(process, path), process)
         time.sleep(0.5)
         begin = time.monotonic()
         process.send_signal(signal.SIGINT)

@@ -8,7 +8,6 @@
 #include "valuesmodel.h"
 
 #include <QAbstractItemModelTester>
-#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -302,7 +301,7 @@ void ViewerAnalysisTest::errands()
 {
     const auto file = makeFile(1000);
     Document document(QStringLiteral("a file"), optionsFor(file, 3, 20));
-    QTRY_VERIFY(document.isIdle());
+    QTRY_VERIFY_WITH_TIMEOUT(document.isIdle(), patience);
     QStringList said;
     {
         Errand errand(document);
@@ -317,7 +316,7 @@ void ViewerAnalysisTest::errands()
         });
         QVERIFY(errand.isRunning());
         QVERIFY(!document.isIdle());
-        QTRY_COMPARE(ended.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(ended.size(), 1, patience);
         QCOMPARE(said, QStringList(QStringLiteral("done")));
         QVERIFY(document.isIdle());
 
@@ -330,13 +329,13 @@ void ViewerAnalysisTest::errands()
             return [&said] { said.append(QStringLiteral("too late")); };
         };
         errand.start(work);
-        QTRY_VERIFY(*isBegun);
+        QTRY_VERIFY_WITH_TIMEOUT(*isBegun, patience);
         errand.start([&said](const std::atomic<bool> &) { return [&said] { said.append(QStringLiteral("second")); }; });
-        QTRY_VERIFY(!errand.isRunning());
+        QTRY_VERIFY_WITH_TIMEOUT(!errand.isRunning(), patience);
         QCOMPARE(said, (QStringList{QStringLiteral("done"), QStringLiteral("second")}));
         errand.start([](const std::atomic<bool> &) -> Errand::Delivery { throw std::bad_alloc(); },
                      [&said] { said.append(QStringLiteral("failed")); });
-        QTRY_VERIFY(!errand.isRunning());
+        QTRY_VERIFY_WITH_TIMEOUT(!errand.isRunning(), patience);
         QCOMPARE(said.last(), QStringLiteral("failed"));
         errand.start(work);
     }

@@ -27,10 +27,8 @@ using Segments = std::vector<std::shared_ptr<const TreeSegment>>;
 Segments segmentsOf(const Calls &calls, quint64 items)
 {
     Segments segments;
-    SegmentPace pace;
-    pace.firstItems = 1;
-    pace.mostItems = items;
-    SegmentSink sink([&](std::shared_ptr<const TreeSegment> segment) { segments.push_back(std::move(segment)); }, pace);
+    SegmentSink sink([&](std::shared_ptr<const TreeSegment> segment) { segments.push_back(std::move(segment)); },
+                     paceOf(1, items));
     calls(sink);
     return segments;
 }
@@ -66,10 +64,8 @@ Calls namedLeaves(quint32 count, const std::function<QString(quint32)> &name)
 /// The tree of what `calls` hand over, cut into segments of at most `items`.
 void build(GrowingTree *tree, const Calls &calls, quint64 items)
 {
-    SegmentPace pace;
-    pace.firstItems = items;
-    pace.mostItems = items;
-    SegmentSink sink([&](std::shared_ptr<const TreeSegment> segment) { tree->append(std::move(segment)); }, pace);
+    SegmentSink sink([&](std::shared_ptr<const TreeSegment> segment) { tree->append(std::move(segment)); },
+                     paceOf(items, items));
     calls(sink);
 }
 
@@ -520,7 +516,7 @@ void ViewerModelsTest::placesAcrossPiecesAndHoles()
     QString error;
     search.start(*ByteQuery::parse(ByteQuery::Kind::Bytes, QStringLiteral("00 78 79 00"), &error));
     QVERIFY(search.isRunning());
-    QTRY_VERIFY_WITH_TIMEOUT(!search.isRunning(), 60'000);
+    QTRY_VERIFY_WITH_TIMEOUT(!search.isRunning(), patience);
     QVERIFY(search.isWhole());
     QCOMPARE(search.progress(), 100);
     std::vector<quint64> sorted = offsets;
@@ -534,7 +530,7 @@ void ViewerModelsTest::placesAcrossPiecesAndHoles()
     QVERIFY(!search.behind(quint64(size)));
     search.clear();
     QCOMPARE(model.rowCount(), 0);
-    QTRY_COMPARE(DocumentWork::runningThreads(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(DocumentWork::runningThreads(), 0, patience);
 }
 
 void ViewerModelsTest::searchThatIsEnded()
@@ -546,12 +542,12 @@ void ViewerModelsTest::searchThatIsEnded()
     {
         ByteSearch search(QStringLiteral("made up"), opener);
         search.start(*ByteQuery::parse(ByteQuery::Kind::Bytes, QStringLiteral("00 01 02"), &error));
-        QTRY_VERIFY(file->waiting > 0);
-        QTRY_VERIFY(search.count() > 0);
+        QTRY_VERIFY_WITH_TIMEOUT(file->waiting > 0, patience);
+        QTRY_VERIFY_WITH_TIMEOUT(search.count() > 0, patience);
         QElapsedTimer timer;
         timer.start();
         search.cancel();
-        QVERIFY(timer.elapsed() < 100);
+        QVERIFY(timer.elapsed() < soon);
         QVERIFY(!search.isRunning());
         QVERIFY(!search.isWhole());
         QCOMPARE(search.places().front(), quint64(0));
@@ -567,7 +563,7 @@ void ViewerModelsTest::searchThatIsEnded()
     file->failsFrom = 3'000'000;
     ByteSearch failing(QStringLiteral("made up"), opener);
     failing.start(*ByteQuery::parse(ByteQuery::Kind::Number, QStringLiteral("0xFA00"), &error));
-    QTRY_VERIFY(!failing.isRunning());
+    QTRY_VERIFY_WITH_TIMEOUT(!failing.isRunning(), patience);
     QCOMPARE(failing.error(), QStringLiteral("the disk is on fire"));
     QVERIFY(!failing.isWhole());
     QVERIFY(!file->usedInWindow);

@@ -5,7 +5,6 @@
 #include "testsources.h"
 
 #include <QAbstractItemModelTester>
-#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -261,15 +260,15 @@ void ViewerPacketsTest::aMillionPackets()
     PacketTable table;
     fillRandomly(&table, 7, 1'000'000);
     const std::atomic<bool> isCancelled{false};
-    QElapsedTimer timer;
+    Effort effort;
     for (const PacketColumn column : {PacketColumn::Size, PacketColumn::Time, PacketColumn::Number}) {
-        timer.start();
+        effort.start();
         const auto order = PacketOrder::make(table, queryOf(table, QStringLiteral("size>10"), column), isCancelled);
-        qInfo("1 000 000 packets filtered and sorted in %lld ms", static_cast<long long>(timer.elapsed()));
+        qInfo("1 000 000 packets filtered and sorted in %lld ms", static_cast<long long>(effort.milliseconds()));
         QVERIFY(order->size() > 700'000);
-        QVERIFY(timer.elapsed() < 5000);
+        QVERIFY(effort.milliseconds() < 5000);
     }
-    timer.start();
+    effort.start();
     const auto pyramid = PacketPyramid::make(table, isCancelled);
     constexpr int columns = 2000;
     quint64 all = 0;
@@ -280,18 +279,18 @@ void ViewerPacketsTest::aMillionPackets()
         all += extent.empty;
     }
     QCOMPARE(all, table.totals(0).empty);
-    QVERIFY(timer.elapsed() < 2000);
+    QVERIFY(effort.milliseconds() < 2000);
     // The millionth row is found as quickly as the first one.
     auto tables = std::make_shared<StrictTables>();
     tables->packets = &table;
     PacketModel model;
     model.setPackets(tables);
     QCOMPARE(model.rowCount(), 1'000'000);
-    timer.start();
+    effort.start();
     for (int row = 999'900; row < 1'000'000; ++row)
         QCOMPARE(model.index(row, int(PacketColumn::Offset)).data().toString(),
                  QString::number(table.at(quint64(row)).offset));
-    QVERIFY(timer.elapsed() < 500);
+    QVERIFY(effort.milliseconds() < 500);
 }
 
 void ViewerPacketsTest::textsOfPackets()
@@ -332,16 +331,16 @@ void ViewerPacketsTest::windowsOfRows()
     QCOMPARE(model.rowCount(), 2'000'000); // the first portion
     model.fetchRow(5'000'000);
     QCOMPARE(model.rowCount(), 5'000'001);
-    QTRY_COMPARE(model.rowCount(), 50'000'000);
+    QTRY_COMPARE_WITH_TIMEOUT(model.rowCount(), 50'000'000, patience);
     model.fetchRow(60'000'000);
     QCOMPARE(model.rowCount(), 50'000'000);
     QCOMPARE(model.windowText(), QString());
     model.setPackets(tables, std::make_shared<const PacketOrder>(quint64(128'000'000)));
     QCOMPARE(model.windowCount(), 13);
     QCOMPARE(model.rowsOfCurrentWindow(), 10'000'000);
-    QTRY_COMPARE(model.rowCount(), 10'000'000);
+    QTRY_COMPARE_WITH_TIMEOUT(model.rowCount(), 10'000'000, patience);
     model.setWindow(12);
-    QTRY_COMPARE(model.rowCount(), 8'000'000);
+    QTRY_COMPARE_WITH_TIMEOUT(model.rowCount(), 8'000'000, patience);
     QCOMPARE(model.packetOf(7), quint64(120'000'007));
     QCOMPARE(model.windowText().remove(QChar(0x202F)), QStringLiteral("Rows 120000000 to 127999999 of 128000000"));
     model.setWindow(13);

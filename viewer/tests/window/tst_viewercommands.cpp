@@ -265,7 +265,7 @@ void ViewerCommandsTest::bookmarksAreEdited()
     QVERIFY(editor);
     editor->setText(utf8("renamed"));
     QTest::keyClick(editor, Qt::Key_Return);
-    QTRY_COMPARE(shown.page->bookmarks().list()[1].name, utf8("renamed"));
+    QTRY_COMPARE_WITH_TIMEOUT(shown.page->bookmarks().list()[1].name, utf8("renamed"), patience);
     QVERIFY(shown.page->bookmarks().add({{9, 1}, QString(Bookmark::mostCharacters * 2, QLatin1Char('x')), {}}) == 2);
     QCOMPARE(shown.page->bookmarks().list()[2].name.size(), Bookmark::mostCharacters);
     QVERIFY(shown.waitUntilIdle());
@@ -362,8 +362,8 @@ void ViewerCommandsTest::paletteRunsCommands()
     QCOMPARE(palette->shown(), QStringList{utf8("View: More columns of bytes")});
     QCOMPARE(field->accessibleDescription(), utf8("View: More columns of bytes Ctrl+]"));
     QTest::keyClick(field, Qt::Key_Return);
-    QTRY_COMPARE(shown.state(utf8("bytes"))[utf8("columns")].toInt(), 24);
-    QTRY_VERIFY(!shown.window.findChild<CommandPalette *>());
+    QTRY_COMPARE_WITH_TIMEOUT(shown.state(utf8("bytes"))[utf8("columns")].toInt(), 24, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(!shown.window.findChild<CommandPalette *>(), patience);
     // What cannot be done now is shown, and not done.
     QVERIFY(shown.perform(utf8("commands")));
     palette = shown.window.findChild<CommandPalette *>();

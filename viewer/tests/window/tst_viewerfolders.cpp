@@ -67,7 +67,7 @@ DocumentOptions smallOptions()
 
 bool waitUntilDone(FolderView &view)
 {
-    return QTest::qWaitFor([&view] { return view.isIdle(); }, 20'000);
+    return waitUntil([&view] { return view.isIdle(); });
 }
 
 QStringList names(FolderView &view)
@@ -128,7 +128,7 @@ void ViewerFoldersTest::saysWhatTheProgramSays()
     for (const FolderFile &file : view.scan().files()) {
         QProcess program;
         program.start(utf8(QUENLOFAR_PROGRAM), {utf8("summary"), utf8("--format"), utf8("json"), file.path});
-        QVERIFY(program.waitForFinished());
+        QVERIFY(program.waitForFinished(patience));
         const QJsonObject json = QJsonDocument::fromJson(program.readAllStandardOutput()).object();
         QVERIFY2(!json.isEmpty(), qPrintable(file.name));
         QVERIFY(file.isRead);
@@ -259,7 +259,7 @@ void ViewerFoldersTest::foldersAreRecognised()
     const Folder folder;
     Shown shown(pluginOptions(), folder.path());
     QVERIFY(shown.waitUntilIdle());
-    QTRY_VERIFY(shown.window.currentFolder());
+    QTRY_VERIFY_WITH_TIMEOUT(shown.window.currentFolder(), patience);
     QVERIFY(shown.waitUntilIdle());
     QCOMPARE(shown.window.state()[utf8("tabs")].toInt(), 1);
     QCOMPARE(shown.state(utf8("folder"))[utf8("files")].toInt(), 5);
@@ -271,7 +271,7 @@ void ViewerFoldersTest::foldersAreRecognised()
     QVERIFY(enter.isAccepted());
     QDropEvent drop(QPointF(10, 10), Qt::CopyAction, &dropped, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(&shown.window, &drop);
-    QTRY_VERIFY(shown.window.currentFolder());
+    QTRY_VERIFY_WITH_TIMEOUT(shown.window.currentFolder(), patience);
     QVERIFY(shown.waitUntilIdle());
     QCOMPARE(shown.window.state()[utf8("tabs")].toInt(), 3);
     QCOMPARE(shown.state(utf8("folder"))[utf8("files")].toInt(), 2);
@@ -326,16 +326,15 @@ void ViewerFoldersTest::manyFiles()
         before = view.scan().files().size();
     });
     timer.start();
-    while (!view.isIdle() && timer.elapsed() < 60'000) {
-        QElapsedTimer turn;
-        turn.start();
+    while (!view.isIdle() && timer.elapsed() < patience) {
+        Effort turn;
         QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        longest = std::max(longest, turn.elapsed());
+        longest = std::max(longest, turn.milliseconds());
     }
     QCOMPARE(view.model().rowCount(), many);
     QCOMPARE(view.scan().readCount(), size_t(many));
     QVERIFY(largest <= FolderScan::mostAtOnce);
-    QVERIFY2(longest < 500, qPrintable(QString::number(longest))); // generous: other tests run beside this one
+    QVERIFY2(longest < 500, qPrintable(QString::number(longest)));
 }
 
 void ViewerFoldersTest::closingWhileFilesAreRead()
@@ -344,12 +343,12 @@ void ViewerFoldersTest::closingWhileFilesAreRead()
     for (int number = 0; number < 2000; ++number)
         QVERIFY(QFile::link(sample(utf8("sample.avi")), directory.filePath(QString::number(number) + utf8(".avi"))));
     auto view = std::make_unique<FolderView>(directory.path(), pluginOptions());
-    QTRY_VERIFY(view->scan().readCount() > 10);
+    QTRY_VERIFY_WITH_TIMEOUT(view->scan().readCount() > 10, patience);
     QVERIFY(!view->scan().isDone());
     QElapsedTimer timer;
     timer.start();
     view.reset();
-    QVERIFY(timer.elapsed() < 100);
+    QVERIFY(timer.elapsed() < soon);
     QVERIFY(haveThreadsEnded());
 }
 
@@ -359,7 +358,8 @@ void ViewerFoldersTest::stops()
     for (int number = 0; number < 2000; ++number)
         QVERIFY(QFile::link(sample(utf8("sample.avi")), directory.filePath(QString::number(number) + utf8(".avi"))));
     Shown shown(pluginOptions(), directory.path());
-    QTRY_VERIFY(shown.window.currentFolder() && shown.window.currentFolder()->scan().readCount() > 10);
+    QTRY_VERIFY_WITH_TIMEOUT(shown.window.currentFolder() && shown.window.currentFolder()->scan().readCount() > 10,
+                             patience);
     QVERIFY(shown.window.perform(utf8("stop"), {}, &shown.error));
     QVERIFY(shown.waitUntilIdle());
     const FolderView &view = *shown.window.currentFolder();
@@ -385,10 +385,10 @@ void ViewerFoldersTest::recentFiles()
     QCOMPARE(menu->actions().at(1)->text(), folder.path("inner/open.avi"));
     QVERIFY(QFile::remove(folder.path("inner/open.avi")));
     menu->actions().at(1)->trigger();
-    QTRY_COMPARE(RecentFiles().paths(), QStringList{folder.path("whole.avi")});
-    QTRY_VERIFY(window.isIdle());
+    QTRY_COMPARE_WITH_TIMEOUT(RecentFiles().paths(), QStringList{folder.path("whole.avi")}, patience);
+    QTRY_VERIFY_WITH_TIMEOUT(window.isIdle(), patience);
     window.open(folder.path());
-    QTRY_VERIFY(window.currentFolder() && window.isIdle());
+    QTRY_VERIFY_WITH_TIMEOUT(window.currentFolder() && window.isIdle(), patience);
     QCOMPARE(RecentFiles().paths().first(), folder.path());
     for (int number = 0; number < 2 * RecentFiles::most; ++number)
         RecentFiles().add(utf8("/a/") + QString::number(number));
@@ -409,7 +409,7 @@ void ViewerFoldersTest::sessionIsRestored()
         window.open(folder.path("whole.avi"), utf8("0x40"));
         window.open(folder.path());
         window.open(folder.path("inner/open.avi"), utf8("100"));
-        QTRY_VERIFY(window.isIdle());
+        QTRY_VERIFY_WITH_TIMEOUT(window.isIdle(), patience);
         QString error;
         QVERIFY(window.perform(utf8("select"), utf8("100+30"), &error));
         QVERIFY(window.perform(utf8("show-findings"), {}, &error));
@@ -420,7 +420,7 @@ void ViewerFoldersTest::sessionIsRestored()
     MainWindow window(pluginOptions());
     window.restoreSession();
     window.show();
-    QTRY_VERIFY(window.isIdle());
+    QTRY_VERIFY_WITH_TIMEOUT(window.isIdle(), patience);
     QCOMPARE(window.size(), QSize(1000, 700));
     const QJsonObject state = window.state();
     QCOMPARE(state[utf8("tabs")].toInt(), 3);
@@ -441,7 +441,7 @@ void ViewerFoldersTest::sessionIsRestored()
     QVERIFY(QFile::remove(folder.path("whole.avi")));
     MainWindow later(pluginOptions());
     later.restoreSession();
-    QTRY_VERIFY(later.isIdle());
+    QTRY_VERIFY_WITH_TIMEOUT(later.isIdle(), patience);
     QCOMPARE(later.state()[utf8("tabs")].toInt(), 3);
     later.findChild<QTabWidget *>(utf8("files"))->setCurrentIndex(2);
     QCOMPARE(later.currentPage()->document().place().range, (ByteRange{100, 10}));
@@ -456,9 +456,9 @@ void ViewerFoldersTest::sessionOfAProgramThatIsKilled()
     window.open(folder.path("whole.avi"));
     window.open(folder.path("inner/open.avi"));
     QString error;
-    QTRY_COMPARE(Session::load().tabs.size(), size_t(2)); // which is not closed here
+    QTRY_COMPARE_WITH_TIMEOUT(Session::load().tabs.size(), size_t(2), patience); // which is not closed here
     QVERIFY(window.perform(utf8("close"), {}, &error));
-    QTRY_COMPARE(Session::load().tabs.size(), size_t(1));
+    QTRY_COMPARE_WITH_TIMEOUT(Session::load().tabs.size(), size_t(1), patience);
     Session::setKept(false);
     QVERIFY(window.perform(utf8("close"), {}, &error));
     QTest::qWait(1500);
@@ -488,7 +488,7 @@ void ViewerFoldersTest::sessionThatMakesNoSense()
     MainWindow window(pluginOptions());
     window.restoreSession();
     window.show();
-    QTRY_VERIFY(window.isIdle());
+    QTRY_VERIFY_WITH_TIMEOUT(window.isIdle(), patience);
     QCOMPARE(window.state()[utf8("tabs")].toInt(), Session::mostTabs - 1);
     QVERIFY(window.width() > 100);
 }
@@ -502,7 +502,7 @@ void ViewerFoldersTest::sessionsAreSwitchedOff()
         window.restoreSession();
         window.findChild<QAction *>(utf8("keep-session"))->setChecked(false);
         window.open(folder.path("whole.avi"));
-        QTRY_VERIFY(window.isIdle());
+        QTRY_VERIFY_WITH_TIMEOUT(window.isIdle(), patience);
         window.close();
     }
     QVERIFY(!Session::isKept());
@@ -512,7 +512,7 @@ void ViewerFoldersTest::sessionsAreSwitchedOff()
         // A window that was opened with files is no session's.
         MainWindow window(pluginOptions());
         window.open(folder.path("whole.avi"));
-        QTRY_VERIFY(window.isIdle());
+        QTRY_VERIFY_WITH_TIMEOUT(window.isIdle(), patience);
         window.close();
     }
     QVERIFY(Session::load().tabs.empty());

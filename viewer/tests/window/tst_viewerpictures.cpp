@@ -1,5 +1,7 @@
 // What the window looks like, compared with the pictures of this folder's neighbour "pictures", which ./dev screenshots
 // makes. Letters are drawn a little differently by each version of a library: a few pixels may differ.
+#include "waiting.h"
+
 #include <QDir>
 #include <QFile>
 #include <QImage>
@@ -121,7 +123,7 @@ void ViewerPicturesTest::windowLooksAsItDid()
     QProcess viewer;
     viewer.setProcessEnvironment(environment);
     viewer.start(QCoreApplication::applicationDirPath() + QStringLiteral("/../bin/quenlofar-viewer"), arguments);
-    QVERIFY(viewer.waitForFinished());
+    QVERIFY(viewer.waitForFinished(quenlofar::patience));
     QCOMPARE(viewer.exitCode(), 0);
 
     const QImage now(made);

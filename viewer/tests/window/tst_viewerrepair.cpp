@@ -63,7 +63,7 @@ int run(const QStringList &arguments)
 {
     QProcess program;
     program.start(QCoreApplication::applicationDirPath() + QStringLiteral("/../bin/quenlofar"), arguments);
-    return program.waitForFinished() && program.exitStatus() == QProcess::NormalExit ? program.exitCode() : -1;
+    return program.waitForFinished(patience) && program.exitStatus() == QProcess::NormalExit ? program.exitCode() : -1;
 }
 
 } // namespace
@@ -122,7 +122,7 @@ void ViewerRepairTest::stepsThatAreNotWanted()
 {
     Planned shown;
     QVERIFY(shown.perform(QStringLiteral("leave-out"), QStringLiteral("2")));
-    QTRY_COMPARE(shown.page->repairJob().except(), QStringList{QStringLiteral("frame-count")});
+    QTRY_COMPARE_WITH_TIMEOUT(shown.page->repairJob().except(), QStringList{QStringLiteral("frame-count")}, patience);
     QVERIFY(shown.waitUntilIdle());
     const QStringList texts = shown.texts();
     QVERIFY(!texts.contains(QStringLiteral("LIST(hdrl)/avih/dwTotalFrames")));
@@ -133,7 +133,7 @@ void ViewerRepairTest::stepsThatAreNotWanted()
     QTreeWidgetItem *const row = steps.findItems(QStringLiteral("not wanted"), Qt::MatchExactly).value(0);
     QVERIFY(row);
     row->setCheckState(0, Qt::Checked);
-    QTRY_VERIFY(shown.page->repairJob().except().isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(shown.page->repairJob().except().isEmpty(), patience);
     QVERIFY(shown.waitUntilIdle());
     QVERIFY(shown.texts().contains(QStringLiteral("LIST(hdrl)/avih/dwTotalFrames")));
 }
@@ -235,14 +235,14 @@ void ViewerRepairTest::planningThatHangs()
         QVERIFY(shown.waitUntilIdle());
         script->blocksCheck = true;
         QVERIFY(shown.window.perform(QStringLiteral("plan-repair"), {}, &shown.error));
-        QTRY_COMPARE(int(script->waiting), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(int(script->waiting), 1, patience);
         QVERIFY(!shown.window.isIdle());
         QVERIFY(shown.perform(QStringLiteral("stop")));
         QVERIFY(shown.window.isIdle());
         QVERIFY(shown.window.perform(QStringLiteral("plan-repair"), {}, &shown.error));
         timer.start();
     }
-    QVERIFY(timer.elapsed() < 100);
+    QVERIFY(timer.elapsed() < soon);
 }
 
 QTEST_MAIN(ViewerRepairTest)

@@ -50,13 +50,7 @@ struct Shown
         window.show();
         page = window.open(path, place);
     }
-    bool waitUntilIdle()
-    {
-        return QTest::qWaitFor([this] {
-            window.state(); // asks for the bytes that are in sight
-            return window.isIdle();
-        });
-    }
+    bool waitUntilIdle() { return quenlofar::waitUntilIdle(window); }
     bool perform(const char *name, const char *value = "")
     {
         const bool isDone = window.perform(QString::fromLatin1(name), QString::fromLatin1(value), &error);
@@ -419,20 +413,20 @@ void ViewerWindowTest::blockedSourceLeavesTheWindowUsable()
     QElapsedTimer timer;
     {
         Shown shown(optionsFor(file, 400'000, 20));
-        QTRY_VERIFY(file->waiting > 0);
-        QTRY_VERIFY(shown.page->document().tree().itemCount() > 100);
+        QTRY_VERIFY_WITH_TIMEOUT(file->waiting > 0, patience);
+        QTRY_VERIFY_WITH_TIMEOUT(shown.page->document().tree().itemCount() > 100, patience);
         QVERIFY(shown.window.perform(QStringLiteral("goto"), QStringLiteral("5000000"), &shown.error));
-        QTRY_COMPARE(int(file->waiting), 2);
+        QTRY_COMPARE_WITH_TIMEOUT(int(file->waiting), 2, patience);
         QVERIFY(shown.page->hexView().row(312'500).hex.startsWith(QStringLiteral(".. ..")));
         timer.start();
         QVERIFY(shown.window.perform(QStringLiteral("goto"), QStringLiteral("part[3]/bytes"), &shown.error));
         QCOMPARE(shown.current(), QStringLiteral("part[3]/bytes"));
         shown.window.grab();
-        QVERIFY(timer.elapsed() < 1000);
+        QVERIFY(timer.elapsed() < soon);
         QVERIFY(shown.page->statusText().startsWith(QStringLiteral("reading")));
         timer.start();
     }
-    QVERIFY(timer.elapsed() < 100);
+    QVERIFY(timer.elapsed() < soon);
     file->release();
     QVERIFY(haveThreadsEnded());
     QVERIFY(!file->usedInWindow);
