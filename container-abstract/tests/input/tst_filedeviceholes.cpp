@@ -145,9 +145,9 @@ private Q_SLOTS:
         // Holes begin and end in the middle of words and blocks, and around the ends of windows: each is 256 KiB, the
         // first ones of this size begins behind 4, 8 ... 128 KiB.
         SparseFile file;
-        file.size = 3 * kib * kib + below(kib * kib);
+        file.size = kib * kib + below(kib * kib / 2);
         for (int i = 0; i < 3; ++i) {
-            const qint64 place = below(2) == 0 ? below(file.size) : 252 * kib + below(12) * 256 * kib + below(140) - 70;
+            const qint64 place = below(2) == 0 ? below(file.size) : 252 * kib + below(5) * 256 * kib + below(140) - 70;
             const QByteArray bytes(int(1 + below(below(2) == 0 ? 6 : 300'000)), char(1 + below(255)));
             const auto after = file.islands.lower_bound(place);
             const bool hasRoom = (after == file.islands.end() || place + bytes.size() <= after->first)
