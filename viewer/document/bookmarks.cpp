@@ -12,24 +12,61 @@
 
 #include <algorithm>
 #include <atomic>
+#include <map>
 #include <mutex>
 #include <utility>
 
 namespace quenlofar {
 
-/// Lets threads write one after the other, and what is not the latest any more not at all.
-struct Bookmarks::Writing
+/// What all documents of one path have in common. Threads write one after the other, and what is not the latest list of
+/// these bytes any more not at all.
+class Bookmarks::Shared
 {
-    std::atomic<quint64> latest{0};
-    std::mutex mutex;
+public:
+    std::vector<Bookmarks *> all; // in the window's thread only
+    std::mutex writing;
+
+    /// The number of a list that is going to be written; the bytes of the file are those of `digest`.
+    quint64 begin(const QByteArray &digest)
+    {
+        const std::lock_guard lock(m_numbers);
+        return ++m_latest[digest];
+    }
+    bool isLatest(const QByteArray &digest, quint64 number)
+    {
+        const std::lock_guard lock(m_numbers);
+        return m_latest[digest] == number;
+    }
+
+    /// That of a path; lives as long as somebody has it.
+    static std::shared_ptr<Shared> of(const QString &path)
+    {
+        static std::map<QString, std::weak_ptr<Shared>> known;
+        std::shared_ptr<Shared> shared = known[path].lock();
+        if (!shared)
+            known[path] = shared = std::make_shared<Shared>();
+        return shared;
+    }
+
+private:
+    std::mutex m_numbers;
+    std::map<QByteArray, quint64> m_latest;
 };
 
 Bookmarks::Bookmarks(Document &document, const SourceOpener &opener, QObject *parent)
     : QObject(parent), m_document(document), m_path(QDir::current().absoluteFilePath(document.path())),
-      m_loading(document), m_saving(document), m_exporting(document), m_writing(std::make_shared<Writing>())
+      m_loading(document), m_saving(document), m_exporting(document),
+      m_shared(opener ? std::make_shared<Shared>() : Shared::of(m_path))
 {
+    m_shared->all.push_back(this);
     if (!opener)
         connect(&document, &Document::opened, this, &Bookmarks::load);
+}
+
+Bookmarks::~Bookmarks()
+{
+    auto &all = m_shared->all;
+    all.erase(std::find(all.begin(), all.end(), this));
 }
 
 QString Bookmarks::directory()
@@ -67,11 +104,25 @@ void Bookmarks::take(const BookmarkStore::Found &found, const QByteArray &digest
     if (found.isChanged)
         messages.append(tr("The file has changed since its bookmarks were made."));
     m_message = messages.join(QLatin1Char(' '));
-    // Some may have been added meanwhile.
-    const std::vector<Bookmark> added = std::exchange(m_list, found.record.bookmarks);
+    // Another document may know better than the disk, and some may have been added meanwhile.
+    const auto other = std::find_if(m_shared->all.begin(), m_shared->all.end(), [this](const Bookmarks *each) {
+        return each != this && each->m_digest == m_digest;
+    });
+    const std::vector<Bookmark> added =
+        std::exchange(m_list, other == m_shared->all.end() ? found.record.bookmarks : (*other)->m_list);
     for (const Bookmark &each : added)
         add(each);
     Q_EMIT changed();
+}
+
+void Bookmarks::tellOthers()
+{
+    for (Bookmarks *const other : m_shared->all) {
+        if (other == this || other->m_digest != m_digest)
+            continue;
+        other->m_list = m_list;
+        Q_EMIT other->changed();
+    }
 }
 
 /// In a thread that ends what it has begun, also when the window goes.
@@ -79,11 +130,12 @@ void Bookmarks::save()
 {
     if (m_digest.isNull())
         return;
-    const quint64 number = ++m_writing->latest;
-    m_saving.start([this, record = record(), former = std::exchange(m_former, {}), store = directory(),
-                    writing = m_writing, number](const std::atomic<bool> &) -> Errand::Delivery {
-        const std::lock_guard lock(writing->mutex);
-        if (number != writing->latest && former.isEmpty())
+    tellOthers();
+    const quint64 number = m_shared->begin(m_digest);
+    m_saving.start([this, record = record(), former = m_former, store = directory(), shared = m_shared,
+                    number](const std::atomic<bool> &) -> Errand::Delivery {
+        const std::lock_guard lock(shared->writing);
+        if (!shared->isLatest(record.digest, number))
             return {};
         const QString error = BookmarkStore(store).save(record, former);
         if (error.isNull())

@@ -16,7 +16,8 @@ class Document;
 
 /**
  * The bookmarks of a document, kept in the user's data directory from run to run. They are found again when the file
- * has another name, and when it has other bytes. Lives in the window's thread; the disk is read and written in others.
+ * has another name, and when it has other bytes. A file that is open several times has one list: what one document
+ * changes is changed in all. Lives in the window's thread; the disk is read and written in others.
  */
 class Bookmarks : public QObject
 {
@@ -26,6 +27,7 @@ public:
     /// Of `document`, which outlives the object. What an opener opens has no place on the disk: its bookmarks are kept
     /// nowhere.
     Bookmarks(Document &document, const SourceOpener &opener, QObject *parent = nullptr);
+    ~Bookmarks() override;
 
     static QString directory(); ///< where they are kept
 
@@ -51,8 +53,9 @@ private:
     void load();
     void take(const BookmarkStore::Found &found, const QByteArray &digest);
     void save();
+    void tellOthers();
 
-    struct Writing;
+    class Shared;
 
     Document &m_document;
     const QString m_path; // absolute
@@ -63,7 +66,7 @@ private:
     QString m_message;
     QByteArray m_digest; // null: it is not known, and nothing is kept
     QString m_former; // name of the record that they come from
-    const std::shared_ptr<Writing> m_writing; // with the threads that write
+    const std::shared_ptr<Shared> m_shared; // with the threads that write, and other documents of the same file
 };
 
 } // namespace quenlofar

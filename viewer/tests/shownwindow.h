@@ -10,6 +10,11 @@
 
 namespace quenlofar {
 
+inline QString utf8(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
 /// With the plug-ins that were built beside the tests.
 inline DocumentOptions pluginOptions()
 {

@@ -25,11 +25,6 @@ using namespace quenlofar;
 
 namespace {
 
-QString utf8(const char *text)
-{
-    return QString::fromUtf8(text);
-}
-
 /// A folder with files, links and folders that cannot be searched.
 class Folder
 {
