@@ -92,6 +92,40 @@ private:
     qint64 *const m_bytesRead;
 };
 
+/// Bytes from a disk that fails: once it is asked about what stands between `holeBegin` and `unreadable`, it claims
+/// that a hole goes on behind both, and reads that touch `unreadable` fail.
+class FailingSource final : public ByteSource
+{
+public:
+    FailingSource(const QByteArray &bytes, qint64 holeBegin, qint64 unreadable)
+        : m_bytes(bytes), m_holeBegin(holeBegin), m_unreadable(unreadable)
+    {
+    }
+    qint64 size() const override { return m_bytes.size(); }
+    qint64 readAt(qint64 position, char *data, qint64 maxSize) override
+    {
+        if (wasAsked && position <= m_unreadable && position + maxSize > m_unreadable)
+            return -1;
+        const QByteArray part = m_bytes.mid(int(position), int(std::min<qint64>(maxSize, m_bytes.size())));
+        std::copy(part.begin(), part.end(), data);
+        return part.size();
+    }
+    qint64 holeEnd(qint64 position) override
+    {
+        wasAsked = wasAsked || (position >= m_holeBegin && position < m_unreadable);
+        const qint64 end = m_unreadable + 100000;
+        return wasAsked && position >= m_holeBegin ? std::max(position, end) : position;
+    }
+    QString errorText() const override { return QStringLiteral("a bad sector"); }
+
+    bool wasAsked = false;
+
+private:
+    const QByteArray m_bytes;
+    const qint64 m_holeBegin;
+    const qint64 m_unreadable;
+};
+
 QStringList notChecked(const QByteArray &bytes, Level level)
 {
     film::Reading reading(bytes, level);
@@ -337,6 +371,26 @@ private Q_SLOTS:
                      .arg(hole.size()));
         // What is read ahead of a hole is small against it.
         QVERIFY2(bytesRead < film.size() - 2 * holeSize + holeSize / 2, qPrintable(QString::number(bytesRead)));
+    }
+
+    // A packet that begins where a hole is said to be, and cannot be read there, ends the reading.
+    void packetThatCannotBeRead()
+    {
+        const QByteArray hole = withZeros(layer(64, 48) + plane(0, 600000), 300000, 300000 + int(layer(64, 48).size()));
+        const QByteArray film = xvid({hole, zeros(200000)});
+        FailingSource source(film, firstData + 300000, firstData + hole.size() + 8);
+        AviAnalyzer analyzer;
+        AnalysisOptions options;
+        options.level = Level::Deep;
+        QVERIFY(analyzer.read(source, options).isComplete());
+        QVERIFY(!source.wasAsked);
+        CheckOptions all;
+        all.level = Level::Deep;
+        Findings findings;
+        QVERIFY(!analyzer.check(all, findings));
+        QVERIFY(source.wasAsked);
+        QCOMPARE(findings.notChecked(),
+                 QStringList{QStringLiteral("payload not checked from offset %1 on").arg(firstData + hole.size() + 8)});
     }
 
     // Only frames of one size are compared, wherever the next frame stands.
