@@ -42,57 +42,51 @@ ChunkIdTable::ChunkIdTable()
 {
     // QString::toInt itself decides what is a number: signs and white space count as it counts them.
     for (const char first : numberCharacters) {
-        for (const char second : numberCharacters) {
-            const quint32 bytes = pair(first, second);
-            bool isNumber = false;
-            pairText(bytes).toInt(&isNumber, 16);
-            m_hexadecimal[bytes] = isNumber;
-            pairText(bytes).toInt(&isNumber, 10);
-            m_decimal[bytes] = isNumber;
-        }
+        for (const char second : numberCharacters)
+            noteNumber(pair(first, second));
     }
-
-    // Texts of four characters: the last two decide first.
-    for (quint32 bytes = 0; bytes < m_decimal.size(); ++bytes)
-        m_lastPairs[bytes] = m_decimal[bytes]; // "ix" and a number
-    for (const quint32 last : dataPairs)
-        m_lastPairs[last] = true;
-    m_lastPairs[indexPair] = true;
     for (int row = 0; row < rowCount; ++row) {
         m_rowIds[row] = ChunkId::fromBytes(ChunkRow::rows[row].id);
-        m_lastPairs[m_rowIds[row].word() >> 16] = true;
+        note(m_rowIds[row].word() & 0xFFFF, m_rowIds[row].word() >> 16);
     }
     // Shorter texts end in a zero byte; findCandidate takes them apart.
     for (quint32 byte = 0; byte < 256; ++byte) {
         m_lastPairs[byte] = true; // the fourth byte is zero
         m_lastPairs[byte << 8] = true; // the third one is
     }
-    noteMiddlePairs();
-}
-
-/// Zero bytes, of which files have many, are none of these pairs: a text of no or one character is not known.
-void ChunkIdTable::noteMiddlePairs()
-{
-    const auto note = [this](quint32 first, quint32 last) { m_middlePairs[first >> 8 | (last & 0xFF) << 8] = true; };
-    for (quint32 bytes = 0; bytes < m_decimal.size(); ++bytes) {
-        if (m_hexadecimal[bytes]) {
-            for (const quint32 last : dataPairs)
-                note(bytes, last);
-        }
-        if (m_decimal[bytes]) {
-            note(bytes, indexPair);
-            note(indexPair, bytes);
-        }
-    }
-    for (const ChunkId id : m_rowIds)
-        note(id.word() & 0xFFFF, id.word() >> 16);
-    // Texts of three characters, and of two, which are the first and the last two at once.
+    // Texts of three characters, and of two, which are the first and the last two at once. Zero bytes, of which files
+    // have many, are none of the middle pairs: a text of no or one character is not known.
     for (const quint32 last : dataPairs) {
         m_middlePairs[last] = true;
         m_middlePairs[last >> 8] = true;
     }
     m_middlePairs[indexPair] = true;
     m_middlePairs[indexPair >> 8] = true;
+}
+
+/// A known id begins and ends with these pairs.
+void ChunkIdTable::note(quint32 first, quint32 last)
+{
+    m_lastPairs[last] = true;
+    m_middlePairs[first >> 8 | (last & 0xFF) << 8] = true;
+}
+
+/// The ids of stream chunks with these two characters, where they are a number.
+void ChunkIdTable::noteNumber(quint32 bytes)
+{
+    bool isNumber = false;
+    pairText(bytes).toInt(&isNumber, 16);
+    if (isNumber) {
+        m_hexadecimal[bytes] = true;
+        for (const quint32 last : dataPairs)
+            note(bytes, last);
+    }
+    pairText(bytes).toInt(&isNumber, 10);
+    if (isNumber) {
+        m_decimal[bytes] = true;
+        note(bytes, indexPair);
+        note(indexPair, bytes);
+    }
 }
 
 quint64 ChunkIdTable::findFirst(const char *bytes, quint64 count) const

@@ -52,7 +52,8 @@ public:
 private:
     ChunkIdTable();
     int findCandidate(ChunkId id) const;
-    void noteMiddlePairs();
+    void note(quint32 first, quint32 last);
+    void noteNumber(quint32 bytes);
 
     std::array<bool, 65536> m_lastPairs{}; // last two bytes, the third one lowest, of an id that can be known
     std::array<bool, 65536> m_middlePairs{}; // second and third byte, the second one lowest, of such an id
