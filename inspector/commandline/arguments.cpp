@@ -17,18 +17,20 @@ std::string placeholder(size_t ordinal)
 
 } // namespace
 
-void Arguments::supplyCommand(const std::vector<std::string> &commands, const std::string &command)
+std::string Arguments::supplyCommand(const std::vector<std::string> &commands, const std::string &command)
 {
     const std::string valueOption = "--plugin-dir";
     size_t at = 0;
     while (at < m_given.size() && m_given[at].compare(0, valueOption.size(), valueOption) == 0)
         at += m_given[at] == valueOption ? size_t(2) : size_t(1);
     if (at >= m_given.size())
-        return;
+        return {};
     const std::string &argument = m_given[at];
-    const bool isQuestion = argument == "--help" || argument == "-h" || argument == "--version";
-    if (!isQuestion && std::find(commands.begin(), commands.end(), argument) == commands.end())
+    if (argument == "--help" || argument == "-h" || argument == "--version")
+        return {};
+    if (std::find(commands.begin(), commands.end(), argument) == commands.end())
         m_given.insert(m_given.begin() + std::ptrdiff_t(at), command);
+    return m_given[at];
 }
 
 std::vector<std::string> Arguments::masked() const

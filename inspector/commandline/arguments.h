@@ -19,8 +19,9 @@ public:
     Arguments(int argc, const char *const *argv) : m_given(argv + std::min(argc, 1), argv + argc) { }
 
     /// With `command` put in front of what follows the options of the program itself, unless one of `commands` or a
-    /// question about the program stands there: a file alone is enough.
-    void supplyCommand(const std::vector<std::string> &commands, const std::string &command);
+    /// question about the program stands there: a file alone is enough. Returns the command that stands there now,
+    /// nothing where it is a question or nothing at all.
+    std::string supplyCommand(const std::vector<std::string> &commands, const std::string &command);
 
     std::vector<std::string> masked() const;
     /// What was typed in the place of `masked`.

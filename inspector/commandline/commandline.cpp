@@ -34,6 +34,32 @@ void parseWork(const std::string &option, const std::string &text, RunLimits *li
 
 } // namespace
 
+// In the order of the help.
+const CommandLine::Command CommandLine::allCommands[] = {
+    {"summary", Options::Command::Summary, "Say on one screen what each file is", &CommandLine::defineSummary},
+    {"check", Options::Command::Check, "Judge files by the rules of their format, with reasons",
+     &CommandLine::defineCheck},
+    {"repair", Options::Command::Repair, "Plan how to mend files, and write mended copies; alone it writes nothing",
+     &CommandLine::defineRepair},
+    {"catalogue", Options::Command::Catalogue,
+     "Remember in a database what is known of an archive, and tell what is new", &CommandLine::defineCatalogue},
+    {"tree", Options::Command::Tree, "Print the element tree of files", &CommandLine::defineTree},
+    {"streams", Options::Command::Streams, "List the streams of files", &CommandLine::defineStreams},
+    {"packets", Options::Command::Packets, "List all packets of all streams, whether an index knows them or not",
+     &CommandLine::definePackets},
+    {"frames", Options::Command::Frames, "List the video frames that the index of files reports",
+     &CommandLine::defineFrames},
+    {"at", Options::Command::At, "Show what is at an offset of a file", &CommandLine::defineAt},
+    {"bytes", Options::Command::Bytes, "Extract the bytes of an element or of a range", &CommandLine::defineBytes},
+    {"coverage", Options::Command::Coverage, "Account for every byte of files", &CommandLine::defineCoverage},
+    {"diff", Options::Command::Diff, "Compare the elements and fields of two files", &CommandLine::defineDiff},
+    {"plugins", Options::Command::Plugins, "List the parser plug-ins: name, extensions, file, version",
+     &CommandLine::definePlugins},
+    {"check-plugin", Options::Command::CheckPlugin,
+     "Try a parser plug-in on files, and on what is left of them when they are damaged",
+     &CommandLine::defineCheckPlugin},
+};
+
 CommandLine::CommandLine(const Arguments &arguments, Options &options)
     : m_arguments(arguments), m_options(options),
       m_app("Show everything that is in media files: elements, fields and bytes.", "quenlofar")
@@ -58,28 +84,26 @@ CommandLine::CommandLine(const Arguments &arguments, Options &options)
                  "ended by a signal; 141 nobody reads the output any more.\n"
                  "QUENLOFAR_PLUGIN_PATH names more directories with plug-ins, separated by colons. Your own are in\n"
                  "$XDG_DATA_HOME/quenlofar/" QUENLOFAR_ABI "/plugins, as a rule below ~/.local/share.");
-    addSummary();
-    addCheck();
-    addRepair();
-    addCatalogue();
-    addTree();
-    addStreams();
-    addPackets();
-    addFrames();
-    addAt();
-    addBytes();
-    addCoverage();
-    addDiff();
-    addPlugins();
-    addCheckPlugin();
+    for (const Command &each : allCommands) {
+        CLI::App *const command = m_app.add_subcommand(each.name, each.description);
+        command->parse_complete_callback([this, &each] { m_options.command = each.which; });
+    }
 }
 
 std::vector<std::string> CommandLine::commands() const
 {
     std::vector<std::string> names;
-    for (const CLI::App *const command : m_app.get_subcommands([](const CLI::App *) { return true; }))
-        names.push_back(command->get_name());
+    for (const Command &each : allCommands)
+        names.emplace_back(each.name);
     return names;
+}
+
+void CommandLine::define(const std::string &name)
+{
+    for (const Command &each : allCommands) {
+        if (name.empty() || name == each.name)
+            (this->*each.define)(*m_app.get_subcommand(each.name));
+    }
 }
 
 void CommandLine::parse()
@@ -114,16 +138,8 @@ void CommandLine::refuseUnexpected() const
         throw CLI::ExtrasError({unexpected.rbegin(), unexpected.rend()}); // which it names from behind
 }
 
-CLI::App &CommandLine::addCommand(const std::string &name, Options::Command which, const std::string &description)
+void CommandLine::defineSummary(CLI::App &command)
 {
-    CLI::App *const command = m_app.add_subcommand(name, description);
-    command->parse_complete_callback([this, which] { m_options.command = which; });
-    return *command;
-}
-
-void CommandLine::addSummary()
-{
-    CLI::App &command = addCommand("summary", Options::Command::Summary, "Say on one screen what each file is");
     addManyFiles(command);
     addFormats(command, {"text", "json"});
     addNumbers(command);
@@ -136,9 +152,8 @@ void CommandLine::addSummary()
                    "  quenlofar summary --format json -j 2 -r archive");
 }
 
-void CommandLine::addTree()
+void CommandLine::defineTree(CLI::App &command)
 {
-    CLI::App &command = addCommand("tree", Options::Command::Tree, "Print the element tree of files");
     addManyFiles(command);
     addFormats(command, {"text", "json"});
     TreeChoice &tree = m_options.tree;
@@ -169,9 +184,8 @@ void CommandLine::addTree()
                    "  quenlofar tree --format json --pretty film");
 }
 
-void CommandLine::addStreams()
+void CommandLine::defineStreams(CLI::App &command)
 {
-    CLI::App &command = addCommand("streams", Options::Command::Streams, "List the streams of files");
     addManyFiles(command);
     addFormats(command, {"text", "csv", "json"});
     addLimits(command);
@@ -182,10 +196,8 @@ void CommandLine::addStreams()
                    "  quenlofar streams --format csv film other");
 }
 
-void CommandLine::addFrames()
+void CommandLine::defineFrames(CLI::App &command)
 {
-    CLI::App &command =
-        addCommand("frames", Options::Command::Frames, "List the video frames that the index of files reports");
     addManyFiles(command);
     addFormats(command, {"text", "csv", "json"});
     FrameChoice &frames = m_options.frames;
@@ -207,9 +219,8 @@ void CommandLine::addFrames()
         "  quenlofar frames --stream 0 --range 10..19 --format csv film");
 }
 
-void CommandLine::addAt()
+void CommandLine::defineAt(CLI::App &command)
 {
-    CLI::App &command = addCommand("at", Options::Command::At, "Show what is at an offset of a file");
     addFile(command, "FILE");
     command
         .add_option_function<std::vector<std::string>>(
@@ -226,9 +237,8 @@ void CommandLine::addAt()
                    "  quenlofar at film 0 end-1");
 }
 
-void CommandLine::addBytes()
+void CommandLine::defineBytes(CLI::App &command)
 {
-    CLI::App &command = addCommand("bytes", Options::Command::Bytes, "Extract the bytes of an element or of a range");
     addFile(command, "FILE");
     command
         .add_option_function<std::string>(
@@ -246,9 +256,8 @@ void CommandLine::addBytes()
         "  quenlofar bytes film 0x20+4 | od -A d -t u4");
 }
 
-void CommandLine::addCoverage()
+void CommandLine::defineCoverage(CLI::App &command)
 {
-    CLI::App &command = addCommand("coverage", Options::Command::Coverage, "Account for every byte of files");
     addManyFiles(command);
     addFormats(command, {"text", "json"});
     addNumbers(command);
@@ -262,9 +271,8 @@ void CommandLine::addCoverage()
                    "  quenlofar coverage --format json film");
 }
 
-void CommandLine::addDiff()
+void CommandLine::defineDiff(CLI::App &command)
 {
-    CLI::App &command = addCommand("diff", Options::Command::Diff, "Compare the elements and fields of two files");
     addFile(command, "A");
     addFile(command, "B");
     command.add_flag("--offsets,!--ignore-offsets", m_options.compareOffsets,
@@ -281,18 +289,14 @@ void CommandLine::addDiff()
         "  quenlofar diff --offsets film other");
 }
 
-void CommandLine::addPlugins()
+void CommandLine::definePlugins(CLI::App &command)
 {
-    CLI::App &command =
-        addCommand("plugins", Options::Command::Plugins, "List the parser plug-ins: name, extensions, file, version");
     command.footer("Example:\n"
                    "  quenlofar plugins");
 }
 
-void CommandLine::addCheckPlugin()
+void CommandLine::defineCheckPlugin(CLI::App &command)
 {
-    CLI::App &command = addCommand("check-plugin", Options::Command::CheckPlugin,
-                                   "Try a parser plug-in on files, and on what is left of them when they are damaged");
     command
         .add_option_function<std::string>(
             "PLUGIN", [this](const std::string &value) { m_options.pluginFile = m_arguments.text(value); },

@@ -37,10 +37,8 @@ void CommandLine::addDigest(CLI::App &command, DigestChoice *digest, const std::
         description);
 }
 
-void CommandLine::addCatalogue()
+void CommandLine::defineCatalogue(CLI::App &command)
 {
-    CLI::App &command = addCommand("catalogue", Options::Command::Catalogue,
-                                   "Remember in a database what is known of an archive, and tell what is new");
     CatalogueChoice &choice = m_options.catalogue;
     addManyFiles(command);
     command

@@ -5,10 +5,8 @@
 
 namespace quenlofar {
 
-void CommandLine::addPackets()
+void CommandLine::definePackets(CLI::App &command)
 {
-    CLI::App &command = addCommand("packets", Options::Command::Packets,
-                                   "List all packets of all streams, whether an index knows them or not");
     addManyFiles(command);
     addFormats(command, {"text", "csv", "json"});
     PacketChoice &packets = m_options.packets;
@@ -56,10 +54,8 @@ void CommandLine::addPackets()
                    "  quenlofar packets --type audio --time-range 0..0.5 --format csv film");
 }
 
-void CommandLine::addCheck()
+void CommandLine::defineCheck(CLI::App &command)
 {
-    CLI::App &command =
-        addCommand("check", Options::Command::Check, "Judge files by the rules of their format, with reasons");
     addManyFiles(command);
     CheckChoice &check = m_options.check;
     addChoice(

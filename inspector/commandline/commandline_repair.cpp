@@ -5,10 +5,8 @@
 
 namespace quenlofar {
 
-void CommandLine::addRepair()
+void CommandLine::defineRepair(CLI::App &command)
 {
-    CLI::App &command = addCommand("repair", Options::Command::Repair,
-                                   "Plan how to mend files, and write mended copies; alone it writes nothing");
     addManyFiles(command);
     RepairChoice &repair = m_options.repair;
     addChoice(

@@ -39,7 +39,7 @@ Options parseOptions(int argc, const char *const *argv)
     Options options;
     Arguments arguments(argc, argv);
     CommandLine commandLine(arguments, options);
-    arguments.supplyCommand(commandLine.commands(), "summary");
+    commandLine.define(arguments.supplyCommand(commandLine.commands(), "summary"));
     try {
         commandLine.parse();
     } catch (const CLI::CallForHelp &) {

@@ -40,7 +40,8 @@ void generate(const std::string &prose, const std::string &output, const std::st
 {
     const Arguments arguments(0, nullptr);
     Options options;
-    const CommandLine commandLine(arguments, options);
+    CommandLine commandLine(arguments, options);
+    commandLine.define({});
     const ProgramDefinition definition = definitionOf(commandLine.definitions());
 
     const PageFrame frame{version, date, readProse(prose, "quenlofar")};
