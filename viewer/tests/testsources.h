@@ -119,7 +119,7 @@ inline std::shared_ptr<MadeUpFile> makeFile(qint64 size)
     return file;
 }
 
-/// Segments end where they have so many items, however long that takes: the first one, and each at most.
+/// A pace that counts items and never looks at the clock: those of the first segment, and the most of any segment.
 inline SegmentPace paceOf(quint64 first, quint64 most)
 {
     SegmentPace pace;
