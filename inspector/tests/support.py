@@ -51,7 +51,7 @@ def wait_until(holds, process=None):
         time.sleep(0.01)
 
 
-def catches(process, number=signal.SIGINT):
+def catches(process, number):
     """Whether the program has begun to catch the signal."""
     with open(f"/proc/{process.pid}/status", encoding="ascii") as file:
         caught = next(int(line.split()[1], 16) for line in file if line.startswith("SigCgt"))

@@ -35,7 +35,7 @@ class Interrupts(Case):
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
         self.addCleanup(process.stderr.close)
-        wait_until(lambda: catches(process), process)
+        wait_until(lambda: all(catches(process, number) for number in IN_GOOD_ORDER), process)
         return process
 
     def seconds_to_end(self, process, number):

@@ -282,7 +282,7 @@ class OutputFile(Batch):
             with self.subTest(number=number):
                 process = subprocess.Popen([PROGRAM, "tree", "--only", "none", film_path, "-o", target], env=environment(),
                                            stderr=subprocess.PIPE, preexec_fn=default_interrupt)
-                wait_until(lambda process=process: catches(process), process)
+                wait_until(lambda process=process, number=number: catches(process, number), process)
                 self.assertEqual(self.contents(target), b"old")
                 process.send_signal(number)
                 _, errors = process.communicate(timeout=60)
